@@ -1,0 +1,19 @@
+# Shared by the scripts here; sourced, not run.
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/.."
+
+step() { printf '==> %s\n' "$*"; }
+die() { printf 'error: %s\n' "$*" >&2; exit 1; }
+
+# listed FILE: the names in a package list, without its comments.
+listed() { grep -v '^#' "$1" | tr '\n' ' '; }
+
+# build PRESET [TARGET...]: configures when needed, then builds.
+build() {
+  local preset=$1
+  shift
+  step "building $preset"
+  [ -f "build/$preset/build.ninja" ] || cmake --preset "$preset" >"build/$preset.configure.log" 2>&1 ||
+    { cat "build/$preset.configure.log" >&2; die "configuring $preset failed; the log is above"; }
+  cmake --build --preset "$preset" ${1:+--target "$@"}
+}
