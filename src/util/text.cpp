@@ -21,6 +21,10 @@ int difference(char a, char b) {
   return lowered(a) - lowered(b);
 }
 
+bool is_blank(char c) {
+  return c == ' ' || c == '\t' || c == '\r' || c == '\n';
+}
+
 }  // namespace
 
 int qo_tolower(int c) {
@@ -91,4 +95,12 @@ char* qo_stristr(const char* haystack, const char* needle) {
 
 int string_is_url(const char* text) {
   return qo_stristart(text, "http://", nullptr);
+}
+
+char* trim(char* text, int length) {
+  if (text == nullptr) return nullptr;
+  char* end = text + (length > 0 ? length : 0);
+  while (end != text && is_blank(end[-1])) --end;
+  *end = '\0';
+  return is_blank(*text) ? text + 1 : text;  // Kept: one character only.
 }
