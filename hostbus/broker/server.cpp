@@ -18,7 +18,7 @@ constexpr uint64_t kListenToken = 1;
 
 // One turn of a client: a flood from one holds up the others no longer than this.
 constexpr size_t kBytesPerTurn = 65536;
-constexpr int kFramesPerTurn = 64;
+constexpr int kFramesPerTurn = 16;
 constexpr int kAcceptsPerTurn = 16;
 
 // How soon to try again when there was no descriptor for a new client.
