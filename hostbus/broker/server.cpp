@@ -133,9 +133,9 @@ void Server::take_turn(Client& client) {
     broker_.handle(client, client.frame());
     client.drop_frame();
   }
-  client.trim_input();
   switch (client.next()) {
     case Client::Next::kIncomplete:
+      client.trim_input();
       return;
     case Client::Next::kFrame:
       unfinished_.push_back(client.id());

@@ -219,16 +219,6 @@ TEST_F(BrokerRules, OnlyTheOwnerAnswersAndIncompleteAnswersAreDropped) {
   EXPECT_EQ(got[0].peer(), object);
 }
 
-TEST_F(BrokerRules, ACallOfOnesOwnObjectComesBackOnTheSameConnection) {
-  RawClient client(path_);
-  const uint32_t object = client.add_object("self");
-  client.send(call(object));
-  const auto got = client.receive();
-  ASSERT_TRUE(got);
-  EXPECT_EQ(got->type(), kInvoke);
-  EXPECT_EQ(got->peer(), client.id());
-}
-
 TEST_F(BrokerRules, PatternsChooseEventsByTheirBeginning) {
   const struct {
     const char* pattern;

@@ -50,10 +50,8 @@ bool accepts(const std::string& path) {
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   path.copy(address.sun_path, sizeof address.sun_path - 1);
-  const int fd = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  const bool connected = ::connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
-  ::close(fd);
-  return connected;
+  const hostbus::OwnedFd fd(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  return ::connect(fd.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
 }
 
 }  // namespace
@@ -74,7 +72,7 @@ BrokerProcess::BrokerProcess(const std::vector<std::string>& arguments, unsigned
   pid_ = ::fork();
   if (pid_ == 0) become_broker(command_line(arguments), ends[1], max_files);
   ::close(ends[1]);
-  output_ = ends[0];
+  output_ = hostbus::OwnedFd(ends[0]);
 }
 
 // The path may be another broker's: ready is a socket that is not the one of before.
@@ -97,14 +95,13 @@ BrokerProcess BrokerProcess::listening(const std::string& path, unsigned max_fil
 }
 
 BrokerProcess::BrokerProcess(BrokerProcess&& other) noexcept
-    : pid_(std::exchange(other.pid_, -1)), output_(std::exchange(other.output_, -1)) {}
+    : pid_(std::exchange(other.pid_, -1)), output_(std::move(other.output_)) {}
 
 BrokerProcess::~BrokerProcess() {
   if (pid_ > 0) {
     ::kill(pid_, SIGKILL);
     ::waitpid(pid_, nullptr, 0);
   }
-  if (output_ >= 0) ::close(output_);
 }
 
 void BrokerProcess::kill(int signal) const {
@@ -117,12 +114,12 @@ BrokerProcess::End BrokerProcess::wait() {
   char room[4096];
   const auto limit = Clock::now() + kLimit;
   for (ssize_t count = 1; count > 0;) {
-    pollfd output{output_, POLLIN, 0};
+    pollfd output{output_.get(), POLLIN, 0};
     if (::poll(&output, 1, 100) == 0) {
       if (Clock::now() > limit) throw std::runtime_error("the broker does not end");
       continue;
     }
-    count = ::read(output_, room, sizeof room);
+    count = ::read(output_.get(), room, sizeof room);
     if (count > 0) end.printed.append(room, static_cast<size_t>(count));
   }
   int status = 0;

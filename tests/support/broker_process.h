@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "../../hostbus/broker/owned_fd.h"
+
 namespace test {
 
 // A directory of the test's own that every user may enter, gone with all its contents at the end.
@@ -46,7 +48,7 @@ class BrokerProcess {
 
  private:
   pid_t pid_ = -1;
-  int output_ = -1;
+  hostbus::OwnedFd output_;
 };
 
 }  // namespace test

@@ -9,7 +9,6 @@
 #include <cerrno>
 #include <cstring>
 #include <stdexcept>
-#include <utility>
 
 namespace test {
 namespace {
@@ -144,11 +143,11 @@ std::string Received::text(int id) const {
 
 RawClient RawClient::ungreeted(const std::string& path) {
   RawClient client;
-  client.fd_ = ::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  client.fd_ = hostbus::OwnedFd(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   path.copy(address.sun_path, sizeof address.sun_path - 1);
-  if (::connect(client.fd_, reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
+  if (::connect(client.fd(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
     throw std::runtime_error("cannot connect to " + path + ": " + std::strerror(errno));
   }
   return client;
@@ -169,37 +168,19 @@ RawClient RawClient::as_user(const std::string& path, unsigned user) {
   return client;
 }
 
-RawClient::~RawClient() {
-  close();
-}
-
-RawClient::RawClient(RawClient&& other) noexcept
-    : fd_(std::exchange(other.fd_, -1)), id_(std::exchange(other.id_, 0)) {}
-
-RawClient& RawClient::operator=(RawClient&& other) noexcept {
-  std::swap(fd_, other.fd_);
-  std::swap(id_, other.id_);
-  return *this;
-}
-
-void RawClient::close() {
-  if (fd_ >= 0) ::close(fd_);
-  fd_ = -1;
-}
-
 void RawClient::close_writing() const {
-  ::shutdown(fd_, SHUT_WR);
+  ::shutdown(fd(), SHUT_WR);
 }
 
 size_t RawClient::send_some(const uint8_t* bytes, size_t size) const {
-  const ssize_t sent = ::send(fd_, bytes, size, MSG_NOSIGNAL | MSG_DONTWAIT);
+  const ssize_t sent = ::send(fd(), bytes, size, MSG_NOSIGNAL | MSG_DONTWAIT);
   return sent > 0 ? static_cast<size_t>(sent) : 0;
 }
 
 bool RawClient::send(const ByteString& bytes) const {
   for (size_t done = 0; done < bytes.size();) {
-    must_wait_for(fd_, POLLOUT);
-    const ssize_t sent = ::send(fd_, bytes.data() + done, bytes.size() - done, MSG_NOSIGNAL | MSG_DONTWAIT);
+    must_wait_for(fd(), POLLOUT);
+    const ssize_t sent = ::send(fd(), bytes.data() + done, bytes.size() - done, MSG_NOSIGNAL | MSG_DONTWAIT);
     if (sent < 0 && errno != EAGAIN) return false;
     done += sent > 0 ? static_cast<size_t>(sent) : 0;
   }
@@ -208,8 +189,8 @@ bool RawClient::send(const ByteString& bytes) const {
 
 bool RawClient::read_exactly(uint8_t* to, size_t size) const {
   while (size > 0) {
-    must_wait_for(fd_, POLLIN);
-    const ssize_t count = ::recv(fd_, to, size, MSG_DONTWAIT);
+    must_wait_for(fd(), POLLIN);
+    const ssize_t count = ::recv(fd(), to, size, MSG_DONTWAIT);
     if (count == 0 || (count < 0 && errno != EAGAIN)) return false;
     if (count < 0) continue;
     to += count;
@@ -230,7 +211,7 @@ std::optional<Received> RawClient::receive() {
 }
 
 bool RawClient::readable(std::chrono::milliseconds limit) const {
-  return wait_for(fd_, POLLIN, static_cast<int>(limit.count()));
+  return wait_for(fd(), POLLIN, static_cast<int>(limit.count()));
 }
 
 std::vector<Received> RawClient::request(const ByteString& bytes) {

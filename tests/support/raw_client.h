@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "../../hostbus/broker/owned_fd.h"
+
 namespace test {
 
 using ByteString = std::vector<uint8_t>;
@@ -43,12 +45,9 @@ class RawClient {
   static RawClient as_user(const std::string& path, unsigned user);
   // Connects only; the greeting is still to come.
   static RawClient ungreeted(const std::string& path);
-  ~RawClient();
-  RawClient(RawClient&& other) noexcept;
-  RawClient& operator=(RawClient&& other) noexcept;
 
   uint32_t id() const { return id_; }
-  int fd() const { return fd_; }
+  int fd() const { return fd_.get(); }
 
   // Blocks until all is written; false if the peer is gone.
   bool send(const ByteString& bytes) const;
@@ -70,14 +69,14 @@ class RawClient {
   // Whether the broker still answers, after everything sent before.
   bool ping();
 
-  void close();
+  void close() { fd_ = {}; }
   void close_writing() const;
 
  private:
   RawClient() = default;
   bool read_exactly(uint8_t* to, size_t size) const;
 
-  int fd_ = -1;
+  hostbus::OwnedFd fd_;
   uint32_t id_ = 0;
 };
 
