@@ -16,9 +16,15 @@ namespace {
 int shell_status(int status) {
   return WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
 }
+
+void name_the_box() {
+  ::setenv("ROUTERBOX", TEST_BIN "/routerbox", 1);
+  ::setenv("PACKAGES", TEST_DATA "/../support/packages.json", 1);
+}
 }  // namespace
 
 Outcome run(const std::string& line) {
+  name_the_box();
   ::setenv("LINE", line.c_str(), 1);
   std::FILE* const stream = ::popen("exec timeout -k 5 30 sh -c \"$LINE\" 2>&1", "r");
   if (stream == nullptr) return {-1, "no shell"};
@@ -31,6 +37,7 @@ Outcome run(const std::string& line) {
 }
 
 Running::Running(const std::string& line) {
+  name_the_box();
   int ends[2];
   if (::pipe2(ends, O_CLOEXEC) != 0) std::abort();
   process_ = ::fork();
