@@ -87,13 +87,14 @@ class Box {
   }
 
   void let_plugins_through() {
-    std::vector<std::string> paths = programs();
-    paths.push_back(plan_.own + "/.");
-    for (const std::string& path : paths)
-      for (const std::string& folder : open_way(fs::weakly_canonical(path)))
+    std::vector<fs::path> folders{plan_.own};
+    for (const std::string& program : plan_.started) folders.push_back(fs::path(program).parent_path());
+    if (!options_.as.empty()) folders.push_back(fs::path(plan_.command).parent_path());
+    for (const fs::path& wanted : folders)
+      for (const std::string& folder : open_way(fs::weakly_canonical(wanted)))
         say("plug-ins may not enter " + folder +
-            ", so the box has a copy of it that they may pass; "
-            "files made directly in it vanish with the box");
+            ", so the box has a copy of it that they may pass; files made directly in it vanish with the "
+            "box");
   }
 
   static void bring_loopback_up() {

@@ -62,7 +62,7 @@ void cover(const std::string& path, mode_t mode, const Wanted& wanted) {
   while (const dirent* entry = ::readdir(original.get())) {
     const std::string name = entry->d_name;
     if (name != "." && name != ".." && wanted(name))
-      put_back(::dirfd(original.get()), name, path + "/" + name);
+      put_back(::dirfd(original.get()), name, fs::path(path) / name);
   }
 }
 
@@ -88,8 +88,9 @@ void make_private(const PrivateFolder& folder, const std::vector<std::string>& k
   std::error_code error;
   const std::string path = fs::canonical(folder.path, error);
   if (error) throw Failure("the box needs a folder " + folder.path + " on this machine: " + error.message());
-  std::vector<std::string> kept;
-  for (const std::string& wanted : keep) kept.push_back(entry_towards(wanted, path));
+  std::vector<std::string> kept(keep.size());
+  std::transform(keep.begin(), keep.end(), kept.begin(),
+                 [&](const std::string& wanted) { return entry_towards(wanted, path); });
   const auto among = [](const std::vector<std::string>& names, const std::string& name) {
     return std::find(names.begin(), names.end(), name) != names.end();
   };
@@ -98,10 +99,10 @@ void make_private(const PrivateFolder& folder, const std::vector<std::string>& k
   });
 }
 
-std::vector<std::string> open_way(const std::string& path) {
+std::vector<std::string> open_way(const std::string& folder) {
   std::vector<std::string> opened;
   fs::path walked;
-  for (const fs::path& part : fs::path(path).parent_path()) {
+  for (const fs::path& part : fs::path(folder)) {
     walked /= part;
     struct stat status {};
     if (::stat(walked.c_str(), &status) != 0 || (status.st_mode & S_IXOTH) != 0) continue;

@@ -26,8 +26,8 @@ void isolate_mounts();
 // `keep`: absolute paths of the host; the entry of an empty folder that holds one of them stays visible.
 void make_private(const PrivateFolder& folder, const std::vector<std::string>& keep);
 
-// Lets every user through to `path`: a folder on the way that only its owner may enter becomes a mirror that
-// all may pass. Returns the folders that were changed.
-std::vector<std::string> open_way(const std::string& path);
+// Lets every user through to `folder`: one on the way that not everybody may enter becomes a mirror that all
+// may pass. Returns those that were changed.
+std::vector<std::string> open_way(const std::string& folder);
 
 }  // namespace routerbox

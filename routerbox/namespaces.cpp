@@ -82,9 +82,7 @@ pid_t start_mapper(const IdTool& tool, pid_t owner, std::vector<std::string> map
   const std::string program = find_tool(tool);
   std::vector<std::string> words{program, std::to_string(owner)};
   words.insert(words.end(), map.begin(), map.end());
-  std::vector<char*> arguments;
-  for (std::string& word : words) arguments.push_back(word.data());
-  arguments.push_back(nullptr);
+  const std::vector<char*> arguments = exec_arguments(words);
   const pid_t child = ::fork();
   if (child < 0) fail_errno("cannot start a process");
   if (child > 0) return child;

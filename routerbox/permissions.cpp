@@ -1,12 +1,12 @@
 #include "permissions.h"
 
+#include <zel/perm.h>
+
 #include <algorithm>
 #include <iterator>
 #include <string>
 
 #include "failure.h"
-
-extern "C" int perm_init(void);
 
 namespace routerbox {
 namespace {

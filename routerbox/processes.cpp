@@ -38,11 +38,8 @@ bool become(uid_t uid) {
 
 // In the new child: becomes the program, or tells why not on `report`: the exit status, then the text.
 [[noreturn]] void become_program(const Launch& launch, const Streams* streams, int report) {
-  std::vector<char*> arguments;
   std::vector<std::string> words = launch.words;
-  for (std::string& word : words) arguments.push_back(word.data());
-  arguments.push_back(nullptr);
-
+  const std::vector<char*> arguments = exec_arguments(words);
   std::string text;
   char status = kBoxFailed;
   if (streams != nullptr && !take_streams(*streams)) {
@@ -127,7 +124,7 @@ void Processes::take_signals() {
   // Nobody is left outside. Process 1 ends, and the kernel ends the rest.
   if (retry([&] { return ::read(control_.get(), &number, 1); }) != 1) ::_exit(kBoxFailed);
   if (target_ == 0) throw Failure("stopped by a signal before the command ran", kKilledBase + number);
-  ::kill(target_, number);
+  if (!ended(target_)) ::kill(target_, number);
 }
 
 void Processes::collect() {

@@ -63,6 +63,14 @@ std::string own_folder() {
   return self.parent_path();
 }
 
+std::vector<char*> exec_arguments(std::vector<std::string>& words) {
+  std::vector<char*> pointers;
+  pointers.reserve(words.size() + 1);
+  for (std::string& word : words) pointers.push_back(word.data());
+  pointers.push_back(nullptr);
+  return pointers;
+}
+
 std::string explain_exec(const std::string& program, int error) {
   const std::string subject = program + " cannot be executed by uid " + std::to_string(::geteuid());
   if (error != EACCES) {

@@ -1,6 +1,7 @@
 // programs.h: finding programs, and telling why one cannot be executed.
 #pragma once
 #include <string>
+#include <vector>
 
 namespace routerbox {
 
@@ -10,6 +11,9 @@ std::string find_program(const std::string& word);
 
 // The folder this program lies in.
 std::string own_folder();
+
+// `words` in the form execv takes; points into them.
+std::vector<char*> exec_arguments(std::vector<std::string>& words);
 
 // Why the calling process, under its present ids, cannot execute `program` (errno `error`), and what to do.
 std::string explain_exec(const std::string& program, int error);

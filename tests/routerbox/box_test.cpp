@@ -1,0 +1,213 @@
+// The box as its user sees it: options in, output and exit status out.
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <signal.h>
+#include <sys/sem.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "run.h"
+
+namespace {
+
+struct Case {
+  const char* why;
+  const char* line;
+  int status;
+  const char* output;  // must be part of it
+};
+
+void check(const Case& c) {
+  const Outcome outcome = run(c.line);
+  EXPECT_EQ(c.status, outcome.status) << c.why << ": " << outcome.output;
+  EXPECT_NE(std::string::npos, outcome.output.find(c.output)) << c.why << ": " << outcome.output;
+}
+
+std::string whole(const char* path) {
+  std::ifstream file(path);
+  return {std::istreambuf_iterator<char>(file), {}};
+}
+
+TEST(RouterBox, PassesOnTheExitStatusAndTellsItsOwnFailuresApart) {
+  static const Case kCases[] = {
+      {"success, output untouched", "$ROUTERBOX -q -- printf 'a\\nb'", 0, "a\nb"},
+      {"the command's status", "$ROUTERBOX -q -- sh -c 'exit 7'", 7, ""},
+      {"options after -- are the command's", "$ROUTERBOX -q -- echo --quiet -- x", 0, "--quiet -- x"},
+      {"killed by a signal", "$ROUTERBOX -q -- sh -c 'kill -9 $$'", 137, ""},
+      {"left-over children end with it", "$ROUTERBOX -q -- sh -c 'sleep 1000 & exit 3'", 3, ""},
+      {"no such command", "$ROUTERBOX -q -- no-such-command", 127, "PATH"},
+      {"a file that is no program", "$ROUTERBOX -q -- /etc/passwd", 126, "x permission"},
+      {"unknown option", "$ROUTERBOX --bogus -- true", 125, "--help"},
+      {"no command", "$ROUTERBOX -q", 125, "-- COMMAND"},
+      {"help needs no command", "$ROUTERBOX --help", 0, "--packages"},
+  };
+  for (const Case& c : kCases) check(c);
+}
+
+TEST(RouterBox, SaysWhatIsWrongWithItsInput) {
+  static const Case kCases[] = {
+      {"missing broker", "$ROUTERBOX --broker /no/broker -- true", 125, "--broker"},
+      {"broker that ends", "$ROUTERBOX --broker /bin/false -- true", 125, "ended at once, with status 1"},
+      {"missing package file", "$ROUTERBOX --packages /no/file -- true", 125, "--packages"},
+      {"package file that is no JSON", "$ROUTERBOX --packages /etc/passwd -- true", 125, "no package file"},
+      {"empty package file", "$ROUTERBOX --packages /dev/null -- true", 125, "no package file"},
+      {"appid not in the file", "$ROUTERBOX --packages $PACKAGES --as 5 -- true", 125, "no plug-in has"},
+      {"plug-in not in the file", "$ROUTERBOX --start '5 true' -- true", 125, "no plug-in has"},
+      {"plug-in without program", "$ROUTERBOX --start 1003 -- true", 125, "APPID PROGRAM"},
+      {"plug-in that is not there", "$ROUTERBOX --packages $PACKAGES --start '1003 nope' -- true", 127,
+       "PATH"},
+  };
+  for (const Case& c : kCases) check(c);
+
+  const HostFolder folder;
+  static const char* const kWrong[] = {R"({"plugin":{}})", R"({"plugin":[5]})",
+                                       R"({"plugin":[{"appid":1,"abilitybits":1,"uid":1}]})",
+                                       R"({"plugin":[{"appid":"1:2","abilitybits":1,"uid":1}]})",
+                                       R"({"plugin":[{"appid":"12","abilitybits":1,"uid":-4}]})"};
+  for (const char* text : kWrong)
+    EXPECT_EQ(125, run("$ROUTERBOX --packages " + folder.file("p.json", text) + " -- true").status) << text;
+}
+
+TEST(RouterBox, HasARouterOfItsOwn) {
+  static const Case kCases[] = {
+      {"/etc/norva is root's, for all to read", "$ROUTERBOX -q -- stat -c '%a %u' /etc/norva", 0, "755 0"},
+      {"the package file is in place",
+       "$ROUTERBOX -q --packages $PACKAGES -- cmp $PACKAGES /etc/norva/packages.json", 0, ""},
+      {"plug-ins may not change it",
+       "$ROUTERBOX -q --packages $PACKAGES --as 1003 -- sh -c ': >>/etc/norva/packages.json'", 2, "denied"},
+      {"the standard abilities", "$ROUTERBOX -q -- cat /etc/norva/permissions.json", 0, "ability_wan"},
+      {"a given permission file",
+       "$ROUTERBOX -q --no-perm --permissions $PACKAGES -- cmp $PACKAGES /etc/norva/permissions.json", 0, ""},
+      {"the host's /etc shows through", "$ROUTERBOX -q -- cat /etc/debian_version", 0, "12"},
+      {"plug-ins have a uid and a name",
+       "$ROUTERBOX -q --packages $PACKAGES --as 1003 -- sh -c 'id -u; id -g; id -G; id -un'", 0,
+       "10003\n10003\n10003\nzel1003\n"},
+      {"the bus answers in /var/run", "$ROUTERBOX -q -- test -S /var/run/ubus/ubus.sock", 0, ""},
+      {"process 1 is the box", "$ROUTERBOX -q -- cat /proc/1/comm", 0, "routerbox"},
+      {"the permission table is the only IPC object",
+       "$ROUTERBOX -q -- sh -c 'cat /proc/sysvipc/sem /proc/sysvipc/shm | wc -l'", 0, "4\n"},
+      {"and absent when not wanted",
+       "$ROUTERBOX -q --no-perm -- sh -c 'cat /proc/sysvipc/sem /proc/sysvipc/shm | wc -l'", 0, "2\n"},
+      {"a table that cannot be made is told with its meaning",
+       "$ROUTERBOX -q --permissions /etc/passwd -- echo ran", 125,
+       "perm_init gave 7006: the permission file"},
+  };
+  for (const Case& c : kCases) check(c);
+}
+
+TEST(RouterBox, SharesNothingWithTheHost) {
+  const HostFolder folder;
+  const int semaphore = ::semget(IPC_PRIVATE, 1, 0600);
+  ASSERT_GE(semaphore, 0);
+  const std::string before = whole("/proc/sysvipc/sem") + whole("/proc/sysvipc/shm");
+  const std::string mark = folder.root().substr(folder.root().rfind('/') + 1);
+  const Outcome seen = run("cd / && $ROUTERBOX -q --no-perm -- sh -c 'ls -d /tmp/" + mark +
+                           " 2>/dev/null; grep -hv key /proc/sysvipc/*;"
+                           " touch /tmp/in-" +
+                           mark + " /etc/in-" + mark + " /var/run/in-" + mark + "'");
+  EXPECT_EQ("", seen.output);
+  EXPECT_EQ(0, seen.status);
+  EXPECT_EQ(before, whole("/proc/sysvipc/sem") + whole("/proc/sysvipc/shm"));
+  ::semctl(semaphore, 0, IPC_RMID);
+  for (const char* place : {"/tmp/in-", "/etc/in-", "/var/run/in-"})
+    EXPECT_FALSE(std::filesystem::exists(place + mark)) << place;
+
+  const int listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  socklen_t size = sizeof address;
+  ASSERT_EQ(0, ::bind(listener, reinterpret_cast<sockaddr*>(&address), size));
+  ASSERT_EQ(0, ::listen(listener, 1));
+  ASSERT_EQ(0, ::getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size));
+  const std::string dial =
+      "bash -c 'exec 3<>/dev/tcp/127.0.0.1/" + std::to_string(ntohs(address.sin_port)) + "'";
+  EXPECT_EQ(0, run(dial).status);
+  // "refused" and not "unreachable": the box's loopback is up, and nobody listens there.
+  EXPECT_NE(std::string::npos, run("$ROUTERBOX -q -- " + dial).output.find("refused"));
+  ::close(listener);
+}
+
+TEST(RouterBox, RunsWhatLiesBelowTmp) {
+  const HostFolder folder;
+  const std::string script = folder.file("script", "#!/bin/sh\npwd; id -u\n");
+  folder.file("beside", "");
+  EXPECT_EQ("/\n0\n", run("cd / && $ROUTERBOX -q -- " + script).output);
+  EXPECT_EQ(
+      folder.root() + "\n10003\n",
+      run("cd " + folder.root() + " && $ROUTERBOX -q --packages $PACKAGES --as 1003 -- ./script").output);
+  EXPECT_EQ(
+      0, run("cd / && $ROUTERBOX -q --keep " + folder.path("beside") + " -- test -e " + folder.path("beside"))
+             .status);
+}
+
+TEST(RouterBox, LetsPlugInsThroughToTheirPrograms) {
+  const HostFolder folder;
+  std::filesystem::create_directories(folder.path("closed/open"));
+  const std::string script = folder.file("closed/open/script", "#!/bin/sh\nid -u\n");
+  const std::string box = "$ROUTERBOX --packages $PACKAGES --as 1003 -- " + script;
+  std::filesystem::permissions(folder.path("closed"), std::filesystem::perms(0700));
+  const Outcome let = run(box);
+  EXPECT_EQ(0, let.status) << let.output;
+  EXPECT_NE(std::string::npos, let.output.find(folder.path("closed"))) << let.output;
+  EXPECT_NE(std::string::npos, let.output.find("10003\n")) << let.output;
+  std::filesystem::permissions(script, std::filesystem::perms(0700));
+  const Outcome refused = run(box);
+  EXPECT_EQ(126, refused.status) << refused.output;
+  EXPECT_NE(std::string::npos, refused.output.find("chmod o+x " + script)) << refused.output;
+}
+
+TEST(RouterBox, RunsPlugInsInTheBackground) {
+  static const char* const kWait = " -- sh -c 'until [ -e /tmp/a ] && [ -e /tmp/b ]; do sleep 0.01; done'";
+  const Outcome outcome = run(
+      std::string("$ROUTERBOX -q --packages $PACKAGES"
+                  " --start \"1003 sh -c 'id -u; printf unfinished; touch /tmp/a'\""
+                  " --start \"1004 sh -c 'trap \\\"echo bye; exit\\\" TERM; echo trouble >&2; touch /tmp/b;"
+                  " while :; do sleep 0.01; done'\"") +
+      kWait);
+  EXPECT_EQ(0, outcome.status);
+  for (const char* line : {"1003 | 10003\n", "1003 | unfinished\n", "1004 | trouble\n", "1004 | bye\n"})
+    EXPECT_NE(std::string::npos, outcome.output.find(line)) << line << " in: " << outcome.output;
+}
+
+TEST(RouterBox, WaitsForThePlugInsBusObjectBeforeTheNextStep) {
+  const Outcome found = run("$ROUTERBOX -q --packages $PACKAGES --start '1002 " TEST_BIN
+                            "/late_object /tmp/made zel_1002' -- test -e /tmp/made");
+  EXPECT_EQ(0, found.status) << found.output;
+  // Without the ability nothing is waited for, and a program that ends is not waited for either.
+  EXPECT_EQ(1, run("$ROUTERBOX -q --packages $PACKAGES --start '1003 " TEST_BIN
+                   "/late_object /tmp/made zel_1003' -- test -e /tmp/made")
+                   .status);
+  EXPECT_EQ(0, run("$ROUTERBOX -q --packages $PACKAGES --start '1002 false' -- true").status);
+}
+
+TEST(RouterBox, PassesSignalsOnToTheCommand) {
+  for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
+    Running box(
+        "$ROUTERBOX -q -- sh -c 'trap \"exit 5\" TERM INT HUP; echo ready; while :; do sleep 0.01; done'");
+    ASSERT_TRUE(box.says("ready"));
+    ::kill(box.process(), number);
+    EXPECT_TRUE(box.silent()) << number;
+    EXPECT_EQ(5, box.wait()) << number;
+  }
+  Running box("$ROUTERBOX -q -- sh -c 'echo ready; exec sleep 1000'");
+  ASSERT_TRUE(box.says("ready"));
+  ::kill(box.process(), SIGTERM);
+  EXPECT_TRUE(box.silent());
+  EXPECT_EQ(128 + SIGTERM, box.wait());
+}
+
+TEST(RouterBox, LeavesNothingBehindWhenItIsKilled) {
+  Running box(
+      "$ROUTERBOX -q --packages $PACKAGES --start \"1003 sh -c 'trap : TERM HUP; while :; do sleep 1; done'\""
+      " -- sh -c 'trap : TERM HUP; echo ready; while :; do sleep 1; done'");
+  ASSERT_TRUE(box.says("ready"));
+  ::kill(box.process(), SIGKILL);
+  EXPECT_TRUE(box.silent()) << "a process of the box still lives";
+  EXPECT_EQ(128 + SIGKILL, box.wait());
+}
+
+}  // namespace
