@@ -1,0 +1,17 @@
+#pragma once
+
+#include <optional>
+#include <string>
+
+namespace hostbus {
+
+struct Account {
+  std::string user;
+  std::string group;
+};
+
+// Who is at the other end of a unix socket. A user or group without a name is its number in decimal:
+// plug-ins on a PC run under numbers that no account has.
+std::optional<Account> peer_account(int socket);
+
+}  // namespace hostbus

@@ -1,0 +1,77 @@
+#include "bus.h"
+
+#include <libubus.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+
+#include <algorithm>
+#include <iterator>
+#include <memory>
+
+namespace routerbox {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+constexpr milliseconds kBrokerLimit(10000);
+constexpr milliseconds kStopLimit(1000);
+constexpr milliseconds kBetweenTries(2);
+
+// Where the bus libraries look, those since October 2020 and the older ones.
+constexpr const char* kSockets[] = {"/var/run/ubus/ubus.sock", "/var/run/ubus.sock"};
+
+bool accepts(const char* path) {
+  const Descriptor end(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  std::strncpy(address.sun_path, path, sizeof address.sun_path - 1);
+  return ::connect(end.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+}
+
+struct FreeConnection {
+  void operator()(ubus_context* connection) const { ::ubus_free(connection); }
+};
+
+// In a process of its own: the bus library waits without limit for a broker that stays silent, and changes
+// signal handling.
+int find_object(const std::string& name) {
+  while (true) {
+    const std::unique_ptr<ubus_context, FreeConnection> bus(::ubus_connect(nullptr));
+    while (bus && !bus->sock.eof) {
+      uint32_t id = 0;
+      if (::ubus_lookup_id(bus.get(), name.c_str(), &id) == 0) return 0;
+      ::usleep(std::chrono::microseconds(kBetweenTries).count());
+    }
+    ::usleep(std::chrono::microseconds(kBetweenTries).count());
+  }
+}
+
+}  // namespace
+
+pid_t start_broker(Processes& processes, const std::string& program) {
+  const pid_t broker = processes.start({program, {program}, {}, "bus | "});
+  const auto end = Clock::now() + kBrokerLimit;
+  while (!std::any_of(std::begin(kSockets), std::end(kSockets), accepts)) {
+    if (processes.serve([&] { return processes.ended(broker).has_value(); }, kBetweenTries))
+      throw Failure("the broker " + program + " ended at once, with status " +
+                    std::to_string(*processes.ended(broker)) +
+                    "; see its lines above, or name another with --broker PROGRAM");
+    if (Clock::now() > end)
+      throw Failure("the broker " + program + " takes no connections at " + kSockets[0] +
+                    "; name another with --broker PROGRAM");
+  }
+  return broker;
+}
+
+ObjectWait wait_for_object(Processes& processes, const std::string& name, pid_t owner,
+                           std::chrono::milliseconds limit) {
+  const pid_t finder = processes.start_task([&] { return find_object(name); });
+  processes.serve([&] { return processes.ended(finder) || processes.ended(owner); }, limit);
+  if (processes.ended(finder)) return ObjectWait::kFound;
+  ::kill(finder, SIGKILL);
+  processes.serve([&] { return processes.ended(finder).has_value(); }, kStopLimit);
+  return processes.ended(owner) ? ObjectWait::kOwnerEnded : ObjectWait::kLimit;
+}
+
+}  // namespace routerbox

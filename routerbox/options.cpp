@@ -1,0 +1,77 @@
+#include "options.h"
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+
+#include "failure.h"
+
+namespace routerbox {
+namespace {
+
+constexpr const char* kDescription =
+    "Runs COMMAND in a private router: /etc/norva, /tmp, /var/run, loopback, System V IPC and process ids\n"
+    "are the box's own and vanish with it. Works as root, or as a user with subordinate ids.";
+constexpr const char* kFooter =
+    "Exit status: COMMAND's (128 + signal number when a signal ended it), 125 when the box failed,\n"
+    "126 when a program cannot be executed, 127 when it was not found.\n"
+    "The entry of /tmp or /var/run in which the current folder, routerbox or a program lies stays visible.";
+
+class Usage : public CLI::Formatter {
+ public:
+  std::string make_usage(const CLI::App*, std::string) const override {
+    return "Usage: routerbox [OPTIONS] -- COMMAND [ARGUMENT...]\n";
+  }
+};
+
+Background background_from(const std::string& text) {
+  std::vector<std::string> words = CLI::detail::split_up(text);
+  if (words.size() < 2)
+    throw Failure("--start '" + text + "' has no program; write --start \"APPID PROGRAM ARGUMENTS...\"");
+  Background result{words.front(), {}};
+  result.words.assign(words.begin() + 1, words.end());
+  return result;
+}
+
+}  // namespace
+
+Options read_options(int argc, char** argv) {
+  Options options;
+  std::vector<std::string> start;
+  CLI::App app(kDescription, "routerbox");
+  app.formatter(std::make_shared<Usage>());
+  app.footer(kFooter);
+  app.add_option("--packages", options.packages, "Package file, becomes /etc/norva/packages.json");
+  app.add_option("--permissions", options.permissions,
+                 "Permission file, becomes /etc/norva/permissions.json (default: the standard abilities)");
+  app.add_option("--start", start,
+                 "\"APPID PROGRAM ARGUMENTS...\": plug-in to run in the background under its own uid, its\n"
+                 "output lines prefixed; with ability 2 its bus object is waited for (repeatable)")
+      ->take_all()
+      ->allow_extra_args(false);
+  app.add_option("--as", options.as, "Run COMMAND under the uid of this APPID (default: root of the box)");
+  app.add_option("--keep", options.keep, "Path whose entry of /tmp or /var/run stays visible (repeatable)")
+      ->allow_extra_args(false);
+  app.add_option("--broker", options.broker, "Bus broker (default: hostbusd beside routerbox)");
+  app.add_flag("--no-broker", options.no_broker, "Start no bus broker");
+  app.add_flag("--no-perm", options.no_perm, "Leave the permission table unmade");
+  app.add_flag("-q,--quiet", options.quiet, "No lines of the box's own, except failures");
+
+  // Cut here, so that nothing in COMMAND is ever taken for an option of the box.
+  char** const end = argv + argc;
+  char** const cut = std::find_if(argv, end, [](const char* word) { return std::strcmp(word, "--") == 0; });
+  try {
+    app.parse(static_cast<int>(cut - argv), argv);
+  } catch (const CLI::ParseError& error) {
+    if (error.get_exit_code() == 0) std::exit(app.exit(error));
+    throw Failure(std::string(error.what()) + "; routerbox --help lists the options");
+  }
+  if (cut != end) options.command.assign(cut + 1, end);
+  if (options.command.empty())
+    throw Failure("there is no command to run; write routerbox [OPTIONS] -- COMMAND [ARGUMENT...]");
+  for (const std::string& text : start) options.start.push_back(background_from(text));
+  return options;
+}
+
+}  // namespace routerbox

@@ -1,0 +1,71 @@
+#include <zel/event.h>
+#include <zel/perm.h>
+
+#include "event/access.h"
+#include "service/bus.h"
+#include "service/log.h"
+
+namespace {
+
+bool describe(blob_buf* message, uint32_t event, uint32_t subevent, const char* data) {
+  return blobmsg_add_u32(message, "event", event) == 0 &&
+         blobmsg_add_u32(message, "subevent", subevent) == 0 &&
+         (data == nullptr || blobmsg_add_string(message, "data", data) == 0);
+}
+
+// What a typed sender accepts and says.
+struct Kind {
+  const char* who;
+  uint32_t event;
+  uint32_t first_subevent;
+  uint32_t subevents;
+};
+
+bool acceptable(const Kind& kind, uint32_t subevent, const char* data) {
+  if (subevent - kind.first_subevent >= kind.subevents) {
+    ZEL_LOG_AS(kind.who, LOG_ERR, "[ZE]", "subev is invalid!\n");
+    return false;
+  }
+  static constexpr const char* kNames[] = {"disk", "wan", "home"};
+  if (data == nullptr) ZEL_LOG_AS(kind.who, LOG_ERR, "[ZE]", "%s is NULL\n\n", kNames[kind.event]);
+  return data != nullptr;
+}
+
+}  // namespace
+
+int zel_event_send(uint32_t event, uint32_t subevent, const char* data) {
+  if (event >= ZEL_EVENT_COUNT) {
+    ZEL_LOG(LOG_ERR, "[ZE]", "invalid event\n\n");
+    return -1;
+  }
+  if (!zel::event_allowed(__func__, ability_notify_send)) return -1;
+  ZEL_TRACE("[ZE]", "event:%d, subev:%d, data:%s\n", static_cast<int>(event), static_cast<int>(subevent),
+            data != nullptr ? data : "(null)");
+
+  const zel::BusSection section;
+  const zel::BusLink bus = zel::connect_bus();
+  if (!bus) {
+    ZEL_LOG(LOG_ERR, "[ZE]", "Failed to connect to ubus\n\n");
+    return -1;
+  }
+  zel::BusMessage message;
+  if (!describe(message.buffer(), event, subevent, data)) return -1;
+  return ubus_send_event(bus.get(), zel::kBusEvent, message.data()) == 0 ? 0 : -1;
+}
+
+int zel_event_send_disk(uint32_t subevent, const char* data) {
+  if (!acceptable({__func__, ZEL_EVENT_DISK, 0, 2}, subevent, data)) return -1;
+  return zel_event_send(ZEL_EVENT_DISK, subevent, data);
+}
+
+int zel_event_send_wan(uint32_t subevent, const char* data) {
+  if (!acceptable({__func__, ZEL_EVENT_WAN, 256, 2}, subevent, data)) return -1;
+  zel_event_send(ZEL_EVENT_WAN, subevent, data);
+  return 0;  // Kept: only the disk sender passes on a failure.
+}
+
+int zel_event_send_home(uint32_t subevent, const char* data) {
+  if (!acceptable({__func__, ZEL_EVENT_HOME, 512, 1}, subevent, data)) return -1;
+  zel_event_send(ZEL_EVENT_HOME, subevent, data);
+  return 0;  // Kept, as above.
+}

@@ -1,0 +1,71 @@
+// The two questions every guarded call asks first.
+#include <unistd.h>
+
+#include <cctype>
+
+#include "perm/shared_table.h"
+#include "service/log.h"
+
+namespace {
+
+bool all_digits(const char* text) {
+  for (; *text != '\0'; ++text) {
+    if (isdigit(static_cast<unsigned char>(*text)) == 0) return false;
+  }
+  return true;
+}
+
+// What a walk over the used slots comes to: the slot it looked for, or that as many others as the table
+// counts were passed, or neither, when the count promises more slots than there are.
+struct Walk {
+  const perm_plugin_slot* match = nullptr;
+  bool counted_out = false;
+};
+
+template <class Matches>
+Walk find_slot(const perm_table& table, Matches matches) {
+  if (table.plugin_count == 0) return {nullptr, true};
+  int passed = 0;
+  for (const perm_plugin_slot& slot : table.plugins) {
+    if (slot.used == 0) continue;
+    if (matches(slot)) return {&slot, false};
+    if (++passed == table.plugin_count) return {nullptr, true};
+  }
+  return {};
+}
+
+}  // namespace
+
+int perm_get_id(char* appid) {
+  if (appid == nullptr) return PERM_BAD_ARGUMENT;
+  const uid_t uid = getuid();
+  int result = 0;
+  const zel::AttachedTable table = zel::attach_table(&result);
+  if (!table) return result;
+  const zel::TableSection section(table->semid);
+
+  const Walk walk = find_slot(*table, [&](const perm_plugin_slot& slot) { return slot.uid == uid; });
+  if (walk.counted_out) return PERM_UNKNOWN_APP;
+  // Kept: a walk that ends at the last slot without an answer is no failure, and leaves the buffer as it was.
+  if (walk.match != nullptr) zel::copy_appid(appid, *walk.match);
+  return 0;
+}
+
+int perm_check(uint32_t ability, const char* appid) {
+  if (ability < ability_download || ability > ability_control_plug || appid == nullptr)
+    return PERM_BAD_ARGUMENT;
+  if (!all_digits(appid)) {
+    ZEL_LOG_LONG(LOG_DEBUG, "[PERM]", "appid is not all digit");
+    return PERM_BAD_ARGUMENT;
+  }
+  int result = 0;
+  const zel::AttachedTable table = zel::attach_table(&result);
+  if (!table) return result;
+  const zel::TableSection section(table->semid);
+
+  const Walk walk =
+      find_slot(*table, [&](const perm_plugin_slot& slot) { return zel::has_appid(slot, appid); });
+  if (walk.match == nullptr) return PERM_UNKNOWN_APP;
+  const bool granted = ((walk.match->abilitybits >> (ability - 1)) & 1U) != 0;
+  return granted ? 0 : PERM_NOT_GRANTED;
+}

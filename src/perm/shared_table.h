@@ -1,0 +1,62 @@
+// shared_table.h: the permission table, attached and locked for the length of a scope.
+#ifndef ZEL_SRC_PERM_SHARED_TABLE_H
+#define ZEL_SRC_PERM_SHARED_TABLE_H
+
+#include <zel/perm.h>
+#include <zel/util.h>
+
+#include <cstddef>
+#include <cstring>
+#include <memory>
+
+#include "util/owners.h"
+
+namespace zel {
+
+// Programs of different word size share the segment, so every place in it is fixed.
+static_assert(sizeof(perm_ability_info) == 264);
+static_assert(offsetof(perm_ability_info, permname) == 8 && offsetof(perm_ability_info, permlabel) == 72);
+static_assert(offsetof(perm_ability_info, permdescription) == 136);
+static_assert(sizeof(perm_plugin_info) == 136);
+static_assert(offsetof(perm_plugin_info, appid) == 4 && offsetof(perm_plugin_info, appname) == 68);
+static_assert(offsetof(perm_plugin_info, abilitybits) == 132);
+static_assert(sizeof(perm_plugin_slot) == 140);
+static_assert(offsetof(perm_plugin_slot, uid) == 4 && offsetof(perm_plugin_slot, appid) == 8);
+static_assert(offsetof(perm_plugin_slot, appname) == 72 && offsetof(perm_plugin_slot, abilitybits) == 136);
+static_assert(sizeof(perm_table) == 22456);
+static_assert(offsetof(perm_table, abilities) == 8 && offsetof(perm_table, plugins) == 8456);
+
+using AttachedTable = std::unique_ptr<perm_table, Call<perm_common_shm_unmap>>;
+
+// Attaches the table, or says in `result` why not: 7003 or 7004.
+AttachedTable attach_table(int* result) noexcept;
+
+// Holds the table's semaphore. If it cannot be taken (the table was never initialised, say), the work goes on
+// without the lock, and what was not taken is not given: that would let two processes in later.
+class TableSection {
+ public:
+  explicit TableSection(int semid) noexcept : semid_(semid), taken_(perm_common_sem_p(semid) == 0) {}
+  ~TableSection() {
+    if (taken_) perm_common_sem_v(semid_);
+  }
+  TableSection(const TableSection&) = delete;
+  TableSection& operator=(const TableSection&) = delete;
+
+ private:
+  int semid_;
+  bool taken_;
+};
+
+// Both stay within the field, which another program may have filled to its last byte.
+inline void copy_appid(char* out, const perm_plugin_slot& slot) noexcept {
+  const std::size_t length = strnlen(slot.appid, sizeof slot.appid - 1);
+  memcpy(out, slot.appid, length);
+  out[length] = '\0';
+}
+inline bool has_appid(const perm_plugin_slot& slot, const char* appid) noexcept {
+  return qo_strncasecmp(appid, slot.appid, sizeof slot.appid) == 0;
+}
+
+}  // namespace zel
+
+#endif

@@ -1,0 +1,102 @@
+// bus.h: how the library meets libubus.
+//
+// The genuine libubus keeps process-wide state: one buffer every message is built in, one table of parsed
+// attributes for all connections. So every call into it, whatever the connection, is made inside a
+// BusSection, and what it hands out is used up before the section ends. It also takes over signals when it
+// connects and, in older generations, writes to a dead broker without a guard; both are undone here.
+#ifndef ZEL_SRC_SERVICE_BUS_H
+#define ZEL_SRC_SERVICE_BUS_H
+
+// libubus of 2014 has no extern "C" of its own. The standard headers it includes must come first: in C++ they
+// hold templates, which cannot be inside.
+#include <errno.h>
+#include <signal.h>
+#include <stdbool.h>
+#include <stdint.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/time.h>
+#include <sys/types.h>
+
+extern "C" {
+#include <libubox/blobmsg.h>
+#include <libubox/uloop.h>
+#include <libubus.h>
+}
+
+#include "service/lock.h"
+#include "util/owners.h"
+
+namespace zel {
+
+using BusLink = std::unique_ptr<ubus_context, Call<ubus_free>>;
+
+// Keeps SIGPIPE from the calling thread for its lifetime, and with it the end of the process when the broker
+// has gone. A signal that was raised meanwhile is taken out; one that the plug-in had pending or blocked
+// stays so.
+class SigpipeGuard {
+ public:
+  SigpipeGuard() noexcept { engage(); }
+  ~SigpipeGuard() { release(); }
+  SigpipeGuard(const SigpipeGuard&) = delete;
+  SigpipeGuard& operator=(const SigpipeGuard&) = delete;
+
+  void engage() noexcept;
+  void release() noexcept;
+
+ private:
+  bool engaged_ = false;
+};
+
+// The global lock and the guard together: the scope of every use of libubus.
+class BusSection {
+ protected:
+  GlobalSection lock_;
+  SigpipeGuard guard_;
+};
+
+// The section in which the service thread lets libubus handle what came in.
+class DispatchSection : private BusSection {
+ public:
+  DispatchSection() noexcept;
+  ~DispatchSection();
+  DispatchSection(const DispatchSection&) = delete;
+  DispatchSection& operator=(const DispatchSection&) = delete;
+};
+
+// The scope in which a handler or callback of the plug-in runs. The dispatch's guard is off meanwhile:
+// programs that a handler starts inherit the signal mask, and would no longer end when their reader does.
+class PluginCode {
+ public:
+  PluginCode() noexcept;
+  ~PluginCode();
+  PluginCode(const PluginCode&) = delete;
+  PluginCode& operator=(const PluginCode&) = delete;
+
+ private:
+  SigpipeGuard* guard_;
+};
+
+// Connects to the broker at the default path. Null on failure, with errno set. The plug-in's signal handling
+// is afterwards what it was before, and the socket is close-on-exec. Inside a BusSection.
+BusLink connect_bus() noexcept;
+
+// A message under construction. Freed with the scope.
+class BusMessage {
+ public:
+  BusMessage() noexcept { blob_buf_init(&buffer_, 0); }
+  ~BusMessage() { blob_buf_free(&buffer_); }
+  BusMessage(const BusMessage&) = delete;
+  BusMessage& operator=(const BusMessage&) = delete;
+
+  blob_buf* buffer() noexcept { return &buffer_; }
+  blob_attr* data() noexcept { return buffer_.head; }
+
+ private:
+  blob_buf buffer_{};
+};
+
+}  // namespace zel
+
+#endif

@@ -1,0 +1,30 @@
+// log.h: the library's own messages. Each is written once and comes in two forms, chosen by zel_debug at the
+// moment of logging: "tag function:line text" or "tag text".
+#ifndef ZEL_SRC_SERVICE_LOG_H
+#define ZEL_SRC_SERVICE_LOG_H
+
+#include <syslog.h>
+#include <zel/service.h>
+
+// LOG_AS names the function, for a step that logs under the name of the call it belongs to.
+#define ZEL_LOG_AS(function, level, tag, text, ...)                              \
+  do {                                                                           \
+    if (zel_debug != 0) {                                                        \
+      zel_log((level), tag " %s:%d " text, (function), __LINE__, ##__VA_ARGS__); \
+    } else {                                                                     \
+      zel_log((level), tag " " text, ##__VA_ARGS__);                             \
+    }                                                                            \
+  } while (0)
+#define ZEL_LOG(level, tag, text, ...) ZEL_LOG_AS(__func__, level, tag, text, ##__VA_ARGS__)
+
+// A message with no short form: always with function and line.
+#define ZEL_LOG_LONG(level, tag, text, ...) \
+  zel_log((level), tag " %s:%d " text, __func__, __LINE__, ##__VA_ARGS__)
+
+// A message with no short form that exists only while zel_debug is set.
+#define ZEL_TRACE(tag, text, ...)                                          \
+  do {                                                                     \
+    if (zel_debug != 0) ZEL_LOG_LONG(LOG_DEBUG, tag, text, ##__VA_ARGS__); \
+  } while (0)
+
+#endif

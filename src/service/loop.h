@@ -1,0 +1,30 @@
+// loop.h: the table of bus connections and the thread that serves them.
+//
+// A connection enters with zel_loop_add_ubus and its entry stays for good, but it can go quiet: when its
+// broker hangs up or the plug-in releases it, its descriptor leaves the read set and its context is not
+// touched again.
+#ifndef ZEL_SRC_SERVICE_LOOP_H
+#define ZEL_SRC_SERVICE_LOOP_H
+
+#include <memory>
+
+struct ubus_context;
+
+namespace zel {
+
+// Clears the table. Before the service thread exists.
+void zel_loop_init() noexcept;
+
+// Starts the service thread, detached.
+void start_service_thread() noexcept;
+
+// The owner of a connection and of all its handlers use.
+using Retired = std::unique_ptr<void, void (*)(void*)>;
+
+// Takes a connection out of service, then destroys its owner: at once, or, when a handler of that same
+// connection asks for it, as soon as libubus is done with the dispatch. With the global lock held.
+void retire_connection(ubus_context* context, Retired owner) noexcept;
+
+}  // namespace zel
+
+#endif
