@@ -1,6 +1,5 @@
 // What a client's own calls return, and when.
 #include <gtest/gtest.h>
-#include <sys/socket.h>
 
 #include <chrono>
 
@@ -12,6 +11,7 @@ using fake::Broker;
 using fake::Bytes;
 using fake::Context;
 using fake::Message;
+using fake::operator+;
 using Clock = std::chrono::steady_clock;
 
 constexpr uint32_t kObject = 0x2875bac9;
@@ -180,7 +180,7 @@ TEST(LookUp, CallsBackForCompleteAnswersOnly) {
   Broker broker([](Broker& b) {
     const Bytes request = b.read();
     EXPECT_EQ(request.size(), 12U) << "no name asks for all";
-    for (const int missing : {UBUS_ATTR_OBJID, UBUS_ATTR_OBJPATH, UBUS_ATTR_OBJTYPE, -1}) {
+    for (const int missing : {+UBUS_ATTR_OBJID, +UBUS_ATTR_OBJPATH, +UBUS_ATTR_OBJTYPE, -1}) {
       b.write(fake::data(request, [&](blob_buf* buf) {
         if (missing != UBUS_ATTR_OBJID) blob_put_u32(buf, UBUS_ATTR_OBJID, 5000);
         if (missing != UBUS_ATTR_OBJPATH) blob_put_string(buf, UBUS_ATTR_OBJPATH, "name");

@@ -3,7 +3,6 @@
 #define TESTS_HOSTBUS_FAKE_BROKER_H
 
 #include <libubus.h>
-#include <atomic>
 #include <functional>
 #include <memory>
 #include <string>
@@ -32,7 +31,7 @@ uint32_t peer_of(const Bytes& frame);
 uint32_t number_of(const Bytes& frame, int id);
 Bytes operator+(Bytes first, const Bytes& second);
 
-// Both ends of a wait in the broker's script take at most ten seconds; then the test fails.
+// A wait in the script or in the test takes at most ten seconds; then the test fails.
 class Broker {
  public:
   // The script runs on a thread of its own, once a client has connected and been greeted.
@@ -54,9 +53,6 @@ class Broker {
   void accept_client();
   // Answers a request with DATA {OBJID} and STATUS 0: an ADD_OBJECT of a known type or without a name.
   Bytes answer_add(uint32_t object);
-  // Waits until the test calls pass().
-  void wait_for_test();
-  void pass() { passed_ = true; }
 
  private:
   bool read_exactly(char* to, size_t size);
@@ -66,7 +62,6 @@ class Broker {
   Bytes greeting_;
   int listener_ = -1;
   int client_ = -1;
-  std::atomic<bool> passed_{false};
   std::thread thread_;
 };
 
