@@ -37,8 +37,9 @@ class Socket {
 int open_socket(const char* path) {
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
-  if (strlen(path) >= sizeof(address.sun_path)) return -1;
-  strcpy(address.sun_path, path);
+  const size_t length = strlen(path);
+  if (length >= sizeof(address.sun_path)) return -1;
+  memcpy(address.sun_path, path, length);
   Socket fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
   if (fd.get() < 0) return -1;
   int result = 0;
@@ -75,9 +76,16 @@ int open_connection(ubus_context* ctx, const char* path) {
 
 std::unique_ptr<QueuedMessage> take_queued(ubus_context* ctx) {
   if (list_empty(&ctx->pending)) return nullptr;
-  std::unique_ptr<QueuedMessage> first(list_first_entry(&ctx->pending, QueuedMessage, list));
-  list_del(&first->list);
-  return first;
+  list_head* first = ctx->pending.next;
+  list_del(first);
+  return std::unique_ptr<QueuedMessage>(list_entry(first, QueuedMessage, list));
+}
+
+void forget_queued(ubus_context* ctx) {
+  QueuedMessage* queued = nullptr;
+  QueuedMessage* following = nullptr;
+  list_for_each_entry_safe(queued, following, &ctx->pending, list) delete queued;
+  INIT_LIST_HEAD(&ctx->pending);
 }
 
 // Leaves the context without a connection, and with nothing that belonged to the old one.
@@ -87,8 +95,7 @@ void close_connection(ubus_context* ctx) {
   ctx->sock.fd = -1;
   ctx->sock.eof = true;
   if (ctx->pending_timer.pending) uloop_timeout_cancel(&ctx->pending_timer);
-  while (take_queued(ctx)) {
-  }
+  forget_queued(ctx);
   ctx->state->reader = FrameReader();
 }
 
