@@ -12,12 +12,6 @@
 namespace hostbus {
 namespace {
 
-// An incoming call that waits until the context is no longer busy; a node of ctx->pending.
-struct QueuedMessage {
-  list_head list;
-  Message message;
-};
-
 class Socket {
  public:
   explicit Socket(int fd) : fd_(fd) {}
@@ -74,20 +68,6 @@ int open_connection(ubus_context* ctx, const char* path) {
   return UBUS_STATUS_OK;
 }
 
-std::unique_ptr<QueuedMessage> take_queued(ubus_context* ctx) {
-  if (list_empty(&ctx->pending)) return nullptr;
-  list_head* first = ctx->pending.next;
-  list_del(first);
-  return std::unique_ptr<QueuedMessage>(list_entry(first, QueuedMessage, list));
-}
-
-void forget_queued(ubus_context* ctx) {
-  QueuedMessage* queued = nullptr;
-  QueuedMessage* following = nullptr;
-  list_for_each_entry_safe(queued, following, &ctx->pending, list) delete queued;
-  INIT_LIST_HEAD(&ctx->pending);
-}
-
 // Leaves the context without a connection, and with nothing that belonged to the old one.
 void close_connection(ubus_context* ctx) {
   if (ctx->sock.registered) uloop_fd_delete(&ctx->sock);
@@ -109,8 +89,7 @@ void serve_or_queue(ubus_context* ctx, Message message) {
     serve_call(ctx, message);
     return;
   }
-  auto* queued = new (std::nothrow) QueuedMessage{.list = {}, .message = std::move(message)};
-  if (queued != nullptr) list_add_tail(&queued->list, &ctx->pending);
+  queue(ctx, std::move(message));
 }
 
 void receive(ubus_context* ctx, Message message) {
@@ -199,9 +178,9 @@ void process_input(ubus_context* ctx, const Deadline& limit) noexcept {
 
 void run_queued(ubus_context* ctx) noexcept {
   while (ctx->stack_depth == 0) {
-    const auto queued = take_queued(ctx);
+    const std::optional<Message> queued = take_queued(ctx);
     if (!queued) return;
-    serve_call(ctx, queued->message);
+    serve_call(ctx, *queued);
   }
 }
 
