@@ -214,6 +214,18 @@ TEST_F(BrokerRobustness, ALargeFrameIsQueuedWholeForAListenerThatReadsLate) {
   EXPECT_LT(small->bytes.size(), 100U);
 }
 
+TEST_F(BrokerRobustness, AnIdleClientKeepsNoLargeBuffer) {
+  constexpr size_t kClients = 100;
+  const ByteString large = frame(kPing, 1, 0, {attribute(0, ByteString(kMaxBody - 8))});
+  std::vector<RawClient> clients;
+  const size_t before = broker_.resident_bytes();
+  for (size_t i = 0; i < kClients; ++i) {
+    clients.emplace_back(path_);
+    ASSERT_EQ(clients.back().status_of(large), 0);
+  }
+  EXPECT_LT(broker_.resident_bytes(), before + kClients * kMaxBody / 2);
+}
+
 TEST_F(BrokerRobustness, PeersThatVanishInTheMiddleOfAnythingLeaveNoTrace) {
   Pair pair(path_);
   RawClient watcher(path_);

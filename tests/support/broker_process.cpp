@@ -13,6 +13,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
+#include <fstream>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
@@ -116,6 +117,14 @@ std::chrono::milliseconds BrokerProcess::cpu() const {
     throw std::runtime_error("cannot read the broker's processor time");
   }
   return std::chrono::milliseconds(used.tv_sec * 1000 + used.tv_nsec / 1000000);
+}
+
+size_t BrokerProcess::resident_bytes() const {
+  std::ifstream statm("/proc/" + std::to_string(pid_) + "/statm");
+  size_t all = 0;
+  size_t resident = 0;
+  if (!(statm >> all >> resident)) throw std::runtime_error("cannot read the broker's memory");
+  return resident * static_cast<size_t>(::sysconf(_SC_PAGESIZE));
 }
 
 // The end of its output is the end of the process: nobody else has the pipe.

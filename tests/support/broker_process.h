@@ -44,6 +44,8 @@ class BrokerProcess {
   void kill(int signal) const;
   // Processor time it has used so far.
   std::chrono::milliseconds cpu() const;
+  // Memory it holds now.
+  size_t resident_bytes() const;
   // Waits for its end, which must come within ten seconds.
   End wait();
 
