@@ -154,23 +154,26 @@ int Broker::add_object(const Request& request) {
   if (path != nullptr && registry_.names().contains(path)) return UBUS_STATUS_INVALID_ARGUMENT;
 
   std::shared_ptr<const ObjectType> type;
-  bool new_type = false;
+  std::optional<std::vector<uint8_t>> signature;  // of a new type
   if (const auto known = request.attributes.number(UBUS_ATTR_OBJTYPE)) {
     type = registry_.type(*known);
   } else if (blob_attr* described = request.attributes[UBUS_ATTR_SIGNATURE]) {
-    if (auto signature = checked_signature(described)) type = registry_.add_type(std::move(*signature));
-    new_type = type != nullptr;
+    signature = checked_signature(described);
   }
   // Everybody who looks the object up must be able to read its listing.
-  const size_t listing = (path != nullptr ? std::strlen(path) : 0) + (type ? type->signature.size() : 0);
-  if (listing + kListingOverhead > kMaxBodySize) return UBUS_STATUS_INVALID_ARGUMENT;
+  size_t listing = kListingOverhead;
+  if (path != nullptr) listing += std::strlen(path);
+  if (type) listing += type->signature.size();
+  if (signature) listing += signature->size();
+  if (listing > kMaxBodySize) return UBUS_STATUS_INVALID_ARGUMENT;
 
+  if (signature) type = registry_.add_type(std::move(*signature));
   const Object& object =
       registry_.add(request.client, path != nullptr ? std::optional<std::string>(path) : std::nullopt, type);
   announce("ubus.object.add", object);
   Body body;
   body.number(UBUS_ATTR_OBJID, object.id);
-  if (new_type) body.number(UBUS_ATTR_OBJTYPE, type->id);
+  if (signature) body.number(UBUS_ATTR_OBJTYPE, type->id);
   answer_data(request, body);
   return UBUS_STATUS_OK;
 }

@@ -33,7 +33,8 @@ Object Registry::remove(uint32_t id) {
   objects_.erase(id);
   if (object.name) names_.erase(*object.name);
   auto& siblings = owned_[object.owner];
-  std::erase(siblings, id);
+  // From the end: a client that vanishes loses its youngest first, be they ever so many.
+  siblings.erase(std::find(siblings.rbegin(), siblings.rend(), id).base() - 1);
   if (siblings.empty()) owned_.erase(object.owner);
   if (object.type && object.type.use_count() == 1) types_.erase(object.type->id);
   return object;

@@ -39,7 +39,7 @@ class Registry {
 
   // The name must be free.
   const Object& add(Client& owner, std::optional<std::string> name, std::shared_ptr<const ObjectType> type);
-  // Takes the object out; the types whose last object it was goes with what is returned.
+  // Takes the object out. If it was the last one of its type, type() no longer knows that.
   Object remove(uint32_t id);
 
   const Object* find(uint32_t id) const;

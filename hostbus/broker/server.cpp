@@ -18,7 +18,7 @@ constexpr uint64_t kListenToken = 1;
 
 // One turn of a client: a flood from one holds up the others no longer than this.
 constexpr size_t kBytesPerTurn = 65536;
-constexpr int kFramesPerTurn = 64;
+constexpr int kFramesPerTurn = 16;
 constexpr int kAcceptsPerTurn = 16;
 
 // How soon to try again when there was no descriptor for a new client.
@@ -133,9 +133,9 @@ void Server::take_turn(Client& client) {
     broker_.handle(client, client.frame());
     client.drop_frame();
   }
-  client.trim_input();
   switch (client.next()) {
     case Client::Next::kIncomplete:
+      client.trim_input();
       return;
     case Client::Next::kFrame:
       unfinished_.push_back(client.id());

@@ -1,4 +1,5 @@
 // The plug-in's object on the bus: how it is made, answers, and goes.
+#include <sys/socket.h>
 #include <zel/cloud.h>
 #include <zel/perm.h>
 
@@ -26,6 +27,9 @@ namespace {
 
 void destroy_record(void* memory) noexcept {
   auto* const record = static_cast<zel_cloud_msg_ctx*>(memory);
+  // The service thread may be waiting on the socket, and that keeps it open past its close: without this the
+  // broker would go on offering the object.
+  shutdown(record->bus->sock.fd, SHUT_RDWR);
   ubus_free(record->bus);
   zel_free(record);
   blob_buf_free(&zel_b);

@@ -61,13 +61,13 @@ int QO_Log(int level, const char* format, ...) {
   tm local{};
   localtime_r(&now, &local);
   char line[1040] = {};
-  snprintf(line, sizeof line, "[%s-%2d %2d:%2d:%2d] %s\n", letter_of(level), local.tm_mday, local.tm_hour,
-           local.tm_min, local.tm_sec, text);
+  const int length = snprintf(line, sizeof line, "[%s-%2d %2d:%2d:%2d] %s\n", letter_of(level), local.tm_mday,
+                              local.tm_hour, local.tm_min, local.tm_sec, text);
 
   if (to_console) fputs(line, qo_log_stream);
   if (!to_buffer) return 0;
   ErrlogSection section;
-  add_to_errbuff(errlog_buffer, line, static_cast<int>(strlen(line)));
+  add_to_errbuff(errlog_buffer, line, std::min(length, static_cast<int>(sizeof line) - 1));
   return section.release();
 }
 

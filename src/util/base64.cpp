@@ -1,13 +1,15 @@
 // Base64 with the standard alphabet.
 #include <array>
+#include <bit>
 #include <climits>
+#include <cstring>
 
 #include "zel/util.h"
 
 namespace {
 
 constexpr char kDigits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-constexpr unsigned char kNoDigit = 0x80;  // no value has this bit, so values can be checked many at a time
+constexpr unsigned char kNoDigit = 0x80;
 
 constexpr std::array<unsigned char, 256> values_of_digits() {
   std::array<unsigned char, 256> values{};
@@ -23,27 +25,55 @@ uint32_t value(char digit) {
   return kValues[static_cast<unsigned char>(digit)];
 }
 
-// How many characters from the start belong to the alphabet.
+uint32_t in_order(uint32_t word) {
+  return std::endian::native == std::endian::little ? __builtin_bswap32(word) : word;
+}
+
+// Four bytes as one number, the first byte on top. Whole words are moved, as bytes one by one would cost
+// more than the look-ups between.
+uint32_t get_word(const unsigned char* in) {
+  uint32_t word;
+  std::memcpy(&word, in, sizeof word);
+  return in_order(word);
+}
+
+void put_word(unsigned char* out, uint32_t word) {
+  word = in_order(word);
+  std::memcpy(out, &word, sizeof word);
+}
+
+// Characters checked at once: a machine word of them.
+using Word = size_t;
+
+constexpr Word in_each_byte(Word byte) {
+  return byte * (SIZE_MAX / 255);
+}
+
+// Sets the top bit of every byte that is at least `first` and at most `last`; all must be below 128.
+Word between(Word bytes, Word first, Word last) {
+  return (bytes + in_each_byte(128 - first)) & ~(bytes + in_each_byte(127 - last));
+}
+
+// Sets the top bit of every byte of a word of characters that is not of the alphabet; the other bits of
+// the result mean nothing. The byte order does not matter.
+Word strangers(const char* text) {
+  Word characters;
+  std::memcpy(&characters, text, sizeof characters);
+  const Word ascii = characters & in_each_byte(0x7F);
+  const Word letters = between(ascii | in_each_byte(0x20), 'a', 'z');
+  const Word slash_or_decimals = between(ascii, '/', '9');
+  return characters | ~(letters | slash_or_decimals | between(ascii, '+', '+'));
+}
+
+// How many characters from the start belong to the alphabet. Sound text is checked word by word up to
+// its last characters, where the padding is; anything else is looked at again one by one.
 size_t digits_at_start(const char* text, size_t length) {
   size_t at = 0;
-  for (; length - at >= 8; at += 8) {
-    const char* const t = text + at;
-    const uint32_t all = value(t[0]) | value(t[1]) | value(t[2]) | value(t[3]) | value(t[4]) | value(t[5]) |
-                         value(t[6]) | value(t[7]);
-    if ((all & kNoDigit) != 0) break;
-  }
-  while (at < length && (value(text[at]) & kNoDigit) == 0) ++at;
+  Word found = 0;
+  for (; length - at > sizeof(Word); at += sizeof(Word)) found |= strangers(text + at);
+  if ((found & in_each_byte(0x80)) != 0) at = 0;
+  while (at < length && value(text[at]) != kNoDigit) ++at;
   return at;
-}
-
-// Writes the first `count` of the four characters for 24 bits.
-void put_digits(char* out, uint32_t bits, int count) {
-  for (int at = 0; at < count; ++at) out[at] = kDigits[bits >> (18 - 6 * at) & 63];
-}
-
-// Writes the first `count` of the three bytes of 24 bits.
-void put_bytes(unsigned char* out, uint32_t bits, int count) {
-  for (int at = 0; at < count; ++at) out[at] = static_cast<unsigned char>(bits >> (16 - 8 * at));
 }
 
 }  // namespace
@@ -54,12 +84,20 @@ void encode_base64(const void* source, int length, char* destination, int* out_l
   const auto* in = static_cast<const unsigned char*>(source);
   char* out = destination;
   int left = length;
-  for (; left >= 3; left -= 3, in += 3, out += 4) {
-    put_digits(out, uint32_t{in[0]} << 16 | uint32_t{in[1]} << 8 | in[2], 4);
+  for (; left > 3; left -= 3, in += 3, out += 4) {
+    const uint32_t word = get_word(in);  // three bytes and the next group's first
+    out[0] = kDigits[word >> 26];
+    out[1] = kDigits[word >> 20 & 63];
+    out[2] = kDigits[word >> 14 & 63];
+    out[3] = kDigits[word >> 8 & 63];
   }
   if (left > 0) {
-    put_digits(out, uint32_t{in[0]} << 16 | (left == 2 ? uint32_t{in[1]} << 8 : 0), left + 1);
-    for (int at = left + 1; at < 4; ++at) out[at] = '=';
+    const uint32_t second = left > 1 ? in[1] : 0;
+    const uint32_t third = left > 2 ? in[2] : 0;
+    out[0] = kDigits[in[0] >> 2];
+    out[1] = kDigits[(in[0] << 4 | second >> 4) & 63];
+    out[2] = left > 1 ? kDigits[(second << 2 | third >> 6) & 63] : '=';
+    out[3] = left > 2 ? kDigits[third & 63] : '=';
     out += 4;
   }
   if (out_length != nullptr) *out_length = static_cast<int>(out - destination);
@@ -74,13 +112,17 @@ int decode_base64(const char* source, int length, void* destination, int* out_le
 
   const char* in = source;
   auto* out = static_cast<unsigned char*>(destination);
-  for (; left >= 4; left -= 4, in += 4, out += 3) {
-    put_bytes(out, value(in[0]) << 18 | value(in[1]) << 12 | value(in[2]) << 6 | value(in[3]), 3);
+  for (; left > 4; left -= 4, in += 4, out += 3) {
+    // Three bytes and a fourth that the next group writes over.
+    put_word(out, value(in[0]) << 26 | value(in[1]) << 20 | value(in[2]) << 14 | value(in[3]) << 8);
   }
   if (left > 0) {
-    const uint32_t third = left == 3 ? value(in[2]) << 6 : 0;
-    put_bytes(out, value(in[0]) << 18 | value(in[1]) << 12 | third, static_cast<int>(left) - 1);
-    out += left - 1;
+    const uint32_t second = value(in[1]);
+    const uint32_t third = left > 2 ? value(in[2]) : 0;
+    const uint32_t fourth = left > 3 ? value(in[3]) : 0;
+    *out++ = static_cast<unsigned char>(value(in[0]) << 2 | second >> 4);
+    if (left > 2) *out++ = static_cast<unsigned char>(second << 4 | third >> 2);
+    if (left > 3) *out++ = static_cast<unsigned char>(third << 6 | fourth);
   }
   if (out_length != nullptr) *out_length = static_cast<int>(out - static_cast<unsigned char*>(destination));
   return 0;

@@ -1,0 +1,227 @@
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+#include <cerrno>
+#include <new>
+#include <utility>
+
+#include "context.h"
+
+namespace hostbus {
+namespace {
+
+class Socket {
+ public:
+  explicit Socket(int fd) : fd_(fd) {}
+  ~Socket() {
+    if (fd_ >= 0) close(fd_);
+  }
+  Socket(const Socket&) = delete;
+  Socket& operator=(const Socket&) = delete;
+
+  int get() const { return fd_; }
+  int release() { return std::exchange(fd_, -1); }
+
+ private:
+  int fd_;
+};
+
+int open_socket(const char* path) {
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  const size_t length = strlen(path);
+  if (length >= sizeof(address.sun_path)) return -1;
+  memcpy(address.sun_path, path, length);
+  Socket fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  if (fd.get() < 0) return -1;
+  int result = 0;
+  do {
+    result = connect(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address));
+  } while (result < 0 && errno == EINTR);
+  return result < 0 ? -1 : fd.release();
+}
+
+// Waits for the broker's greeting. Returns the client id, or 0 when it is not a greeting.
+uint32_t receive_greeting(int fd, FrameReader* reader) {
+  Message greeting;
+  Read read = Read::kNothing;
+  while ((read = reader->next(fd, Deadline::never(), &greeting)) == Read::kNothing) {
+    wait_for(fd, POLLIN, Deadline::never());
+  }
+  if (read != Read::kMessage || greeting.type != UBUS_MSG_HELLO) return 0;
+  return greeting.peer == UBUS_CLIENT_ID_CHANNEL ? 0 : greeting.peer;
+}
+
+int open_connection(ubus_context* ctx, const char* path) {
+  Socket fd(open_socket(path == nullptr ? UBUS_UNIX_SOCKET : path));
+  if (fd.get() < 0) return UBUS_STATUS_CONNECTION_FAILED;
+  const uint32_t id = receive_greeting(fd.get(), &ctx->state->reader);
+  if (id == 0) return UBUS_STATUS_UNKNOWN_ERROR;
+  const int mode = fcntl(fd.get(), F_GETFL);
+  if (mode < 0 || fcntl(fd.get(), F_SETFL, mode | O_NONBLOCK) < 0) return UBUS_STATUS_SYSTEM_ERROR;
+  ctx->local_id = cpu_to_be32(id);
+  ctx->sock.fd = fd.release();
+  ctx->sock.eof = false;
+  ctx->sock.error = false;
+  return UBUS_STATUS_OK;
+}
+
+// Leaves the context without a connection, and with nothing that belonged to the old one.
+void close_connection(ubus_context* ctx) {
+  if (ctx->sock.registered) uloop_fd_delete(&ctx->sock);
+  if (ctx->sock.fd >= 0) close(ctx->sock.fd);
+  ctx->sock.fd = -1;
+  ctx->sock.eof = true;
+  if (ctx->pending_timer.pending) uloop_timeout_cancel(&ctx->pending_timer);
+  forget_queued(ctx);
+  ctx->state->reader = FrameReader();
+}
+
+void serve_call(ubus_context* ctx, const Message& message) {
+  if (message.type == UBUS_MSG_INVOKE) serve_invoke(ctx, message);
+  if (message.type == UBUS_MSG_NOTIFY) serve_notify(ctx, message);
+}
+
+void serve_or_queue(ubus_context* ctx, Message message) {
+  if (ctx->stack_depth == 0) {
+    serve_call(ctx, message);
+    return;
+  }
+  queue(ctx, std::move(message));
+}
+
+void receive(ubus_context* ctx, Message message) {
+  switch (message.type) {
+    case UBUS_MSG_STATUS:
+      receive_status(ctx, message);
+      break;
+    case UBUS_MSG_DATA:
+      receive_data(ctx, message);
+      break;
+    case UBUS_MSG_INVOKE:
+    case UBUS_MSG_UNSUBSCRIBE:
+    case UBUS_MSG_NOTIFY:
+      serve_or_queue(ctx, std::move(message));
+      break;
+    case UBUS_MSG_MONITOR:
+      if (ctx->monitor_cb != nullptr) ctx->monitor_cb(ctx, message.seq, message.body());
+      break;
+    default:
+      break;
+  }
+}
+
+void receive_all(ubus_context* ctx, const Deadline& limit) {
+  // Also after eof, which a failed write or the loop may have set: what the broker sent before is still
+  // there.
+  while (true) {
+    Message message;
+    const Read read = ctx->state->reader.next(ctx->sock.fd, limit, &message);
+    if (read == Read::kNothing) return;
+    if (read == Read::kClosed) {
+      ctx->sock.eof = true;
+      return;
+    }
+    receive(ctx, std::move(message));
+    run_queued(ctx);
+    // Kept: after a synchronous call one message is handled at a time, though more may be readable.
+    if (ctx->cancel_poll) return;
+  }
+}
+
+void on_readable(uloop_fd* sock, unsigned) {
+  process_input(container_of(sock, ubus_context, sock), Deadline::never());
+}
+
+void on_pending_timer(uloop_timeout* timer) {
+  run_queued(container_of(timer, ubus_context, pending_timer));
+}
+
+void end_loop(ubus_context* ctx) {
+  if (ctx->sock.registered) uloop_end();
+}
+
+bool prepare(ubus_context* ctx) {
+  memset(ctx, 0, sizeof(*ctx));
+  INIT_LIST_HEAD(&ctx->requests);
+  INIT_LIST_HEAD(&ctx->pending);
+  INIT_LIST_HEAD(&ctx->objects.list_head);
+  ctx->sock.fd = -1;
+  ctx->sock.cb = on_readable;
+  ctx->pending_timer.cb = on_pending_timer;
+  ctx->connection_lost = end_loop;
+  ctx->state = new (std::nothrow) ubus_context_state;
+  return ctx->state != nullptr;
+}
+
+}  // namespace
+
+Sent send_message(ubus_context* ctx, ubus_msg_type type, uint16_t seq, uint32_t peer, const blob_attr* body) {
+  if (ctx->sock.eof) return Sent::kBroken;
+  const ubus_msghdr header{.version = 0, .type = static_cast<uint8_t>(type), .seq = seq, .peer = peer};
+  const Sent sent = send_frame(ctx->sock.fd, header, body);
+  if (sent == Sent::kBroken) ctx->sock.eof = true;
+  return sent;
+}
+
+void process_input(ubus_context* ctx, const Deadline& limit) noexcept {
+  run_queued(ctx);
+  receive_all(ctx, limit);
+  run_queued(ctx);
+  if (!ctx->sock.eof) return;
+  end_requests(ctx, Which::kAsynchronous);
+  // Kept: every call says so again; without uloop nothing else stops a thread that waits on the socket.
+  if (ctx->connection_lost != nullptr) ctx->connection_lost(ctx);
+}
+
+void run_queued(ubus_context* ctx) noexcept {
+  while (ctx->stack_depth == 0) {
+    const std::optional<Message> queued = take_queued(ctx);
+    if (!queued) return;
+    serve_call(ctx, *queued);
+  }
+}
+
+}  // namespace hostbus
+
+using namespace hostbus;
+
+extern "C" {
+
+int ubus_connect_ctx(ubus_context* ctx, const char* path) {
+  if (!prepare(ctx)) return -1;
+  if (open_connection(ctx, path) == UBUS_STATUS_OK) return 0;
+  ubus_shutdown(ctx);
+  return -1;
+}
+
+void ubus_shutdown(ubus_context* ctx) {
+  close_connection(ctx);
+  delete ctx->state;
+  ctx->state = nullptr;
+}
+
+ubus_context* ubus_connect(const char* path) {
+  std::unique_ptr<ubus_context> ctx(new (std::nothrow) ubus_context);
+  if (!ctx || ubus_connect_ctx(ctx.get(), path) != 0) return nullptr;
+  return ctx.release();
+}
+
+void ubus_free(ubus_context* ctx) {
+  if (ctx == nullptr) return;
+  ubus_shutdown(ctx);
+  delete ctx;
+}
+
+int ubus_reconnect(ubus_context* ctx, const char* path) {
+  close_connection(ctx);
+  end_requests(ctx, Which::kAll);
+  const int status = open_connection(ctx, path);
+  if (status != UBUS_STATUS_OK) return status;
+  publish_again(ctx);
+  return ctx->sock.eof ? UBUS_STATUS_CONNECTION_FAILED : UBUS_STATUS_OK;
+}
+
+}  // extern "C"

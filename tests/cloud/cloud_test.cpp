@@ -1,0 +1,391 @@
+// Plug-ins of several users inside a router box, talking over its bus.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <libubox/blobmsg.h>
+#include <libubus.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+#include <zel/zel.h>
+
+#include <atomic>
+#include <csignal>
+#include <cstring>
+#include <ctime>
+#include <memory>
+#include <set>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "support/captured.h"
+#include "support/process.h"
+
+namespace {
+
+// uid 10000 + n runs appid 1000 + n, see packages.json: 1 may all, 2 cloud messages, 3 receive events, 4
+// nothing.
+constexpr uid_t kServer = 10001;
+constexpr uid_t kSender = 10002;
+constexpr uid_t kListener = 10003;
+constexpr uid_t kNobody = 10004;
+
+// A plug-in that serves messages with `handler` (null: none registered) until the test is done with it.
+Process serve(zel_cloud_msg_handler handler) {
+  return Process(kServer, [=](const Process::Self& self) {
+    if (zel_service_init() != 0) return 1;
+    if (handler != nullptr && zel_cloud_msg_handler_register(handler) != 0) return 2;
+    self.ready();
+    self.wait_for_end();
+    return 0;
+  });
+}
+
+// Sends, frees and returns the answer; "(null)" if there was none.
+std::string ask(const std::string& target, const std::string& message) {
+  const std::unique_ptr<char, void (*)(void*)> answer(zel_cloud_msg_send(target.c_str(), message.c_str()),
+                                                      zel_free);
+  return answer != nullptr ? answer.get() : "(null)";
+}
+
+int echo(const char* message, uint32_t length, char* answer, uint32_t size) {
+  snprintf(answer, size, "%u:%u:%s", length, size, message);
+  return 0;
+}
+
+std::set<int> open_descriptors() {
+  std::set<int> open;
+  for (int fd = 0; fd < 1024; ++fd) {
+    if (fcntl(fd, F_GETFD) != -1) open.insert(fd);
+  }
+  return open;
+}
+
+pid_t broker() {
+  const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  sockaddr_un address{AF_UNIX, UBUS_UNIX_SOCKET};
+  EXPECT_EQ(connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
+  ucred peer{};
+  socklen_t size = sizeof peer;
+  getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size);
+  close(fd);
+  return peer.pid;
+}
+
+double cpu_seconds() {
+  timespec used{};
+  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used);
+  return static_cast<double>(used.tv_sec) + static_cast<double>(used.tv_nsec) / 1e9;
+}
+
+}  // namespace
+
+class CloudMessage : public testing::Test {
+ protected:
+  CloudMessage() { zel_debug = 0; }
+};
+
+TEST_F(CloudMessage, IsAnsweredByTheHandlerOfAnotherUser) {
+  const Process server = serve(echo);
+  for (const std::string& message :
+       {std::string("hello"), std::string(), std::string("%s%n%d%m %"), std::string(4000, 'x')}) {
+    EXPECT_EQ(ask("1001", message), std::to_string(message.size()) + ":4096:" + message);
+  }
+}
+
+TEST_F(CloudMessage, BringsTheAnswerAlsoWithAStatusThatIsNotZero) {
+  static const struct {
+    const char* why;
+    zel_cloud_msg_handler handler;
+    const char* answer;
+    const char* log;
+  } kCases[] = {
+      {"no handler yet", nullptr, "", ""},
+      {"status and answer",
+       [](const char*, uint32_t, char* answer, uint32_t size) { return snprintf(answer, size, "five!"); },
+       "five!", "[ZEL] ubus_invoke fail errcode:5\n\n\n"},
+      {"status alone", [](const char*, uint32_t, char*, uint32_t) { return 3; }, "",
+       "[ZEL] ubus_invoke fail errcode:3\n\n\n"},
+  };
+  for (const auto& c : kCases) {
+    const Process server = serve(c.handler);
+    std::string answer;
+    const std::string log = captured(stderr, [&] { answer = ask("1001", "m"); });
+    EXPECT_EQ(answer, c.answer) << c.why;
+    EXPECT_EQ(log.empty() ? log : log.substr(log.find("[ZEL]")), c.log) << c.why;
+  }
+}
+
+TEST_F(CloudMessage, StaysInsideTheAnswerBufferOfAHandlerThatFillsIt) {
+  const Process server = serve([](const char*, uint32_t, char* answer, uint32_t size) {
+    memset(answer, 'a', size);
+    return 0;
+  });
+  EXPECT_EQ(ask("1001", "m"), std::string(4095, 'a'));
+}
+
+TEST_F(CloudMessage, FindsNoServerThatIsNotThere) {
+  const std::string long_name(70, '%');
+  for (const std::string& target : {std::string("4711"), std::string(), long_name}) {
+    const std::string log = captured(stderr, [&] { EXPECT_EQ(ask(target, "m"), "(null)"); });
+    EXPECT_EQ(log.substr(log.find("[ZEL]")), "[ZEL] can't find server :" + target + "\n\n\n");
+  }
+  EXPECT_EQ(zel_cloud_msg_send(nullptr, "m"), nullptr);
+  EXPECT_EQ(zel_cloud_msg_send("1001", nullptr), nullptr);
+}
+
+TEST_F(CloudMessage, GoesToTheNameCutTo63Bytes) {
+  const Process server(kServer, [](const Process::Self& self) {
+    if (zel_service_init_dbg(std::string(59, 'n').c_str()) != 0) return 1;
+    zel_cloud_msg_handler_register_dbg(echo);
+    self.ready();
+    self.wait_for_end();
+    return 0;
+  });
+  EXPECT_EQ(ask(std::string(80, 'n'), "m"), "1:4096:m");
+}
+
+TEST_F(CloudMessage, WithoutATextIsAnsweredToo) {
+  const Process server = serve(echo);
+  const std::unique_ptr<ubus_context, void (*)(ubus_context*)> bus(ubus_connect(nullptr), ubus_free);
+  uint32_t object = 0;
+  ASSERT_EQ(ubus_lookup_id(bus.get(), "zel_1001", &object), 0);
+  blob_buf request{};
+  blob_buf_init(&request, 0);
+  blobmsg_add_u32(&request, "msg", 5);  // A number, not a text.
+  std::string answer = "none";
+  const auto take = [](ubus_request* call, int, blob_attr* reply) {
+    const blobmsg_policy policy = {"description", BLOBMSG_TYPE_STRING};
+    blob_attr* description = nullptr;
+    blobmsg_parse(&policy, 1, &description, blob_data(reply), static_cast<unsigned int>(blob_len(reply)));
+    if (description != nullptr) *static_cast<std::string*>(call->priv) = blobmsg_get_string(description);
+  };
+  EXPECT_EQ(ubus_invoke(bus.get(), object, "send_cmd", request.head, take, &answer, 5000), 0);
+  EXPECT_EQ(answer, "");
+  blob_buf_free(&request);
+}
+
+TEST_F(CloudMessage, MayBeSentByAHandler) {
+  const Process server = serve(echo);
+  const Process relay(kSender, [](const Process::Self& self) {
+    if (zel_service_init() != 0) return 1;
+    zel_cloud_msg_handler_register([](const char* message, uint32_t, char* answer, uint32_t size) {
+      snprintf(answer, size, "relayed %s", ask("1001", message).c_str());
+      return 0;
+    });
+    self.ready();
+    self.wait_for_end();
+    return 0;
+  });
+  EXPECT_EQ(ask("1002", "m"), "relayed 1:4096:m");
+}
+
+TEST_F(CloudMessage, ComesBackToItsOwnSenderAmongMany) {
+  const Process server = serve(echo);
+  ASSERT_EQ(zel_service_init(), 0);  // Makes the lock that threads of one process share.
+  std::vector<std::thread> senders;
+  std::atomic<int> right = 0;
+  for (int i = 0; i < 8; ++i) {
+    senders.emplace_back([&right, i] {
+      for (int k = 0; k < 10; ++k)
+        right += ask("1001", std::to_string(i)) == "1:4096:" + std::to_string(i) ? 1 : 0;
+    });
+  }
+  for (std::thread& sender : senders) sender.join();
+  EXPECT_EQ(right, 80);
+}
+
+TEST_F(CloudMessage, LeavesNoDescriptorBehindAndLetsNoneOutliveExec) {
+  const Process server = serve(echo);
+  const std::set<int> at_first = open_descriptors();
+  ASSERT_EQ(zel_service_init_dbg("test"), 0);
+  const std::set<int> started = open_descriptors();
+  EXPECT_GT(started.size(), at_first.size());
+  for (const int fd : started) {
+    EXPECT_TRUE(at_first.count(fd) != 0 || fcntl(fd, F_GETFD) == FD_CLOEXEC) << fd;
+  }
+  for (int i = 0; i < 50; ++i) ask(i % 2 != 0 ? "1001" : "4711", "m");
+  EXPECT_EQ(open_descriptors(), started);
+}
+
+TEST_F(CloudMessage, HandlerRegistrationFollowsAbilityAndObject) {
+  static const struct {
+    const char* why;
+    uid_t uid;
+    const char* log;
+    int registered;
+  } kCases[] = {
+      {"all abilities", kServer,
+       "zel loop init!|cloud init!|event init!|zel service thread start!|zel service start!|", 0},
+      {"cloud only", kSender, "zel loop init!|cloud init!|zel service thread start!|zel service start!|", 0},
+      {"events only", kListener, "zel loop init!|event init!|zel service thread start!|zel service start!|",
+       -1},
+      {"neither", kNobody, "zel loop init!|zel service start!|", -1},
+  };
+  for (const auto& c : kCases) {
+    EXPECT_EQ(run_as(c.uid,
+                     [&] {
+                       int result = -1;
+                       EXPECT_EQ(zel_cloud_msg_handler_register_dbg(echo), -1) << "before the object exists";
+                       std::string log = captured(stderr, [&] { result = zel_service_init(); });
+                       std::string texts;
+                       for (size_t at = 0; (at = log.find("[ZEL_SVC] ", at)) != std::string::npos;) {
+                         at += strlen("[ZEL_SVC] ");
+                         texts += log.substr(at, log.find('\n', at) - at) + "|";
+                       }
+                       EXPECT_EQ(result, 0) << c.why;
+                       EXPECT_EQ(texts, c.log) << c.why;
+                       EXPECT_EQ(zel_cloud_msg_handler_register(nullptr), -1);
+                       EXPECT_EQ(zel_cloud_msg_handler_register(echo), c.registered) << c.why;
+                       EXPECT_EQ(zel_service_init(), 0) << "a second call does nothing";
+                       return testing::Test::HasFailure() ? 1 : 0;
+                     }),
+              0)
+        << c.why;
+  }
+}
+
+TEST_F(CloudMessage, FailedStartUpIsNotTriedAgain) {
+  EXPECT_EQ(run_as(12345,
+                   [] {
+                     const std::string log = captured(stderr, [] { EXPECT_EQ(zel_service_init(), -1); });
+                     EXPECT_NE(log.find("[ZEL_SVC] get appid: fail!\n"), std::string::npos) << log;
+                     EXPECT_EQ(captured(stderr, [] { EXPECT_EQ(zel_service_init(), 0); }), "");
+                     return testing::Test::HasFailure() ? 1 : 0;
+                   }),
+            0);
+}
+
+TEST_F(CloudMessage, ConcurrentFirstCallsStartOnce) {
+  std::atomic<int> zeros = 0;
+  const std::string log = captured(stderr, [&] {
+    std::vector<std::thread> callers;
+    for (int i = 0; i < 8; ++i) {
+      callers.emplace_back([&] {
+        zeros += zel_service_init() == 0 ? 1 : 0;
+        zel_lock();
+        zel_lock();  // Recursive already, whoever's call made it so.
+        zel_unlock();
+        zel_unlock();
+      });
+    }
+    for (std::thread& caller : callers) caller.join();
+  });
+  EXPECT_EQ(zeros, 8);
+  EXPECT_EQ(log.find("zel loop init!"), log.rfind("zel loop init!"));
+}
+
+TEST_F(CloudMessage, ObjectCanBeReleasedAndMadeAgain) {
+  const Process server(kServer, [](const Process::Self& self) {
+    if (zel_service_init() != 0) return 1;
+    for (int round = 0; round < 5; ++round) {
+      zel_cloud_msg_release();
+      if (zel_cloud_ctx != nullptr || zel_cloud_msg_handler_register(echo) != -1) return 2;
+      if (zel_cloud_msg_init() != 0 || zel_cloud_msg_handler_register(echo) != 0) return 3;
+    }
+    self.ready();
+    self.wait_for_end();
+    zel_cloud_msg_release();
+    return 0;
+  });
+  EXPECT_EQ(ask("1001", "m"), "1:4096:m");
+}
+
+TEST_F(CloudMessage, ObjectReleasedByItsHandlerStillAnswersThatMessage) {
+  const Process server = serve([](const char*, uint32_t, char* answer, uint32_t size) {
+    zel_cloud_msg_release();
+    snprintf(answer, size, "gone");
+    return 0;
+  });
+  EXPECT_EQ(ask("1001", "m"), "gone");
+  while (ask("1001", "m") != "(null)") usleep(1000);
+}
+
+TEST_F(CloudMessage, NameTakenByAnotherFailsStartUp) {
+  const Process server = serve(echo);
+  EXPECT_EQ(run_as(kServer,
+                   [] {
+                     const std::string log = captured(stderr, [] { EXPECT_EQ(zel_service_init(), -1); });
+                     EXPECT_NE(log.find("[ZEL] Failed to add object: zel_1001\n\n\n"), std::string::npos)
+                         << log;
+                     EXPECT_NE(log.find("[ZEL_SVC] cloud init: fail!\n\n"), std::string::npos) << log;
+                     EXPECT_EQ(zel_cloud_ctx, nullptr);
+                     return testing::Test::HasFailure() ? 1 : 0;
+                   }),
+            0);
+}
+
+TEST_F(CloudMessage, LibraryLeavesThePluginsSignalsAndSurvivesItsBroker) {
+  const auto own = [](int) {};
+  for (const int signal : {SIGTERM, SIGCHLD}) std::signal(signal, own);
+  std::signal(SIGINT, SIG_DFL);
+  ASSERT_EQ(zel_service_init_dbg("test"), 0);
+  EXPECT_STREQ(zel_object_name, "zel_test");
+  EXPECT_EQ(ask("1001", "m"), "(null)");
+
+  kill(broker(), SIGKILL);
+  while (ask("1001", "m") != "(null)" || access(UBUS_UNIX_SOCKET, F_OK) == 0) {
+    unlink(UBUS_UNIX_SOCKET);
+  }
+  const std::string log = captured(stderr, [] { ask("1001", "m"); });
+  EXPECT_NE(log.find("[ZEL] Failed to connect to ubus\n\n\n"), std::string::npos) << log;
+  const double before = cpu_seconds();
+  usleep(300000);
+  EXPECT_LT(cpu_seconds() - before, 0.1) << "the service thread spins on its dead connection";
+  zel_cloud_msg_release();
+
+  struct sigaction now {};
+  for (const int signal : {SIGTERM, SIGCHLD}) {
+    sigaction(signal, nullptr, &now);
+    EXPECT_EQ(now.sa_handler, static_cast<sighandler_t>(own)) << signal;
+  }
+  for (const int signal : {SIGINT, SIGPIPE}) {
+    sigaction(signal, nullptr, &now);
+    EXPECT_EQ(now.sa_handler, SIG_DFL) << signal;
+  }
+}
+
+TEST_F(CloudMessage, HandlersChildrenStillEndWithTheirReader) {
+  const Process server = serve([](const char*, uint32_t, char* answer, uint32_t size) {
+    sigset_t mask;
+    pthread_sigmask(SIG_SETMASK, nullptr, &mask);
+    snprintf(answer, size, "%d", sigismember(&mask, SIGPIPE));
+    return 0;
+  });
+  EXPECT_EQ(ask("1001", "m"), "0");
+}
+
+TEST(ObjectName, ComesFromTheAppid) {
+  char name[64] = "untouched";
+  EXPECT_EQ(zel_cloud_get_object_name(name, 6), 0);
+  EXPECT_STREQ(name, "zel_1");
+  EXPECT_EQ(run_as(12345,
+                   [] {
+                     char out[64] = "untouched";
+                     return zel_cloud_get_object_name(out, sizeof out) == -1 && strcmp(out, "untouched") == 0
+                                ? 0
+                                : 1;
+                   }),
+            0);
+}
+
+TEST(ObjectName, CameFromAFileInTheParentOnce) {
+  mkdir("/tmp/parent", 0755);
+  mkdir("/tmp/parent/app", 0755);
+  ASSERT_EQ(chdir("/tmp/parent/app"), 0);
+  char name[64] = "untouched";
+  EXPECT_EQ(zel_cloud_get_object_name_abandon(name, sizeof name), -1);
+  EXPECT_STREQ(name, "untouched");
+  static const struct {
+    const char* file;
+    const char* name;
+  } kCases[] = {
+      {"../.pluginInfo-1001", "1001"}, {"../.pluginInfo-%s%n%%x", "%s%n%x"}, {"../.pluginInfo-", ""}};
+  for (const auto& c : kCases) {
+    close(open(c.file, O_CREAT | O_WRONLY | O_CLOEXEC, 0644));
+    EXPECT_EQ(zel_cloud_get_object_name_abandon(name, sizeof name), 0);
+    EXPECT_STREQ(name, c.name);
+    unlink(c.file);
+  }
+}

@@ -1,0 +1,217 @@
+// The recorded exchanges again: a played broker sends its recorded side, the library must send the other one,
+// byte for byte.
+#include <gtest/gtest.h>
+
+#include "fake_broker.h"
+
+namespace {
+
+using fake::Broker;
+using fake::Bytes;
+using fake::Context;
+using fake::Message;
+
+// The service and listener of the recordings.
+struct Service {
+  int status = 0;  // of the next call
+  ubus_object object{};
+  ubus_object_type type{};
+};
+
+Service g_service;
+std::string g_event;  // last event's name
+std::string g_reply;  // last reply's text
+ubus_event_handler g_listener{};
+
+constexpr blobmsg_policy kArguments[] = {{.name = "msg", .type = BLOBMSG_TYPE_STRING}};
+
+int send_cmd(ubus_context* ctx, ubus_object*, ubus_request_data* req, const char*, blob_attr*) {
+  EXPECT_STREQ(req->acl.user, "root");
+  EXPECT_STREQ(req->acl.group, "root");
+  EXPECT_STREQ(req->acl.object, "zel_1001");
+  Message reply;
+  blobmsg_add_string(reply, "description", "ok");
+  EXPECT_EQ(ubus_send_reply(ctx, req, reply.head()), 0);
+  return g_service.status;
+}
+
+constexpr ubus_method kMethods[] = {UBUS_METHOD("send_cmd", send_cmd, kArguments)};
+
+int add_service(ubus_context* ctx) {
+  g_service.type = UBUS_OBJECT_TYPE("zel_1001", kMethods);
+  g_service.object.name = "zel_1001";
+  g_service.object.type = &g_service.type;
+  g_service.object.methods = kMethods;
+  g_service.object.n_methods = ARRAY_SIZE(kMethods);
+  return ubus_add_object(ctx, &g_service.object);
+}
+
+int serve(ubus_context* ctx) {
+  if (!fake::wait_input(ctx)) return -1;
+  ubus_handle_event(ctx);
+  return ctx->sock.eof ? -1 : 0;
+}
+
+int serve_with_5(ubus_context* ctx) {
+  g_service.status = 5;
+  return serve(ctx);
+}
+
+int remove_service(ubus_context* ctx) {
+  const int status = ubus_remove_object(ctx, &g_service.object);
+  EXPECT_EQ(g_service.object.id, 0U);
+  EXPECT_EQ(g_service.type.id, 0U);
+  return status;
+}
+
+template <uint32_t Expected>
+int look_up(ubus_context* ctx, const char* name) {
+  uint32_t id = 7;
+  const int status = ubus_lookup_id(ctx, name, &id);
+  EXPECT_EQ(id, Expected);
+  return status;
+}
+
+void note_reply(ubus_request*, int type, blob_attr* msg) {
+  constexpr blobmsg_policy kReply[] = {{.name = "description", .type = BLOBMSG_TYPE_STRING}};
+  blob_attr* text = nullptr;
+  blobmsg_parse(kReply, 1, &text, blob_data(msg), blob_len(msg));
+  EXPECT_EQ(type, 2);
+  g_reply = text == nullptr ? "" : blobmsg_get_string(text);
+}
+
+int invoke(ubus_context* ctx, uint32_t object, const char* method) {
+  Message message;
+  blobmsg_add_string(message, "msg", "hello");
+  return ubus_invoke(ctx, object, method, message.head(), note_reply, nullptr, 5000);
+}
+
+int send_event(ubus_context* ctx) {
+  Message message;
+  blobmsg_add_u32(message, "event", 1);
+  blobmsg_add_u32(message, "subevent", 257);
+  blobmsg_add_string(message, "data", "up");
+  return ubus_send_event(ctx, "zel.event", message.head());
+}
+
+int listen(ubus_context* ctx) {
+  g_listener.cb = [](ubus_context*, ubus_event_handler* ev, const char* type, blob_attr* msg) {
+    EXPECT_EQ(ev, &g_listener);
+    EXPECT_GT(blob_len(msg), 0U);
+    g_event = type;
+  };
+  return ubus_register_event_handler(ctx, &g_listener, "zel.event");
+}
+
+// What the library is asked to do while one file is played, and its result.
+struct Step {
+  const char* file;
+  int (*action)(ubus_context* ctx);
+  int result;
+};
+
+// Plays the broker's side of one connection.
+void play(Broker& broker, const std::string& connection, const std::vector<Step>& steps) {
+  wire::Bindings bindings;
+  uint16_t request_seq = 0;
+  uint16_t call_seq = 0;
+  for (const Step& step : steps) {
+    for (const wire::Frame& frame : wire::load_capture(step.file)) {
+      const bool answers = frame.type == "STATUS" || frame.type == "DATA";
+      if (frame.connection != connection || frame.type == "HELLO") continue;
+      if (!frame.to_broker) {
+        if (!answers) call_seq = fake::seq_of(frame.bytes);
+        broker.write(wire::with_bindings(frame, bindings, answers ? request_seq : call_seq));
+        continue;
+      }
+      const Bytes seen = broker.read();
+      EXPECT_EQ(wire::difference(frame, seen, bindings), "") << step.file;
+      if (seen.empty()) return;
+      if (!answers) request_seq = fake::seq_of(seen);
+      EXPECT_EQ(fake::seq_of(seen), answers ? call_seq : request_seq) << step.file;
+    }
+  }
+  EXPECT_TRUE(broker.read().empty()) << "nothing is sent on closing";
+}
+
+void replay(const std::string& connection, const std::vector<Step>& steps, Bytes greeting) {
+  Broker broker([&](Broker& b) { play(b, connection, steps); }, std::move(greeting));
+  Context ctx = fake::connect(broker);
+  ASSERT_NE(ctx, nullptr);
+  for (const Step& step : steps) EXPECT_EQ(step.action(ctx.get()), step.result) << step.file;
+  ctx.reset();
+  broker.finish();
+}
+
+Bytes greeting() {
+  return wire::load_capture("01-hello.txt").at(0).bytes;
+}
+
+TEST(RecordedExchange, TheServiceSendsTheRecordedFrames) {
+  replay("svc",
+         {{"02-add-object.txt", add_service, 0},
+          {"04-invoke-status-0.txt", serve, 0},
+          {"05-invoke-status-5.txt", serve_with_5, 0},
+          {"06-invoke-missing-method.txt", serve, 0},
+          {"11-remove-object.txt", remove_service, 0}},
+         greeting());
+}
+
+TEST(RecordedExchange, TheCallerSendsTheRecordedFrames) {
+  replay(
+      "caller",
+      {{"03-lookup.txt", [](ubus_context* c) { return look_up<0x2875bac9>(c, "zel_1001"); }, 0},
+       {"04-invoke-status-0.txt", [](ubus_context* c) { return invoke(c, 0x2875bac9, "send_cmd"); }, 0},
+       {"05-invoke-status-5.txt", [](ubus_context* c) { return invoke(c, 0x2875bac9, "send_cmd"); }, 5},
+       {"06-invoke-missing-method.txt", [](ubus_context* c) { return invoke(c, 0x2875bac9, "no_such"); }, 3},
+       {"07-lookup-missing-object.txt", [](ubus_context* c) { return look_up<7>(c, "no_such_object"); }, 4},
+       {"15-invoke-missing-object.txt", [](ubus_context* c) { return invoke(c, 0x7ffffff1, "send_cmd"); }, 4},
+       {"16-invoke-empty-data.txt",
+        [](ubus_context* c) {
+          g_reply.clear();
+          return ubus_invoke(c, 0x1eaffe39, "send_cmd", nullptr, note_reply, nullptr, 5000);
+        },
+        0},
+       {"21-lookup-wildcard.txt", [](ubus_context* c) { return look_up<0x1eaffe39>(c, "zel_*"); }, 0}},
+      greeting());
+  EXPECT_EQ(g_reply, "ok");
+}
+
+TEST(RecordedExchange, TheListenerSendsTheRecordedFrames) {
+  replay("listener",
+         {{"08-event-register.txt", listen, 0},
+          {"10-event-deliver.txt", serve, 0},
+          {"20-event-unregister.txt",
+           [](ubus_context* c) { return ubus_unregister_event_handler(c, &g_listener); }, 0}},
+         greeting());
+  EXPECT_EQ(g_event, "zel.event");
+}
+
+TEST(RecordedExchange, TheSenderOfAnEventSendsTheRecordedFrames) {
+  replay("sender", {{"09-event-send.txt", send_event, 0}}, greeting());
+}
+
+TEST(RecordedExchange, TheOwnerOfATakenNameSendsTheRecordedFramesAndGets2) {
+  replay("dup", {{"14-add-object-name-taken.txt", add_service, 2}}, greeting());
+}
+
+TEST(RecordedExchange, AServiceAnswersACallWithEmptyData) {
+  replay("svc2", {{"13-object-added-event.txt", add_service, 0}, {"16-invoke-empty-data.txt", serve, 0}},
+         greeting());
+}
+
+TEST(RecordedExchange, AnUnprivilegedClientGetsTheRecordedResults) {
+  replay("nobody",
+         {{"23-unprivileged-peer.txt",
+           [](ubus_context* c) {
+             EXPECT_EQ(look_up<7>(c, "zel_1001"), 0) << "status 0 without an object leaves the id alone";
+             EXPECT_EQ(invoke(c, 0x1eaffe39, "send_cmd"), 6);
+             EXPECT_EQ(add_service(c), 2);
+             EXPECT_EQ(listen(c), 6);
+             return send_event(c);
+           },
+           6}},
+         wire::load_capture("23-unprivileged-peer.txt").at(0).bytes);
+}
+
+}  // namespace
