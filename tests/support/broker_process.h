@@ -1,8 +1,8 @@
 #pragma once
 
+#include <gtest/gtest.h>
 #include <sys/types.h>
 
-#include <chrono>
 #include <string>
 #include <vector>
 
@@ -21,7 +21,7 @@ class ScratchDirectory {
   std::string operator/(const std::string& name) const { return path_ + "/" + name; }
 
  private:
-  std::string path_;
+  std::string path_ = "/tmp/bus-XXXXXX";
 };
 
 // The broker program, running. On the target's build it runs under the emulator like the test itself.
@@ -41,17 +41,24 @@ class BrokerProcess {
   BrokerProcess(BrokerProcess&& other) noexcept;
   BrokerProcess& operator=(BrokerProcess&&) = delete;
 
+  // A number that the kernel keeps of it, as proc(5) counts the fields of "stat".
+  enum Field { kUserTime = 14, kSystemTime = 15, kResidentPages = 24 };
+  size_t stat(Field field) const;
   void kill(int signal) const;
-  // Processor time it has used so far.
-  std::chrono::milliseconds cpu() const;
-  // Memory it holds now.
-  size_t resident_bytes() const;
   // Waits for its end, which must come within ten seconds.
   End wait();
 
  private:
   pid_t pid_ = -1;
   hostbus::OwnedFd output_;
+};
+
+// A broker of the test's own.
+class BrokerTest : public testing::Test {
+ protected:
+  ScratchDirectory directory_;
+  std::string path_ = directory_ / "bus";
+  BrokerProcess broker_ = BrokerProcess::listening(path_);
 };
 
 }  // namespace test
