@@ -4,6 +4,9 @@
 #include <pwd.h>
 #include <unistd.h>
 
+#include <filesystem>
+#include <set>
+
 #include "../support/broker_process.h"
 #include "../support/raw_client.h"
 
@@ -41,17 +44,19 @@ class BrokerReplay : public BrokerTest {
     for (auto& [name, client] : clients_) EXPECT_TRUE(client.waiting().empty()) << name;
   }
 
-  RawClient& client(const std::string& name) {
-    const auto found = clients_.find(name);
-    if (found != clients_.end()) return found->second;
-    RawClient& added = clients_.emplace(name, path_).first->second;
-    bind("C." + name, added.id());
-    return added;
+  // The recordings leave out how svc added its object again, and how watcher began to listen.
+  void begin_what_12_ends() {
+    bindings_.bind("O.svc-again", word(client("svc").add_object("zel_1001")));
+    bindings_.bind("O.watcher", word(client("watcher").listen_to("ubus.object.*")));
   }
 
-  void bind(const std::string& name, uint32_t id) { bindings_.bind(name, word(id)); }
-
  private:
+  RawClient& client(const std::string& name) {
+    if (!clients_.contains(name))
+      bindings_.bind("C." + name, word(clients_.emplace(name, path_).first->second.id()));
+    return clients_.at(name);
+  }
+
   void send(const wire::Frame& frame) {
     if (frame.is_eof()) {
       clients_.erase(frame.connection);
@@ -61,9 +66,7 @@ class BrokerReplay : public BrokerTest {
   }
 
   void expect(const wire::Frame& recorded) {
-    if (!clients_.contains(recorded.connection)) {
-      clients_.emplace(recorded.connection, RawClient::ungreeted(path_));
-    }
+    clients_.try_emplace(recorded.connection, path_, RawClient::Greeting::kLeave);
     const auto seen = clients_.at(recorded.connection).receive();
     ASSERT_EQ(!seen, recorded.is_eof()) << recorded.connection;
     if (!seen) {
@@ -79,22 +82,15 @@ class BrokerReplay : public BrokerTest {
 };
 
 TEST_F(BrokerReplay, EveryRecordedExchangeOfRootComesOutTheSame) {
-  for (const char* file :
-       {"01-hello.txt", "02-add-object.txt", "03-lookup.txt", "04-invoke-status-0.txt",
-        "05-invoke-status-5.txt", "06-invoke-missing-method.txt", "07-lookup-missing-object.txt",
-        "08-event-register.txt", "09-event-send.txt", "10-event-deliver.txt", "11-remove-object.txt"}) {
-    play(file);
+  std::set<std::string> files;
+  for (const auto& entry : std::filesystem::directory_iterator(TEST_DATA "/wire")) {
+    files.insert(entry.path().filename());
   }
-  // The recordings leave out how svc added its object again, and how watcher began to listen.
-  bind("O.svc-again", client("svc").add_object("zel_1001"));
-  const uint32_t watching = client("watcher").add_object("");
-  bind("O.watcher", watching);
-  ASSERT_EQ(client("watcher").status_of(listen(watching, "ubus.object.*")), 0U);
-  for (const char* file : {"12-disconnect.txt", "13-object-added-event.txt", "14-add-object-name-taken.txt",
-                           "15-invoke-missing-object.txt", "16-invoke-empty-data.txt", "17-ping.txt",
-                           "18-unknown-message-type.txt", "19-lookup-all.txt", "20-event-unregister.txt",
-                           "21-lookup-wildcard.txt", "22-bad-length.txt"}) {
-    play(file);
+  ASSERT_EQ(files.size(), 25U);
+  // 23 was refused for want of access lists, which this broker does not have; the rest are no exchanges.
+  for (auto file = files.begin(); !file->starts_with("23"); ++file) {
+    if (file->starts_with("12")) begin_what_12_ends();
+    play(*file);
   }
 }
 

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <sys/prctl.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
@@ -28,12 +27,10 @@ std::vector<std::string> command_line(const std::vector<std::string>& arguments)
   return words;
 }
 
-[[noreturn]] void become_broker(std::vector<std::string> words, int output, unsigned max_files) {
+[[noreturn]] void become_broker(std::vector<std::string> words, int output) {
   ::prctl(PR_SET_PDEATHSIG, SIGKILL);
   ::dup2(output, STDOUT_FILENO);
   ::dup2(output, STDERR_FILENO);
-  const rlimit limit{max_files, max_files};
-  if (max_files != 0) ::setrlimit(RLIMIT_NOFILE, &limit);
   std::vector<char*> pointers;
   for (std::string& word : words) pointers.push_back(word.data());
   pointers.push_back(nullptr);
@@ -61,33 +58,26 @@ ScratchDirectory::~ScratchDirectory() {
   std::filesystem::remove_all(path_, ignored);
 }
 
-BrokerProcess::BrokerProcess(const std::vector<std::string>& arguments, unsigned max_files) {
+BrokerProcess::BrokerProcess(const std::vector<std::string>& arguments) {
   int ends[2];
   if (::pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error("no pipe for the broker's output");
-  pid_ = ::fork();
-  if (pid_ == 0) become_broker(command_line(arguments), ends[1], max_files);
-  ::close(ends[1]);
   output_ = hostbus::OwnedFd(ends[0]);
+  const hostbus::OwnedFd input(ends[1]);
+  pid_ = ::fork();
+  if (pid_ == 0) become_broker(command_line(arguments), input.get());
 }
 
-BrokerProcess BrokerProcess::listening(const std::string& path, unsigned max_files) {
-  BrokerProcess broker({"-s", path}, max_files);
+BrokerProcess::BrokerProcess(const std::string& path) : BrokerProcess(std::vector<std::string>{"-s", path}) {
   const auto end = std::chrono::steady_clock::now() + kLimit;
-  while (!is_served_by(broker.pid_, path)) {
+  while (!is_served_by(pid_, path)) {
     if (std::chrono::steady_clock::now() > end) throw std::runtime_error("the broker does not listen");
     std::this_thread::sleep_for(std::chrono::milliseconds(2));
   }
-  return broker;
 }
 
-BrokerProcess::BrokerProcess(BrokerProcess&& other) noexcept
-    : pid_(std::exchange(other.pid_, -1)), output_(std::move(other.output_)) {}
-
 BrokerProcess::~BrokerProcess() {
-  if (pid_ > 0) {
-    ::kill(pid_, SIGKILL);
-    ::waitpid(pid_, nullptr, 0);
-  }
+  if (pid_ > 0) ::kill(pid_, SIGKILL);
+  if (pid_ > 0) ::waitpid(pid_, nullptr, 0);
 }
 
 size_t BrokerProcess::stat(Field field) const {
@@ -97,12 +87,9 @@ size_t BrokerProcess::stat(Field field) const {
   return std::stoul(found);
 }
 
-void BrokerProcess::kill(int signal) const {
-  ::kill(pid_, signal);
-}
-
 // The end of its output is the end of the process: nobody else has the pipe.
-BrokerProcess::End BrokerProcess::wait() {
+BrokerProcess::End BrokerProcess::end(int signal) {
+  ::kill(pid_, signal);
   End end;
   char room[4096];
   for (ssize_t count = 1; count > 0;) {
@@ -114,6 +101,10 @@ BrokerProcess::End BrokerProcess::wait() {
   ::waitpid(std::exchange(pid_, -1), &status, 0);
   end.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   return end;
+}
+
+BrokerProcess::End BrokerProcess::run(const std::vector<std::string>& arguments) {
+  return BrokerProcess(arguments).end(0);
 }
 
 }  // namespace test

@@ -18,15 +18,16 @@ ByteString padded(ByteString bytes) {
   return bytes;
 }
 
-ByteString nul_terminated(std::string_view value) {
-  return joined({{value.begin(), value.end()}, {0}});
-}
-
 }  // namespace
 
 ByteString word(uint32_t value) {
-  return {static_cast<uint8_t>(value >> 24), static_cast<uint8_t>(value >> 16),
-          static_cast<uint8_t>(value >> 8), static_cast<uint8_t>(value)};
+  ByteString bytes;
+  for (int shift = 24; shift >= 0; shift -= 8) bytes.push_back(static_cast<uint8_t>(value >> shift));
+  return bytes;
+}
+
+ByteString terminated(std::string_view value) {
+  return joined({{value.begin(), value.end()}, {0}});
 }
 
 ByteString joined(const std::vector<ByteString>& parts) {
@@ -36,15 +37,13 @@ ByteString joined(const std::vector<ByteString>& parts) {
 }
 
 ByteString frame(int type, uint16_t seq, uint32_t peer, Parts attributes) {
-  const ByteString body = joined(attributes);
-  const uint32_t start = static_cast<uint32_t>(type) << 16 | seq;
-  return joined({word(start), word(peer), word(static_cast<uint32_t>(body.size() + 4)), body});
+  return joined({word(static_cast<uint32_t>(type) << 16 | seq), word(peer), attribute(0, attributes)});
 }
 
 ByteString attribute(int id, Parts payload) {
   const ByteString bytes = joined(payload);
-  return padded(
-      joined({word(static_cast<uint32_t>(id) << 24 | static_cast<uint32_t>(bytes.size() + 4)), bytes}));
+  const size_t size = bytes.size() + 4;
+  return padded(joined({word(static_cast<uint32_t>(id) << 24 | static_cast<uint32_t>(size)), bytes}));
 }
 
 ByteString number(int id, uint32_t value) {
@@ -52,20 +51,12 @@ ByteString number(int id, uint32_t value) {
 }
 
 ByteString text(int id, std::string_view value) {
-  return attribute(id, {nul_terminated(value)});
+  return attribute(id, {terminated(value)});
 }
 
-ByteString field(FieldType type, std::string_view name, Parts value) {
+ByteString field(int type, std::string_view name, Parts value) {
   const ByteString length = {0, static_cast<uint8_t>(name.size())};
-  return attribute(0x80 | type, {padded(joined({length, nul_terminated(name)})), joined(value)});
-}
-
-ByteString number_field(std::string_view name, uint32_t value) {
-  return field(kNumber, name, {word(value)});
-}
-
-ByteString text_field(std::string_view name, std::string_view value) {
-  return field(kString, name, {nul_terminated(value)});
+  return attribute(0x80 | type, {padded(joined({length, terminated(name)})), joined(value)});
 }
 
 ByteString lookup(std::string_view path) {
@@ -81,12 +72,13 @@ ByteString event_call(std::string_view method, Parts fields) {
 }
 
 ByteString listen(uint32_t object, std::string_view pattern) {
-  return event_call("register", {number_field("object", object), text_field("pattern", pattern)});
+  return event_call("register", {field(kNumber, "object", {word(object)}),
+                                 field(kString, "pattern", {terminated(pattern)})});
 }
 
 ByteString event(std::string_view name, size_t padding) {
-  const ByteString data = text_field("p", std::string(padding, 'x'));
-  return event_call("send", {text_field("id", name), field(kTable, "data", {data})});
+  const ByteString data = field(kString, "p", {terminated(std::string(padding, 'x'))});
+  return event_call("send", {field(kString, "id", {terminated(name)}), field(kTable, "data", {data})});
 }
 
 uint32_t Received::peer() const {
@@ -94,7 +86,7 @@ uint32_t Received::peer() const {
 }
 
 std::optional<ByteString> Received::payload(int id) const {
-  for (size_t at = 12, size; at + 4 <= bytes.size(); at += (size + 3) / 4 * 4) {
+  for (size_t at = 12, size; at < bytes.size(); at += (size + 3) / 4 * 4) {
     size = get(bytes, at) & 0xffffff;
     if (size < 4 || at + size > bytes.size()) throw std::runtime_error("the broker sent a bad attribute");
     if (bytes[at] == id) return ByteString(bytes.data() + at + 4, bytes.data() + at + size);
@@ -104,9 +96,7 @@ std::optional<ByteString> Received::payload(int id) const {
 
 std::optional<uint32_t> Received::number(int id) const {
   const auto found = payload(id);
-  if (!found) return std::nullopt;
-  if (found->size() != 4) throw std::runtime_error("the broker sent a bad number");
-  return get(*found, 0);
+  return found ? std::optional(get(*found, 0)) : std::nullopt;
 }
 
 std::string Received::text(int id) const {
@@ -130,18 +120,9 @@ hostbus::OwnedFd connected(const std::string& path) {
   return result == 0 ? std::move(fd) : hostbus::OwnedFd();
 }
 
-RawClient RawClient::ungreeted(const std::string& path) {
-  RawClient client;
-  client.fd_ = connected(path);
-  if (!client.fd_) throw std::runtime_error("cannot connect to " + path);
-  return client;
-}
-
-RawClient::RawClient(const std::string& path) {
-  *this = ungreeted(path);
-  const auto hello = receive();
-  if (!hello || hello->type() != kHello) throw std::runtime_error("no greeting from " + path);
-  id_ = hello->peer();
+RawClient::RawClient(const std::string& path, Greeting greeting) : fd_(connected(path)) {
+  if (!fd_) throw std::runtime_error("cannot connect to " + path);
+  if (greeting == Greeting::kRead) id_ = receive().value().peer();
 }
 
 void RawClient::send(const ByteString& bytes) const {
@@ -164,30 +145,26 @@ bool RawClient::read_exactly(uint8_t* to, size_t size) const {
   return true;
 }
 
-std::optional<Received> RawClient::receive() {
+std::optional<Received> RawClient::receive() const {
   Received received{ByteString(12)};
   if (!read_exactly(received.bytes.data(), 12)) return std::nullopt;
-  const size_t size = 8 + (get(received.bytes, 8) & 0xffffff);
-  if (size < 12) throw std::runtime_error("the broker sent a frame of impossible length");
-  received.bytes.resize(size);
-  if (!read_exactly(received.bytes.data() + 12, size - 12)) return std::nullopt;
+  received.bytes.resize(8 + (get(received.bytes, 8) & 0xffffff));
+  if (!read_exactly(received.bytes.data() + 12, received.bytes.size() - 12)) return std::nullopt;
   return received;
 }
 
 std::vector<Received> RawClient::request(const ByteString& bytes) {
   send(bytes);
   std::vector<Received> answers;
-  const uint16_t seq = Received{bytes}.seq();
-  do {
-    auto answer = receive();
-    if (!answer) throw std::runtime_error("the broker closed the connection");
-    answers.push_back(std::move(*answer));
-  } while (answers.back().type() != kStatus || answers.back().seq() != seq);
+  do answers.push_back(receive().value());
+  while (answers.back().type() != kStatus || answers.back().seq() != Received{bytes}.seq());
   return answers;
 }
 
-uint32_t RawClient::status_of(const ByteString& bytes) {
-  return request(bytes).back().number(kCode).value();
+std::vector<Received> RawClient::waiting() {
+  auto frames = request(frame(kPing, 0xbeef, 0, {}));
+  frames.resize(frames.size() - 2);
+  return frames;
 }
 
 uint32_t RawClient::add_object(std::string_view name) {
@@ -195,10 +172,10 @@ uint32_t RawClient::add_object(std::string_view name) {
   return request(frame(kAdd, 1, 0, {name.empty() ? ByteString() : named})).front().number(kObject).value();
 }
 
-std::vector<Received> RawClient::waiting() {
-  auto frames = request(frame(kPing, 0xbeef, 0, {}));
-  frames.resize(frames.size() - 2);
-  return frames;
+uint32_t RawClient::listen_to(std::string_view pattern) {
+  const uint32_t object = add_object("");
+  if (status_of(listen(object, pattern)) != 0) throw std::runtime_error("the broker refuses a listener");
+  return object;
 }
 
 }  // namespace test
