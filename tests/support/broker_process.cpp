@@ -1,46 +1,36 @@
 #include "broker_process.h"
 
 #include <fcntl.h>
-#include <poll.h>
-#include <sys/resource.h>
+#include <sys/prctl.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
-#include <cstdlib>
-#include <ctime>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
-#include <utility>
+
+#include "raw_client.h"
 
 namespace test {
 namespace {
 
-using Clock = std::chrono::steady_clock;
-constexpr std::chrono::seconds kLimit{10};
-
 std::vector<std::string> command_line(const std::vector<std::string>& arguments) {
-  std::vector<std::string> words;
   std::istringstream emulator(TEST_EMULATOR);
-  for (std::string word; emulator >> word;) words.push_back(word);
+  std::vector<std::string> words(std::istream_iterator<std::string>(emulator), {});
   words.push_back(TEST_BIN "/hostbusd");
   words.insert(words.end(), arguments.begin(), arguments.end());
   return words;
 }
 
-[[noreturn]] void become_broker(std::vector<std::string> words, int output, unsigned max_files) {
+[[noreturn]] void become_broker(std::vector<std::string> words, int output) {
+  ::prctl(PR_SET_PDEATHSIG, SIGKILL);
   ::dup2(output, STDOUT_FILENO);
   ::dup2(output, STDERR_FILENO);
-  if (max_files != 0) {
-    const rlimit limit{max_files, max_files};
-    ::setrlimit(RLIMIT_NOFILE, &limit);
-  }
   std::vector<char*> pointers;
   for (std::string& word : words) pointers.push_back(word.data());
   pointers.push_back(nullptr);
@@ -48,17 +38,17 @@ std::vector<std::string> command_line(const std::vector<std::string>& arguments)
   ::_exit(127);
 }
 
-bool accepts(const std::string& path) {
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  path.copy(address.sun_path, sizeof address.sun_path - 1);
-  const hostbus::OwnedFd fd(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  return ::connect(fd.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) == 0;
+// Another broker may have had the path before.
+bool is_served_by(pid_t pid, const std::string& path) {
+  ucred peer{};
+  socklen_t size = sizeof peer;
+  const hostbus::OwnedFd fd = connected(path);
+  return fd && ::getsockopt(fd.get(), SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 && peer.pid == pid;
 }
 
 }  // namespace
 
-ScratchDirectory::ScratchDirectory() : path_("/tmp/bus-XXXXXX") {
+ScratchDirectory::ScratchDirectory() {
   if (::mkdtemp(path_.data()) == nullptr) throw std::runtime_error("cannot make a directory in /tmp");
   ::chmod(path_.c_str(), 0755);
 }
@@ -68,76 +58,42 @@ ScratchDirectory::~ScratchDirectory() {
   std::filesystem::remove_all(path_, ignored);
 }
 
-BrokerProcess::BrokerProcess(const std::vector<std::string>& arguments, unsigned max_files) {
+BrokerProcess::BrokerProcess(const std::vector<std::string>& arguments) {
   int ends[2];
   if (::pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error("no pipe for the broker's output");
-  pid_ = ::fork();
-  if (pid_ == 0) become_broker(command_line(arguments), ends[1], max_files);
-  ::close(ends[1]);
   output_ = hostbus::OwnedFd(ends[0]);
+  const hostbus::OwnedFd input(ends[1]);
+  pid_ = ::fork();
+  if (pid_ == 0) become_broker(command_line(arguments), input.get());
 }
 
-// The path may be another broker's: ready is a socket that is not the one of before.
-BrokerProcess BrokerProcess::listening(const std::string& path, unsigned max_files) {
-  struct stat before {};
-  struct stat now {};
-  const bool taken = ::stat(path.c_str(), &before) == 0;
-  BrokerProcess broker({"-s", path}, max_files);
-  const auto changed = [&] {
-    if (::stat(path.c_str(), &now) != 0) return false;
-    const bool same = taken && now.st_ino == before.st_ino && now.st_ctim.tv_sec == before.st_ctim.tv_sec &&
-                      now.st_ctim.tv_nsec == before.st_ctim.tv_nsec;
-    return !same && accepts(path);
-  };
-  for (const auto end = Clock::now() + kLimit; !changed();) {
-    if (Clock::now() > end) throw std::runtime_error("the broker does not listen");
+BrokerProcess::BrokerProcess(const std::string& path) : BrokerProcess(std::vector<std::string>{"-s", path}) {
+  const auto end = std::chrono::steady_clock::now() + kLimit;
+  while (!is_served_by(pid_, path)) {
+    if (std::chrono::steady_clock::now() > end) throw std::runtime_error("the broker does not listen");
     std::this_thread::sleep_for(std::chrono::milliseconds(2));
   }
-  return broker;
 }
-
-BrokerProcess::BrokerProcess(BrokerProcess&& other) noexcept
-    : pid_(std::exchange(other.pid_, -1)), output_(std::move(other.output_)) {}
 
 BrokerProcess::~BrokerProcess() {
-  if (pid_ > 0) {
-    ::kill(pid_, SIGKILL);
-    ::waitpid(pid_, nullptr, 0);
-  }
+  if (pid_ > 0) ::kill(pid_, SIGKILL);
+  if (pid_ > 0) ::waitpid(pid_, nullptr, 0);
 }
 
-void BrokerProcess::kill(int signal) const {
-  ::kill(pid_, signal);
-}
-
-std::chrono::milliseconds BrokerProcess::cpu() const {
-  clockid_t clock{};
-  timespec used{};
-  if (::clock_getcpuclockid(pid_, &clock) != 0 || ::clock_gettime(clock, &used) != 0) {
-    throw std::runtime_error("cannot read the broker's processor time");
-  }
-  return std::chrono::milliseconds(used.tv_sec * 1000 + used.tv_nsec / 1000000);
-}
-
-size_t BrokerProcess::resident_bytes() const {
-  std::ifstream statm("/proc/" + std::to_string(pid_) + "/statm");
-  size_t all = 0;
-  size_t resident = 0;
-  if (!(statm >> all >> resident)) throw std::runtime_error("cannot read the broker's memory");
-  return resident * static_cast<size_t>(::sysconf(_SC_PAGESIZE));
+size_t BrokerProcess::stat(Field field) const {
+  std::ifstream fields("/proc/" + std::to_string(pid_) + "/stat");
+  std::string found;
+  for (int i = 0; i < field; ++i) fields >> found;
+  return std::stoul(found);
 }
 
 // The end of its output is the end of the process: nobody else has the pipe.
-BrokerProcess::End BrokerProcess::wait() {
+BrokerProcess::End BrokerProcess::end(int signal) {
+  ::kill(pid_, signal);
   End end;
   char room[4096];
-  const auto limit = Clock::now() + kLimit;
   for (ssize_t count = 1; count > 0;) {
-    pollfd output{output_.get(), POLLIN, 0};
-    if (::poll(&output, 1, 100) == 0) {
-      if (Clock::now() > limit) throw std::runtime_error("the broker does not end");
-      continue;
-    }
+    if (!readable(output_.get(), kLimit)) throw std::runtime_error("the broker does not end");
     count = ::read(output_.get(), room, sizeof room);
     if (count > 0) end.printed.append(room, static_cast<size_t>(count));
   }
@@ -145,6 +101,10 @@ BrokerProcess::End BrokerProcess::wait() {
   ::waitpid(std::exchange(pid_, -1), &status, 0);
   end.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
   return end;
+}
+
+BrokerProcess::End BrokerProcess::run(const std::vector<std::string>& arguments) {
+  return BrokerProcess(arguments).end(0);
 }
 
 }  // namespace test

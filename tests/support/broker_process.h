@@ -1,8 +1,8 @@
 #pragma once
 
+#include <gtest/gtest.h>
 #include <sys/types.h>
 
-#include <chrono>
 #include <string>
 #include <vector>
 
@@ -21,7 +21,7 @@ class ScratchDirectory {
   std::string operator/(const std::string& name) const { return path_ + "/" + name; }
 
  private:
-  std::string path_;
+  std::string path_ = "/tmp/bus-XXXXXX";
 };
 
 // The broker program, running. On the target's build it runs under the emulator like the test itself.
@@ -32,26 +32,34 @@ class BrokerProcess {
     std::string printed;  // standard output and standard error
   };
 
-  // `max_files` limits its descriptors, 0 leaves them.
-  explicit BrokerProcess(const std::vector<std::string>& arguments, unsigned max_files = 0);
-  // On a socket; returns when it is listening.
-  static BrokerProcess listening(const std::string& path, unsigned max_files = 0);
-
+  // On a socket; it is listening then.
+  explicit BrokerProcess(const std::string& path);
   ~BrokerProcess();
-  BrokerProcess(BrokerProcess&& other) noexcept;
-  BrokerProcess& operator=(BrokerProcess&&) = delete;
+  BrokerProcess(const BrokerProcess&) = delete;
+  BrokerProcess& operator=(const BrokerProcess&) = delete;
 
-  void kill(int signal) const;
-  // Processor time it has used so far.
-  std::chrono::milliseconds cpu() const;
-  // Memory it holds now.
-  size_t resident_bytes() const;
-  // Waits for its end, which must come within ten seconds.
-  End wait();
+  pid_t pid() const { return pid_; }
+  // A number that the kernel keeps of it, as proc(5) counts the fields of "stat".
+  enum Field { kUserTime = 14, kSystemTime = 15, kResidentPages = 24 };
+  size_t stat(Field field) const;
+  // Sends the signal, if it is not 0, and waits for the end, which must come within ten seconds.
+  End end(int signal);
+  // Starts one that ends by itself.
+  static End run(const std::vector<std::string>& arguments);
 
  private:
-  pid_t pid_ = -1;
+  explicit BrokerProcess(const std::vector<std::string>& arguments);
+
   hostbus::OwnedFd output_;
+  pid_t pid_ = -1;
+};
+
+// A broker of the test's own.
+class BrokerTest : public testing::Test {
+ protected:
+  ScratchDirectory directory_;
+  std::string path_ = directory_ / "bus";
+  BrokerProcess broker_{path_};
 };
 
 }  // namespace test

@@ -1,249 +1,181 @@
 #include "raw_client.h"
 
-#include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <unistd.h>
 
-#include <cerrno>
-#include <cstring>
 #include <stdexcept>
 
 namespace test {
 namespace {
 
-constexpr int kLimitMs = 10000;
-constexpr uint8_t kStatus = 1, kPing = 3, kAddObject = 6;
-constexpr int kStatusAttr = 1, kPathAttr = 2, kIdAttr = 3, kSignatureAttr = 6;
-
-void put(ByteString* to, uint32_t value, int bytes) {
-  while (bytes-- > 0) to->push_back(static_cast<uint8_t>(value >> (8 * bytes)));
-}
-
 uint32_t get(const ByteString& from, size_t at) {
   return uint32_t{from[at]} << 24 | uint32_t{from[at + 1]} << 16 | uint32_t{from[at + 2]} << 8 | from[at + 3];
 }
 
-void pad(ByteString* bytes) {
-  bytes->resize((bytes->size() + 3) / 4 * 4);
+ByteString padded(ByteString bytes) {
+  bytes.resize((bytes.size() + 3) / 4 * 4);
+  return bytes;
 }
 
-ByteString joined(std::initializer_list<ByteString> parts) {
+}  // namespace
+
+ByteString word(uint32_t value) {
+  ByteString bytes;
+  for (int shift = 24; shift >= 0; shift -= 8) bytes.push_back(static_cast<uint8_t>(value >> shift));
+  return bytes;
+}
+
+ByteString terminated(std::string_view value) {
+  return joined({{value.begin(), value.end()}, {0}});
+}
+
+ByteString joined(const std::vector<ByteString>& parts) {
   ByteString all;
   for (const ByteString& part : parts) all.insert(all.end(), part.begin(), part.end());
   return all;
 }
 
-ByteString nul_terminated(std::string_view value) {
-  ByteString bytes(value.begin(), value.end());
-  bytes.push_back(0);
-  return bytes;
+ByteString frame(int type, uint16_t seq, uint32_t peer, Parts attributes) {
+  return joined({word(static_cast<uint32_t>(type) << 16 | seq), word(peer), attribute(0, attributes)});
 }
 
-ByteString padded_attribute(uint32_t id_word, const ByteString& payload) {
-  ByteString bytes;
-  put(&bytes, id_word | static_cast<uint32_t>(payload.size() + 4), 4);
-  bytes.insert(bytes.end(), payload.begin(), payload.end());
-  pad(&bytes);
-  return bytes;
-}
-
-bool wait_for(int fd, short events, int limit_ms) {
-  pollfd wait{fd, events, 0};
-  int ready;
-  do ready = ::poll(&wait, 1, limit_ms);
-  while (ready < 0 && errno == EINTR);
-  return ready > 0;
-}
-
-void must_wait_for(int fd, short events) {
-  if (!wait_for(fd, events, kLimitMs))
-    throw std::runtime_error("nothing happened on the socket for ten seconds");
-}
-
-}  // namespace
-
-ByteString frame(uint8_t type, uint16_t seq, uint32_t peer, std::initializer_list<ByteString> attributes) {
-  const ByteString body = joined(attributes);
-  ByteString bytes{0, type};
-  put(&bytes, seq, 2);
-  put(&bytes, peer, 4);
-  put(&bytes, static_cast<uint32_t>(body.size() + 4), 4);
-  bytes.insert(bytes.end(), body.begin(), body.end());
-  return bytes;
-}
-
-ByteString attribute(int id, const ByteString& payload) {
-  return padded_attribute(static_cast<uint32_t>(id) << 24, payload);
-}
-
-ByteString attribute(int id, std::initializer_list<ByteString> children) {
-  return attribute(id, joined(children));
+ByteString attribute(int id, Parts payload) {
+  const ByteString bytes = joined(payload);
+  const size_t size = bytes.size() + 4;
+  return padded(joined({word(static_cast<uint32_t>(id) << 24 | static_cast<uint32_t>(size)), bytes}));
 }
 
 ByteString number(int id, uint32_t value) {
-  ByteString bytes;
-  put(&bytes, value, 4);
-  return attribute(id, bytes);
+  return attribute(id, {word(value)});
 }
 
 ByteString text(int id, std::string_view value) {
-  return attribute(id, nul_terminated(value));
+  return attribute(id, {terminated(value)});
 }
 
-ByteString field(int type, std::string_view name, const ByteString& value) {
-  ByteString payload;
-  put(&payload, static_cast<uint32_t>(name.size()), 2);
-  payload.insert(payload.end(), name.begin(), name.end());
-  payload.push_back(0);
-  pad(&payload);
-  payload.insert(payload.end(), value.begin(), value.end());
-  return padded_attribute(0x80000000U | static_cast<uint32_t>(type) << 24, payload);
+ByteString field(int type, std::string_view name, Parts value) {
+  const ByteString length = {0, static_cast<uint8_t>(name.size())};
+  return attribute(0x80 | type, {padded(joined({length, terminated(name)})), joined(value)});
 }
 
-ByteString number_field(std::string_view name, uint32_t value) {
-  ByteString bytes;
-  put(&bytes, value, 4);
-  return field(5, name, bytes);
+ByteString lookup(std::string_view path) {
+  return frame(kLookup, 1, 0, {text(kPath, path)});
 }
 
-ByteString text_field(std::string_view name, std::string_view value) {
-  return field(3, name, nul_terminated(value));
+ByteString call(uint32_t object, Parts more) {
+  return frame(kInvoke, 7, object, {number(kObject, object), text(kMethod, "m"), joined(more)});
 }
 
-uint16_t Received::seq() const {
-  return static_cast<uint16_t>(bytes[2] << 8 | bytes[3]);
+ByteString event_call(std::string_view method, Parts fields) {
+  return frame(kInvoke, 9, 1, {number(kObject, 1), text(kMethod, method), attribute(kPayload, fields)});
 }
+
+ByteString listen(uint32_t object, std::string_view pattern) {
+  return event_call("register", {field(kNumber, "object", {word(object)}),
+                                 field(kString, "pattern", {terminated(pattern)})});
+}
+
+ByteString event(std::string_view name, size_t padding) {
+  const ByteString data = field(kString, "p", {terminated(std::string(padding, 'x'))});
+  return event_call("send", {field(kString, "id", {terminated(name)}), field(kTable, "data", {data})});
+}
+
 uint32_t Received::peer() const {
   return get(bytes, 4);
 }
 
 std::optional<ByteString> Received::payload(int id) const {
-  for (size_t at = 12; at + 4 <= bytes.size();) {
-    const size_t size = get(bytes, at) & 0xffffff;
-    if (size < 4 || at + size > bytes.size()) return std::nullopt;
-    const auto begin = bytes.begin() + static_cast<std::ptrdiff_t>(at);
-    if (bytes[at] == id) return ByteString(begin + 4, begin + static_cast<std::ptrdiff_t>(size));
-    at += (size + 3) / 4 * 4;
+  for (size_t at = 12, size; at < bytes.size(); at += (size + 3) / 4 * 4) {
+    size = get(bytes, at) & 0xffffff;
+    if (size < 4 || at + size > bytes.size()) throw std::runtime_error("the broker sent a bad attribute");
+    if (bytes[at] == id) return ByteString(bytes.data() + at + 4, bytes.data() + at + size);
   }
   return std::nullopt;
 }
 
 std::optional<uint32_t> Received::number(int id) const {
   const auto found = payload(id);
-  if (!found || found->size() != 4) return std::nullopt;
-  return get(*found, 0);
+  return found ? std::optional(get(*found, 0)) : std::nullopt;
 }
 
 std::string Received::text(int id) const {
   const auto found = payload(id);
-  return found && !found->empty() ? std::string(found->begin(), found->end() - 1) : "";
+  return found ? std::string(found->begin(), found->end() - 1) : "";
 }
 
-RawClient RawClient::ungreeted(const std::string& path) {
-  RawClient client;
-  client.fd_ = hostbus::OwnedFd(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+bool readable(int fd, std::chrono::milliseconds limit) {
+  pollfd wait{fd, POLLIN, 0};
+  return ::poll(&wait, 1, static_cast<int>(limit.count())) > 0;
+}
+
+hostbus::OwnedFd connected(const std::string& path) {
+  hostbus::OwnedFd fd(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  const timeval limit{kLimit.count(), 0};
+  ::setsockopt(fd.get(), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   path.copy(address.sun_path, sizeof address.sun_path - 1);
-  if (::connect(client.fd(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
-    throw std::runtime_error("cannot connect to " + path + ": " + std::strerror(errno));
-  }
-  return client;
+  const int result = ::connect(fd.get(), reinterpret_cast<sockaddr*>(&address), sizeof address);
+  return result == 0 ? std::move(fd) : hostbus::OwnedFd();
 }
 
-RawClient::RawClient(const std::string& path) {
-  *this = ungreeted(path);
-  const auto hello = receive();
-  if (!hello || hello->type() != 0) throw std::runtime_error("no greeting from " + path);
-  id_ = hello->peer();
+RawClient::RawClient(const std::string& path, Greeting greeting) : fd_(connected(path)) {
+  if (!fd_) throw std::runtime_error("cannot connect to " + path);
+  if (greeting == Greeting::kRead) id_ = receive().value().peer();
 }
 
-// The broker sees who the process was when it connected.
-RawClient RawClient::as_user(const std::string& path, unsigned user) {
-  if (::setegid(user) != 0 || ::seteuid(user) != 0) throw std::runtime_error("cannot change the user");
-  RawClient client(path);
-  if (::seteuid(0) != 0 || ::setegid(0) != 0) throw std::runtime_error("cannot change the user back");
-  return client;
+void RawClient::send(const ByteString& bytes) const {
+  const ssize_t sent = ::send(fd(), bytes.data(), bytes.size(), MSG_NOSIGNAL);
+  if (sent != static_cast<ssize_t>(bytes.size()))
+    throw std::runtime_error("the broker does not take a frame");
 }
 
-void RawClient::close_writing() const {
-  ::shutdown(fd(), SHUT_WR);
-}
-
-size_t RawClient::send_some(const uint8_t* bytes, size_t size) const {
-  const ssize_t sent = ::send(fd(), bytes, size, MSG_NOSIGNAL | MSG_DONTWAIT);
-  return sent > 0 ? static_cast<size_t>(sent) : 0;
-}
-
-bool RawClient::send(const ByteString& bytes) const {
-  for (size_t done = 0; done < bytes.size();) {
-    must_wait_for(fd(), POLLOUT);
-    const ssize_t sent = ::send(fd(), bytes.data() + done, bytes.size() - done, MSG_NOSIGNAL | MSG_DONTWAIT);
-    if (sent < 0 && errno != EAGAIN) return false;
-    done += sent > 0 ? static_cast<size_t>(sent) : 0;
-  }
-  return true;
+bool RawClient::send_at_once(const ByteString& bytes) const {
+  const ssize_t sent = ::send(fd(), bytes.data(), bytes.size(), MSG_NOSIGNAL | MSG_DONTWAIT);
+  return sent == static_cast<ssize_t>(bytes.size());
 }
 
 bool RawClient::read_exactly(uint8_t* to, size_t size) const {
-  while (size > 0) {
-    must_wait_for(fd(), POLLIN);
-    const ssize_t count = ::recv(fd(), to, size, MSG_DONTWAIT);
-    if (count == 0 || (count < 0 && errno != EAGAIN)) return false;
-    if (count < 0) continue;
-    to += count;
-    size -= static_cast<size_t>(count);
+  for (ssize_t count; size > 0; to += count, size -= static_cast<size_t>(count)) {
+    if (!readable(fd(), kLimit)) throw std::runtime_error("the broker sends nothing for ten seconds");
+    count = ::recv(fd(), to, size, 0);
+    if (count <= 0) return false;
   }
   return true;
 }
 
-std::optional<Received> RawClient::receive() {
-  Received received;
-  received.bytes.resize(12);
+std::optional<Received> RawClient::receive() const {
+  Received received{ByteString(12)};
   if (!read_exactly(received.bytes.data(), 12)) return std::nullopt;
-  const size_t body = get(received.bytes, 8) & 0xffffff;
-  if (body < 4) throw std::runtime_error("the broker sent a frame of impossible length");
-  received.bytes.resize(8 + body);
-  if (!read_exactly(received.bytes.data() + 12, body - 4)) return std::nullopt;
+  received.bytes.resize(8 + (get(received.bytes, 8) & 0xffffff));
+  if (!read_exactly(received.bytes.data() + 12, received.bytes.size() - 12)) return std::nullopt;
   return received;
 }
 
-bool RawClient::readable(std::chrono::milliseconds limit) const {
-  return wait_for(fd(), POLLIN, static_cast<int>(limit.count()));
-}
-
 std::vector<Received> RawClient::request(const ByteString& bytes) {
+  send(bytes);
   std::vector<Received> answers;
-  const uint16_t seq = Received{bytes}.seq();
-  if (!send(bytes)) throw std::runtime_error("the broker closed the connection");
-  do {
-    auto answer = receive();
-    if (!answer) throw std::runtime_error("the broker closed the connection");
-    answers.push_back(std::move(*answer));
-  } while (answers.back().type() != kStatus || answers.back().seq() != seq);
+  do answers.push_back(receive().value());
+  while (answers.back().type() != kStatus || answers.back().seq() != Received{bytes}.seq());
   return answers;
 }
 
-int RawClient::status_of(const ByteString& bytes) {
-  const auto status = request(bytes).back().number(kStatusAttr);
-  return status ? static_cast<int>(*status) : -1;
+std::vector<Received> RawClient::waiting() {
+  auto frames = request(frame(kPing, 0xbeef, 0, {}));
+  frames.resize(frames.size() - 2);
+  return frames;
 }
 
 uint32_t RawClient::add_object(std::string_view name) {
-  const ByteString bytes =
-      name.empty() ? frame(kAddObject, 1, 0, {})
-                   : frame(kAddObject, 1, 0, {text(kPathAttr, name), attribute(kSignatureAttr, {})});
-  return request(bytes).front().number(kIdAttr).value_or(0);
+  const ByteString named = joined({text(kPath, name), attribute(kSignature, {})});
+  return request(frame(kAdd, 1, 0, {name.empty() ? ByteString() : named})).front().number(kObject).value();
 }
 
-bool RawClient::ping() {
-  if (!send(frame(kPing, 0xbeef, 0, {}))) return false;
-  for (auto got = receive(); got; got = receive()) {
-    if (got->type() == kStatus && got->seq() == 0xbeef) return true;
-  }
-  return false;
+uint32_t RawClient::listen_to(std::string_view pattern) {
+  const uint32_t object = add_object("");
+  if (status_of(listen(object, pattern)) != 0) throw std::runtime_error("the broker refuses a listener");
+  return object;
 }
 
 }  // namespace test

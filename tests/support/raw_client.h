@@ -1,7 +1,6 @@
 #pragma once
 
 #include <chrono>
-#include <cstdint>
 #include <initializer_list>
 #include <optional>
 #include <string>
@@ -9,71 +8,72 @@
 #include <vector>
 
 #include "../../hostbus/broker/owned_fd.h"
+#include "wire_capture.h"
 
 namespace test {
 
-using ByteString = std::vector<uint8_t>;
+using ByteString = wire::Bytes;
+using Parts = std::initializer_list<ByteString>;
+
+// Numbers of the bus: of frames, of their attributes, and of the types of fields within.
+enum : uint8_t { kHello, kStatus, kData, kPing, kLookup, kInvoke, kAdd, kRemove, kSubscribe };
+enum { kCode = 1, kPath, kObject, kMethod, kType, kSignature, kPayload, kNoReply = 10, kUser = 12, kGroup };
+enum { kTable = 2, kString, kNumber = 5 };
 
 // What goes over the bus, written out by hand: tests of the broker share no encoder with it.
-ByteString frame(uint8_t type, uint16_t seq, uint32_t peer, std::initializer_list<ByteString> attributes);
-ByteString attribute(int id, const ByteString& payload);
-ByteString attribute(int id, std::initializer_list<ByteString> children);
+ByteString word(uint32_t value);
+ByteString terminated(std::string_view value);
+ByteString joined(const std::vector<ByteString>& parts);
+ByteString frame(int type, uint16_t seq, uint32_t peer, Parts attributes);
+ByteString attribute(int id, Parts payload);
 ByteString number(int id, uint32_t value);
 ByteString text(int id, std::string_view value);
-ByteString field(int type, std::string_view name, const ByteString& value);
-ByteString number_field(std::string_view name, uint32_t value);
-ByteString text_field(std::string_view name, std::string_view value);
+ByteString field(int type, std::string_view name, Parts value);
+
+// Requests that many tests make.
+ByteString lookup(std::string_view path);
+ByteString call(uint32_t object, Parts more = {});
+ByteString event_call(std::string_view method, Parts fields);
+ByteString listen(uint32_t object, std::string_view pattern);
+ByteString event(std::string_view name, size_t padding = 0);
 
 // A frame taken apart as far as tests need it.
 struct Received {
   ByteString bytes;
 
   uint8_t type() const { return bytes[1]; }
-  uint16_t seq() const;
+  uint16_t seq() const { return static_cast<uint16_t>(bytes[2] << 8 | bytes[3]); }
   uint32_t peer() const;
   std::optional<ByteString> payload(int id) const;  // of the first attribute with that number
   std::optional<uint32_t> number(int id) const;
   std::string text(int id) const;  // "" if absent
 };
 
-// A socket to the broker without any library. Waiting calls fail the test after ten seconds.
+constexpr std::chrono::seconds kLimit{10};
+bool readable(int fd, std::chrono::milliseconds limit);
+hostbus::OwnedFd connected(const std::string& path);  // empty when nobody listens there
+
+// A socket to the broker without any library. What waits throws after the limit, and at an end of the
+// connection that its result cannot tell.
 class RawClient {
  public:
-  // Connects and reads the greeting.
-  explicit RawClient(const std::string& path);
-  // The same as the user and group of that number, as which only root can act.
-  static RawClient as_user(const std::string& path, unsigned user);
-  // Connects only; the greeting is still to come.
-  static RawClient ungreeted(const std::string& path);
+  enum class Greeting { kRead, kLeave };
+  explicit RawClient(const std::string& path, Greeting greeting = Greeting::kRead);
 
   uint32_t id() const { return id_; }
   int fd() const { return fd_.get(); }
 
-  // Blocks until all is written; false if the peer is gone.
-  bool send(const ByteString& bytes) const;
-  // What the socket takes at once.
-  size_t send_some(const uint8_t* bytes, size_t size) const;
-
-  // The next frame, or nothing at the end of the connection.
-  std::optional<Received> receive();
-  // Whether a frame, or the end, is there within the time.
-  bool readable(std::chrono::milliseconds limit) const;
-  bool at_end() { return !receive(); }
-
-  // Sends a request and returns all that comes up to its status.
-  std::vector<Received> request(const ByteString& bytes);
-  // The status alone.
-  int status_of(const ByteString& bytes);
-  // Adds an object and returns its id; nameless if the name is empty.
-  uint32_t add_object(std::string_view name);
-  // Whether the broker still answers, after everything sent before.
-  bool ping();
-
+  void send(const ByteString& bytes) const;
+  bool send_at_once(const ByteString& bytes) const;        // whether the socket took all without waiting
+  std::optional<Received> receive() const;                 // nothing at the end of the connection
+  std::vector<Received> request(const ByteString& bytes);  // all that comes up to the status
+  uint32_t status_of(const ByteString& bytes) { return request(bytes).back().number(kCode).value(); }
+  std::vector<Received> waiting();               // what came before the answer to a ping
+  uint32_t add_object(std::string_view name);    // nameless if empty
+  uint32_t listen_to(std::string_view pattern);  // with an object of its own
   void close() { fd_ = {}; }
-  void close_writing() const;
 
  private:
-  RawClient() = default;
   bool read_exactly(uint8_t* to, size_t size) const;
 
   hostbus::OwnedFd fd_;
