@@ -1,7 +1,7 @@
 # The broker program on a socket of each test's own, and clients of it without any library.
 list(JOIN CMAKE_CROSSCOMPILING_EMULATOR " " emulator)
 add_library(test_broker STATIC
-  ../support/broker_process.cpp ../support/raw_client.cpp ../support/wire_capture.cpp)
+  ../support/broker_process.cpp ../support/wire_capture.cpp)
 target_compile_definitions(test_broker PRIVATE
   TEST_EMULATOR="${emulator}" TEST_BIN="${CMAKE_RUNTIME_OUTPUT_DIRECTORY}"
   TEST_DATA="${PROJECT_SOURCE_DIR}/tests")

@@ -49,14 +49,14 @@ TEST_F(BrokerStart, ASecondBrokerTakesThePathAndTheEndOfTheFirstLeavesItThere) {
 }
 
 TEST_F(BrokerStart, SaysInOneLineWhatToDoWhenItCannotStart) {
-  const std::string file = directory_ / "file";
+  const std::string file = directory_ + "/file";
   std::ofstream(file) << "kept";
   const struct {
     const char* why;
     std::vector<std::string> arguments;
     std::string expected;
   } cases[] = {
-      {"directory missing", {"-s", directory_ / "no/bus"}, directory_ / "no is missing: make it"},
+      {"directory missing", {"-s", directory_ + "/no/bus"}, directory_ + "/no is missing: make it"},
       {"in place of a directory a file", {"-s", file + "/bus"}, "cannot make socket"},
       {"a file in the way", {"-s", file}, "not a socket: remove it"},
       {"path too long", {"-s", "/" + std::string(107, 'x')}, "at most 107 fit: choose a shorter one"},
@@ -74,7 +74,7 @@ TEST_F(BrokerStart, SaysInOneLineWhatToDoWhenItCannotStart) {
   std::string kept;
   std::ifstream(file) >> kept;
   EXPECT_EQ(kept, "kept");
-  BrokerProcess longest(directory_ / std::string(107 - (directory_ / "").size(), 'x'));
+  BrokerProcess longest(directory_ + "/" + std::string(106 - directory_.size(), 'x'));
 }
 
 }  // namespace

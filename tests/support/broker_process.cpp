@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <csignal>
-#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <stdexcept>
@@ -19,18 +18,14 @@
 namespace test {
 namespace {
 
-std::vector<std::string> command_line(const std::vector<std::string>& arguments) {
+[[noreturn]] void become_broker(const std::vector<std::string>& arguments, int output) {
+  ::prctl(PR_SET_PDEATHSIG, SIGKILL);
+  ::dup2(output, STDOUT_FILENO);
+  ::dup2(output, STDERR_FILENO);
   std::istringstream emulator(TEST_EMULATOR);
   std::vector<std::string> words(std::istream_iterator<std::string>(emulator), {});
   words.push_back(TEST_BIN "/hostbusd");
   words.insert(words.end(), arguments.begin(), arguments.end());
-  return words;
-}
-
-[[noreturn]] void become_broker(std::vector<std::string> words, int output) {
-  ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-  ::dup2(output, STDOUT_FILENO);
-  ::dup2(output, STDERR_FILENO);
   std::vector<char*> pointers;
   for (std::string& word : words) pointers.push_back(word.data());
   pointers.push_back(nullptr);
@@ -48,30 +43,19 @@ bool is_served_by(pid_t pid, const std::string& path) {
 
 }  // namespace
 
-ScratchDirectory::ScratchDirectory() {
-  if (::mkdtemp(path_.data()) == nullptr) throw std::runtime_error("cannot make a directory in /tmp");
-  ::chmod(path_.c_str(), 0755);
-}
-
-ScratchDirectory::~ScratchDirectory() {
-  std::error_code ignored;
-  std::filesystem::remove_all(path_, ignored);
-}
-
 BrokerProcess::BrokerProcess(const std::vector<std::string>& arguments) {
   int ends[2];
   if (::pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error("no pipe for the broker's output");
   output_ = hostbus::OwnedFd(ends[0]);
   const hostbus::OwnedFd input(ends[1]);
   pid_ = ::fork();
-  if (pid_ == 0) become_broker(command_line(arguments), input.get());
+  if (pid_ == 0) become_broker(arguments, input.get());
 }
 
 BrokerProcess::BrokerProcess(const std::string& path) : BrokerProcess(std::vector<std::string>{"-s", path}) {
-  const auto end = std::chrono::steady_clock::now() + kLimit;
-  while (!is_served_by(pid_, path)) {
-    if (std::chrono::steady_clock::now() > end) throw std::runtime_error("the broker does not listen");
-    std::this_thread::sleep_for(std::chrono::milliseconds(2));
+  for (int left = kLimitMs; !is_served_by(pid_, path); --left) {
+    if (left == 0) throw std::runtime_error("the broker does not listen");
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
 }
 
@@ -93,7 +77,7 @@ BrokerProcess::End BrokerProcess::end(int signal) {
   End end;
   char room[4096];
   for (ssize_t count = 1; count > 0;) {
-    if (!readable(output_.get(), kLimit)) throw std::runtime_error("the broker does not end");
+    if (!readable(output_.get())) throw std::runtime_error("the broker does not end");
     count = ::read(output_.get(), room, sizeof room);
     if (count > 0) end.printed.append(room, static_cast<size_t>(count));
   }
@@ -103,8 +87,11 @@ BrokerProcess::End BrokerProcess::end(int signal) {
   return end;
 }
 
-BrokerProcess::End BrokerProcess::run(const std::vector<std::string>& arguments) {
-  return BrokerProcess(arguments).end(0);
+std::string BrokerTest::made_directory() {
+  std::string path = "/tmp/bus-XXXXXX";
+  if (::mkdtemp(path.data()) == nullptr) throw std::runtime_error("cannot make a directory in /tmp");
+  ::chmod(path.c_str(), 0755);
+  return path;
 }
 
 }  // namespace test

@@ -3,26 +3,13 @@
 #include <gtest/gtest.h>
 #include <sys/types.h>
 
+#include <filesystem>
 #include <string>
 #include <vector>
 
 #include "../../hostbus/broker/owned_fd.h"
 
 namespace test {
-
-// A directory of the test's own that every user may enter, gone with all its contents at the end.
-class ScratchDirectory {
- public:
-  ScratchDirectory();
-  ~ScratchDirectory();
-  ScratchDirectory(const ScratchDirectory&) = delete;
-  ScratchDirectory& operator=(const ScratchDirectory&) = delete;
-
-  std::string operator/(const std::string& name) const { return path_ + "/" + name; }
-
- private:
-  std::string path_ = "/tmp/bus-XXXXXX";
-};
 
 // The broker program, running. On the target's build it runs under the emulator like the test itself.
 class BrokerProcess {
@@ -40,12 +27,12 @@ class BrokerProcess {
 
   pid_t pid() const { return pid_; }
   // A number that the kernel keeps of it, as proc(5) counts the fields of "stat".
-  enum Field { kUserTime = 14, kSystemTime = 15, kResidentPages = 24 };
+  enum Field { kSystemTime = 15, kResidentPages = 24 };
   size_t stat(Field field) const;
   // Sends the signal, if it is not 0, and waits for the end, which must come within ten seconds.
   End end(int signal);
   // Starts one that ends by itself.
-  static End run(const std::vector<std::string>& arguments);
+  static End run(const std::vector<std::string>& arguments) { return BrokerProcess(arguments).end(0); }
 
  private:
   explicit BrokerProcess(const std::vector<std::string>& arguments);
@@ -54,11 +41,14 @@ class BrokerProcess {
   pid_t pid_ = -1;
 };
 
-// A broker of the test's own.
+// A broker of the test's own, in a directory of the test's own that every user may enter.
 class BrokerTest : public testing::Test {
  protected:
-  ScratchDirectory directory_;
-  std::string path_ = directory_ / "bus";
+  ~BrokerTest() override { std::filesystem::remove_all(directory_); }
+  static std::string made_directory();
+
+  const std::string directory_ = made_directory();
+  const std::string path_ = directory_ + "/bus";
   BrokerProcess broker_{path_};
 };
 
