@@ -1,12 +1,9 @@
 // What one client does to the broker must not reach the others.
 #include <sys/resource.h>
-#include <unistd.h>
 
 #include <random>
-#include <thread>
 
 #include "../support/broker_process.h"
-#include "../support/raw_client.h"
 
 namespace {
 
