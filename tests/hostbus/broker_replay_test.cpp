@@ -2,13 +2,10 @@
 // answers must be what was recorded, byte for byte, sequence numbers too. Only ids and accounts are its own.
 #include <grp.h>
 #include <pwd.h>
-#include <unistd.h>
 
-#include <filesystem>
 #include <set>
 
 #include "../support/broker_process.h"
-#include "../support/raw_client.h"
 
 namespace {
 

@@ -1,18 +1,13 @@
 // What one client does to the broker must not reach the others.
 #include <sys/resource.h>
-#include <unistd.h>
 
-#include <atomic>
 #include <random>
-#include <thread>
 
 #include "../support/broker_process.h"
-#include "../support/raw_client.h"
 
 namespace {
 
 using namespace test;
-using std::chrono::milliseconds;
 
 constexpr size_t kMaxBody = 1048576;
 
@@ -33,7 +28,7 @@ class BrokerRobustness : public BrokerTest {
   void pester(Make make) {
     RawClient pest(path_);
     for (int round = 0; round < 300; ++round) {
-      if (!pest.send_at_once(make())) pest = RawClient(path_);
+      if (!pest.try_send(make(), MSG_DONTWAIT)) pest = RawClient(path_);
       ASSERT_TRUE(exchange()) << "round " << round;
     }
   }
@@ -52,8 +47,8 @@ TEST_F(BrokerRobustness, RandomBytesFromOneClientDoNotDisturbOthers) {
     return bytes;
   };
   pester([&] { return noise(1 + random() % 4000); });
-  pester([&] { return frame(static_cast<int>(random() % 12), 1, 0, {noise(4 * (random() % 100))}); });
-  const ByteString signature = attribute(kSignature, {field(kTable, "m", {field(kNumber, "x", {word(5)})})});
+  pester([&] { return frame(random() % 12, 1, 0, {noise(4 * (random() % 100))}); });
+  const ByteString signature = attribute(kSignature, {field(kTable, "m", {})});
   const ByteString sound[] = {frame(kAdd, 1, 0, {text(kPath, "n"), signature}), lookup("n*"),
                               listen(1025, "e"), event("e", 8),
                               frame(kStatus, 1, 1030, {number(kCode, 0), number(kObject, 1030)})};
@@ -101,7 +96,7 @@ TEST_F(BrokerRobustness, AListenerThatStopsReadingLosesTheNewestAndGoesOnLater) 
   for (int i = 0; i < kSent; ++i) ASSERT_EQ(caller_.status_of(event("e", 1000)), 0U);
   uint16_t read = 0;
   size_t bytes = 0;
-  while (readable(third_.fd(), milliseconds(300))) {
+  while (readable(third_.fd(), 300)) {
     const Received got = third_.receive().value();
     ASSERT_EQ(got.seq(), ++read) << "in order, without a gap";
     bytes += got.bytes.size();
@@ -141,14 +136,11 @@ TEST_F(BrokerRobustness, PeersThatVanishInTheMiddleOfAnythingLeaveNoTrace) {
 // requests are few enough for the socket to take them whole or not at all.
 TEST_F(BrokerRobustness, AFloodFromOneClientDoesNotStarveTheOthers) {
   for (int i = 0; i < 50; ++i) third_.add_object("flood." + std::to_string(i));
-  std::atomic<bool> stop = false;
-  std::thread sender([&] {
+  std::jthread sender([&](const std::stop_token& stop) {
     const ByteString requests = joined(std::vector<ByteString>(500, frame(kLookup, 1, 0, {})));
-    while (!stop) third_.send_at_once(requests);
+    while (!stop.stop_requested()) third_.try_send(requests, MSG_DONTWAIT);
   });
   for (int i = 0; i < 100; ++i) EXPECT_TRUE(exchange());
-  stop = true;
-  sender.join();
 }
 
 TEST_F(BrokerRobustness, TwoHundredClientsAreServedAndOneEventReachesThemAll) {
@@ -161,15 +153,12 @@ TEST_F(BrokerRobustness, TwoHundredClientsAreServedAndOneEventReachesThemAll) {
 TEST_F(BrokerRobustness, WithoutAFreeDescriptorTheBrokerWaitsQuietlyAndTheWaitingAreServedLater) {
   const rlimit limit{40, 40};
   ASSERT_EQ(::prlimit(broker_.pid(), RLIMIT_NOFILE, &limit, nullptr), 0);
-  const auto ticks = [&] {  // of a hundredth of a second
-    return broker_.stat(BrokerProcess::kUserTime) + broker_.stat(BrokerProcess::kSystemTime);
-  };
   std::vector<RawClient> clients;
   for (int i = 0; i < 40; ++i) clients.emplace_back(path_, RawClient::Greeting::kLeave);
   // For half a second the last one is not greeted, while the others are served.
-  const auto before = ticks();
-  ASSERT_FALSE(readable(clients.back().fd(), milliseconds(500)));
-  EXPECT_LT(ticks() - before, 10U);
+  const size_t before = broker_.stat(BrokerProcess::kSystemTime);
+  ASSERT_FALSE(readable(clients.back().fd(), 500));
+  EXPECT_LT(broker_.stat(BrokerProcess::kSystemTime) - before, 10U) << "hundredths of a second";
   EXPECT_TRUE(exchange());
   clients.erase(clients.begin(), clients.end() - 2);
   EXPECT_TRUE(clients.back().receive());

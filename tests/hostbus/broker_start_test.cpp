@@ -1,21 +1,10 @@
-#include <sys/stat.h>
-
-#include <csignal>
-#include <fstream>
-
 #include "../support/broker_process.h"
-#include "../support/raw_client.h"
 
 namespace {
 
 using namespace test;
 
 class BrokerStart : public BrokerTest {};
-
-bool exists(const std::string& path) {
-  struct stat found {};
-  return ::lstat(path.c_str(), &found) == 0;
-}
 
 TEST_F(BrokerStart, EndsWithStatusZeroOnEitherSignalAndRemovesItsSocket) {
   for (const int signal : {SIGTERM, SIGINT}) {
@@ -26,18 +15,16 @@ TEST_F(BrokerStart, EndsWithStatusZeroOnEitherSignalAndRemovesItsSocket) {
     const auto end = broker.end(signal);
     EXPECT_EQ(end.status, 0) << "signal " << signal;
     EXPECT_EQ(end.printed, "");
-    EXPECT_FALSE(exists(path_));
+    EXPECT_FALSE(std::filesystem::exists(path_));
     EXPECT_FALSE(client.receive());
   }
 }
 
 TEST_F(BrokerStart, ReplacesASocketThatAKilledBrokerLeftAndLetsEveryUserConnect) {
   broker_.end(SIGKILL);
-  ASSERT_TRUE(exists(path_));
+  ASSERT_TRUE(std::filesystem::exists(path_));
   BrokerProcess broker(path_);
-  struct stat made {};
-  ASSERT_EQ(::stat(path_.c_str(), &made), 0);
-  EXPECT_EQ(made.st_mode & 07777, 0666U);
+  EXPECT_EQ(std::filesystem::status(path_).permissions(), std::filesystem::perms{0666});
 }
 
 TEST_F(BrokerStart, ASecondBrokerTakesThePathAndTheEndOfTheFirstLeavesItThere) {
@@ -49,14 +36,10 @@ TEST_F(BrokerStart, ASecondBrokerTakesThePathAndTheEndOfTheFirstLeavesItThere) {
 }
 
 TEST_F(BrokerStart, SaysInOneLineWhatToDoWhenItCannotStart) {
-  const std::string file = directory_ / "file";
+  const std::string file = directory_ + "/file";
   std::ofstream(file) << "kept";
-  const struct {
-    const char* why;
-    std::vector<std::string> arguments;
-    std::string expected;
-  } cases[] = {
-      {"directory missing", {"-s", directory_ / "no/bus"}, directory_ / "no is missing: make it"},
+  const std::tuple<const char*, std::vector<std::string>, std::string> rows[] = {
+      {"directory missing", {"-s", directory_ + "/no/bus"}, directory_ + "/no is missing: make it"},
       {"in place of a directory a file", {"-s", file + "/bus"}, "cannot make socket"},
       {"a file in the way", {"-s", file}, "not a socket: remove it"},
       {"path too long", {"-s", "/" + std::string(107, 'x')}, "at most 107 fit: choose a shorter one"},
@@ -65,16 +48,16 @@ TEST_F(BrokerStart, SaysInOneLineWhatToDoWhenItCannotStart) {
       {"unknown option", {"--no-such"}, "see hostbusd --help"},
       {"stray word", {"bus"}, "unexpected bus: see hostbusd --help"},
   };
-  for (const auto& c : cases) {
-    const auto end = BrokerProcess::run(c.arguments);
-    EXPECT_EQ(end.status, 1) << c.why;
-    EXPECT_NE(end.printed.find(c.expected), std::string::npos) << c.why << ": " << end.printed;
-    EXPECT_EQ(end.printed.find('\n'), end.printed.size() - 1) << c.why << ": " << end.printed;
+  for (const auto& [why, arguments, expected] : rows) {
+    const auto end = BrokerProcess::run(arguments);
+    EXPECT_EQ(end.status, 1) << why;
+    EXPECT_NE(end.printed.find(expected), std::string::npos) << why << ": " << end.printed;
+    EXPECT_EQ(end.printed.find('\n'), end.printed.size() - 1) << why << ": " << end.printed;
   }
   std::string kept;
   std::ifstream(file) >> kept;
   EXPECT_EQ(kept, "kept");
-  BrokerProcess longest(directory_ / std::string(107 - (directory_ / "").size(), 'x'));
+  BrokerProcess longest(directory_ + "/" + std::string(106 - directory_.size(), 'x'));
 }
 
 }  // namespace
