@@ -47,7 +47,7 @@ std::string plugin(const std::string& appid, const std::string& bits = "0",
 
 std::string many_plugins(int count) {
   std::string list;
-  for (int i = 0; i < count; ++i) list += (i != 0 ? "," : "") + plugin(std::to_string(100 + i));
+  for (int i = 0; i < count; ++i) list.append(i != 0 ? "," : "").append(plugin(std::to_string(100 + i)));
   return R"({"plugin":[)" + list + "]}";
 }
 
