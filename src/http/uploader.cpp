@@ -1,5 +1,6 @@
 // HttpUploader: its life, its buffers, and the callbacks that fill them.
 #include <algorithm>
+#include <cstddef>
 #include <cstring>
 #include <exception>
 #include <stdexcept>
@@ -11,6 +12,14 @@
 namespace {
 
 using zel::http::kFromFile;
+
+// Plug-ins read the members in place, on the router and on a PC.
+static_assert(offsetof(UploadSource, data) == sizeof(void*));
+static_assert(offsetof(UploadSource, length) == 2 * sizeof(void*) + 4);
+static_assert(offsetof(UploadSource, file) == 2 * sizeof(void*) + 8);
+static_assert(offsetof(HttpUploader, source) == 2 * sizeof(std::string));
+static_assert(offsetof(HttpUploader, header) == 2 * sizeof(std::string) + sizeof(UploadSource));
+static_assert(offsetof(HttpUploader, body) == offsetof(HttpUploader, header) + 204801);
 
 const char* checked(const char* target) {
   if (target == nullptr) throw std::invalid_argument("In KandfileUploader() url is empty!");

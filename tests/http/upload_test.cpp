@@ -70,6 +70,21 @@ TEST(HttpUpload, BodiesThatAreNotThereMakeNoRequest) {
   EXPECT_EQ(uploader->post(1, 1), 0) << "an empty body";
 }
 
+#if !defined(__SANITIZE_ADDRESS__) && \
+    !defined(__SANITIZE_THREAD__)  // these touch all memory that is asked for
+TEST(HttpUpload, ALengthThatMemoryOrLibcurlCannotTakeOnlyFailsTheTransfer) {
+  const Server server({{answer("200 OK"), End::kKeep}});
+  const bool fits = sizeof(void*) > 4;
+  EXPECT_EQ(with_file(server, file_with("content"), UINT32_MAX)->post(1, 1), fits ? 0 : -1);
+  EXPECT_EQ(server.requests().size(), fits ? 1U : 0U);
+  if (fits) return;
+  auto uploader =
+      std::make_unique<HttpUploader>(server.url().c_str(), UINT32_MAX, "no terminator: -1 as a long");
+  EXPECT_EQ(uploader->post(1, 1), -1);
+  EXPECT_EQ(server.requests().size(), 0U);
+}
+#endif
+
 TEST(HttpUpload, AModeThatIsNeitherIsMemoryWhoseFileIsRewoundButNotClosed) {
   const Server server({{answer("200 OK"), End::kKeep}});
   const zel::File file(file_with("content"));
