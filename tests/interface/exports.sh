@@ -7,13 +7,15 @@ export LC_ALL=C
 wanted=$(grep -v '^#' "$list")
 # A class member is listed without its arguments, so that the list is the same for every machine.
 built=$("$nm" -D -C --defined-only "$library" | sed -E 's/^[0-9a-f]* . //; s/\(.*//' | sort -u)
-# A declaration is ZEL_API up to its semicolon; its name stands before the first "(" or "[", or ends it. In a class
-# it gets the name of the class in front.
+# A declaration is ZEL_API up to its semicolon; its name stands before the first "(" or "[", or ends it. Macros
+# are none, and in a class the name gets that of the class in front.
 in_classes='/^#/ { next }
-  /^class [A-Za-z]+ \{/ { class = $2 "::" } /^\};/ { class = "" }
-  class != "" && /ZEL_API/ { match($0, /~?[A-Za-z_]+\(/); $0 = substr($0, 1, RSTART - 1) class substr($0, RSTART) } 1'
-declared=$(cat "$headers"/*.h | awk "$in_classes" | tr '\n' ' ' | sed 's|/\*[^*]*\*\+\([^/*][^*]*\*\+\)*/||g' | grep -oE 'ZEL_API [^;{]*;' |
-  sed -E 's/^ZEL_API //; s/[[(;].*//; s/.*[ *]//' | grep -v '^$' | sort -u)
+  /^class [A-Za-z]+ \{/ { class = $2 "::" }
+  /^\};/ { class = "" }
+  class != "" && /ZEL_API/ { match($0, /~?[A-Za-z_]+\(/); $0 = substr($0, 1, RSTART - 1) class substr($0, RSTART) }
+  { print }'
+declared=$(awk "$in_classes" "$headers"/*.h | tr '\n' ' ' | sed 's|/\*[^*]*\*\+\([^/*][^*]*\*\+\)*/||g' |
+  grep -oE 'ZEL_API [^;{]*;' | sed -E 's/^ZEL_API //; s/[[(;].*//; s/.*[ *]//' | grep -v '^$' | sort -u)
 
 failed=0
 compare() {
