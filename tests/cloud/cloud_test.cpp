@@ -19,6 +19,7 @@
 #include <thread>
 #include <vector>
 
+#include "hostbus/fake_broker.h"
 #include "support/captured.h"
 #include "support/process.h"
 
@@ -30,6 +31,8 @@ constexpr uid_t kServer = 10001;
 constexpr uid_t kSender = 10002;
 constexpr uid_t kListener = 10003;
 constexpr uid_t kNobody = 10004;
+
+using Bus = std::unique_ptr<ubus_context, void (*)(ubus_context*)>;
 
 // A plug-in that serves messages with `handler` (null: none registered) until the test is done with it.
 Process serve(zel_cloud_msg_handler handler) {
@@ -148,7 +151,7 @@ TEST_F(CloudMessage, GoesToTheNameCutTo63Bytes) {
 
 TEST_F(CloudMessage, WithoutATextIsAnsweredToo) {
   const Process server = serve(echo);
-  const std::unique_ptr<ubus_context, void (*)(ubus_context*)> bus(ubus_connect(nullptr), ubus_free);
+  const Bus bus(ubus_connect(nullptr), ubus_free);
   uint32_t object = 0;
   ASSERT_EQ(ubus_lookup_id(bus.get(), "zel_1001", &object), 0);
   blob_buf request{};
@@ -299,7 +302,9 @@ TEST_F(CloudMessage, ObjectReleasedByItsHandlerStillAnswersThatMessage) {
     return 0;
   });
   EXPECT_EQ(ask("1001", "m"), "gone");
-  while (ask("1001", "m") != "(null)") usleep(1000);
+  const Bus bus(ubus_connect(nullptr), ubus_free);
+  uint32_t object = 0;
+  while (ubus_lookup_id(bus.get(), "zel_1001", &object) == 0) usleep(1000);
 }
 
 TEST_F(CloudMessage, NameTakenByAnotherFailsStartUp) {
@@ -346,14 +351,47 @@ TEST_F(CloudMessage, LibraryLeavesThePluginsSignalsAndSurvivesItsBroker) {
   }
 }
 
-TEST_F(CloudMessage, HandlersChildrenStillEndWithTheirReader) {
+TEST_F(CloudMessage, ServiceThreadTakesNoSignalThePluginWaitsForLater) {
+  ASSERT_EQ(zel_service_init_dbg("test"), 0);
+  sigset_t awaited;
+  sigemptyset(&awaited);
+  sigaddset(&awaited, SIGTERM);
+  pthread_sigmask(SIG_BLOCK, &awaited, nullptr);
+  kill(getpid(), SIGTERM);  // Would end the process if any thread took it.
+  const timespec limit = {5, 0};
+  EXPECT_EQ(sigtimedwait(&awaited, nullptr, &limit), SIGTERM);
+}
+
+TEST_F(CloudMessage, MayArriveWhileTheObjectIsBeingPublished) {
+  kill(broker(), SIGKILL);
+  fake::Broker played([](fake::Broker& self) {
+    using fake::operator+;
+    const fake::Bytes add = self.read();
+    const auto ids = [](blob_buf* ids_of) {
+      blob_put_u32(ids_of, UBUS_ATTR_OBJID, 5000);
+      blob_put_u32(ids_of, UBUS_ATTR_OBJTYPE, 6000);
+    };
+    self.write(fake::data(add, ids) + fake::invoke(7, 4242, 5000, "send_cmd") + fake::status(add, 0));
+    for (const int type : {UBUS_MSG_DATA, UBUS_MSG_STATUS}) {
+      const fake::Bytes reply = self.read();
+      EXPECT_EQ(fake::type_of(reply), type);
+      EXPECT_EQ(fake::peer_of(reply), 4242U);
+    }
+  });
+  while (unlink(UBUS_UNIX_SOCKET) == 0 || symlink(played.path().c_str(), UBUS_UNIX_SOCKET) != 0) {
+  }
+  EXPECT_EQ(zel_service_init_dbg("early"), 0);
+  played.finish();
+}
+
+TEST_F(CloudMessage, HandlersChildrenInheritThePluginsSignalMask) {
   const Process server = serve([](const char*, uint32_t, char* answer, uint32_t size) {
     sigset_t mask;
     pthread_sigmask(SIG_SETMASK, nullptr, &mask);
-    snprintf(answer, size, "%d", sigismember(&mask, SIGPIPE));
+    snprintf(answer, size, "%d%d", sigismember(&mask, SIGPIPE), sigismember(&mask, SIGTERM));
     return 0;
   });
-  EXPECT_EQ(ask("1001", "m"), "0");
+  EXPECT_EQ(ask("1001", "m"), "00");
 }
 
 TEST(ObjectName, ComesFromTheAppid) {
