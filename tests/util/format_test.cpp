@@ -32,6 +32,8 @@ TEST(Time2Str, PrintsATimeThatHasNoDate) {
   EXPECT_EQ(testing::internal::GetCapturedStdout(),
             "localtime fail. 75, Value too large for defined data type\n");
   EXPECT_TRUE(out.untouched());
+  const auto last = static_cast<time_t>(67768036191676799);
+  EXPECT_STREQ(time2str(last, out.data(), out.size()), "2147485547-12-31 23:59:59");
 }
 
 TEST(I2s, WritesDecimalBoundedBySize) {
@@ -64,6 +66,9 @@ TEST(GenerateRandHexFill, WritesDigitsAndSeedsRandAnew) {
   generate_rand_hex_fill(out.data(), 32);
   EXPECT_EQ(out.all().find_first_not_of("0123456789abcdef"), 32U);
   EXPECT_EQ(out.all()[32], '\0');
+  Exact later(out.all());  // by some microseconds
+  for (int i = 0; i < 1000 && later.all() == out.all(); ++i) generate_rand_hex_fill(later.data(), 32);
+  EXPECT_NE(later.all(), out.all());
   srand(7);
   Exact nul_only(1);
   generate_rand_hex_fill(nul_only.data(), -1);

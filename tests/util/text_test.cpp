@@ -63,6 +63,7 @@ TEST(Search, IgnoresCase) {
   EXPECT_EQ(qo_stristr(text, "hELLO"), text + 4);
   EXPECT_EQ(qo_stristr(text, "hello!"), nullptr);
   EXPECT_STREQ(qo_stristr("", ""), "");
+  EXPECT_STREQ(qo_stristr("aab", "AB"), "ab");
   EXPECT_EQ(qo_stristr(nullptr, "x"), nullptr);
 
   const char* rest = nullptr;
