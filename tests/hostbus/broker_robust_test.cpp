@@ -109,7 +109,7 @@ TEST_F(BrokerRobustness, AListenerThatStopsReadingLosesTheNewestAndGoesOnLater) 
 }
 
 TEST_F(BrokerRobustness, AnIdleClientKeepsNoLargeBuffer) {
-  constexpr size_t kClients = 100;
+  constexpr size_t kClients = 20;
   std::vector<RawClient> clients;
   const size_t before = broker_.stat(BrokerProcess::kResidentPages);
   for (size_t i = 0; i < kClients; ++i) {
