@@ -15,3 +15,15 @@ endif()
 # The router's flash is small: unused functions and data are left out of what is linked.
 add_compile_options(-ffunction-sections -fdata-sections)
 add_link_options(-Wl,--gc-sections -Wl,--as-needed)
+
+# zel_export_only(TARGET LIST): the shared library exports the names of the file and nothing else. The linker
+# refuses a listed name that is missing.
+function(zel_export_only target list)
+  set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${list})
+  file(STRINGS ${list} names REGEX "^[^#]")
+  list(JOIN names ";\n    " names)
+  set(map ${CMAKE_CURRENT_BINARY_DIR}/${target}.map)
+  file(CONFIGURE OUTPUT ${map} CONTENT "{\n  global:\n    ${names};\n  local:\n    *;\n};\n")
+  target_link_options(${target} PRIVATE -Wl,--version-script=${map} -Wl,--no-undefined-version)
+  set_property(TARGET ${target} APPEND PROPERTY LINK_DEPENDS ${map})
+endfunction()

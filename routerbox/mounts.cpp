@@ -1,6 +1,7 @@
 #include "mounts.h"
 
 #include <dirent.h>
+#include <sched.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
 
@@ -78,7 +79,7 @@ std::string entry_towards(const std::string& path, const std::string& folder) {
 }  // namespace
 
 void isolate_mounts() {
-  if (::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
+  if (::unshare(CLONE_NEWNS) != 0 || ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
     fail_errno("cannot part the box's mounts from the host's");
   if (::mount("proc", "/proc", "proc", MS_NOSUID | MS_NODEV | MS_NOEXEC, nullptr) != 0)
     fail_errno("cannot mount the box's own /proc", "in a container start it with its /proc unmasked");

@@ -20,7 +20,7 @@ struct PrivateFolder {
   std::vector<std::string> own;  // entries the box writes itself, so the host's are left out
 };
 
-// Cuts the mount namespace off from the host's and mounts a /proc of the box's PID namespace.
+// Gives the process mounts of its own, cut off from the host's, with a /proc of the box's PID namespace.
 void isolate_mounts();
 
 // `keep`: absolute paths of the host; the entry of an empty folder that holds one of them stays visible.

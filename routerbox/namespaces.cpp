@@ -19,7 +19,8 @@
 namespace routerbox {
 namespace {
 
-constexpr int kBoxNamespaces = CLONE_NEWNS | CLONE_NEWNET | CLONE_NEWIPC | CLONE_NEWPID;
+// Not the mounts: process 1 parts from those, so that this process keeps the host's /proc, where it exists.
+constexpr int kBoxNamespaces = CLONE_NEWNET | CLONE_NEWIPC | CLONE_NEWPID;
 
 // Kernel settings that keep ordinary users out of namespaces.
 struct Switch {

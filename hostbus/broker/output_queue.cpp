@@ -21,7 +21,8 @@ void OutputQueue::pop(size_t count) {
 }
 
 void OutputQueue::clear() {
-  bytes_ = {};  // gives the memory back: most clients never have a queue again
+  // Gives the memory back, which `= {}` would keep: most clients never have a queue again.
+  std::vector<uint8_t>().swap(bytes_);
   head_ = 0;
 }
 

@@ -12,12 +12,6 @@
 namespace hostbus {
 namespace {
 
-// An incoming call that waits until the context is no longer busy; a node of ctx->pending.
-struct QueuedMessage {
-  list_head list;
-  Message message;
-};
-
 class Socket {
  public:
   explicit Socket(int fd) : fd_(fd) {}
@@ -37,8 +31,9 @@ class Socket {
 int open_socket(const char* path) {
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
-  if (strlen(path) >= sizeof(address.sun_path)) return -1;
-  strcpy(address.sun_path, path);
+  const size_t length = strlen(path);
+  if (length >= sizeof(address.sun_path)) return -1;
+  memcpy(address.sun_path, path, length);
   Socket fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
   if (fd.get() < 0) return -1;
   int result = 0;
@@ -73,13 +68,6 @@ int open_connection(ubus_context* ctx, const char* path) {
   return UBUS_STATUS_OK;
 }
 
-std::unique_ptr<QueuedMessage> take_queued(ubus_context* ctx) {
-  if (list_empty(&ctx->pending)) return nullptr;
-  std::unique_ptr<QueuedMessage> first(list_first_entry(&ctx->pending, QueuedMessage, list));
-  list_del(&first->list);
-  return first;
-}
-
 // Leaves the context without a connection, and with nothing that belonged to the old one.
 void close_connection(ubus_context* ctx) {
   if (ctx->sock.registered) uloop_fd_delete(&ctx->sock);
@@ -87,8 +75,7 @@ void close_connection(ubus_context* ctx) {
   ctx->sock.fd = -1;
   ctx->sock.eof = true;
   if (ctx->pending_timer.pending) uloop_timeout_cancel(&ctx->pending_timer);
-  while (take_queued(ctx)) {
-  }
+  forget_queued(ctx);
   ctx->state->reader = FrameReader();
 }
 
@@ -102,8 +89,7 @@ void serve_or_queue(ubus_context* ctx, Message message) {
     serve_call(ctx, message);
     return;
   }
-  auto* queued = new (std::nothrow) QueuedMessage{.list = {}, .message = std::move(message)};
-  if (queued != nullptr) list_add_tail(&queued->list, &ctx->pending);
+  queue(ctx, std::move(message));
 }
 
 void receive(ubus_context* ctx, Message message) {
@@ -192,9 +178,9 @@ void process_input(ubus_context* ctx, const Deadline& limit) noexcept {
 
 void run_queued(ubus_context* ctx) noexcept {
   while (ctx->stack_depth == 0) {
-    const auto queued = take_queued(ctx);
+    const std::optional<Message> queued = take_queued(ctx);
     if (!queued) return;
-    serve_call(ctx, queued->message);
+    serve_call(ctx, *queued);
   }
 }
 

@@ -3,6 +3,8 @@
 #define HOSTBUS_LIBUBUS_CONTEXT_H
 
 #include <libubus.h>
+#include <optional>
+#include <utility>
 
 #include "message.h"
 
@@ -36,6 +38,13 @@ void process_input(ubus_context* ctx, const Deadline& limit) noexcept;
 
 // Runs the queued calls unless the context is busy.
 void run_queued(ubus_context* ctx) noexcept;
+
+// --- queue.cpp: the calls in ctx->pending, which wait until the context is no longer busy
+
+// Without memory the call is lost, and its caller times out.
+void queue(ubus_context* ctx, Message message);
+std::optional<Message> take_queued(ubus_context* ctx);  // the oldest
+void forget_queued(ubus_context* ctx);
 
 // --- request.cpp
 

@@ -202,7 +202,9 @@ TEST(Messages, AreParsedByThePolicy) {
     std::string found;
     for (const blob_attr* attr : tb) found += attr == nullptr ? '.' : '1';
     EXPECT_EQ(found, c.found) << c.why;
-    EXPECT_TRUE(c.number < 0 || (tb[0] != nullptr && blobmsg_get_u32(tb[0]) == c.number)) << c.why;
+    EXPECT_TRUE(c.number < 0 ||
+                (tb[0] != nullptr && blobmsg_get_u32(tb[0]) == static_cast<uint32_t>(c.number)))
+        << c.why;
   }
   blob_attr* tb[ARRAY_SIZE(kPolicy)];
   EXPECT_EQ(blobmsg_parse(kPolicy, ARRAY_SIZE(kPolicy), tb, nullptr, 8), -EINVAL);

@@ -3,9 +3,11 @@
 #include <unistd.h>
 #include <zel/service.h>
 
+#include <csignal>
 #include <cstring>
 #include <string>
 
+#include "service/bus.h"
 #include "support/process.h"
 
 namespace {
@@ -69,4 +71,16 @@ TEST(BoundedCopy, EndsTheTextAndPadsShortOnes) {
   EXPECT_EQ(out[4], '?');
   zel_strncpy(out, "a", 4);
   EXPECT_EQ(memcmp(out, "a\0\0\0?", 5), 0);
+}
+
+TEST(SigpipeGuard, SwallowsWhatIsRaisedInsideAndNothingElse) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  close(ends[0]);
+  {
+    const zel::SigpipeGuard outer;
+    const zel::SigpipeGuard inner;
+    EXPECT_EQ(write(ends[1], "x", 1), -1);  // Ends the process where nobody guards it.
+  }
+  EXPECT_EXIT((void)!write(ends[1], "x", 1), testing::KilledBySignal(SIGPIPE), "");
 }

@@ -11,7 +11,9 @@
 
 #include <csignal>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
+#include <fstream>
 #include <sstream>
 #include <stdexcept>
 #include <thread>
@@ -108,6 +110,23 @@ void BrokerProcess::kill(int signal) const {
   ::kill(pid_, signal);
 }
 
+std::chrono::milliseconds BrokerProcess::cpu() const {
+  clockid_t clock{};
+  timespec used{};
+  if (::clock_getcpuclockid(pid_, &clock) != 0 || ::clock_gettime(clock, &used) != 0) {
+    throw std::runtime_error("cannot read the broker's processor time");
+  }
+  return std::chrono::milliseconds(used.tv_sec * 1000 + used.tv_nsec / 1000000);
+}
+
+size_t BrokerProcess::resident_bytes() const {
+  std::ifstream statm("/proc/" + std::to_string(pid_) + "/statm");
+  size_t all = 0;
+  size_t resident = 0;
+  if (!(statm >> all >> resident)) throw std::runtime_error("cannot read the broker's memory");
+  return resident * static_cast<size_t>(::sysconf(_SC_PAGESIZE));
+}
+
 // The end of its output is the end of the process: nobody else has the pipe.
 BrokerProcess::End BrokerProcess::wait() {
   End end;
@@ -123,13 +142,8 @@ BrokerProcess::End BrokerProcess::wait() {
     if (count > 0) end.printed.append(room, static_cast<size_t>(count));
   }
   int status = 0;
-  rusage usage{};
-  ::wait4(std::exchange(pid_, -1), &status, 0, &usage);
+  ::waitpid(std::exchange(pid_, -1), &status, 0);
   end.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
-  const auto used = [](const timeval& time) {
-    return std::chrono::milliseconds(time.tv_sec * 1000 + time.tv_usec / 1000);
-  };
-  end.cpu = used(usage.ru_utime) + used(usage.ru_stime);
   return end;
 }
 

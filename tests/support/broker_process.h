@@ -28,9 +28,8 @@ class ScratchDirectory {
 class BrokerProcess {
  public:
   struct End {
-    int status = -1;                  // exit status, or 128 and the signal
-    std::string printed;              // standard output and standard error
-    std::chrono::milliseconds cpu{};  // processor time that it used
+    int status = -1;      // exit status, or 128 and the signal
+    std::string printed;  // standard output and standard error
   };
 
   // `max_files` limits its descriptors, 0 leaves them.
@@ -43,6 +42,10 @@ class BrokerProcess {
   BrokerProcess& operator=(BrokerProcess&&) = delete;
 
   void kill(int signal) const;
+  // Processor time it has used so far.
+  std::chrono::milliseconds cpu() const;
+  // Memory it holds now.
+  size_t resident_bytes() const;
   // Waits for its end, which must come within ten seconds.
   End wait();
 
