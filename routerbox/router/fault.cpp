@@ -8,7 +8,9 @@
 namespace routerbox::router {
 namespace {
 
-constexpr int kLargestNumber = 100'000'000;
+constexpr int kMostMs = 3'600'000;
+constexpr int kMostBytes = 100'000'000;
+constexpr int kMostCode = std::numeric_limits<int>::max();
 
 void swap_types(Json* value) {
   if (value->is_structured()) {
@@ -35,22 +37,22 @@ void play_http(int status, const std::string&, Reply* reply) {
 }
 
 constexpr FaultKind kKinds[] = {
-    {"delay", "ms", 1000, nullptr, "", true,
+    {"delay", "ms", 1000, 0, kMostMs, nullptr, "", true,
      [](int ms, const std::string&, Reply* reply) { reply->before = std::chrono::milliseconds(ms); }},
-    {"hang", "ms", 60000, nullptr, "", false, play_hang},
-    {"cut", "bytes", 20, nullptr, "", true,
+    {"hang", "ms", 60000, 0, kMostMs, nullptr, "", false, play_hang},
+    {"cut", "bytes", 20, 0, kMostBytes, nullptr, "", true,
      [](int bytes, const std::string&, Reply* reply) { reply->cut_after = static_cast<size_t>(bytes); }},
-    {"garbage", nullptr, 0, "text", "<html>{\"ResponseHeader\": [", true,
+    {"garbage", nullptr, 0, 0, 0, "text", "<html>{\"ResponseHeader\": [", true,
      [](int, const std::string& text, Reply* reply) { reply->body = text; }},
-    {"types", nullptr, 0, nullptr, "", true, play_types},
-    {"error", "code", 5, "text", "the router is busy", false,
+    {"types", nullptr, 0, 0, 0, nullptr, "", true, play_types},
+    {"error", "code", 5, -kMostCode, kMostCode, "text", "the router is busy", false,
      [](int code, const std::string& text, Reply* reply) { reply->answer = envelope(code, text); }},
-    {"oversize", "bytes", 20000, nullptr, "", true,
+    {"oversize", "bytes", 20000, 0, kMostBytes, nullptr, "", true,
      [](int bytes, const std::string&, Reply* reply) {
        reply->answer["Padding"] = std::string(static_cast<size_t>(bytes), 'x');
      }},
-    {"http500", "status", 500, nullptr, "", false, play_http},
-    {"trickle", "ms", 20, nullptr, "", true,
+    {"http500", "status", 500, 200, 999, nullptr, "", false, play_http},
+    {"trickle", "ms", 20, 0, kMostMs, nullptr, "", true,
      [](int ms, const std::string&, Reply* reply) { reply->between_bytes = std::chrono::milliseconds(ms); }},
 };
 
@@ -76,11 +78,12 @@ std::optional<std::string> taken_text(Json* written, const char* key) {
   return value->get<std::string>();
 }
 
-std::optional<int> taken_number(Json* written, const char* key) {
+std::optional<int> taken_number(Json* written, const char* key, int least, int most) {
   const std::optional<Json> value = taken(written, key);
   if (!value) return std::nullopt;
-  if (!value->is_number_integer() || *value < -kLargestNumber || *value > kLargestNumber)
-    throw Failure(std::string("a fault's ") + key + " must be a whole number");
+  if (!value->is_number_integer() || *value < least || *value > most)
+    throw Failure(std::string("a fault's ") + key + " must be a whole number from " + std::to_string(least) +
+                  " to " + std::to_string(most));
   return value->get<int>();
 }
 
@@ -92,13 +95,11 @@ Fault fault_from(const Json& written) {
   Fault fault;
   fault.method = taken_text(&rest, "method").value_or("");
   fault.kind = &kind_named(taken_text(&rest, "kind").value_or(""));
-  fault.left = taken_number(&rest, "count");
-  fault.number = taken_number(&rest, fault.kind->number).value_or(fault.kind->number_default);
-  fault.text = taken_text(&rest, fault.kind->text).value_or(fault.kind->text_default);
+  const FaultKind& kind = *fault.kind;
+  fault.left = taken_number(&rest, "count", 1, kMostCode);
+  fault.number = taken_number(&rest, kind.number, kind.least, kind.most).value_or(kind.number_default);
+  fault.text = taken_text(&rest, kind.text).value_or(kind.text_default);
   if (fault.method.empty()) throw Failure("a fault needs a method, or \"*\" for all");
-  if (fault.left.value_or(1) < 1) throw Failure("a fault's count must be 1 or more");
-  // An error code may be negative, a time or a size not.
-  if (fault.number < 0 && fault.kind->carried_out) throw Failure("a fault's number must not be negative");
   if (!rest.empty()) throw Failure("a fault of this kind has no member '" + rest.begin().key() + "'");
   return fault;
 }

@@ -36,7 +36,7 @@ struct Reply {
 struct FaultKind {
   const char* name;
   const char* number;  // name of its number, null when it has none
-  int number_default;
+  int number_default, least, most;
   const char* text;  // name of its text, null when it has none
   const char* text_default;
   bool carried_out;
