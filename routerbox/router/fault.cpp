@@ -37,22 +37,22 @@ void play_http(int status, const std::string&, Reply* reply) {
 }
 
 constexpr FaultKind kKinds[] = {
-    {"delay", "ms", 1000, 0, kMostMs, nullptr, "", true,
+    {"delay", "ms", 1000, 0, kMostMs, Effect::kFull, nullptr, "",
      [](int ms, const std::string&, Reply* reply) { reply->before = std::chrono::milliseconds(ms); }},
-    {"hang", "ms", 60000, 0, kMostMs, nullptr, "", false, play_hang},
-    {"cut", "bytes", 20, 0, kMostBytes, nullptr, "", true,
+    {"hang", "ms", 60000, 0, kMostMs, Effect::kNone, nullptr, "", play_hang},
+    {"cut", "bytes", 20, 0, kMostBytes, Effect::kFull, nullptr, "",
      [](int bytes, const std::string&, Reply* reply) { reply->cut_after = static_cast<size_t>(bytes); }},
-    {"garbage", nullptr, 0, 0, 0, "text", "<html>{\"ResponseHeader\": [", true,
+    {"garbage", nullptr, 0, 0, 0, Effect::kFull, "text", "<html>{\"ResponseHeader\": [",
      [](int, const std::string& text, Reply* reply) { reply->body = text; }},
-    {"types", nullptr, 0, 0, 0, nullptr, "", true, play_types},
-    {"error", "code", 5, -kMostCode, kMostCode, "text", "the router is busy", false,
+    {"types", nullptr, 0, 0, 0, Effect::kFull, nullptr, "", play_types},
+    {"error", "code", 5, -kMostCode, kMostCode, Effect::kNone, "text", "the router is busy",
      [](int code, const std::string& text, Reply* reply) { reply->answer = envelope(code, text); }},
-    {"oversize", "bytes", 20000, 0, kMostBytes, nullptr, "", true,
+    {"oversize", "bytes", 20000, 0, kMostBytes, Effect::kFull, nullptr, "",
      [](int bytes, const std::string&, Reply* reply) {
        reply->answer["Padding"] = std::string(static_cast<size_t>(bytes), 'x');
      }},
-    {"http500", "status", 500, 200, 999, nullptr, "", false, play_http},
-    {"trickle", "ms", 20, 0, kMostMs, nullptr, "", true,
+    {"http500", "status", 500, 200, 999, Effect::kNone, nullptr, "", play_http},
+    {"trickle", "ms", 20, 0, kMostMs, Effect::kFull, nullptr, "",
      [](int ms, const std::string&, Reply* reply) { reply->between_bytes = std::chrono::milliseconds(ms); }},
 };
 

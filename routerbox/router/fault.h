@@ -33,13 +33,15 @@ struct Reply {
 //   trickle   "ms" (20): the body byte by byte, with this pause before each
 // "method" is a method's name or "*" for all. "count" is the number of requests to play it for; without it
 // the fault stays until all are cleared.
+enum class Effect : int { kNone, kFull };
+
 struct FaultKind {
   const char* name;
   const char* number;  // name of its number, null when it has none
   int number_default, least, most;
+  Effect effect;     // that the call has on the state
   const char* text;  // name of its text, null when it has none
   const char* text_default;
-  bool carried_out;
   void (*play)(int number, const std::string& text, Reply* reply);
 };
 

@@ -73,7 +73,7 @@ void Server::serve_api(const httplib::Request& request, httplib::Response& respo
   const Call call = parse_call(request.target);
   const std::optional<Fault> fault = faults_.take(call.method);
   Reply reply;
-  reply.answer = !fault || fault->kind->carried_out ? answer(state_, call) : envelope(kDone, "");
+  reply.answer = !fault || fault->kind->effect == Effect::kFull ? answer(state_, call) : envelope(kDone, "");
   if (fault) fault->play(&reply);
   log_.write(call.method, call.text, std::to_string(code_of(reply.answer)), fault ? fault->kind->name : "");
   send(reply, response);

@@ -189,6 +189,23 @@ TEST(RouterBox, WaitsForThePlugInsBusObjectBeforeTheNextStep) {
   EXPECT_EQ(0, run("$ROUTERBOX -q --packages $PACKAGES --start '1002 false' -- true").status);
 }
 
+TEST(RouterBox, HasAManagementInterfaceWhenAsked) {
+  static const char* const kAsk =
+      "bash -c 'exec 3<>/dev/tcp/127.0.0.1/14000; "
+      "printf \"GET /api?method=query_router_info HTTP/1.0\\r\\n\\r\\n\" >&3; cat <&3'";
+  const HostFolder folder;
+  const std::string state = folder.file("state.json", run("cat $STATE").output + "\n");
+  const std::string log = folder.path("requests.log");
+  const Outcome answer = run("$ROUTERBOX -q --router " + state + " --router-log " + log + " -- " + kAsk);
+  EXPECT_NE(std::string::npos, answer.output.find("\"Company\":\"ACME\"")) << answer.output;
+  EXPECT_NE(std::string::npos, whole(log.c_str()).find("\tquery_router_info\t-\t0\t-\n"));
+  EXPECT_NE(0, run(std::string("$ROUTERBOX -q -- ") + kAsk).status);
+  EXPECT_EQ("1b2e6f70-90d3-4c5e-8a41-7f1d2c3b4a59\n",
+            run("$ROUTERBOX -q --router --packages $PACKAGES --as 1003 -- "
+                "sh -c 'blkid -s UUID -o value /dev/sda1'")
+                .output);
+}
+
 TEST(RouterBox, PassesSignalsOnToTheCommand) {
   for (const int number : {SIGTERM, SIGINT, SIGHUP}) {
     Running box(
