@@ -34,14 +34,15 @@ hostbus::OwnedFd dialled(int port) {
 }
 
 // The router closes the connection behind every answer.
-std::string read_to_end(int link, Clock::time_point start, milliseconds limit, size_t* pieces) {
+std::string read_to_end(int link, Clock::time_point start, milliseconds limit, HttpReply* reply) {
   std::string answer;
   char block[65536];
-  for (milliseconds left; (left = limit - since(start)).count() > 0; ++*pieces) {
+  for (milliseconds left; (left = limit - since(start)).count() > 0; ++reply->pieces) {
     pollfd readable{link, POLLIN, 0};
     if (::poll(&readable, 1, static_cast<int>(left.count())) <= 0) break;
     const ssize_t count = ::read(link, block, sizeof block);
-    if (count <= 0) break;
+    reply->closed = count <= 0;
+    if (reply->closed) break;
     answer.append(block, static_cast<size_t>(count));
   }
   return answer;
@@ -59,7 +60,7 @@ HttpReply http(const std::string& method, const std::string& target, const std::
   EXPECT_EQ(static_cast<ssize_t>(request.size()),
             ::send(link.get(), request.data(), request.size(), MSG_NOSIGNAL));
   HttpReply reply;
-  const std::string answer = read_to_end(link.get(), start, limit, &reply.pieces);
+  const std::string answer = read_to_end(link.get(), start, limit, &reply);
   reply.took = since(start);
   const size_t head = answer.find("\r\n\r\n");
   const size_t length = answer.find("Content-Length: ");

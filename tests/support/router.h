@@ -7,10 +7,11 @@
 namespace test {
 
 struct HttpReply {
-  int status = 0;      // 0: no answer, or none that is HTTP
-  std::string body;    // as far as it came
-  bool whole = false;  // the body has its announced length
-  size_t pieces = 0;   // reads in which the answer came
+  int status = 0;       // 0: no answer, or none that is HTTP
+  std::string body;     // as far as it came
+  bool whole = false;   // the body has its announced length
+  bool closed = false;  // by the router
+  size_t pieces = 0;    // reads in which the answer came
   std::chrono::milliseconds took{0};
 };
 
