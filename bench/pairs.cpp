@@ -1,78 +1,45 @@
 #include "pairs.h"
 
-#include <algorithm>
 #include <cstdio>
 #include <vector>
 
+#include "runner.h"
+
 namespace {
 
-// The least of many short repetitions: whatever else the machine does can only add time. Their order is
-// shuffled over all pairs, so that a slow phase of the machine meets both sides of a pair.
-constexpr const char* kDefaults[] = {"--benchmark_repetitions=25", "--benchmark_min_time=0.01",
-                                     "--benchmark_enable_random_interleaving=true"};
+std::vector<std::string> rows;  // in the order in which the pairs were added
 
-struct Row {
-  std::string what;
-  double ours_ns = 0;
-  double peer_ns = 0;
-};
+const runner::Times* find(const runner::Results& results, const std::string& name) {
+  const auto found = results.find(name);
+  return found != results.end() ? &found->second : nullptr;
+}
 
-std::vector<Row> rows;  // in the order in which the pairs were added
-
-class Table : public benchmark::BenchmarkReporter {
- public:
-  bool ReportContext(const Context&) override { return true; }
-
-  void ReportRuns(const std::vector<Run>& runs) override {
-    for (const Run& run : runs) {
-      if (run.run_type != Run::RT_Iteration || run.error_occurred) continue;
-      note(run.run_name.function_name, run.GetAdjustedRealTime());
-    }
+// Prints the row if it was run (a filter may leave some out). Returns whether it has both sides or none.
+bool print_row(const runner::Results& results, const std::string& what) {
+  const runner::Times* const ours = find(results, what + pairs::kOurs);
+  const runner::Times* const peer = find(results, what + pairs::kPeer);
+  if (ours != nullptr && peer != nullptr) {
+    std::printf("%-44s | %10.1f +%3.0f%% | %10.1f +%3.0f%% | %5.2f\n", what.c_str(), ours->low(),
+                ours->spread_percent(), peer->low(), peer->spread_percent(), ours->low() / peer->low());
+    return true;
   }
-
- private:
-  static void note(const std::string& name, double ns) {
-    for (Row& row : rows) {
-      if (name != row.what + pairs::kOurs && name != row.what + pairs::kPeer) continue;
-      double& least = name == row.what + pairs::kOurs ? row.ours_ns : row.peer_ns;
-      least = least == 0 ? ns : std::min(least, ns);
-    }
-  }
-};
-
-// Prints the rows that were run (a filter may leave some out). Returns whether each has both sides.
-bool print_rows() {
-  bool whole = true;
-  std::printf("%-44s | %10s | %10s | ratio\n", "what", "ours ns", "peer ns");
-  for (const Row& row : rows) {
-    if (row.ours_ns == 0 && row.peer_ns == 0) continue;
-    const bool both = row.ours_ns > 0 && row.peer_ns > 0;
-    whole = whole && both;
-    std::printf("%-44s | %10.1f | %10.1f | ", row.what.c_str(), row.ours_ns, row.peer_ns);
-    std::printf(both ? "%5.2f\n" : "    -\n", row.ours_ns / row.peer_ns);
-  }
-  return whole;
+  if (ours == nullptr && peer == nullptr) return true;
+  std::printf("%-44s | %s was not measured\n", what.c_str(), ours == nullptr ? "ours" : "peer");
+  return false;
 }
 
 }  // namespace
 
 void pairs::add_row(const std::string& what) {
-  rows.push_back({what});
+  rows.push_back(what);
 }
 
 int pairs::run(int argc, char** argv) {
-  // The caller's options come last and win.
-  std::vector<std::string> options = {argv[0]};
-  options.insert(options.end(), std::begin(kDefaults), std::end(kDefaults));
-  options.insert(options.end(), argv + 1, argv + argc);
-  std::vector<char*> pointers;
-  for (std::string& option : options) pointers.push_back(option.data());
-  int count = static_cast<int>(pointers.size());
-  pointers.push_back(nullptr);
-
-  benchmark::Initialize(&count, pointers.data());
-  if (benchmark::ReportUnrecognizedArguments(count, pointers.data())) return 2;
-  Table table;
-  benchmark::RunSpecifiedBenchmarks(&table);
-  return print_rows() ? 0 : 1;
+  const std::optional<runner::Results> results = runner::run(argc, argv);
+  if (!results) return 1;
+  if (results->empty()) return 0;
+  bool whole = true;
+  std::printf("%-44s | %16s | %16s | ratio\n", "what", "ours ns   median", "peer ns   median");
+  for (const std::string& what : rows) whole = print_row(*results, what) && whole;
+  return whole ? 0 : 1;
 }

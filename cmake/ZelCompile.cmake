@@ -17,10 +17,17 @@ add_compile_options(-ffunction-sections -fdata-sections)
 add_link_options(-Wl,--gc-sections -Wl,--as-needed)
 
 # zel_export_only(TARGET LIST): the shared library exports the names of the file and nothing else. The linker
-# refuses a listed name that is missing.
+# refuses a listed name that is missing. "Class::name" stands for all members of that name: the names that the
+# linker sees hold the argument types, and size_t is spelled differently on the router and on a PC.
 function(zel_export_only target list)
   set_property(DIRECTORY APPEND PROPERTY CMAKE_CONFIGURE_DEPENDS ${list})
   file(STRINGS ${list} names REGEX "^[^#]")
+  set(members ${names})
+  list(FILTER names EXCLUDE REGEX "::")
+  list(FILTER members INCLUDE REGEX "::")
+  list(TRANSFORM members REPLACE "~" "?")  # a tilde is no part of the linker's patterns
+  list(TRANSFORM members REPLACE "(.+)" "extern \"C++\" { \\1[!A-Za-z0-9_]* }")
+  list(APPEND names ${members})
   list(JOIN names ";\n    " names)
   set(map ${CMAKE_CURRENT_BINARY_DIR}/${target}.map)
   file(CONFIGURE OUTPUT ${map} CONTENT "{\n  global:\n    ${names};\n  local:\n    *;\n};\n")

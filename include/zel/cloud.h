@@ -1,8 +1,8 @@
 /* cloud.h: receiving and sending cloud messages.
  * Conventions common to all headers are in zel.h.
  *
- * A plug-in with ability 2 has one object on the bus, "zel_<appid>", with one method, "send_cmd": text in, text
- * out. The router's cloud link calls it, and so may other plug-ins. The plug-in registers one handler:
+ * A plug-in with ability 2 has one object on the bus, "zel_<appid>", with one method, "send_cmd": text in,
+ * text out. The router's cloud link calls it, and so may other plug-ins. The plug-in registers one handler:
  *
  *     static int answer(const char* message, uint32_t length, char* reply, uint32_t size) {
  *       snprintf(reply, size, "got %s", message);
@@ -23,40 +23,44 @@ ZEL_EXTERN_C_BEGIN
 struct blob_buf;
 struct zel_cloud_msg_ctx;
 
-/* ---- Receiving ---------------------------------------------------------------------------------------------- */
+/* ---- Receiving ----------------------------------------------------------------------------------------- */
 
 /* Answers one message.
  * message      the text; valid until the handler returns
  * length       its length in bytes, without the NUL
  * answer       buffer for the NUL-terminated answer text, all zeros at the call; left so, the answer is ""
  * answer_size  its size in bytes: 4096, so the answer is at most 4095 bytes long
- * Returns      the status of the call on the bus: 0, or a positive number that the caller sees beside the answer.
- * Threads      the service thread, with the global lock held. It may send (zel_cloud_msg_send) but not to its own
- *              plug-in: that message could only be served by the thread that waits for it. It must not throw. */
-typedef int (*zel_cloud_msg_handler)(const char* message, uint32_t length, char* answer, uint32_t answer_size);
+ * Returns      the status of the call on the bus: 0, or a positive number that the caller sees beside the
+ *              answer.
+ * Threads      the service thread, with the global lock held. It may send (zel_cloud_msg_send) but not to
+ *              its own plug-in: that message could only be served by the thread that waits for it. It must
+ *              neither throw nor end the thread. */
+typedef int (*zel_cloud_msg_handler)(const char* message, uint32_t length, char* answer,
+                                     uint32_t answer_size);
 
-/* Sets the plug-in's handler, instead of any earlier one. Messages that arrive before the first are answered with
- * an empty text and status 0.
- * Returns  0; -1 if the handler is null, the object does not exist (zel_service_init comes first), or the caller's
- *          appid is unknown or lacks ability 2. Nothing is logged.
+/* Sets the plug-in's handler, instead of any earlier one. Messages that arrive before the first are answered
+ * with an empty text and status 0.
+ * Returns  0; -1 if the handler is null, the object does not exist (zel_service_init comes first), or the
+ *          caller's appid is unknown or lacks ability 2. Nothing is logged.
  * Threads  any; takes the global lock. */
 ZEL_API int zel_cloud_msg_handler_register(zel_cloud_msg_handler handler);
 
 /* The same without the permission queries, for development. */
 ZEL_API int zel_cloud_msg_handler_register_dbg(zel_cloud_msg_handler handler);
 
-/* Creates the object "zel_<appid>"; zel_service_init does this for a plug-in with ability 2. After a release it
- * may be called again.
- * Returns  0; -1 if the appid is unknown or lacks ability 2 (not logged), the bus cannot be reached, or the name is
- *          taken (both logged at level 3).
+/* Creates the object "zel_<appid>"; zel_service_init does this for a plug-in with ability 2. After a release
+ * it may be called again.
+ * Returns  0; -1 if the appid is unknown or lacks ability 2 (not logged), the bus cannot be reached, or the
+ *          name is taken (both logged at level 3).
  * Threads  any; takes the global lock. */
 ZEL_API int zel_cloud_msg_init(void);
 
 /* The same for the object "zel_<name>", without a permission query. Null gives -1. */
 ZEL_API int zel_cloud_msg_init_dbg(const char* name);
 
-/* Takes the object off the bus and forgets the handler. Called by a handler, it takes effect for new messages at
- * once, and for the one being answered when its answer is out.
+/* Takes the object off the bus and forgets the handler. Called by a handler, it takes effect for new
+ * messages at once, and for the one being answered when its answer is out; until then the object cannot be
+ * made again.
  * Threads  any; takes the global lock, so it waits while a message is being answered. */
 ZEL_API void zel_cloud_msg_release(void);
 
@@ -65,26 +69,28 @@ ZEL_API void zel_cloud_msg_release(void);
  * Returns     0, or -1 if the appid is unknown (logged at level 3, buffer untouched). */
 ZEL_API int zel_cloud_get_object_name(char* name, size_t size);
 
-/* The older way: the rest of the name of a file ".pluginInfo-<rest>" in the parent of the working directory, the
- * last one that the directory lists. In <rest>, "%%" stands for a percent sign.
+/* The older way: the rest of the name of a file ".pluginInfo-<rest>" in the parent of the working directory,
+ * the last one that the directory lists. In <rest>, "%%" stands for a percent sign and "%m" for errno's
+ * text.
  * Returns     0, or -1 if there is none or the directory cannot be read (buffer untouched). */
 ZEL_API int zel_cloud_get_object_name_abandon(char* name, size_t size);
 
-/* ---- Sending ------------------------------------------------------------------------------------------------ */
+/* ---- Sending ------------------------------------------------------------------------------------------- */
 
 /* Sends a message to another plug-in's object and waits up to 8 seconds for the answer. Needs no ability.
  * target   the receiver's appid (any text such that "zel_" + target is an object; cut after 59 bytes)
  * message  the text; its limit is the bus's, 1 MiB with all around it
- * Returns  the answer's text, allocated: free it with zel_free. Also if the receiver's status is not 0, which is
- *          logged. Null if the receiver is not there, gave no answer, or an argument is null. Failures are logged
- *          at level 3.
- * Threads  any, also a handler; holds the global lock for the whole call, so nothing is received meanwhile. */
+ * Returns  the answer's text, allocated: free it with zel_free. Also if the receiver's status is not 0,
+ *          which is logged. Null if the receiver is not there or gave no answer (logged at level 3), or an
+ *          argument is null (not logged).
+ * Threads  any, also a handler; holds the global lock for the whole call, so nothing is received meanwhile.
+ *          */
 ZEL_API char* zel_cloud_msg_send(const char* target, const char* message);
 
-/* ---- State, for debugging ------------------------------------------------------------------------------------ */
+/* ---- State, for debugging ------------------------------------------------------------------------------ */
 
-/* The object's name, its record (null while there is none), the buffer handlers write into, and the reply being
- * built. Written under the global lock. */
+/* The object's name, its record (null while there is none), the buffer handlers write into, and the reply
+ * being built. Written under the global lock. */
 extern ZEL_API char zel_object_name[128];
 extern ZEL_API struct zel_cloud_msg_ctx* zel_cloud_ctx;
 extern ZEL_API char resp_buf[4096];

@@ -1,8 +1,8 @@
 /* event.h: the router's events: disk, WAN link, home network.
  * Conventions common to all headers are in zel.h.
  *
- * All events travel as one bus event, "zel.event". A subevent belongs to the event equal to subevent >> 8; what
- * each subevent means is between senders and receivers. Sending needs ability 4, receiving ability 5. */
+ * All events travel as one bus event, "zel.event". A subevent belongs to the event equal to subevent >> 8;
+ * what each subevent means is between senders and receivers. Sending needs ability 4, receiving ability 5. */
 #ifndef ZEL_EVENT_H
 #define ZEL_EVENT_H
 
@@ -20,19 +20,20 @@ enum zel_event {
 };
 #define ZEL_EVENT_COUNT 3
 
-/* ---- Receiving ---------------------------------------------------------------------------------------------- */
+/* ---- Receiving ----------------------------------------------------------------------------------------- */
 
 /* Receives one event.
  * subevent  its number
  * data      the sender's text, null if there was none; valid until the callback returns
- * Threads   the service thread, with the global lock held. It may call the library; it must not throw. */
+ * Threads   the service thread, with the global lock held. It may call the library; it must neither throw
+ *           nor end the thread. */
 typedef void (*zel_event_callback)(int32_t subevent, const char* data);
 
 /* Sets the callback of an event, instead of any earlier one. It is called once the receiver exists, which
  * zel_service_init makes for a plug-in with ability 5; subscribing may come first.
  * event    ZEL_EVENT_DISK, ZEL_EVENT_WAN or ZEL_EVENT_HOME
- * Returns  0; -1 for any other event, a null callback, or a caller that is unknown or lacks ability 5 (logged at
- *          level 3).
+ * Returns  0; -1 for any other event, a null callback, or a caller that is unknown or lacks ability 5
+ *          (logged at level 3).
  * Threads  any; takes the global lock. */
 ZEL_API int zel_event_subscribe(uint32_t event, zel_event_callback callback);
 
@@ -44,25 +45,26 @@ ZEL_API int zel_event_unsubscribe(uint32_t event);
  * Threads  any; takes the global lock. */
 ZEL_API int zel_event_init(void);
 
-/* ---- Sending ------------------------------------------------------------------------------------------------ */
+/* ---- Sending ------------------------------------------------------------------------------------------- */
 
-/* Sends an event to every receiver but those of this call's own connection, so to the sender's own receiver too.
- * A subevent of another event is sent as it is, and every receiver rejects it.
+/* Sends an event to every receiver but those of this call's own connection, so to the sender's own receiver
+ * too. A subevent of another event is sent as it is, and every receiver rejects it.
  * event    as in zel_event_subscribe
  * data     text for the receivers; may be null
- * Returns  0; -1 for an event of 3 or more, a caller that is unknown or lacks ability 4, or if the bus did not take
- *          it (logged at level 3).
+ * Returns  0; -1 for an event of 3 or more, a caller that is unknown or lacks ability 4, if the bus cannot be
+ *          reached (all logged at level 3), or if it does not take the event (not logged).
  * Threads  any, also a callback; holds the global lock while it connects and sends. */
 ZEL_API int zel_event_send(uint32_t event, uint32_t subevent, const char* data);
 
 /* The same for one kind each, with the subevent checked. `data` must be given here.
- * Return   -1 for a subevent of another kind or null data (logged at level 3). Otherwise zel_event_send_disk gives
- *          the result of the send; zel_event_send_wan and zel_event_send_home give 0 even if it failed. */
+ * Return   -1 for a subevent of another kind or null data (logged at level 3). Otherwise zel_event_send_disk
+ *          gives the result of the send; zel_event_send_wan and zel_event_send_home give 0 even if it
+ *          failed. */
 ZEL_API int zel_event_send_disk(uint32_t subevent, const char* data);
 ZEL_API int zel_event_send_wan(uint32_t subevent, const char* data);
 ZEL_API int zel_event_send_home(uint32_t subevent, const char* data);
 
-/* ---- State, for debugging ------------------------------------------------------------------------------------ */
+/* ---- State, for debugging ------------------------------------------------------------------------------ */
 
 /* The callbacks by event, and the receiver's connection (null until zel_event_init). Written under the global
  * lock. */

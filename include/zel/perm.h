@@ -1,8 +1,8 @@
 /* perm.h: what each plug-in may do.
  * Conventions common to all headers are in zel.h.
  *
- * All processes of the router share one table in System V shared memory, under one System V semaphore. perm_init
- * fills it at boot from two files; queries and updates attach it for the length of a call. */
+ * All processes of the router share one table in System V shared memory, under one System V semaphore.
+ * perm_init fills it at boot from two files; queries and updates attach it for the length of a call. */
 #ifndef ZEL_PERM_H
 #define ZEL_PERM_H
 
@@ -13,25 +13,25 @@ ZEL_EXTERN_C_BEGIN
 
 /* Results of the perm_ calls besides 0. 7005, 7017 and 7020 are not used. */
 enum perm_result {
-  PERM_BAD_ARGUMENT = 7001,     /* null pointer, ability out of range, appid not all digits */
-  PERM_NO_SEMAPHORE = 7002,     /* semaphore could not be created or initialised */
-  PERM_NO_SEGMENT = 7003,       /* shared segment could not be obtained */
-  PERM_NOT_ATTACHED = 7004,     /* shared segment could not be attached */
-  PERM_PERMISSIONS = 7006,      /* permission file could not be produced or read */
-  PERM_PACKAGES = 7007,         /* package file could not be read */
-  PERM_NOT_OPENED = 7008,       /* file could not be opened */
-  PERM_NO_MEMORY = 7009,        /* out of memory while reading a file */
-  PERM_SHORT_READ = 7010,       /* file read came up short */
-  PERM_NOT_JSON = 7011,         /* file is not JSON */
-  PERM_REJECTED = 7012,         /* file content rejected */
-  PERM_NO_JSON = 7013,          /* JSON could not be built or written */
-  PERM_NOT_WRITTEN = 7014,      /* file writing failed */
-  PERM_UNKNOWN_APP = 7015,      /* appid, or the caller's user id, is not in the table */
-  PERM_NOT_GRANTED = 7016,      /* ability not granted to this appid */
-  PERM_NO_PACKAGES = 7018,      /* package file does not exist */
-  PERM_NOT_RESERVED = 7019,     /* reserved plug-ins could not be set up */
-  PERM_ALREADY_THERE = 7021,    /* appid is in the table already */
-  PERM_MALFORMED = 7022         /* JSON of another shape than the file's format */
+  PERM_BAD_ARGUMENT = 7001,  /* null pointer, ability out of range, appid not all digits */
+  PERM_NO_SEMAPHORE = 7002,  /* semaphore could not be created or initialised */
+  PERM_NO_SEGMENT = 7003,    /* shared segment could not be obtained */
+  PERM_NOT_ATTACHED = 7004,  /* shared segment could not be attached */
+  PERM_PERMISSIONS = 7006,   /* permission file could not be produced or read */
+  PERM_PACKAGES = 7007,      /* package file could not be read */
+  PERM_NOT_OPENED = 7008,    /* file could not be opened */
+  PERM_NO_MEMORY = 7009,     /* out of memory while reading a file */
+  PERM_SHORT_READ = 7010,    /* file read came up short */
+  PERM_NOT_JSON = 7011,      /* file is not JSON */
+  PERM_REJECTED = 7012,      /* file content rejected */
+  PERM_NO_JSON = 7013,       /* JSON could not be built or written */
+  PERM_NOT_WRITTEN = 7014,   /* file writing failed */
+  PERM_UNKNOWN_APP = 7015,   /* appid, or the caller's user id, is not in the table */
+  PERM_NOT_GRANTED = 7016,   /* ability not granted to this appid */
+  PERM_NO_PACKAGES = 7018,   /* package file does not exist */
+  PERM_NOT_RESERVED = 7019,  /* reserved plug-ins could not be set up */
+  PERM_ALREADY_THERE = 7021, /* appid is in the table already */
+  PERM_MALFORMED = 7022      /* JSON of another shape than the file's format */
 };
 
 /* Ability n is bit n - 1 of a plug-in's abilitybits. */
@@ -53,16 +53,16 @@ enum perm_ability {
   ability_control_plug = 15
 };
 
-#define PERM_APPID_SIZE 64      /* an appid with its NUL */
-#define PERM_ABILITY_SLOTS 32   /* ability descriptions in the table */
-#define PERM_PLUGIN_SLOTS 100   /* plug-ins in the table */
+#define PERM_APPID_SIZE 64    /* an appid with its NUL */
+#define PERM_ABILITY_SLOTS 32 /* ability descriptions in the table */
+#define PERM_PLUGIN_SLOTS 100 /* plug-ins in the table */
 
-/* ---- The shared table: a binary format, the same on every machine ---------------------------------------- */
+/* ---- The shared table: a binary format, the same on every machine -------------------------------------- */
 
 /* Texts are NUL-terminated inside their fields; labels and descriptions are GB2312. */
 typedef struct perm_ability_info {
-  int32_t permid;               /* ability number */
-  int32_t level;                /* stored, not consulted */
+  int32_t permid; /* ability number */
+  int32_t level;  /* stored, not consulted */
   char permname[64];
   char permlabel[64];
   char permdescription[128];
@@ -70,7 +70,7 @@ typedef struct perm_ability_info {
 
 /* One plug-in, as callers hand it to updates. */
 typedef struct perm_plugin_info {
-  uint32_t uid;                 /* Unix user id the plug-in runs under */
+  uint32_t uid; /* Unix user id the plug-in runs under */
   char appid[PERM_APPID_SIZE];
   char appname[64];
   uint32_t abilitybits;
@@ -78,7 +78,7 @@ typedef struct perm_plugin_info {
 
 /* The same behind a word that tells whether the slot is taken. */
 typedef struct perm_plugin_slot {
-  int32_t used;                 /* 1, or 0 in a free slot, which is all zeros */
+  int32_t used; /* 1, or 0 in a free slot, which is all zeros */
   uint32_t uid;
   char appid[PERM_APPID_SIZE];
   char appname[64];
@@ -86,13 +86,13 @@ typedef struct perm_plugin_slot {
 } perm_plugin_slot;
 
 typedef struct perm_table {
-  int32_t semid;                /* the semaphore set that guards the table */
-  int32_t plugin_count;         /* slots in use; they need not be the first ones */
+  int32_t semid;        /* the semaphore set that guards the table */
+  int32_t plugin_count; /* slots in use; they need not be the first ones */
   perm_ability_info abilities[PERM_ABILITY_SLOTS];
   perm_plugin_slot plugins[PERM_PLUGIN_SLOTS];
 } perm_table;
 
-/* ---- Queries, for plug-ins -------------------------------------------------------------------------------- */
+/* ---- Queries, for plug-ins ----------------------------------------------------------------------------- */
 
 /* Finds the caller's appid by its real user id (the first slot in order, so root is normally "1").
  * appid    receives the appid; PERM_APPID_SIZE bytes. Untouched on failure, and also if the table's count
@@ -108,16 +108,16 @@ ZEL_API int perm_get_id(char* appid);
  * Threads  as perm_get_id. */
 ZEL_API int perm_check(uint32_t ability, const char* appid);
 
-/* ---- Filling the table, for the router's management programs ---------------------------------------------- */
+/* ---- Filling the table, for the router's management programs ------------------------------------------- */
 
-/* Builds the table from /etc/norva/permissions.json, which is written with the fifteen default abilities if it is
- * missing, and /etc/norva/packages.json, which may be missing; then adds the reserved plug-ins "1" (DAEMON) and
- * "2" (NPKG) if they are not listed. Call it once at boot, before any plug-in runs: it clears the table and takes
- * no lock. A malformed file ends it; what was stored until then stays.
+/* Builds the table from /etc/norva/permissions.json, which is written with the fifteen default abilities if
+ * it is missing, and /etc/norva/packages.json, which may be missing; then adds the reserved plug-ins "1"
+ * (DAEMON) and "2" (NPKG) if they are not listed. Call it once at boot, before any plug-in runs: it clears
+ * the table and takes no lock. A malformed file ends it; what was stored until then stays.
  * Returns  0, 7002, 7003, 7004, 7006, 7007 or 7019. */
 ZEL_API int perm_init(void);
 
-/* ---- Steps of the above, exported for the same programs ---------------------------------------------------- */
+/* ---- Steps of the above, exported for the same programs ------------------------------------------------ */
 
 /* Creates or opens the semaphore set and sets semaphore 0 to 1. Returns its id, or -1 (logged at level 7). */
 ZEL_API int perm_common_sem_init(void);
@@ -141,8 +141,9 @@ ZEL_API int perm_common_analyze_permission(perm_table* table);
 /* Reads the package file; a missing one is no error. Returns 0, 7001 (null table) or 7012. */
 ZEL_API int perm_common_analyze_pluginfo(perm_table* table);
 
-/* Read a file into the table: element i of its array goes to place i, as far as the table reaches. Texts are cut
- * to their fields. The process needs write permission on the file. Elements before a malformed one stay stored.
+/* Read a file into the table: element i of its array goes to place i, as far as the table reaches. Texts are
+ * cut to their fields. The process needs write permission on the file. Elements before a malformed one stay
+ * stored.
  * Return   0, 7001, 7008, 7009, 7010, 7011 or 7022; the package reader also 7018. */
 ZEL_API int perm_common_read_permission_file(perm_table* table);
 ZEL_API int perm_common_read_plugin_file(perm_table* table);
@@ -150,7 +151,8 @@ ZEL_API int perm_common_read_plugin_file(perm_table* table);
 /* Writes the default permission file. Returns 0, 7008 or 7013. */
 ZEL_API int perm_common_write_permissioninfo(void);
 
-/* Adds the reserved plug-ins that the table lacks, as far as there are free slots. Returns 0, or 7001 (null). */
+/* Adds the reserved plug-ins that the table lacks, as far as there are free slots. Returns 0, or 7001
+ * (null). */
 ZEL_API int perm_common_system_app_uid_by_appid(perm_table* table);
 
 ZEL_EXTERN_C_END

@@ -25,7 +25,7 @@
 
 ZEL_EXTERN_C_BEGIN
 
-/* ---- Case and copies ---- */
+/* ---- Case and copies ----------------------------------------------------------------------------------- */
 
 /* The lower-case form of character code c: 'A' to 'Z' become 'a' to 'z'; every other code, negative
  * ones too, is returned as it is. */
@@ -77,7 +77,7 @@ ZEL_API char* qo_stristr(const char* haystack, const char* needle);
  * neither. */
 ZEL_API int string_is_url(const char* text);
 
-/* ---- Encodings ---- */
+/* ---- Encodings ----------------------------------------------------------------------------------------- */
 
 /* Encodes bytes as base64: letters, digits, "+" and "/", the last group padded with "=". No line
  * breaks, no terminator.
@@ -160,7 +160,7 @@ ZEL_API char* qo_malloc_encode_string(const char* text);
  * Returns output. */
 ZEL_API char* md5_string(const void* data, int length, char* output);
 
-/* ---- Formatting and parsing ---- */
+/* ---- Formatting and parsing ---------------------------------------------------------------------------- */
 
 /* Writes a time as "2024-03-09 07:05:01", in the time zone of the process.
  * seconds      seconds since 1970-01-01 00:00:00 UTC.

@@ -1,5 +1,6 @@
 // The plug-in's object on the bus: how it is made, answers, and goes.
 #include <sys/socket.h>
+#include <unistd.h>
 #include <zel/cloud.h>
 #include <zel/perm.h>
 
@@ -16,6 +17,7 @@ struct zel_cloud_msg_ctx {
   ubus_context* bus;
   ubus_object object;
   zel_cloud_msg_handler handler;  // Guarded by the global lock.
+  pid_t owner;                    // A forked child has a copy of the record, but shares the connection.
 };
 
 char zel_object_name[128];
@@ -27,9 +29,12 @@ namespace {
 
 void destroy_record(void* memory) noexcept {
   auto* const record = static_cast<zel_cloud_msg_ctx*>(memory);
-  // The service thread may be waiting on the socket, and that keeps it open past its close: without this the
-  // broker would go on offering the object.
-  shutdown(record->bus->sock.fd, SHUT_RDWR);
+  if (record->owner == getpid()) {
+    // The broker's answer tells that it has read what was sent before, the last reply too. The service thread
+    // may be waiting on the socket, which keeps it open past its close: hence the shutdown.
+    ubus_remove_object(record->bus, &record->object);
+    shutdown(record->bus->sock.fd, SHUT_RDWR);
+  }
   ubus_free(record->bus);
   zel_free(record);
   blob_buf_free(&zel_b);
@@ -63,7 +68,14 @@ constexpr ubus_method send_cmd_method() {
 }
 const ubus_method kMethods[] = {send_cmd_method()};
 
-ubus_object_type object_type = {.name = zel_object_name, .id = 0, .methods = kMethods, .n_methods = 1};
+ubus_object_type new_object_type() {
+  ubus_object_type type{};
+  type.name = zel_object_name;
+  type.methods = kMethods;
+  type.n_methods = 1;
+  return type;
+}
+ubus_object_type object_type = new_object_type();
 
 int zel_cloud_send_cmd(ubus_context*, ubus_object* object, ubus_request_data* request, const char*,
                        blob_attr* request_data) {
@@ -100,7 +112,9 @@ int publish(const char* who, zel::BusLink link) {
       static_cast<zel_cloud_msg_ctx*>(zel_malloc(sizeof(zel_cloud_msg_ctx))));
   if (!record) return -1;
   *record = zel_cloud_msg_ctx{};
-  object_type.id = 0;  // An earlier broker connection's number would name a type that is gone.
+  object_type.id = 0;        // An earlier connection's number would name a type that is gone.
+  record->bus = link.get();  // A call can come in before ubus_add_object has returned.
+  record->owner = getpid();
   record->object.name = zel_object_name;
   record->object.type = &object_type;
   record->object.methods = kMethods;
@@ -110,9 +124,8 @@ int publish(const char* who, zel::BusLink link) {
     link.reset();  // Before the record: the connection may still refer to its object.
     return -1;
   }
-  record->bus = link.release();
   zel_cloud_ctx = record.release();
-  zel_loop_add_ubus(zel_cloud_ctx->bus);
+  zel_loop_add_ubus(link.release());
   return 0;
 }
 
@@ -168,6 +181,7 @@ void zel_cloud_msg_release(void) {
   const zel::BusSection section;
   if (zel_cloud_ctx != nullptr) {
     zel_cloud_msg_ctx* const record = std::exchange(zel_cloud_ctx, nullptr);
+    record->handler = nullptr;  // For what is still queued when a handler releases.
     zel::retire_connection(record->bus, zel::Retired(record, destroy_record));
   }
   blob_buf_free(&zel_b);

@@ -9,26 +9,41 @@
 
 namespace {
 
-// Remembers what the plug-in does about the signals libubus takes over when it connects, and puts back what
-// was changed; the rest is not written, since another thread of the plug-in may just be setting it.
+// Puts back what libubus changes about the plug-in's signals when it connects; it changes only dispositions
+// that are still default. The signals are blocked meanwhile, so that in a plug-in of one thread none is lost
+// to libubus's handlers.
 class SignalKeeper {
  public:
   SignalKeeper() noexcept {
-    for (std::size_t i = 0; i < kSignals.size(); ++i) sigaction(kSignals[i], nullptr, &actions_[i]);
+    sigset_t kept;
+    sigemptyset(&kept);
+    for (std::size_t i = 0; i < kSignals.size(); ++i) {
+      sigaddset(&kept, kSignals[i]);
+      sigaction(kSignals[i], nullptr, &before_[i]);
+    }
+    pthread_sigmask(SIG_BLOCK, &kept, &mask_);
   }
   ~SignalKeeper() {
     for (std::size_t i = 0; i < kSignals.size(); ++i) {
-      struct sigaction now {};
-      sigaction(kSignals[i], nullptr, &now);
-      if (now.sa_handler != actions_[i].sa_handler) sigaction(kSignals[i], &actions_[i], nullptr);
+      if (before_[i].sa_handler == SIG_DFL) put_back(kSignals[i], before_[i]);
     }
+    pthread_sigmask(SIG_SETMASK, &mask_, nullptr);
   }
   SignalKeeper(const SignalKeeper&) = delete;
   SignalKeeper& operator=(const SignalKeeper&) = delete;
 
  private:
   static constexpr std::array kSignals = {SIGINT, SIGTERM, SIGCHLD, SIGPIPE};
-  std::array<struct sigaction, kSignals.size()> actions_{};
+
+  // Written only where it was changed: another thread of the plug-in may just be setting its own.
+  static void put_back(int signal, const struct sigaction& before) noexcept {
+    struct sigaction now {};
+    sigaction(signal, nullptr, &now);
+    if (now.sa_handler != SIG_DFL) sigaction(signal, &before, nullptr);
+  }
+
+  std::array<struct sigaction, kSignals.size()> before_{};
+  sigset_t mask_{};
 };
 
 sigset_t sigpipe_only() noexcept {
@@ -38,17 +53,20 @@ sigset_t sigpipe_only() noexcept {
   return set;
 }
 
-bool sigpipe_pending() noexcept {
-  sigset_t pending;
-  sigpending(&pending);
-  return sigismember(&pending, SIGPIPE) == 1;
-}
-
 }  // namespace
 
 namespace zel {
 
-void SigpipeGuard::engage() noexcept {
+void discard_sigpipe() noexcept {
+  sigset_t pending;
+  sigpending(&pending);
+  if (sigismember(&pending, SIGPIPE) != 1) return;
+  const sigset_t sigpipe = sigpipe_only();
+  const timespec no_wait{};
+  retry([&] { return sigtimedwait(&sigpipe, nullptr, &no_wait); });
+}
+
+SigpipeGuard::SigpipeGuard() noexcept {
   const sigset_t sigpipe = sigpipe_only();
   sigset_t before;
   pthread_sigmask(SIG_BLOCK, &sigpipe, &before);
@@ -56,38 +74,14 @@ void SigpipeGuard::engage() noexcept {
   engaged_ = sigismember(&before, SIGPIPE) == 0;
 }
 
-void SigpipeGuard::release() noexcept {
+SigpipeGuard::~SigpipeGuard() {
   if (!engaged_) return;
-  engaged_ = false;
   const int callers_errno = errno;
+  // It was not blocked before, so nothing was pending for this thread: what is there now is ours.
+  discard_sigpipe();
   const sigset_t sigpipe = sigpipe_only();
-  // Unblocked before, so nothing can have been pending for this thread: what is there now is ours.
-  if (sigpipe_pending()) {
-    const timespec no_wait{};
-    retry([&] { return sigtimedwait(&sigpipe, nullptr, &no_wait); });
-  }
   pthread_sigmask(SIG_UNBLOCK, &sigpipe, nullptr);
   errno = callers_errno;
-}
-
-namespace {
-SigpipeGuard* dispatch_guard = nullptr;  // Guarded by the global lock.
-}
-
-DispatchSection::DispatchSection() noexcept {
-  dispatch_guard = &guard_;
-}
-
-DispatchSection::~DispatchSection() {
-  dispatch_guard = nullptr;
-}
-
-PluginCode::PluginCode() noexcept : guard_(dispatch_guard) {
-  if (guard_ != nullptr) guard_->release();
-}
-
-PluginCode::~PluginCode() {
-  if (guard_ != nullptr) guard_->engage();
 }
 
 BusLink connect_bus() noexcept {

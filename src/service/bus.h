@@ -37,45 +37,23 @@ using BusLink = std::unique_ptr<ubus_context, Call<ubus_free>>;
 // stays so.
 class SigpipeGuard {
  public:
-  SigpipeGuard() noexcept { engage(); }
-  ~SigpipeGuard() { release(); }
+  SigpipeGuard() noexcept;
+  ~SigpipeGuard();
   SigpipeGuard(const SigpipeGuard&) = delete;
   SigpipeGuard& operator=(const SigpipeGuard&) = delete;
 
-  void engage() noexcept;
-  void release() noexcept;
-
  private:
-  bool engaged_ = false;
+  bool engaged_;
 };
+
+// Takes out a SIGPIPE that a thread has pending while it blocks the signal.
+void discard_sigpipe() noexcept;
 
 // The global lock and the guard together: the scope of every use of libubus.
 class BusSection {
- protected:
+ private:
   GlobalSection lock_;
   SigpipeGuard guard_;
-};
-
-// The section in which the service thread lets libubus handle what came in.
-class DispatchSection : private BusSection {
- public:
-  DispatchSection() noexcept;
-  ~DispatchSection();
-  DispatchSection(const DispatchSection&) = delete;
-  DispatchSection& operator=(const DispatchSection&) = delete;
-};
-
-// The scope in which a handler or callback of the plug-in runs. The dispatch's guard is off meanwhile:
-// programs that a handler starts inherit the signal mask, and would no longer end when their reader does.
-class PluginCode {
- public:
-  PluginCode() noexcept;
-  ~PluginCode();
-  PluginCode(const PluginCode&) = delete;
-  PluginCode& operator=(const PluginCode&) = delete;
-
- private:
-  SigpipeGuard* guard_;
 };
 
 // Connects to the broker at the default path. Null on failure, with errno set. The plug-in's signal handling

@@ -1,6 +1,7 @@
 // lock.h: the global lock as a scope.
 //
-// Order of locks: global lock, then the loop table's, then errlog_mutex; never the reverse.
+// Order of locks: start-up's, then the global lock, then the others (the loop table's, the event calls'
+// appid's, errlog_mutex), which are held alone and for moments; never the reverse.
 #ifndef ZEL_SRC_SERVICE_LOCK_H
 #define ZEL_SRC_SERVICE_LOCK_H
 
@@ -8,7 +9,8 @@
 
 namespace zel {
 
-// Makes the global lock recursive; start-up's first use of it.
+// Makes the lock: in start-up, or at the first use by a plug-in that only sends. Never anew, since another
+// thread may hold it.
 void create_global_lock() noexcept;
 
 class GlobalSection {

@@ -7,6 +7,7 @@
 #include <zel/service.h>
 
 #include <algorithm>
+#include <atomic>
 #include <mutex>
 #include <utility>
 
@@ -36,13 +37,15 @@ struct zel_loop_table {
 std::mutex table_mutex;
 zel_loop_table table = {{}, 0, {}, -1};
 
-// Tells the waiting thread that the read set has grown. Fixed once the loop is initialised.
-zel::Descriptor wake_event;
+// Tells the waiting thread that the read set has grown. -1 when there is none.
+std::atomic<int> wake_event = -1;
 
 // Guarded by the global lock: the connection libubus is working on, and its owner if that was retired
-// meanwhile.
+// meanwhile. Never destroyed: the thread goes on while exit() runs destructors.
 ubus_context* dispatching = nullptr;
-zel::Retired retired_in_dispatch(nullptr, nullptr);
+zel::Retired& retired_in_dispatch = *new zel::Retired(nullptr, nullptr);
+
+sigset_t plugin_mask;  // Fixed before the service thread starts.
 
 bool selectable(int fd) {
   return fd >= 0 && fd < FD_SETSIZE;
@@ -67,10 +70,11 @@ void drop_closed_descriptors() {
   for (int fd = 0; fd <= table.max_fd; ++fd) {
     if (FD_ISSET(fd, &table.read_set) && fcntl(fd, F_GETFD) == -1) FD_CLR(fd, &table.read_set);
   }
+  if (fcntl(wake_event, F_GETFD) == -1) wake_event = -1;
 }
 
 void dispatch_ubus(int fd, void* argument) {
-  const zel::DispatchSection section;
+  const zel::BusSection section;
   if (!still_served(fd, argument)) return;  // Retired while this thread waited for the lock.
   dispatching = static_cast<ubus_context*>(argument);
   dispatching->sock.cb(&dispatching->sock, ULOOP_READ);
@@ -114,7 +118,7 @@ int wait_for_input(fd_set* ready) {
     *ready = table.read_set;
     max_fd = table.max_fd;
   }
-  const int wake_fd = wake_event.get();
+  const int wake_fd = wake_event;
   if (selectable(wake_fd)) {
     FD_SET(wake_fd, ready);
     max_fd = std::max(max_fd, wake_fd);
@@ -157,13 +161,29 @@ void zel_loop_init() noexcept {
     const std::lock_guard hold(table_mutex);
     table = {{}, 0, {}, -1};
   }
-  wake_event = Descriptor(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK));
+  wake_event = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
   ZEL_LOG(LOG_INFO, "[ZEL_SVC]", "zel loop init!\n");
 }
 
 void start_service_thread() noexcept {
+  sigset_t all_but_faults;
+  sigfillset(&all_but_faults);
+  for (const int fault : {SIGSEGV, SIGBUS, SIGFPE, SIGILL, SIGABRT, SIGTRAP})
+    sigdelset(&all_but_faults, fault);
+  pthread_sigmask(SIG_SETMASK, &all_but_faults, &plugin_mask);
   pthread_t thread;
   if (pthread_create(&thread, nullptr, zel_svc_thread, nullptr) == 0) pthread_detach(thread);
+  pthread_sigmask(SIG_SETMASK, &plugin_mask, nullptr);
+}
+
+PluginCode::PluginCode() noexcept : on_service_thread_(dispatching != nullptr) {
+  if (!on_service_thread_) return;
+  discard_sigpipe();
+  pthread_sigmask(SIG_SETMASK, &plugin_mask, &threads_mask_);
+}
+
+PluginCode::~PluginCode() {
+  if (on_service_thread_) pthread_sigmask(SIG_SETMASK, &threads_mask_, nullptr);
 }
 
 void retire_connection(ubus_context* context, Retired owner) noexcept {
@@ -187,6 +207,6 @@ int zel_loop_add_ubus(ubus_context* context) {
     return -1;
   }
   // A thread that already waits does so on the old set.
-  if (wake_event) eventfd_write(wake_event.get(), 1);
+  if (wake_event >= 0) eventfd_write(wake_event, 1);
   return 0;
 }

@@ -6,6 +6,7 @@
 #ifndef ZEL_SRC_SERVICE_LOOP_H
 #define ZEL_SRC_SERVICE_LOOP_H
 
+#include <csignal>
 #include <memory>
 
 struct ubus_context;
@@ -15,8 +16,23 @@ namespace zel {
 // Clears the table. Before the service thread exists.
 void zel_loop_init() noexcept;
 
-// Starts the service thread, detached.
+// Starts the service thread, detached. It takes none of the plug-in's signals; handlers run with the signal
+// mask of the thread that calls this.
 void start_service_thread() noexcept;
+
+// The scope in which a handler or callback of the plug-in runs. On the service thread it has the plug-in's
+// signal mask: programs that a handler starts inherit it.
+class PluginCode {
+ public:
+  PluginCode() noexcept;
+  ~PluginCode();
+  PluginCode(const PluginCode&) = delete;
+  PluginCode& operator=(const PluginCode&) = delete;
+
+ private:
+  bool on_service_thread_;
+  sigset_t threads_mask_;
+};
 
 // The owner of a connection and of all its handlers use.
 using Retired = std::unique_ptr<void, void (*)(void*)>;

@@ -78,11 +78,10 @@ int32_t* QO_LogSetLevel(unsigned int level) {
 
 void add_to_errbuff(char* buffer, const char* line, int length) {
   if (length <= 0) return;
-  length = std::min(length, kLastByte);
   if (pos < 0 || pos > kLastByte || kLastByte - pos < length) {
     // Kept: no terminator after a wrap, so what was written before stays readable behind the new line.
-    memcpy(buffer, line, static_cast<std::size_t>(length));
-    pos = length;
+    pos = std::min(length, kLastByte + 1);
+    memcpy(buffer, line, static_cast<std::size_t>(pos));
     return;
   }
   const bool fresh = buffer[pos] == '\0';

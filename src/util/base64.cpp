@@ -68,6 +68,9 @@ Word strangers(const char* text) {
 // How many characters from the start belong to the alphabet. Sound text is checked word by word up to
 // its last characters, where the padding is; anything else is looked at again one by one.
 size_t digits_at_start(const char* text, size_t length) {
+  if (const void* padding = std::memchr(text, '=', length)) {
+    length = static_cast<size_t>(static_cast<const char*>(padding) - text);
+  }
   size_t at = 0;
   Word found = 0;
   for (; length - at > sizeof(Word); at += sizeof(Word)) found |= strangers(text + at);

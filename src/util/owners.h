@@ -3,6 +3,7 @@
 #define ZEL_SRC_UTIL_OWNERS_H
 
 #include <cjson/cJSON.h>
+#include <curl/curl.h>
 #include <dirent.h>
 #include <unistd.h>
 
@@ -28,6 +29,7 @@ using File = std::unique_ptr<FILE, Call<fclose>>;
 using Directory = std::unique_ptr<DIR, Call<closedir>>;
 using JsonTree = std::unique_ptr<cJSON, Call<cJSON_Delete>>;
 using JsonText = std::unique_ptr<char, Call<cJSON_free>>;
+using CurlEasy = std::unique_ptr<CURL, Call<curl_easy_cleanup>>;
 
 class Descriptor {
  public:

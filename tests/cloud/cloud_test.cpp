@@ -13,12 +13,14 @@
 #include <csignal>
 #include <cstring>
 #include <ctime>
+#include <functional>
 #include <memory>
 #include <set>
 #include <string>
 #include <thread>
 #include <vector>
 
+#include "hostbus/fake_broker.h"
 #include "support/captured.h"
 #include "support/process.h"
 
@@ -30,6 +32,8 @@ constexpr uid_t kServer = 10001;
 constexpr uid_t kSender = 10002;
 constexpr uid_t kListener = 10003;
 constexpr uid_t kNobody = 10004;
+
+using Bus = std::unique_ptr<ubus_context, void (*)(ubus_context*)>;
 
 // A plug-in that serves messages with `handler` (null: none registered) until the test is done with it.
 Process serve(zel_cloud_msg_handler handler) {
@@ -47,6 +51,27 @@ std::string ask(const std::string& target, const std::string& message) {
   const std::unique_ptr<char, void (*)(void*)> answer(zel_cloud_msg_send(target.c_str(), message.c_str()),
                                                       zel_free);
   return answer != nullptr ? answer.get() : "(null)";
+}
+
+// Runs checks under another user, in a process of their own.
+void check_as(uid_t uid, const std::function<void()>& checks) {
+  EXPECT_EQ(run_as(uid,
+                   [&] {
+                     checks();
+                     return testing::Test::HasFailure() ? 1 : 0;
+                   }),
+            0);
+}
+
+// The texts of start-up's messages, each ended by a bar.
+std::string service_texts(const std::string& log) {
+  static const std::string kTag = "[ZEL_SVC] ";
+  std::string texts;
+  for (size_t at = 0; (at = log.find(kTag, at)) != std::string::npos;) {
+    at += kTag.size();
+    texts += log.substr(at, log.find('\n', at) - at) + "|";
+  }
+  return texts;
 }
 
 int echo(const char* message, uint32_t length, char* answer, uint32_t size) {
@@ -148,7 +173,7 @@ TEST_F(CloudMessage, GoesToTheNameCutTo63Bytes) {
 
 TEST_F(CloudMessage, WithoutATextIsAnsweredToo) {
   const Process server = serve(echo);
-  const std::unique_ptr<ubus_context, void (*)(ubus_context*)> bus(ubus_connect(nullptr), ubus_free);
+  const Bus bus(ubus_connect(nullptr), ubus_free);
   uint32_t object = 0;
   ASSERT_EQ(ubus_lookup_id(bus.get(), "zel_1001", &object), 0);
   blob_buf request{};
@@ -209,52 +234,33 @@ TEST_F(CloudMessage, LeavesNoDescriptorBehindAndLetsNoneOutliveExec) {
   EXPECT_EQ(open_descriptors(), started);
 }
 
-TEST_F(CloudMessage, HandlerRegistrationFollowsAbilityAndObject) {
+TEST_F(CloudMessage, StartUpAndRegistrationFollowTheAbilities) {
   static const struct {
     const char* why;
     uid_t uid;
+    int started;
     const char* log;
     int registered;
   } kCases[] = {
-      {"all abilities", kServer,
+      {"all", kServer, 0,
        "zel loop init!|cloud init!|event init!|zel service thread start!|zel service start!|", 0},
-      {"cloud only", kSender, "zel loop init!|cloud init!|zel service thread start!|zel service start!|", 0},
-      {"events only", kListener, "zel loop init!|event init!|zel service thread start!|zel service start!|",
-       -1},
-      {"neither", kNobody, "zel loop init!|zel service start!|", -1},
+      {"cloud only", kSender, 0, "zel loop init!|cloud init!|zel service thread start!|zel service start!|",
+       0},
+      {"events only", kListener, 0,
+       "zel loop init!|event init!|zel service thread start!|zel service start!|", -1},
+      {"neither", kNobody, 0, "zel loop init!|zel service start!|", -1},
+      {"no plug-in's user", 12345, -1, "zel loop init!|get appid: fail!|", -1},
   };
   for (const auto& c : kCases) {
-    EXPECT_EQ(run_as(c.uid,
-                     [&] {
-                       int result = -1;
-                       EXPECT_EQ(zel_cloud_msg_handler_register_dbg(echo), -1) << "before the object exists";
-                       std::string log = captured(stderr, [&] { result = zel_service_init(); });
-                       std::string texts;
-                       for (size_t at = 0; (at = log.find("[ZEL_SVC] ", at)) != std::string::npos;) {
-                         at += strlen("[ZEL_SVC] ");
-                         texts += log.substr(at, log.find('\n', at) - at) + "|";
-                       }
-                       EXPECT_EQ(result, 0) << c.why;
-                       EXPECT_EQ(texts, c.log) << c.why;
-                       EXPECT_EQ(zel_cloud_msg_handler_register(nullptr), -1);
-                       EXPECT_EQ(zel_cloud_msg_handler_register(echo), c.registered) << c.why;
-                       EXPECT_EQ(zel_service_init(), 0) << "a second call does nothing";
-                       return testing::Test::HasFailure() ? 1 : 0;
-                     }),
-              0)
-        << c.why;
+    check_as(c.uid, [&] {
+      EXPECT_EQ(zel_cloud_msg_handler_register_dbg(echo), -1) << "before the object exists";
+      const std::string log = captured(stderr, [&] { EXPECT_EQ(zel_service_init(), c.started) << c.why; });
+      EXPECT_EQ(service_texts(log), c.log) << c.why;
+      EXPECT_EQ(zel_cloud_msg_handler_register(nullptr), -1);
+      EXPECT_EQ(zel_cloud_msg_handler_register(echo), c.registered) << c.why;
+      EXPECT_EQ(captured(stderr, [] { EXPECT_EQ(zel_service_init(), 0); }), "") << "never a second time";
+    });
   }
-}
-
-TEST_F(CloudMessage, FailedStartUpIsNotTriedAgain) {
-  EXPECT_EQ(run_as(12345,
-                   [] {
-                     const std::string log = captured(stderr, [] { EXPECT_EQ(zel_service_init(), -1); });
-                     EXPECT_NE(log.find("[ZEL_SVC] get appid: fail!\n"), std::string::npos) << log;
-                     EXPECT_EQ(captured(stderr, [] { EXPECT_EQ(zel_service_init(), 0); }), "");
-                     return testing::Test::HasFailure() ? 1 : 0;
-                   }),
-            0);
 }
 
 TEST_F(CloudMessage, ConcurrentFirstCallsStartOnce) {
@@ -299,21 +305,19 @@ TEST_F(CloudMessage, ObjectReleasedByItsHandlerStillAnswersThatMessage) {
     return 0;
   });
   EXPECT_EQ(ask("1001", "m"), "gone");
-  while (ask("1001", "m") != "(null)") usleep(1000);
+  const Bus bus(ubus_connect(nullptr), ubus_free);
+  uint32_t object = 0;
+  while (ubus_lookup_id(bus.get(), "zel_1001", &object) == 0) usleep(1000);
 }
 
 TEST_F(CloudMessage, NameTakenByAnotherFailsStartUp) {
   const Process server = serve(echo);
-  EXPECT_EQ(run_as(kServer,
-                   [] {
-                     const std::string log = captured(stderr, [] { EXPECT_EQ(zel_service_init(), -1); });
-                     EXPECT_NE(log.find("[ZEL] Failed to add object: zel_1001\n\n\n"), std::string::npos)
-                         << log;
-                     EXPECT_NE(log.find("[ZEL_SVC] cloud init: fail!\n\n"), std::string::npos) << log;
-                     EXPECT_EQ(zel_cloud_ctx, nullptr);
-                     return testing::Test::HasFailure() ? 1 : 0;
-                   }),
-            0);
+  check_as(kServer, [] {
+    const std::string log = captured(stderr, [] { EXPECT_EQ(zel_service_init(), -1); });
+    EXPECT_NE(log.find("[ZEL] Failed to add object: zel_1001\n\n\n"), std::string::npos) << log;
+    EXPECT_EQ(service_texts(log), "zel loop init!|cloud init: fail!|");
+    EXPECT_EQ(zel_cloud_ctx, nullptr);
+  });
 }
 
 TEST_F(CloudMessage, LibraryLeavesThePluginsSignalsAndSurvivesItsBroker) {
@@ -346,28 +350,57 @@ TEST_F(CloudMessage, LibraryLeavesThePluginsSignalsAndSurvivesItsBroker) {
   }
 }
 
-TEST_F(CloudMessage, HandlersChildrenStillEndWithTheirReader) {
+TEST_F(CloudMessage, ServiceThreadTakesNoSignalThePluginWaitsForLater) {
+  ASSERT_EQ(zel_service_init_dbg("test"), 0);
+  sigset_t awaited;
+  sigemptyset(&awaited);
+  sigaddset(&awaited, SIGTERM);
+  pthread_sigmask(SIG_BLOCK, &awaited, nullptr);
+  kill(getpid(), SIGTERM);  // Would end the process if any thread took it.
+  const timespec limit = {5, 0};
+  EXPECT_EQ(sigtimedwait(&awaited, nullptr, &limit), SIGTERM);
+}
+
+TEST_F(CloudMessage, MayArriveWhileTheObjectIsBeingPublished) {
+  kill(broker(), SIGKILL);
+  fake::Broker played([](fake::Broker& self) {
+    using fake::operator+;
+    const fake::Bytes add = self.read();
+    const auto ids = [](blob_buf* ids_of) {
+      blob_put_u32(ids_of, UBUS_ATTR_OBJID, 5000);
+      blob_put_u32(ids_of, UBUS_ATTR_OBJTYPE, 6000);
+    };
+    self.write(fake::data(add, ids) + fake::invoke(7, 4242, 5000, "send_cmd") + fake::status(add, 0));
+    for (const int type : {UBUS_MSG_DATA, UBUS_MSG_STATUS}) {
+      const fake::Bytes reply = self.read();
+      EXPECT_EQ(fake::type_of(reply), type);
+      EXPECT_EQ(fake::peer_of(reply), 4242U);
+    }
+  });
+  while (unlink(UBUS_UNIX_SOCKET) == 0 || symlink(played.path().c_str(), UBUS_UNIX_SOCKET) != 0) {
+  }
+  EXPECT_EQ(zel_service_init_dbg("early"), 0);
+  played.finish();
+}
+
+TEST_F(CloudMessage, HandlersChildrenInheritThePluginsSignalMask) {
   const Process server = serve([](const char*, uint32_t, char* answer, uint32_t size) {
     sigset_t mask;
     pthread_sigmask(SIG_SETMASK, nullptr, &mask);
-    snprintf(answer, size, "%d", sigismember(&mask, SIGPIPE));
+    snprintf(answer, size, "%d%d", sigismember(&mask, SIGPIPE), sigismember(&mask, SIGTERM));
     return 0;
   });
-  EXPECT_EQ(ask("1001", "m"), "0");
+  EXPECT_EQ(ask("1001", "m"), "00");
 }
 
 TEST(ObjectName, ComesFromTheAppid) {
   char name[64] = "untouched";
+  check_as(12345, [&] {
+    EXPECT_EQ(zel_cloud_get_object_name(name, sizeof name), -1);
+    EXPECT_STREQ(name, "untouched");
+  });
   EXPECT_EQ(zel_cloud_get_object_name(name, 6), 0);
   EXPECT_STREQ(name, "zel_1");
-  EXPECT_EQ(run_as(12345,
-                   [] {
-                     char out[64] = "untouched";
-                     return zel_cloud_get_object_name(out, sizeof out) == -1 && strcmp(out, "untouched") == 0
-                                ? 0
-                                : 1;
-                   }),
-            0);
 }
 
 TEST(ObjectName, CameFromAFileInTheParentOnce) {

@@ -126,6 +126,16 @@ TEST(Call, TimesOutAndIgnoresTheLateAnswer) {
   EXPECT_EQ(call(ctx.get(), 0), 0);
 }
 
+TEST(Call, WithANegativeTimeoutLooksAtNoInput) {
+  Broker broker([](Broker& b) {
+    b.write(fake::status(fake::frame(UBUS_MSG_INVOKE, 1, kObject), 0));
+    EXPECT_EQ(fake::type_of(b.read()), UBUS_MSG_INVOKE);
+  });
+  Context ctx = fake::connect(broker);
+  ASSERT_TRUE(fake::wait_input(ctx.get()));
+  EXPECT_EQ(call(ctx.get(), -1), 7) << "although an answer is there";
+}
+
 TEST(Call, GetsEachResultBeforeItReturns) {
   std::vector<size_t> sizes;
   Broker broker([](Broker& b) {

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <cstdlib>
+#include <cstring>
 #include <utility>
 
 namespace fake {
@@ -31,10 +32,9 @@ Bytes frame(int type, uint16_t seq, uint32_t peer, const std::function<void(blob
   if (fill) fill(message);
   const ubus_msghdr header{
       .version = 0, .type = static_cast<uint8_t>(type), .seq = cpu_to_be16(seq), .peer = cpu_to_be32(peer)};
-  const auto* head = reinterpret_cast<const uint8_t*>(&header);
-  const auto* body = reinterpret_cast<const uint8_t*>(message.head());
-  Bytes bytes(head, head + sizeof(header));
-  bytes.insert(bytes.end(), body, body + blob_raw_len(message.head()));
+  Bytes bytes(sizeof header + blob_raw_len(message.head()));
+  std::memcpy(bytes.data(), &header, sizeof header);
+  std::memcpy(bytes.data() + sizeof header, message.head(), bytes.size() - sizeof header);
   return bytes;
 }
 

@@ -5,10 +5,17 @@ nm=$1 readelf=$2 library=$3 list=$4 headers=$5
 export LC_ALL=C
 
 wanted=$(grep -v '^#' "$list")
-built=$("$nm" -D --defined-only "$library" | awk '{print $3}' | sort)
-# A declaration is ZEL_API up to its semicolon; its name stands before the first "(" or "[", or ends it.
-declared=$(cat "$headers"/*.h | tr '\n' ' ' | sed 's|/\*[^*]*\*\+\([^/*][^*]*\*\+\)*/||g' | grep -oE 'ZEL_API [^;{]*;' |
-  sed -E 's/^ZEL_API //; s/[[(;].*//; s/.*[ *]//' | grep -v '^$' | sort)
+# A class member is listed without its arguments, so that the list is the same for every machine.
+built=$("$nm" -D -C --defined-only "$library" | sed -E 's/^[0-9a-f]* . //; s/\(.*//' | sort -u)
+# A declaration is ZEL_API up to its semicolon; its name stands before the first "(" or "[", or ends it. Macros
+# are none, and in a class the name gets that of the class in front.
+in_classes='/^#/ { next }
+  /^class [A-Za-z]+ \{/ { class = $2 "::" }
+  /^\};/ { class = "" }
+  class != "" && /ZEL_API/ { match($0, /~?[A-Za-z_]+\(/); $0 = substr($0, 1, RSTART - 1) class substr($0, RSTART) }
+  { print }'
+declared=$(awk "$in_classes" "$headers"/*.h | tr '\n' ' ' | sed 's|/\*[^*]*\*\+\([^/*][^*]*\*\+\)*/||g' |
+  grep -oE 'ZEL_API [^;{]*;' | sed -E 's/^ZEL_API //; s/[[(;].*//; s/.*[ *]//' | grep -v '^$' | sort -u)
 
 failed=0
 compare() {

@@ -133,7 +133,8 @@ TEST(ErrorBuffer, WrapsAndTerminatesOnlyFreshSpace) {
       {"position spoilt by the plug-in, negative", -3, 'o', 5, 5, 'o'},
       {"position spoilt by the plug-in, too large", kSize + 9, 'o', 5, 5, 'o'},
       {"negative length", 10, 'o', -1, 10, 'o'},
-      {"longer than the buffer is cut", 10, '\0', kSize + 100, kSize - 1, '\0'},
+      {"as long as the buffer", 10, '\0', kSize, kSize, 'n'},
+      {"longer than the buffer is cut", 0, '\0', kSize + 100, kSize, 'n'},
   };
   const std::string line(static_cast<size_t>(kSize) + 200, 'n');
   for (const auto& c : kCases) {
@@ -141,7 +142,7 @@ TEST(ErrorBuffer, WrapsAndTerminatesOnlyFreshSpace) {
     pos = c.start;
     add_to_errbuff(errlog_buffer, line.c_str(), c.length);
     EXPECT_EQ(pos, c.end) << c.why;
-    EXPECT_EQ(errlog_buffer[c.end], c.behind) << c.why;
+    EXPECT_EQ(errlog_buffer[std::min(c.end, kSize - 1)], c.behind) << c.why;
     EXPECT_EQ(errlog_buffer[c.end - 1], c.length > 0 ? 'n' : c.filler) << c.why;
   }
 }

@@ -1,0 +1,111 @@
+// The two permission queries every guarded call begins with, beside the system calls they cannot do without.
+#include <sys/ipc.h>
+#include <sys/sem.h>
+#include <sys/shm.h>
+#include <unistd.h>
+#include <zel/zel.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
+#include "pairs.h"
+
+namespace {
+
+constexpr int kPlugins = 98;  // and the two the router reserves: a full table
+constexpr uid_t kFirstUid = 10001;
+constexpr int kFirstAppid = 3001;
+
+volatile uint32_t ability_bits;  // where a peer's reads go, so that they are made
+
+[[noreturn]] void give_up(const char* what) {
+  std::perror(what);
+  std::exit(1);
+}
+
+void fill_table() {
+  FILE* const file = std::fopen("/etc/norva/packages.json", "we");
+  if (file == nullptr) give_up("packages.json");
+  for (int i = 0; i < kPlugins; ++i)
+    std::fprintf(file, R"(%s{"appname": "plugin", "appid": "%d", "abilitybits": 2, "uid": %u})",
+                 i == 0 ? R"({"plugin": [)" : ",", kFirstAppid + i, kFirstUid + static_cast<uid_t>(i));
+  std::fputs("]}\n", file);
+  if (std::fclose(file) != 0 || perm_init() != 0) give_up("perm_init");
+}
+
+void ask_library(const char* expected_appid) {
+  char appid[PERM_APPID_SIZE] = {};
+  if (perm_get_id(appid) != 0 || std::strcmp(appid, expected_appid) != 0 ||
+      perm_check(ability_cloud_communication, appid) != 0)
+    give_up("the permission queries");
+}
+
+void change(int semid, short by) {
+  sembuf operation{0, by, SEM_UNDO};
+  if (semop(semid, &operation, 1) != 0) give_up("semop");
+}
+
+const perm_table* attach() {
+  const key_t key = ftok("/proc", '$');
+  const int shmid = key != -1 ? shmget(key, sizeof(perm_table), IPC_CREAT | 0666) : -1;
+  if (shmid == -1) give_up("shmget");
+  const void* const address = shmat(shmid, nullptr, SHM_RND);
+  // NOLINTNEXTLINE(performance-no-int-to-ptr): the failure value that shmat documents.
+  if (address == reinterpret_cast<const void*>(-1)) give_up("shmat");
+  return static_cast<const perm_table*>(address);
+}
+
+// One query's part. The key is made and the segment looked for each time, since a query has nothing to find
+// it by but the name both sides agree on; the semaphore's id is read from the table, which is where it is
+// kept.
+template <class Read>
+void attach_lock_unlock_detach(Read read) {
+  const perm_table* const table = attach();
+  const int semid = table->semid;
+  change(semid, -1);
+  read(*table);
+  change(semid, 1);
+  if (shmdt(table) != 0) give_up("shmdt");
+}
+
+// Both queries. The first also needs to know who asks; the second needs all of its own, because the queries
+// are separate calls and leave nothing attached behind.
+template <class Read>
+void two_queries(Read read) {
+  benchmark::DoNotOptimize(getuid());
+  attach_lock_unlock_detach(read);
+  attach_lock_unlock_detach(read);
+}
+
+// Only the real user id tells who asks; the effective one stays root's, so that the next row can change it.
+void become_plugin(int index) {
+  if (setresuid(kFirstUid + static_cast<uid_t>(index), 0, 0) != 0) give_up("setresuid");
+}
+
+// Two peers. The first looks at nothing, so it answers nothing: the system calls alone. The second reads the
+// table as far as the caller's slot. That much no answer can do without, as the first slot that fits counts,
+// and it is not for free: every page of a segment just attached costs a page fault when it is first touched.
+void compare_for_plugin(int index) {
+  const std::string appid = std::to_string(kFirstAppid + index);
+  const std::string slot = " slot " + std::to_string(index + 1);
+  const auto ours = [=] { ask_library(appid.c_str()); };
+  const auto before = [=] { become_plugin(index); };
+  pairs::compare(
+      "perm queries / bare calls," + slot, ours, [] { two_queries([](const perm_table&) {}); }, before);
+  const auto read_slots = [=](const perm_table& table) {
+    for (int i = 0; i <= index; ++i) ability_bits = table.plugins[i].abilitybits;
+  };
+  pairs::compare(
+      "perm queries / bare calls + reading," + slot, ours, [=] { two_queries(read_slots); }, before);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  zel_debug = 0;
+  fill_table();
+  for (const int index : {9, kPlugins - 1})  // what a router usually has, and the most it can have
+    compare_for_plugin(index);
+  return pairs::run(argc, argv);
+}
