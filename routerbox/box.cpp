@@ -41,11 +41,13 @@ class Box {
     lay_out();
     bring_loopback_up();
     if (!options_.no_broker) broker_ = start_broker(processes_, plan_.broker);
+    if (options_.router) router_ = start_management(processes_, plan_.management);
     if (!options_.no_perm) fill_permission_table();
     for (size_t i = 0; i < options_.start.size(); ++i) start_plugin(options_.start[i], plan_.started[i]);
     const int status = run_command();
     processes_.stop(plugins_, kEndLimit);
-    stop_broker();
+    stop_service(router_, "the box's router");
+    stop_service(broker_, "the broker");
     return status;
   }
 
@@ -72,7 +74,8 @@ class Box {
 
   std::vector<std::string> programs() const {
     std::vector<std::string> paths{plan_.command};
-    if (!plan_.broker.empty()) paths.push_back(plan_.broker);
+    for (const std::string& path : {plan_.broker, plan_.management.program, plan_.management.blkid})
+      if (!path.empty()) paths.push_back(path);
     paths.insert(paths.end(), plan_.started.begin(), plan_.started.end());
     return paths;
   }
@@ -81,6 +84,7 @@ class Box {
     std::vector<std::string> paths = programs();
     paths.insert(paths.end(), {plan_.folder, plan_.own});
     for (const std::string& path : options_.keep) paths.push_back(fs::absolute(path).lexically_normal());
+    if (!plan_.management.log.empty()) paths.push_back(plan_.management.log);
     const size_t given = paths.size();
     for (size_t i = 0; i < given; ++i) paths.push_back(fs::weakly_canonical(paths[i]));
     return paths;
@@ -126,13 +130,13 @@ class Box {
     return *processes_.ended(command);
   }
 
-  void stop_broker() {
-    if (broker_ == 0) return;
-    const bool gone = processes_.ended(broker_).has_value();
-    processes_.stop({broker_}, kEndLimit);
-    const int status = processes_.ended(broker_).value_or(kBoxFailed);
+  void stop_service(pid_t service, const std::string& name) {
+    if (service == 0) return;
+    const bool gone = processes_.ended(service).has_value();
+    processes_.stop({service}, kEndLimit);
+    const int status = processes_.ended(service).value_or(kBoxFailed);
     if (gone || status != 0)
-      say(std::string("the broker ended ") + (gone ? "before the command" : "badly") + ", with status " +
+      say(name + " ended " + (gone ? "before the command" : "badly") + ", with status " +
           std::to_string(status));
   }
 
@@ -140,6 +144,7 @@ class Box {
   const Options& options_;
   Processes processes_;
   pid_t broker_ = 0;
+  pid_t router_ = 0;
   std::vector<pid_t> plugins_;
 };
 
@@ -169,6 +174,7 @@ Plan make_plan(const Options& options) {
     plan.permissions_text = read_file(options.permissions, "--permissions must name a readable file");
   if (!options.as.empty()) package_of(plan.packages, options.as);
   plan.broker = find_broker(options, plan.own);
+  if (options.router) plan.management = find_management(plan.own, options.router_state, options.router_log);
   for (const Background& plugin : options.start) {
     package_of(plan.packages, plugin.appid);
     plan.started.push_back(find_program(plugin.words.front()));

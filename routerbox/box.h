@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "management.h"
 #include "options.h"
 #include "owners.h"
 #include "packages.h"
@@ -19,6 +20,7 @@ struct Plan {
   std::string folder;  // the current one
   std::string own;     // routerbox's
   std::string broker;  // absolute paths from here on
+  Management management;
   std::string command;
   std::vector<std::string> started;  // in the order of options.start
 };

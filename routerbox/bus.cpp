@@ -8,13 +8,13 @@
 #include <iterator>
 #include <memory>
 
+#include "services.h"
+
 namespace routerbox {
 namespace {
 
-using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-constexpr milliseconds kBrokerLimit(10000);
 constexpr milliseconds kStopLimit(1000);
 constexpr milliseconds kBetweenTries(2);
 
@@ -50,18 +50,9 @@ int find_object(const std::string& name) {
 }  // namespace
 
 pid_t start_broker(Processes& processes, const std::string& program) {
-  const pid_t broker = processes.start({program, {program}, {}, "bus | "});
-  const auto end = Clock::now() + kBrokerLimit;
-  while (!std::any_of(std::begin(kSockets), std::end(kSockets), accepts)) {
-    if (processes.serve([&] { return processes.ended(broker).has_value(); }, kBetweenTries))
-      throw Failure("the broker " + program + " ended at once, with status " +
-                    std::to_string(*processes.ended(broker)) +
-                    "; see its lines above, or name another with --broker PROGRAM");
-    if (Clock::now() > end)
-      throw Failure("the broker " + program + " takes no connections at " + kSockets[0] +
-                    "; name another with --broker PROGRAM");
-  }
-  return broker;
+  return start_service(processes, {program, {program}, {}, "bus | "},
+                       {"the broker", kSockets[0], "name another with --broker PROGRAM"},
+                       [] { return std::any_of(std::begin(kSockets), std::end(kSockets), accepts); });
 }
 
 ObjectWait wait_for_object(Processes& processes, const std::string& name, pid_t owner,

@@ -6,6 +6,7 @@
 #include <cstring>
 
 #include "failure.h"
+#include "management.h"
 
 namespace routerbox {
 namespace {
@@ -51,6 +52,15 @@ Options read_options(int argc, char** argv) {
       ->take_all()
       ->allow_extra_args(false);
   app.add_option("--as", options.as, "Run COMMAND under the uid of this APPID (default: root of the box)");
+  CLI::Option* const router =
+      app.add_option("--router", options.router_state,
+                     "Start the router's management interface on port 14000, and a blkid that knows its\n"
+                     "partitions. STATE.json is copied into the box (default: a built-in state)")
+          ->expected(0, 1)
+          ->type_name("[STATE.json]");
+  app.add_option("--router-log", options.router_log,
+                 "File that gets a line for every request to it (default: " + std::string(kRequestLog) + ")")
+      ->needs(router);
   app.add_option("--keep", options.keep, "Path whose entry of /tmp or /var/run stays visible (repeatable)")
       ->allow_extra_args(false);
   app.add_option("--broker", options.broker, "Bus broker (default: hostbusd beside routerbox)");
@@ -67,6 +77,7 @@ Options read_options(int argc, char** argv) {
     if (error.get_exit_code() == 0) std::exit(app.exit(error));
     throw Failure(std::string(error.what()) + "; routerbox --help lists the options");
   }
+  options.router = router->count() > 0;
   if (cut != end) options.command.assign(cut + 1, end);
   if (options.command.empty())
     throw Failure("there is no command to run; write routerbox [OPTIONS] -- COMMAND [ARGUMENT...]");

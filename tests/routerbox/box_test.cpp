@@ -56,6 +56,11 @@ TEST(RouterBox, SaysWhatIsWrongWithItsInput) {
       {"empty package file", "$ROUTERBOX --packages /dev/null -- true", 125, "no package file"},
       {"appid not in the file", "$ROUTERBOX --packages $PACKAGES --as 5 -- true", 125, "no plug-in has"},
       {"plug-in not in the file", "$ROUTERBOX --start '5 true' -- true", 125, "no plug-in has"},
+      {"state file that is no JSON", "$ROUTERBOX --router /etc/passwd -- true", 125, "is no JSON"},
+      {"state file that is not there", "$ROUTERBOX --router /no/file -- true", 125, "--router"},
+      {"request log without router", "$ROUTERBOX --router-log x -- true", 125, "--router"},
+      {"request log that cannot be made", "$ROUTERBOX --router --router-log /no/log -- true", 125,
+       "--router-log"},
       {"plug-in without program", "$ROUTERBOX --start 1003 -- true", 125, "APPID PROGRAM"},
       {"plug-in that is not there", "$ROUTERBOX --packages $PACKAGES --start '1003 nope' -- true", 127,
        "PATH"},
@@ -182,6 +187,23 @@ TEST(RouterBox, WaitsForThePlugInsBusObjectBeforeTheNextStep) {
                    "/late_object /tmp/made zel_1003' -- test -e /tmp/made")
                    .status);
   EXPECT_EQ(0, run("$ROUTERBOX -q --packages $PACKAGES --start '1002 false' -- true").status);
+}
+
+TEST(RouterBox, HasAManagementInterfaceWhenAsked) {
+  static const char* const kAsk =
+      "bash -c 'exec 3<>/dev/tcp/127.0.0.1/14000; "
+      "printf \"GET /api?method=query_router_info HTTP/1.0\\r\\n\\r\\n\" >&3; cat <&3'";
+  const HostFolder folder;
+  const std::string state = folder.file("state.json", run("cat $STATE").output + "\n");
+  const std::string log = folder.path("requests.log");
+  const Outcome answer = run("$ROUTERBOX -q --router " + state + " --router-log " + log + " -- " + kAsk);
+  EXPECT_NE(std::string::npos, answer.output.find("\"Company\":\"ACME\"")) << answer.output;
+  EXPECT_NE(std::string::npos, whole(log.c_str()).find("\tquery_router_info\t-\t0\t-\n"));
+  EXPECT_NE(0, run(std::string("$ROUTERBOX -q -- ") + kAsk).status);
+  EXPECT_EQ("1b2e6f70-90d3-4c5e-8a41-7f1d2c3b4a59\n",
+            run("$ROUTERBOX -q --router --packages $PACKAGES --as 1003 -- "
+                "sh -c 'blkid -s UUID -o value /dev/sda1'")
+                .output);
 }
 
 TEST(RouterBox, PassesSignalsOnToTheCommand) {

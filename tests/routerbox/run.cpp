@@ -19,6 +19,7 @@ int shell_status(int status) {
 
 void name_the_box() {
   ::setenv("ROUTERBOX", TEST_BIN "/routerbox", 1);
+  ::setenv("STATE", TEST_DATA "/../../routerbox/router/state.json", 1);
   ::setenv("PACKAGES", TEST_DATA "/../support/packages.json", 1);
 }
 }  // namespace

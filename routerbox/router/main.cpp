@@ -1,0 +1,87 @@
+// main.cpp: boxrouter, the management interface of a router that does not exist.
+#include <signal.h>
+
+#include <CLI/CLI.hpp>
+#include <iostream>
+#include <thread>
+
+#include "server.h"
+
+namespace routerbox::router {
+namespace {
+
+constexpr int kPort = 14000;
+constexpr int kNoSuchPartition = 2;  // as blkid has it
+
+struct Settings {
+  std::string state, log, partition;
+  int port = kPort;
+};
+
+void describe(CLI::App* app, Settings* settings) {
+  app->description(
+      "Answers as a router's management interface does, on the loopback interface. State and faults can be\n"
+      "changed while it runs: GET and PATCH /box/state; GET, POST and DELETE /box/fault.");
+  app->add_option("--state", settings->state,
+                  "JSON file with what the router answers; changes are written back. Made when it does not\n"
+                  "exist (default: the built-in state, in memory)");
+  app->add_option("--log", settings->log,
+                  "File for one line per request: time, method, parameters, answer code, fault\n"
+                  "(default: standard output)");
+  app->add_option("--port", settings->port, "TCP port (default: 14000)")->check(CLI::Range(1, 65535));
+  app->add_option("--uuid", settings->partition,
+                  "Print the UUID of this partition (such as sda1) as the state has it, and end");
+}
+
+int print_uuid(const State& state, const std::string& partition) {
+  const std::string uuid = uuid_of(state.read(), partition);
+  if (uuid.empty()) return kNoSuchPartition;
+  std::cout << uuid + "\n" << std::flush;
+  return 0;
+}
+
+[[noreturn]] void serve_until_signal(const Settings& settings, State& state) {
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGTERM);
+  sigaddset(&signals, SIGINT);
+  ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);  // before any thread, so that all inherit it
+
+  Faults faults;
+  const Json document = state.read();
+  for (const Json& fault : document.value("faults", Json::array())) faults.add(fault_from(fault));
+  RequestLog log(settings.log);
+  Server server(state, faults, log);
+  server.bind(settings.port);
+  std::thread([&] {
+    server.serve();
+    std::cerr << "boxrouter: cannot listen any more\n" << std::flush;
+    ::_exit(1);
+  }).detach();
+  int number = 0;
+  ::sigwait(&signals, &number);
+  // At once, although requests may hang: the log and the state are complete after every request.
+  ::_exit(0);
+}
+
+int run(int argc, char** argv) {
+  Settings settings;
+  CLI::App app("", "boxrouter");
+  describe(&app, &settings);
+  CLI11_PARSE(app, argc, argv);
+  State state(settings.state);
+  if (!settings.partition.empty()) return print_uuid(state, settings.partition);
+  serve_until_signal(settings, state);
+}
+
+}  // namespace
+}  // namespace routerbox::router
+
+int main(int argc, char** argv) {
+  try {
+    return routerbox::router::run(argc, argv);
+  } catch (const std::exception& error) {
+    std::cerr << std::string("boxrouter: ") + error.what() + "\n" << std::flush;
+    return 1;
+  }
+}

@@ -1,0 +1,40 @@
+// server.h: the router's management interface over HTTP, and the box's own way to it.
+//
+//   GET    /api?method=NAME&KEY=VALUE...  the router's methods (methods.h)
+//   GET    /box/state                     the state as JSON (state.h)
+//   PATCH  /box/state                     changes it by a JSON merge patch: null takes a member away
+//   GET    /box/fault                     the faults that wait to be played
+//   POST   /box/fault                     adds the fault in the body (fault.h)
+//   DELETE /box/fault                     clears all faults
+// What /box refuses has HTTP status 400 and the reason as body.
+#pragma once
+#include <httplib.h>
+
+#include "fault.h"
+#include "request_log.h"
+#include "state.h"
+
+namespace routerbox::router {
+
+class Server {
+ public:
+  // All three must outlive the server.
+  Server(State& state, Faults& faults, RequestLog& log);
+
+  // On the loopback interface; connections are taken from here on. Throws Failure.
+  void bind(int port);
+  // Serves for ever. Returns only when the listening socket fails.
+  void serve();
+
+ private:
+  void serve_api(const httplib::Request& request, httplib::Response& response);
+  void route_api();
+  void route_box();
+
+  State& state_;
+  Faults& faults_;
+  RequestLog& log_;
+  httplib::Server http_;
+};
+
+}  // namespace routerbox::router

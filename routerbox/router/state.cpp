@@ -1,0 +1,88 @@
+#include "state.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+
+#include "../failure.h"
+#include "../owners.h"
+
+namespace routerbox::router {
+namespace {
+
+constexpr struct {
+  const char* key;
+  Json::value_t type;
+  bool required;
+} kMembers[] = {
+    {"WIFIStatus", Json::value_t::array, true}, {"TransmissionRate", Json::value_t::object, true},
+    {"WAN", Json::value_t::object, true},       {"DiskInfo", Json::value_t::array, true},
+    {"Info", Json::value_t::object, true},      {"faults", Json::value_t::array, false},
+};
+
+// Only the frame: what is inside may be as wrong as a test wants its router.
+void check(const Json& document, const std::string& origin) {
+  if (!document.is_object()) throw Failure(origin + " is no JSON object");
+  size_t found = 0;
+  for (const auto& member : kMembers) {
+    const auto place = document.find(member.key);
+    if (place == document.end() && !member.required) continue;
+    if (place == document.end() || place->type() != member.type)
+      throw Failure(origin + " needs an " + Json(member.type).type_name() + " \"" + member.key + "\"");
+    ++found;
+  }
+  if (found != document.size()) throw Failure(origin + " has a member that no method of the router uses");
+}
+
+Json parse(const std::string& text, const std::string& origin) {
+  Json document;
+  try {
+    document = Json::parse(text);
+  } catch (const Json::parse_error& error) {
+    throw Failure(origin + " is no JSON: " + error.what());
+  }
+  check(document, origin);
+  return document;
+}
+
+}  // namespace
+
+State::State(std::string file) : file_(std::move(file)) {
+  const bool exists = !file_.empty() && ::access(file_.c_str(), F_OK) == 0;
+  document_ =
+      exists ? parse(read_file(file_), file_) : parse(std::string(kBuiltInState), "the built-in state");
+  if (!exists) save(document_);
+}
+
+Json State::read() const {
+  const std::lock_guard lock(mutex_);
+  return document_;
+}
+
+void State::change(const std::function<void(Json&)>& change) {
+  const std::lock_guard lock(mutex_);
+  Json document = document_;
+  change(document);
+  check(document, "the changed state");
+  save(document);
+  document_ = std::move(document);
+}
+
+void State::save(const Json& document) const {
+  if (file_.empty()) return;
+  // Renamed into place, so that a reader finds the old state or the new one, never half of it.
+  const std::string fresh = file_ + ".new";
+  write_file(fresh, document.dump(2) + "\n", 0644);
+  if (std::rename(fresh.c_str(), file_.c_str()) != 0) fail_errno("cannot write " + file_);
+}
+
+std::string uuid_of(const Json& state, const std::string& partition) {
+  for (const Json& disk : state.at("DiskInfo"))
+    if (disk.is_object() && disk.value("Partition", Json()) == partition) {
+      const Json uuid = disk.value("UUID", Json());
+      return uuid.is_string() ? uuid.get<std::string>() : std::string();
+    }
+  return {};
+}
+
+}  // namespace routerbox::router

@@ -1,0 +1,32 @@
+#include "services.h"
+
+#include <chrono>
+
+namespace routerbox {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+constexpr milliseconds kLimit(10000);
+constexpr milliseconds kBetweenTries(2);
+
+}  // namespace
+
+pid_t start_service(Processes& processes, const Launch& launch, const Service& service,
+                    const std::function<bool()>& accepts) {
+  const pid_t process = processes.start(launch);
+  const auto end = Clock::now() + kLimit;
+  while (!accepts()) {
+    if (processes.serve([&] { return processes.ended(process).has_value(); }, kBetweenTries))
+      throw Failure(service.name + " " + launch.program + " ended at once, with status " +
+                    std::to_string(*processes.ended(process)) + "; see its lines above, or " +
+                    service.advice);
+    if (Clock::now() > end)
+      throw Failure(service.name + " " + launch.program + " takes no connections at " + service.place + "; " +
+                    service.advice);
+  }
+  return process;
+}
+
+}  // namespace routerbox

@@ -1,0 +1,20 @@
+// services.h: the box's own servers, which must take connections before anything else runs.
+#pragma once
+#include <functional>
+#include <string>
+
+#include "processes.h"
+
+namespace routerbox {
+
+struct Service {
+  std::string name;    // with its article, for messages
+  std::string place;   // where it takes connections
+  std::string advice;  // what the user can do when it does not
+};
+
+// Starts it and returns when `accepts` is true. Throws Failure when that takes too long or it ends before.
+pid_t start_service(Processes& processes, const Launch& launch, const Service& service,
+                    const std::function<bool()>& accepts);
+
+}  // namespace routerbox

@@ -1,0 +1,35 @@
+// router.h: the box's management interface as a test talks to it, without an HTTP library's help.
+#pragma once
+
+#include <chrono>
+#include <string>
+
+namespace test {
+
+struct HttpReply {
+  int status = 0;       // 0: no answer, or none that is HTTP
+  std::string body;     // as far as it came
+  bool whole = false;   // the body has its announced length
+  bool closed = false;  // by the router
+  size_t pieces = 0;    // reads in which the answer came
+  std::chrono::milliseconds took{0};
+};
+
+constexpr int kRouterPort = 14000;
+
+// One request on a connection of its own; the target goes out as it stands. Ends with the answer's end, or
+// after `limit` with what came until then.
+HttpReply http(const std::string& method, const std::string& target, const std::string& body = "",
+               std::chrono::milliseconds limit = std::chrono::seconds(20), int port = kRouterPort);
+
+// What the router answers to a method text.
+HttpReply ask_router(const std::string& method);
+
+// Adds a fault or changes the state of the box's router (JSON); a test fails when it is refused.
+void set_router_fault(const std::string& fault);
+void change_router_state(const std::string& patch);
+
+// The router's request log so far.
+std::string router_log();
+
+}  // namespace test
