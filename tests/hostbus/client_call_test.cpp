@@ -182,30 +182,6 @@ TEST(Call, RefusesAMessageOverTheLimitAndSendsNothing) {
   EXPECT_EQ(ubus_invoke(ctx.get(), kObject, "m", fits.head(), nullptr, nullptr, 5000), 0);
 }
 
-std::vector<int> g_completed;
-
-TEST(AsynchronousCall, CompletesInAnyOrderWhileInputIsProcessed) {
-  Broker broker([](Broker& b) {
-    Bytes calls[4];
-    for (Bytes& call : calls) call = b.read();
-    b.write(fake::status(calls[2], 1) + fake::status(calls[1], 22) + fake::status(calls[0], 11));
-    b.hang_up();
-  });
-  Context ctx = fake::connect(broker);
-  ubus_request requests[4];
-  for (ubus_request& request : requests) {
-    Message message;
-    EXPECT_EQ(ubus_invoke_async(ctx.get(), kObject, "m", message.head(), &request), 0);
-    request.complete_cb = [](ubus_request*, int status) { g_completed.push_back(status); };
-    if (&request != &requests[0]) ubus_complete_request_async(ctx.get(), &request);
-  }
-  ubus_abort_request(ctx.get(), &requests[2]);
-  EXPECT_EQ(ubus_complete_request(ctx.get(), &requests[0], 5000), 11);
-  broker.finish();
-  ubus_handle_event(ctx.get());
-  EXPECT_EQ(g_completed, (std::vector<int>{22, 11, 7})) << "7 at the end of the connection";
-}
-
 TEST(NestedCall, FromADataCallbackLeavesItsMessageValid) {
   Broker broker([](Broker& b) {
     const Bytes outer = b.read();
