@@ -41,13 +41,10 @@ TEST(Connecting, FailsWithoutAProperGreeting) {
 }
 
 TEST(Call, ReturnsWhatTheConnectionAnswers) {
-  const auto others = [](const Bytes& r) {
-    const uint16_t seq = fake::seq_of(r);
-    const auto eight = [](blob_buf* buf) { blob_put_u32(buf, UBUS_ATTR_STATUS, 8); };
-    return fake::frame(UBUS_MSG_STATUS, seq + 1, kObject, eight) +
-           fake::frame(UBUS_MSG_STATUS, seq, kObject + 1, eight) + fake::frame(UBUS_MSG_HELLO, seq, kObject) +
-           fake::frame(77, seq, kObject);
-  };
+  const auto eight = [](blob_buf* buf) { blob_put_u32(buf, UBUS_ATTR_STATUS, 8); };
+  const Bytes to_others = fake::frame(UBUS_MSG_STATUS, 2, kObject, eight) +
+                          fake::frame(UBUS_MSG_STATUS, 1, kObject + 1, eight) +
+                          fake::frame(UBUS_MSG_HELLO, 1, kObject) + fake::frame(77, 1, kObject);
   const auto reordered = [](blob_buf* buf) {
     blob_put_u32(buf, UBUS_ATTR_OBJID, kObject);
     blob_put_u32(buf, 100, 1);
@@ -67,7 +64,7 @@ TEST(Call, ReturnsWhatTheConnectionAnswers) {
       {"STATUS without its attribute", fake::frame(UBUS_MSG_STATUS, 1, kObject), 2},
       {"attributes in another order, with unknown ones", fake::frame(UBUS_MSG_STATUS, 1, kObject, reordered),
        4},
-      {"answers to others are not taken", others(request) + fake::status(request, 6), 6},
+      {"answers to others are not taken", to_others + fake::status(request, 6), 6},
       {"the status before the end of the connection", fake::status(request, 3), 3, true},
       {"the end of the connection", {}, 10, true},
       {"the end within a frame", half, 10, true},
@@ -200,7 +197,7 @@ TEST(NestedCall, FromADataCallbackLeavesItsMessageValid) {
 
 // Under the thread sanitizer this finds anything that contexts share.
 TEST(Contexts, OfDifferentThreadsAreIndependent) {
-  const auto work = [] {
+  const auto work = [](int base) {
     Broker broker([](Broker& b) {
       for (Bytes request = b.read(); !request.empty(); request = b.read()) {
         b.write(fake::status(request, fake::seq_of(request)));
@@ -209,11 +206,11 @@ TEST(Contexts, OfDifferentThreadsAreIndependent) {
     Context ctx = fake::connect(broker);
     for (int i = 1; i <= 300; ++i) {
       ASSERT_EQ(call(ctx.get()), i);
-      EXPECT_EQ(ubus_strerror(1000 + i), "Unknown error: " + std::to_string(1000 + i));
+      EXPECT_EQ(ubus_strerror(base + i), "Unknown error: " + std::to_string(base + i));
     }
   };
-  std::thread other(work);
-  work();
+  std::thread other(work, 1000);
+  work(2000);
   other.join();
 }
 
