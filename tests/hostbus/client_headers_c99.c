@@ -1,4 +1,4 @@
-/* The headers as C99, innermost first; the test includes them as C++ in another order. */
+/* The headers as C99, innermost first, and a type for the service test. */
 #include <libubox/avl.h>
 #include <libubox/blob.h>
 #include <libubox/blobmsg.h>
@@ -13,26 +13,7 @@ static int nothing(struct ubus_context* ctx, struct ubus_object* obj, struct ubu
   return 0;
 }
 
-static const struct blobmsg_policy policy[] = {{.name = "a", .type = BLOBMSG_TYPE_INT32},
-                                               {.name = "b", .type = BLOBMSG_TYPE_STRING}};
-
-static const struct ubus_method methods[] = {
-    UBUS_METHOD("plain", nothing, policy), UBUS_METHOD_NOARG("noarg", nothing),
-    UBUS_METHOD_MASK("mask", nothing, policy, 2), UBUS_METHOD_TAG("tag", nothing, policy, UBUS_TAG_ADMIN),
-    UBUS_METHOD_TAG_NOARG("tag_noarg", nothing, UBUS_TAG_PRIVATE)};
-
-static struct ubus_object_type type = UBUS_OBJECT_TYPE("c99", methods);
-
-struct ubus_object_type* c99_type(void);
-struct ubus_object_type* c99_type(void) {
-  return &type;
-}
-
-int c99_sum(struct blob_attr* message);
-int c99_sum(struct blob_attr* message) {
-  struct blob_attr* field;
-  int rem;
-  int sum = 0;
-  blobmsg_for_each_attr(field, message, rem) sum += (int)blobmsg_get_u32(field);
-  return sum;
-}
+static const struct blobmsg_policy policy[] = {{.name = "hidden", .type = BLOBMSG_TYPE_STRING},
+                                               {.name = "shown", .type = BLOBMSG_TYPE_INT8}};
+static const struct ubus_method methods[] = {UBUS_METHOD_MASK("m", nothing, policy, 2)};
+struct ubus_object_type c99_type = UBUS_OBJECT_TYPE("t", methods);

@@ -8,22 +8,15 @@ namespace {
 
 using fake::Broker;
 using fake::Bytes;
-using fake::Context;
 using fake::Message;
 
 // The service and listener of the recordings.
-struct Service {
-  int status = 0;  // of the next call
-  ubus_object object{};
-  ubus_object_type type{};
-};
-
-Service g_service;
+int g_status = 0;  // what the service's next call gives
+ubus_object g_object{};
+ubus_object_type g_type{};
+ubus_event_handler g_listener{};
 std::string g_event;  // last event's name
 std::string g_reply;  // last reply's text
-ubus_event_handler g_listener{};
-
-constexpr blobmsg_policy kArguments[] = {{.name = "msg", .type = BLOBMSG_TYPE_STRING}};
 
 int send_cmd(ubus_context* ctx, ubus_object*, ubus_request_data* req, const char*, blob_attr*) {
   EXPECT_STREQ(req->acl.user, "root");
@@ -32,58 +25,53 @@ int send_cmd(ubus_context* ctx, ubus_object*, ubus_request_data* req, const char
   Message reply;
   blobmsg_add_string(reply, "description", "ok");
   EXPECT_EQ(ubus_send_reply(ctx, req, reply.head()), 0);
-  return g_service.status;
+  return g_status;
 }
 
+constexpr blobmsg_policy kArguments[] = {{.name = "msg", .type = BLOBMSG_TYPE_STRING}};
 constexpr ubus_method kMethods[] = {UBUS_METHOD("send_cmd", send_cmd, kArguments)};
 
 int add_service(ubus_context* ctx) {
-  g_service.type = UBUS_OBJECT_TYPE("zel_1001", kMethods);
-  g_service.object.name = "zel_1001";
-  g_service.object.type = &g_service.type;
-  g_service.object.methods = kMethods;
-  g_service.object.n_methods = ARRAY_SIZE(kMethods);
-  return ubus_add_object(ctx, &g_service.object);
+  g_type = UBUS_OBJECT_TYPE("zel_1001", kMethods);
+  g_object.name = "zel_1001";
+  g_object.type = &g_type;
+  g_object.methods = kMethods;
+  g_object.n_methods = ARRAY_SIZE(kMethods);
+  return ubus_add_object(ctx, &g_object);
 }
 
+template <int Status = 0>
 int serve(ubus_context* ctx) {
+  g_status = Status;
   if (!fake::wait_input(ctx)) return -1;
   ubus_handle_event(ctx);
   return ctx->sock.eof ? -1 : 0;
 }
 
-int serve_with_5(ubus_context* ctx) {
-  g_service.status = 5;
-  return serve(ctx);
-}
-
 int remove_service(ubus_context* ctx) {
-  const int status = ubus_remove_object(ctx, &g_service.object);
-  EXPECT_EQ(g_service.object.id, 0U);
-  EXPECT_EQ(g_service.type.id, 0U);
+  const int status = ubus_remove_object(ctx, &g_object);
+  EXPECT_EQ(g_object.id, 0U);
+  EXPECT_EQ(g_type.id, 0U);
   return status;
 }
 
-template <uint32_t Expected>
-int look_up(ubus_context* ctx, const char* name) {
+int look_up(ubus_context* ctx, const char* name, uint32_t expected) {
   uint32_t id = 7;
   const int status = ubus_lookup_id(ctx, name, &id);
-  EXPECT_EQ(id, Expected);
+  EXPECT_EQ(id, expected);
   return status;
 }
 
 void note_reply(ubus_request*, int type, blob_attr* msg) {
-  constexpr blobmsg_policy kReply[] = {{.name = "description", .type = BLOBMSG_TYPE_STRING}};
-  blob_attr* text = nullptr;
-  blobmsg_parse(kReply, 1, &text, blob_data(msg), blob_len(msg));
   EXPECT_EQ(type, 2);
-  g_reply = text == nullptr ? "" : blobmsg_get_string(text);
+  g_reply = blob_len(msg) == 0 ? "" : blobmsg_get_string(blob_first_child(msg));
 }
 
-int invoke(ubus_context* ctx, uint32_t object, const char* method) {
+template <uint32_t Object>
+int invoke(ubus_context* ctx, const char* method = "send_cmd") {
   Message message;
   blobmsg_add_string(message, "msg", "hello");
-  return ubus_invoke(ctx, object, method, message.head(), note_reply, nullptr, 5000);
+  return ubus_invoke(ctx, Object, method, message.head(), note_reply, nullptr, 5000);
 }
 
 int send_event(ubus_context* ctx) {
@@ -106,7 +94,7 @@ int listen(ubus_context* ctx) {
 // What the library is asked to do while one file is played, and its result.
 struct Step {
   const char* file;
-  int (*action)(ubus_context* ctx);
+  std::function<int(ubus_context*)> action;
   int result;
 };
 
@@ -134,84 +122,66 @@ void play(Broker& broker, const std::string& connection, const std::vector<Step>
   EXPECT_TRUE(broker.read().empty()) << "nothing is sent on closing";
 }
 
-void replay(const std::string& connection, const std::vector<Step>& steps, Bytes greeting) {
-  Broker broker([&](Broker& b) { play(b, connection, steps); }, std::move(greeting));
-  Context ctx = fake::connect(broker);
+void replay(const std::string& connection, const std::vector<Step>& steps,
+            const std::string& greeting = "01-hello.txt") {
+  Broker broker([&](Broker& b) { play(b, connection, steps); }, wire::load_capture(greeting).at(0).bytes);
+  fake::Context ctx = fake::connect(broker);
   ASSERT_NE(ctx, nullptr);
   for (const Step& step : steps) EXPECT_EQ(step.action(ctx.get()), step.result) << step.file;
-  ctx.reset();
-  broker.finish();
-}
-
-Bytes greeting() {
-  return wire::load_capture("01-hello.txt").at(0).bytes;
 }
 
 TEST(RecordedExchange, TheServiceSendsTheRecordedFrames) {
-  replay("svc",
-         {{"02-add-object.txt", add_service, 0},
-          {"04-invoke-status-0.txt", serve, 0},
-          {"05-invoke-status-5.txt", serve_with_5, 0},
-          {"06-invoke-missing-method.txt", serve, 0},
-          {"11-remove-object.txt", remove_service, 0}},
-         greeting());
+  replay("svc", {{"02-add-object.txt", add_service, 0},
+                 {"04-invoke-status-0.txt", serve<>, 0},
+                 {"05-invoke-status-5.txt", serve<5>, 0},
+                 {"06-invoke-missing-method.txt", serve<>, 0},
+                 {"11-remove-object.txt", remove_service, 0}});
+}
+
+TEST(RecordedExchange, AServiceAnswersACallWithEmptyData) {
+  replay("svc2", {{"13-object-added-event.txt", add_service, 0}, {"16-invoke-empty-data.txt", serve<>, 0}});
 }
 
 TEST(RecordedExchange, TheCallerSendsTheRecordedFrames) {
+  const auto invoke_empty = [](ubus_context* c) {
+    g_reply.clear();
+    return ubus_invoke(c, 0x1eaffe39, "send_cmd", nullptr, note_reply, nullptr, 5000);
+  };
   replay(
       "caller",
-      {{"03-lookup.txt", [](ubus_context* c) { return look_up<0x2875bac9>(c, "zel_1001"); }, 0},
-       {"04-invoke-status-0.txt", [](ubus_context* c) { return invoke(c, 0x2875bac9, "send_cmd"); }, 0},
-       {"05-invoke-status-5.txt", [](ubus_context* c) { return invoke(c, 0x2875bac9, "send_cmd"); }, 5},
-       {"06-invoke-missing-method.txt", [](ubus_context* c) { return invoke(c, 0x2875bac9, "no_such"); }, 3},
-       {"07-lookup-missing-object.txt", [](ubus_context* c) { return look_up<7>(c, "no_such_object"); }, 4},
-       {"15-invoke-missing-object.txt", [](ubus_context* c) { return invoke(c, 0x7ffffff1, "send_cmd"); }, 4},
-       {"16-invoke-empty-data.txt",
-        [](ubus_context* c) {
-          g_reply.clear();
-          return ubus_invoke(c, 0x1eaffe39, "send_cmd", nullptr, note_reply, nullptr, 5000);
-        },
-        0},
-       {"21-lookup-wildcard.txt", [](ubus_context* c) { return look_up<0x1eaffe39>(c, "zel_*"); }, 0}},
-      greeting());
+      {{"03-lookup.txt", [](ubus_context* c) { return look_up(c, "zel_1001", 0x2875bac9); }, 0},
+       {"04-invoke-status-0.txt", [](ubus_context* c) { return invoke<0x2875bac9>(c); }, 0},
+       {"05-invoke-status-5.txt", [](ubus_context* c) { return invoke<0x2875bac9>(c); }, 5},
+       {"06-invoke-missing-method.txt", [](ubus_context* c) { return invoke<0x2875bac9>(c, "no_such"); }, 3},
+       {"07-lookup-missing-object.txt", [](ubus_context* c) { return look_up(c, "no_such_object", 7); }, 4},
+       {"15-invoke-missing-object.txt", [](ubus_context* c) { return invoke<0x7ffffff1>(c); }, 4},
+       {"16-invoke-empty-data.txt", invoke_empty, 0},
+       {"21-lookup-wildcard.txt", [](ubus_context* c) { return look_up(c, "zel_*", 0x1eaffe39); }, 0}});
   EXPECT_EQ(g_reply, "ok");
 }
 
 TEST(RecordedExchange, TheListenerSendsTheRecordedFrames) {
-  replay("listener",
-         {{"08-event-register.txt", listen, 0},
-          {"10-event-deliver.txt", serve, 0},
-          {"20-event-unregister.txt",
-           [](ubus_context* c) { return ubus_unregister_event_handler(c, &g_listener); }, 0}},
-         greeting());
+  const auto unlisten = [](ubus_context* c) { return ubus_unregister_event_handler(c, &g_listener); };
+  replay("listener", {{"08-event-register.txt", listen, 0},
+                      {"10-event-deliver.txt", serve<>, 0},
+                      {"20-event-unregister.txt", unlisten, 0}});
   EXPECT_EQ(g_event, "zel.event");
 }
 
-TEST(RecordedExchange, TheSenderOfAnEventSendsTheRecordedFrames) {
-  replay("sender", {{"09-event-send.txt", send_event, 0}}, greeting());
-}
-
-TEST(RecordedExchange, TheOwnerOfATakenNameSendsTheRecordedFramesAndGets2) {
-  replay("dup", {{"14-add-object-name-taken.txt", add_service, 2}}, greeting());
-}
-
-TEST(RecordedExchange, AServiceAnswersACallWithEmptyData) {
-  replay("svc2", {{"13-object-added-event.txt", add_service, 0}, {"16-invoke-empty-data.txt", serve, 0}},
-         greeting());
+TEST(RecordedExchange, TheSenderOfAnEventAndTheOwnerOfATakenNameSendTheRecordedFrames) {
+  replay("sender", {{"09-event-send.txt", send_event, 0}});
+  replay("dup", {{"14-add-object-name-taken.txt", add_service, 2}});
 }
 
 TEST(RecordedExchange, AnUnprivilegedClientGetsTheRecordedResults) {
-  replay("nobody",
-         {{"23-unprivileged-peer.txt",
-           [](ubus_context* c) {
-             EXPECT_EQ(look_up<7>(c, "zel_1001"), 0) << "status 0 without an object leaves the id alone";
-             EXPECT_EQ(invoke(c, 0x1eaffe39, "send_cmd"), 6);
-             EXPECT_EQ(add_service(c), 2);
-             EXPECT_EQ(listen(c), 6);
-             return send_event(c);
-           },
-           6}},
-         wire::load_capture("23-unprivileged-peer.txt").at(0).bytes);
+  const auto all = [](ubus_context* c) {
+    EXPECT_EQ(look_up(c, "zel_1001", 7), 0) << "status 0 without an object leaves the id alone";
+    EXPECT_EQ(invoke<0x1eaffe39>(c), 6);
+    EXPECT_EQ(add_service(c), 2);
+    EXPECT_EQ(listen(c), 6);
+    return send_event(c);
+  };
+  replay("nobody", {{"23-unprivileged-peer.txt", all, 6}}, "23-unprivileged-peer.txt");
 }
 
 }  // namespace

@@ -6,6 +6,8 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <utility>
@@ -13,12 +15,13 @@
 namespace fake {
 namespace {
 
-constexpr int kLimitMs = 10000;
-constexpr size_t kHeaderSize = 8;
+constexpr timeval kLimit{.tv_sec = 10, .tv_usec = 0};
+constexpr size_t kHeaderSize = sizeof(ubus_msghdr);
 
-bool wait_until_ready(int fd, short events) {
-  pollfd polled{.fd = fd, .events = events, .revents = 0};
-  return poll(&polled, 1, kLimitMs) > 0;
+ubus_msghdr header_of(const Bytes& frame) {
+  ubus_msghdr header{};
+  std::memcpy(&header, frame.data(), std::min(frame.size(), kHeaderSize));
+  return header;
 }
 
 const blob_attr* outer(const Bytes& frame) {
@@ -27,14 +30,14 @@ const blob_attr* outer(const Bytes& frame) {
 
 }  // namespace
 
-Bytes frame(int type, uint16_t seq, uint32_t peer, const std::function<void(blob_buf*)>& fill) {
+Bytes frame(int type, uint16_t seq, uint32_t peer, const Fill& fill) {
   Message message;
   if (fill) fill(message);
   const ubus_msghdr header{
       .version = 0, .type = static_cast<uint8_t>(type), .seq = cpu_to_be16(seq), .peer = cpu_to_be32(peer)};
-  Bytes bytes(sizeof header + blob_raw_len(message.head()));
-  std::memcpy(bytes.data(), &header, sizeof header);
-  std::memcpy(bytes.data() + sizeof header, message.head(), bytes.size() - sizeof header);
+  Bytes bytes(kHeaderSize + blob_raw_len(message.head()));
+  std::memcpy(bytes.data(), &header, kHeaderSize);
+  std::memcpy(bytes.data() + kHeaderSize, message.head(), bytes.size() - kHeaderSize);
   return bytes;
 }
 
@@ -43,7 +46,7 @@ Bytes status(const Bytes& request, int code) {
                [&](blob_buf* b) { blob_put_u32(b, UBUS_ATTR_STATUS, static_cast<uint32_t>(code)); });
 }
 
-Bytes data(const Bytes& request, const std::function<void(blob_buf*)>& fill) {
+Bytes data(const Bytes& request, const Fill& fill) {
   return frame(UBUS_MSG_DATA, seq_of(request), peer_of(request), fill);
 }
 
@@ -56,21 +59,21 @@ Bytes invoke(uint16_t seq, uint32_t caller, uint32_t object, const char* method)
 }
 
 int type_of(const Bytes& frame) {
-  return frame.size() > 1 ? frame[1] : -1;
+  return frame.empty() ? -1 : header_of(frame).type;
 }
 
 uint16_t seq_of(const Bytes& frame) {
-  return static_cast<uint16_t>(frame.at(2) << 8 | frame.at(3));
+  return be16_to_cpu(header_of(frame).seq);
 }
 
 uint32_t peer_of(const Bytes& frame) {
-  return static_cast<uint32_t>(frame.at(4)) << 24 | static_cast<uint32_t>(frame.at(5)) << 16 |
-         static_cast<uint32_t>(frame.at(6)) << 8 | frame.at(7);
+  return be32_to_cpu(header_of(frame).peer);
 }
 
 uint32_t number_of(const Bytes& frame, int id) {
   blob_attr* attr = nullptr;
   size_t rem = 0;
+  if (frame.empty()) return UINT32_MAX;
   blob_for_each_attr(attr, outer(frame), rem) {
     if (static_cast<int>(blob_id(attr)) == id && blob_len(attr) == 4) return blob_get_u32(attr);
   }
@@ -86,10 +89,10 @@ Broker::Broker(Script script, Bytes greeting) : greeting_(std::move(greeting)) {
   char folder[] = "/tmp/fake_broker.XXXXXX";
   folder_ = mkdtemp(folder);
   path_ = folder_ + "/bus";
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
+  sockaddr_un address{.sun_family = AF_UNIX, .sun_path = {}};
   path_.copy(address.sun_path, sizeof(address.sun_path) - 1);
   listener_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  EXPECT_EQ(setsockopt(listener_, SOL_SOCKET, SO_RCVTIMEO, &kLimit, sizeof(kLimit)), 0);
   EXPECT_EQ(bind(listener_, reinterpret_cast<sockaddr*>(&address), sizeof(address)), 0);
   EXPECT_EQ(listen(listener_, 8), 0);
   thread_ = std::thread([this, script = std::move(script)] {
@@ -112,39 +115,22 @@ void Broker::finish() {
 
 Bytes Broker::read() {
   Bytes bytes(kHeaderSize + sizeof(blob_attr));
-  if (!read_exactly(reinterpret_cast<char*>(bytes.data()), bytes.size())) return {};
+  if (!receive(bytes.data(), bytes.size())) return {};
   const size_t had = bytes.size();
   bytes.resize(kHeaderSize + blob_raw_len(outer(bytes)));
-  if (!read_exactly(reinterpret_cast<char*>(bytes.data()) + had, bytes.size() - had)) return {};
-  return bytes;
+  return receive(bytes.data() + had, bytes.size() - had) ? bytes : Bytes();
 }
 
-bool Broker::read_exactly(char* to, size_t size) {
-  while (size > 0) {
-    if (client_ < 0) return false;
-    if (!wait_until_ready(client_, POLLIN)) {
-      ADD_FAILURE() << "the client sent nothing within ten seconds";
-      return false;
-    }
-    const ssize_t got = recv(client_, to, size, 0);
-    if (got <= 0) return false;
-    to += got;
-    size -= static_cast<size_t>(got);
-  }
-  return true;
+bool Broker::receive(uint8_t* to, size_t size) {
+  if (size == 0) return true;
+  const ssize_t got = recv(client_, to, size, MSG_WAITALL);
+  EXPECT_FALSE(got < 0 && errno == EAGAIN) << "the client sent nothing within ten seconds";
+  return got == static_cast<ssize_t>(size);
 }
 
 void Broker::write(const Bytes& bytes) {
-  size_t sent = 0;
-  while (sent < bytes.size()) {
-    if (!wait_until_ready(client_, POLLOUT)) {
-      ADD_FAILURE() << "the client read nothing within ten seconds";
-      return;
-    }
-    const ssize_t now = send(client_, bytes.data() + sent, bytes.size() - sent, MSG_NOSIGNAL | MSG_DONTWAIT);
-    if (now <= 0) return;
-    sent += static_cast<size_t>(now);
-  }
+  const ssize_t sent = send(client_, bytes.data(), bytes.size(), MSG_NOSIGNAL);
+  EXPECT_FALSE(sent < 0 && errno == EAGAIN) << "the client read nothing within ten seconds";
 }
 
 void Broker::hang_up() {
@@ -153,19 +139,17 @@ void Broker::hang_up() {
 
 void Broker::accept_client() {
   hang_up();
-  if (!wait_until_ready(listener_, POLLIN)) {
-    ADD_FAILURE() << "nobody connected within ten seconds";
-    return;
-  }
   client_ = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
+  EXPECT_GE(client_, 0) << "nobody connected within ten seconds";
+  for (const int side : {SO_RCVTIMEO, SO_SNDTIMEO})
+    setsockopt(client_, SOL_SOCKET, side, &kLimit, sizeof(kLimit));
   write(greeting_);
 }
 
-Bytes Broker::answer_add(uint32_t object) {
+void Broker::answer_add(uint32_t object) {
   const Bytes request = read();
   EXPECT_EQ(type_of(request), UBUS_MSG_ADD_OBJECT);
   write(data(request, [&](blob_buf* b) { blob_put_u32(b, UBUS_ATTR_OBJID, object); }) + status(request, 0));
-  return request;
 }
 
 Context connect(const Broker& broker) {
@@ -173,7 +157,8 @@ Context connect(const Broker& broker) {
 }
 
 bool wait_input(ubus_context* ctx) {
-  return wait_until_ready(ctx->sock.fd, POLLIN);
+  pollfd polled{.fd = ctx->sock.fd, .events = POLLIN, .revents = 0};
+  return poll(&polled, 1, 10000) > 0;
 }
 
 }  // namespace fake

@@ -13,14 +13,13 @@
 namespace fake {
 
 using wire::Bytes;
+using Fill = std::function<void(blob_buf*)>;  // adds a frame's message attributes
 
-constexpr uint32_t kClientId = 0x9dcef7a9;
-
-// A frame written by hand; `fill` adds its message attributes.
-Bytes frame(int type, uint16_t seq, uint32_t peer, const std::function<void(blob_buf*)>& fill = {});
+// A frame written by hand.
+Bytes frame(int type, uint16_t seq, uint32_t peer, const Fill& fill = {});
 // The answers of a broker, or of a service, to a request.
 Bytes status(const Bytes& request, int code);
-Bytes data(const Bytes& request, const std::function<void(blob_buf*)>& fill);
+Bytes data(const Bytes& request, const Fill& fill);
 // A call, as a service gets it; `object` is called by the client `caller`.
 Bytes invoke(uint16_t seq, uint32_t caller, uint32_t object, const char* method);
 
@@ -36,7 +35,7 @@ class Broker {
  public:
   // The script runs on a thread of its own, once a client has connected and been greeted.
   using Script = std::function<void(Broker&)>;
-  explicit Broker(Script script, Bytes greeting = frame(UBUS_MSG_HELLO, 0, kClientId));
+  explicit Broker(Script script, Bytes greeting = frame(UBUS_MSG_HELLO, 0, 0x9dcef7a9));
   ~Broker();
   Broker(const Broker&) = delete;
   Broker& operator=(const Broker&) = delete;
@@ -52,10 +51,10 @@ class Broker {
   // Takes the next connection, greets it, and goes on with that one.
   void accept_client();
   // Answers a request with DATA {OBJID} and STATUS 0: an ADD_OBJECT of a known type or without a name.
-  Bytes answer_add(uint32_t object);
+  void answer_add(uint32_t object);
 
  private:
-  bool read_exactly(char* to, size_t size);
+  bool receive(uint8_t* to, size_t size);
 
   std::string folder_;
   std::string path_;

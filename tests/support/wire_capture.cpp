@@ -2,66 +2,44 @@
 
 #include <algorithm>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 #include <stdexcept>
 
 namespace wire {
 namespace {
 
-std::ifstream open_file(const std::string& file) {
-  std::ifstream in(std::string(TEST_DATA) + "/hostbus/wire/" + file);
-  if (!in) throw std::runtime_error("cannot read the capture " + file);
-  return in;
-}
+using Words = std::vector<std::string>;
 
-std::vector<std::vector<std::string>> load_words(const std::string& file, size_t words_a_line) {
-  std::ifstream in = open_file(file);
-  std::vector<std::vector<std::string>> lines;
+std::vector<Words> load_words(const std::string& file, size_t words_a_line) {
+  std::ifstream in(std::string(TEST_DATA) + "/hostbus/wire/" + file);
+  std::vector<Words> lines;
   for (std::string line; std::getline(in, line);) {
     std::istringstream split(line);
-    std::vector<std::string> words;
-    for (std::string word; split >> word;) words.push_back(word);
-    if (words.size() != words_a_line) throw std::runtime_error("malformed line in " + file + ": " + line);
-    lines.push_back(std::move(words));
+    lines.emplace_back(std::istream_iterator<std::string>(split), std::istream_iterator<std::string>());
+    if (lines.back().size() != words_a_line) throw std::runtime_error("malformed line in " + file);
   }
+  if (lines.empty()) throw std::runtime_error("cannot read " + file);
   return lines;
-}
-
-Frame parse_frame(const std::vector<std::string>& words) {
-  const size_t colon = words[1].find(':');
-  if (colon == std::string::npos) throw std::runtime_error("malformed connection " + words[1]);
-  return {.to_broker = words[0] == "C>S",
-          .connection = words[1].substr(0, colon),
-          .type = words[1].substr(colon + 1),
-          .bytes = words[2] == "-" ? Bytes() : from_hex(words[2]),
-          .masks = {}};
-}
-
-Bytes part(const Bytes& bytes, const Mask& mask) {
-  const auto begin = bytes.begin() + static_cast<std::ptrdiff_t>(mask.offset);
-  return {begin, begin + static_cast<std::ptrdiff_t>(mask.length)};
-}
-
-bool is_sequence_number(const std::string& name) {
-  return name.rfind("S.", 0) == 0;
 }
 
 }  // namespace
 
 bool Bindings::bind(const std::string& name, const Bytes& value) {
-  if (is_sequence_number(name)) return true;
-  return values_.try_emplace(name, value).first->second == value;
-}
-
-const Bytes* Bindings::find(const std::string& name) const {
-  const auto found = values_.find(name);
-  return found == values_.end() ? nullptr : &found->second;
+  return name.starts_with("S.") || values.try_emplace(name, value).first->second == value;
 }
 
 std::vector<Frame> load_capture(const std::string& file) {
   std::vector<Frame> frames;
-  for (const auto& words : load_words(file, 3)) frames.push_back(parse_frame(words));
-  for (const auto& words : load_words("masks.txt", 5)) {
+  for (const Words& words : load_words(file, 3)) {
+    const size_t colon = words[1].find(':');
+    frames.push_back({.to_broker = words[0] == "C>S",
+                      .connection = words[1].substr(0, colon),
+                      .type = words[1].substr(colon + 1),
+                      .bytes = words[2] == "-" ? Bytes() : from_hex(words[2]),
+                      .masks = {}});
+  }
+  for (const Words& words : load_words("masks.txt", 5)) {
     if (words[0] != file) continue;
     Frame& frame = frames.at(std::stoul(words[1]) - 1);
     frame.masks.push_back({std::stoul(words[2]), std::stoul(words[3]), words[4]});
@@ -74,12 +52,11 @@ std::vector<Frame> load_capture(const std::string& file) {
 
 std::map<std::string, Bytes> load_vectors() {
   std::map<std::string, Bytes> vectors;
-  for (const auto& words : load_words("24-blobmsg-vectors.txt", 3)) vectors[words[1]] = from_hex(words[2]);
+  for (const Words& words : load_words("24-blobmsg-vectors.txt", 3)) vectors[words[1]] = from_hex(words[2]);
   return vectors;
 }
 
 Bytes from_hex(const std::string& hex) {
-  if (hex.size() % 2 != 0) throw std::runtime_error("odd number of hex digits: " + hex);
   Bytes bytes;
   for (size_t i = 0; i < hex.size(); i += 2) {
     bytes.push_back(static_cast<uint8_t>(std::stoul(hex.substr(i, 2), nullptr, 16)));
@@ -102,7 +79,9 @@ std::string difference(const Frame& recorded, const Bytes& seen, Bindings& bindi
   if (seen.size() != recorded.bytes.size()) return "another size" + both;
   Bytes masked = seen;
   for (const Mask& mask : recorded.masks) {
-    if (!bindings.bind(mask.name, part(seen, mask))) return "another value of " + mask.name + both;
+    const auto begin = seen.begin() + static_cast<std::ptrdiff_t>(mask.offset);
+    const Bytes value(begin, begin + static_cast<std::ptrdiff_t>(mask.length));
+    if (!bindings.bind(mask.name, value)) return "another value of " + mask.name + both;
     std::copy_n(recorded.bytes.begin() + static_cast<std::ptrdiff_t>(mask.offset), mask.length,
                 masked.begin() + static_cast<std::ptrdiff_t>(mask.offset));
   }
@@ -112,9 +91,10 @@ std::string difference(const Frame& recorded, const Bytes& seen, Bindings& bindi
 Bytes with_bindings(const Frame& recorded, const Bindings& bindings, uint16_t seq) {
   Bytes bytes = recorded.bytes;
   for (const Mask& mask : recorded.masks) {
-    const Bytes* value = bindings.find(mask.name);
-    if (value == nullptr) continue;
-    std::copy(value->begin(), value->end(), bytes.begin() + static_cast<std::ptrdiff_t>(mask.offset));
+    const auto found = bindings.values.find(mask.name);
+    if (found == bindings.values.end()) continue;
+    std::copy(found->second.begin(), found->second.end(),
+              bytes.begin() + static_cast<std::ptrdiff_t>(mask.offset));
   }
   bytes.at(2) = static_cast<uint8_t>(seq >> 8);
   bytes.at(3) = static_cast<uint8_t>(seq & 0xff);

@@ -31,15 +31,11 @@ struct Frame {
 
 // Values of the varying places. A name has one value within a recording, except the sequence numbers ("S."),
 // which are never bound.
-class Bindings {
- public:
+struct Bindings {
   // Names without a value take the one seen first. False when a bound name has another value.
   bool bind(const std::string& name, const Bytes& value);
-  // Null for a name without value.
-  const Bytes* find(const std::string& name) const;
 
- private:
-  std::map<std::string, Bytes> values_;
+  std::map<std::string, Bytes> values;
 };
 
 // Read files below the wire folder, e.g. load_capture("04-invoke-status-0.txt"). They throw
