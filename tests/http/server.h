@@ -1,13 +1,13 @@
-// server.h: an HTTP server that sends exactly the bytes a test gives it.
+// server.h: an HTTP server that sends exactly the bytes a test gives it, also through TLS.
 #ifndef TESTS_HTTP_SERVER_H
 #define TESTS_HTTP_SERVER_H
 
 #include <openssl/ssl.h>
+#include <signal.h>
+#include <sys/socket.h>
 
 #include <chrono>
-#include <memory>
 #include <mutex>
-#include <string>
 #include <thread>
 #include <vector>
 
@@ -15,52 +15,81 @@
 
 namespace test {
 
-enum class End { kClose, kKeep, kReset, kHang };
+// Whatever proxy the machine uses, tests speak to their own server. Set before there are threads.
+inline const int no_proxy = setenv("no_proxy", "*", 1);
+
+enum class End { kKeep, kClose, kReset, kHang };
 
 // What the server does with one request.
 struct Answer {
   std::string bytes;
-  End end = End::kClose;
+  End end = End::kKeep;
   std::chrono::milliseconds each_byte{};  // before every byte; zero sends all at once
-  bool before_body = false;               // answers as soon as the request's header is there
-};
-
-// Listens on a loopback port of its own. Connections are served one after the other; the nth request gets the
-// nth answer, and the last answer is repeated.
-class Server {
- public:
-  explicit Server(std::vector<Answer> answers, SSL_CTX* tls = nullptr);
-  ~Server();
-  Server(const Server&) = delete;
-  Server& operator=(const Server&) = delete;
-
-  std::string url(const std::string& host = "127.0.0.1") const;
-  std::vector<std::string> requests() const;  // header and body as they came
-  size_t connections() const;
-
- private:
-  struct Connection;
-
-  void serve();
-  void serve(Connection& connection);
-  const Answer& next_answer() const;
-  static bool read_request(Connection& connection, bool header_only, std::string& request);
-  void note(const std::string& request);
-
-  const std::vector<Answer> answers_;
-  SSL_CTX* const tls_;
-  zel::Descriptor listening_;
-  zel::Descriptor stop_;
-  unsigned port_ = 0;
-
-  mutable std::mutex guard_;
-  std::vector<std::string> requests_;  // guarded by guard_
-  size_t connections_ = 0;             // guarded by guard_
-  std::thread thread_;
 };
 
 // An answer with that status, its body's length, and the body.
-std::string answer(const std::string& status, const std::string& body = "");
+inline std::string answer(const std::string& status, const std::string& body = "") {
+  return "HTTP/1.1 " + status + "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
+}
+
+// Listens on a loopback port of its own. Connections are served one after the other; the nth request gets the
+// nth answer, and the last answer is repeated. Clients close their connections before the server goes.
+class Server {
+ public:
+  explicit Server(std::vector<Answer> answers, SSL_CTX* tls = nullptr)
+      : answers_(std::move(answers)), url_(tls == nullptr ? "http" : "https") {
+    if (tls != nullptr) BIO_set_accept_bios(door_.get(), BIO_new_ssl(tls, 0));
+    BIO_do_accept(door_.get());  // the first time it only starts to listen
+    url_ += std::string("://127.0.0.1:") + BIO_get_accept_port(door_.get()) + "/path";
+    signal(SIGPIPE, SIG_IGN);  // a client that goes must not end the test
+    thread_ = std::thread([this] { serve(); });
+  }
+  ~Server() {
+    shutdown(BIO_get_fd(door_.get(), nullptr), SHUT_RDWR);
+    thread_.join();
+  }
+
+  const char* url() const { return url_.c_str(); }
+  // Header and body as they came.
+  std::vector<std::string> requests() const {
+    const std::lock_guard<std::mutex> lock(guard_);
+    return requests_;
+  }
+
+ private:
+  void serve() {
+    while (BIO_do_accept(door_.get()) > 0) {
+      const std::unique_ptr<BIO, zel::Call<BIO_free_all>> client(BIO_pop(door_.get()));
+      while (serve_request(client.get())) continue;
+    }
+  }
+
+  // False when the connection is to be closed. libcurl sends a short request at once.
+  bool serve_request(BIO* client) {
+    char request[16384];
+    const int size = BIO_read(client, request, sizeof request);
+    if (size <= 0) return false;
+    const std::lock_guard<std::mutex> lock(guard_);
+    const Answer& answer = answers_[std::min(requests_.size(), answers_.size() - 1)];
+    requests_.emplace_back(request, size);
+    const size_t piece = answer.each_byte.count() == 0 ? answer.bytes.size() : 1;
+    for (size_t sent = 0; sent < answer.bytes.size(); sent += piece) {
+      std::this_thread::sleep_for(answer.each_byte);
+      if (BIO_write(client, &answer.bytes[sent], static_cast<int>(piece)) <= 0) return false;
+    }
+    if (answer.end == End::kHang) BIO_read(client, request, sizeof request);  // until the client goes away
+    const linger at_once = {answer.end == End::kReset, 0};
+    setsockopt(BIO_get_fd(client, nullptr), SOL_SOCKET, SO_LINGER, &at_once, sizeof at_once);
+    return answer.end == End::kKeep;
+  }
+
+  const std::vector<Answer> answers_;
+  std::string url_;
+  const std::unique_ptr<BIO, zel::Call<BIO_free>> door_{BIO_new_accept("127.0.0.1:0")};
+  mutable std::mutex guard_;
+  std::vector<std::string> requests_;  // guarded by guard_
+  std::thread thread_;
+};
 
 }  // namespace test
 
