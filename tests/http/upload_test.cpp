@@ -5,15 +5,11 @@
 #include "server.h"
 #include "zel/http.h"
 
-namespace {
-
-FILE* file_with(const char* text) {
+static FILE* file_with(const char* text) {
   FILE* const file = tmpfile();
   fputs(text, file);
   return file;  // at its end: sending must rewind it
 }
-
-}  // namespace
 
 TEST(HttpUpload, AFileIsSentInEveryTransferAndClosedWithTheObject) {
   const test::Server server({{test::answer("500 Oops")}, {test::answer("200 OK")}});
