@@ -81,7 +81,7 @@ struct Server::Connection {
   }
 };
 
-Server::Server(std::vector<Answer> answers, SSL_CTX* tls)
+Server::Server(std::vector<Answer> answers, SSL_CTX* tls, unsigned port)
     : answers_(std::move(answers)),
       tls_(tls),
       listening_(checked(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0))),
@@ -89,6 +89,9 @@ Server::Server(std::vector<Answer> answers, SSL_CTX* tls)
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  address.sin_port = htons(static_cast<uint16_t>(port));
+  const int yes = 1;
+  setsockopt(listening_.get(), SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
   checked(bind(listening_.get(), reinterpret_cast<sockaddr*>(&address), sizeof address));
   checked(listen(listening_.get(), 16));
   socklen_t size = sizeof address;

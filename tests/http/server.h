@@ -25,11 +25,11 @@ struct Answer {
   bool before_body = false;               // answers as soon as the request's header is there
 };
 
-// Listens on a loopback port of its own. Connections are served one after the other; the nth request gets the
+// Listens on a loopback port, one of its own if it is 0. Connections are served one after the other; the nth request gets the
 // nth answer, and the last answer is repeated.
 class Server {
  public:
-  explicit Server(std::vector<Answer> answers, SSL_CTX* tls = nullptr);
+  explicit Server(std::vector<Answer> answers, SSL_CTX* tls = nullptr, unsigned port = 0);
   ~Server();
   Server(const Server&) = delete;
   Server& operator=(const Server&) = delete;
@@ -51,7 +51,7 @@ class Server {
   SSL_CTX* const tls_;
   zel::Descriptor listening_;
   zel::Descriptor stop_;
-  unsigned port_ = 0;
+  unsigned port_;
 
   mutable std::mutex guard_;
   std::vector<std::string> requests_;  // guarded by guard_
