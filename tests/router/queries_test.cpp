@@ -4,6 +4,7 @@
 #include <unistd.h>
 #include <zel/router.h>
 
+#include <algorithm>
 #include <cstring>
 #include <fstream>
 #include <string>
@@ -30,23 +31,26 @@ std::string text(const char* field, size_t size) {
   return {field, strnlen(field, size)};
 }
 
-void write_file(const char* path, const std::string& content) {
-  std::ofstream(path) << content;
-}
-
-// Runs a query against one answer and returns what it printed after the request's line, without addresses.
+// What the body prints, without addresses.
 template <class Body>
-std::string printed(const std::string& answer, const std::string& method, Body body) {
-  const Router router({answer});
+std::string printed(Body body) {
   std::string output = captured(stdout, body);
-  EXPECT_EQ(router.methods(), std::vector<std::string>{method});
-  const std::string line = "[excute_http_get][excute_http_get]req buffer[http://127.0.0.1:14000/api?method=";
-  EXPECT_TRUE(output.starts_with(line + method + "]\n")) << output;
-  output.erase(0, output.find('\n') + 1);
   for (size_t at; (at = output.find("res[0x")) != std::string::npos;) {
     output.erase(at + 4, output.find(']', at) - at - 4);
   }
   return output;
+}
+
+// The same for a query against one answer, after the request's line.
+template <class Body>
+std::string printed(const std::string& answer, const std::string& method, Body body) {
+  const Router router({answer});
+  const std::string output = printed(body);
+  EXPECT_EQ(router.methods(), std::vector<std::string>{method});
+  const std::string line =
+      "[excute_http_get][excute_http_get]req buffer[http://127.0.0.1:14000/api?method=" + method + "]\n";
+  EXPECT_TRUE(output.starts_with(line)) << output;
+  return output.substr(std::min(line.size(), output.size()));
 }
 
 std::string twice(const std::string& who) {
@@ -64,51 +68,38 @@ TEST(Queries, JudgeEveryAnswerByItsEnvelope) {
   const std::string envelope = who + "res parse FAIL or error_code nonzero!\n";
   const std::string header = twice("parse_response_header");
   const std::string endless = good("\"x\":\"" + std::string(20000, 'x') + "\"");
+  const std::string no_header = header + "parse ReponseHeader FAIL! res[]\n" + envelope;
+  const std::string no_message = header + "parse ErrorMsg FAIL! res[]\n" + envelope;
+  const std::string url = "http://127.0.0.1:14000/api?method=query_wan_transmission_rate";
   const struct {
     std::string answer;
-    int result;
+    int envelope, result;
     std::string printed;
   } kCases[] = {
-      {"", -1,
-       twice("excute_http_get") + "HttpGet excute FAIL! "
-                                  "req_url[http://127.0.0.1:14000/api?method=query_wan_transmission_rate]\n"},
-      {"%s%n", -1, who + "HttpGet res[%s%n] parse FAIL!\n"},
-      {"[1]", -1, who + "HttpGet res[[1]] parse FAIL!\n"},
-      {"{}", -1, header + "parse ReponseHeader FAIL! res[]\n" + envelope},
-      {R"({"ResponseHeader":[]})", -1, header + "parse ReponseHeader FAIL! res[]\n" + envelope},
-      {R"({"ResponseHeader":{"ErrorCode":"5"}})", -1, header + "parse ErrorCode FAIL! res[]\n" + envelope},
-      {kHeader + "0}}", -1, header + "parse ErrorMsg FAIL! res[]\n" + envelope},
-      {kHeader + "5}}", -1, header + "parse ErrorMsg FAIL! res[]\n" + envelope},
-      {kHeader + R"(5,"ErrorMsg":"busy %s%n"}})", 5, envelope + "[vendor_get_wan_speed]busy %s%n\n"},
-      {kHeader + R"(-7,"ErrorMsg":""}})", -7, envelope + "[vendor_get_wan_speed]\n"},
-      {good(""), -1, no_item(6, "TransmissionRate")},
-      {good(R"("TransmissionRate":"x")"), -1, no_item(6, "TransmissionRate")},
-      {endless, -1, who + "HttpGet res[" + endless.substr(0, 9999) + "] parse FAIL!\n"},
+      {"", -100, -1, twice("excute_http_get") + "HttpGet excute FAIL! req_url[" + url + "]\n"},
+      {"%s%n", -100, -1, who + "HttpGet res[%s%n] parse FAIL!\n"},
+      {"[1]", -100, -1, who + "HttpGet res[[1]] parse FAIL!\n"},
+      {endless, 0, -1, who + "HttpGet res[" + endless.substr(0, 9999) + "] parse FAIL!\n"},
+      {"{}", -100, -1, no_header},
+      {R"({"ResponseHeader":[]})", -100, -1, no_header},
+      {kHeader + R"("5"}})", -101, -1, header + "parse ErrorCode FAIL! res[]\n" + envelope},
+      {kHeader + "0}}", -102, -1, no_message},
+      {kHeader + R"(5,"ErrorMsg":5}})", -102, -1, no_message},
+      {kHeader + R"(5,"ErrorMsg":"busy %s%n"}})", 0, 5, envelope + "[vendor_get_wan_speed]busy %s%n\n"},
+      {kHeader + R"(-7,"ErrorMsg":""}})", 0, -7, envelope + "[vendor_get_wan_speed]\n"},
+      {good(R"("TransmissionRate":"x")"), 0, -1, no_item(6, "TransmissionRate")},
   };
   for (const auto& c : kCases) {
     zel_wan_speed speed;
     mark(&speed);
-    int result = 1;
-    const std::string output =
-        printed(c.answer, "query_wan_transmission_rate", [&] { result = vendor_get_wan_speed(&speed); });
-    EXPECT_EQ(result, c.result) << c.answer;
-    EXPECT_EQ(output, c.printed) << c.answer;
+    EXPECT_EQ(printed(c.answer, "query_wan_transmission_rate",
+                      [&] { EXPECT_EQ(vendor_get_wan_speed(&speed), c.result) << c.answer; }),
+              c.printed);
     EXPECT_EQ(speed.InstanDownloadRate, kMarks) << c.answer;
-  }
-}
-
-TEST(Queries, TellTheEnvelopeFailuresApartInside) {
-  const std::pair<std::string, int> kCases[] = {{"{}", -100},
-                                                {R"({"ResponseHeader":{}})", -101},
-                                                {kHeader + R"(9,"ErrorMsg":1}})", -102},
-                                                {kHeader + R"(9,"ErrorMsg":""}})", 0}};
-  for (const auto& [answer, result] : kCases) {
-    const zel::JsonTree root(cJSON_Parse(answer.c_str()));
-    int code = 77;
-    const cJSON* message = nullptr;
-    EXPECT_EQ(zel::parse_response_header(root.get(), &code, &message), result);
-    EXPECT_EQ(code, result == 0 ? 9 : 77);
-    EXPECT_EQ(message != nullptr, result == 0);
+    const zel::JsonTree root(cJSON_Parse(c.answer.c_str()));
+    int code;
+    const cJSON* message;
+    EXPECT_EQ(zel::parse_response_header(root.get(), &code, &message), c.envelope) << c.answer;
   }
 }
 
@@ -197,57 +188,45 @@ TEST(Queries, ListWifiNetworksAndCountThoseLeftOut) {
 }
 
 TEST(Queries, AskBlkidOnlyAboutPlainDeviceNames) {
-  char folder[] = "/tmp/blkid.XXXXXX";
-  ASSERT_NE(mkdtemp(folder), nullptr);
-  const std::string asked = std::string(folder) + "/asked";
-  const std::string blkid = std::string(folder) + "/blkid";
-  write_file(blkid.c_str(), "#!/bin/sh\necho \"$*\" >>" + asked +
-                                "\ncase $5 in */silent) ;; */endless) printf %s \"$5\" ;;"
-                                " */long) echo 0123456789012345678901234567890123456789 ;;"
-                                " *) echo 1234-ABCD; echo more ;; esac\n");
-  chmod(blkid.c_str(), 0755);
-  setenv("PATH", (std::string(folder) + ":" + getenv("PATH")).c_str(), 1);
+  std::ofstream("/tmp/blkid") << "#!/bin/sh\necho \"$*\" >>/tmp/asked\n"
+                                 "case $5 in */silent) ;; */endless) printf %s \"$5\" ;;"
+                                 " */long) echo 0123456789012345678901234567890123456789 ;;"
+                                 " *) echo 1234-ABCD; echo more ;; esac\n";
+  chmod("/tmp/blkid", 0755);
+  setenv("PATH", (std::string("/tmp:") + getenv("PATH")).c_str(), 1);
 
-  const std::string full(64, 'p');
-  const std::pair<std::string, std::string> kCases[] = {{"sda1", "1234-ABCD"},
-                                                        {"mapper/a_b-c.d", "1234-ABCD"},
-                                                        {"silent", ""},
-                                                        {"endless", ""},
-                                                        {"long", "0123456789012345678901234567890123456"},
-                                                        {full, "1234-ABCD"},
-                                                        {"a;touch x", ""},
-                                                        {"../etc/x", ""},
-                                                        {"$(id)", ""},
-                                                        {"", ""},
-                                                        {"a b", ""},
-                                                        {"%s", ""},
-                                                        {"\\n1", ""},
-                                                        {"\xc3\xa4", ""}};
-  for (const auto& [name, uuid] : kCases) {
-    unlink(asked.c_str());
+  const auto check = [](const std::string& name, const std::string& uuid, const std::string& asked) {
+    unlink("/tmp/asked");
     zel_partition_info partitions[2];
     mark(partitions, 2);
     int count = 2;
-    const std::string answer = good(
-        R"("DiskInfo":{"Count":9,"List":[3,{"Used":"2000000000","Available":"2000000000","Partition":")" +
-        name + R"("},{}]})");
+    const std::string list =
+        R"([3,{"Used":"2000000000","Available":"2000000000","Partition":")" + name + "\"},{}]";
+    const std::string answer = good(R"("DiskInfo":{"Count":9,"List":)" + list + "}");
     std::string output = twice("vendor_get_partition_info") + "Get http response: " + answer + "\n";
     if (name == "endless") output += twice("get_partition_uuid") + " there is no '\n' in /dev/endless.\n";
-    EXPECT_EQ(printed(answer, "query_disk_info",
-                      [&] { EXPECT_EQ(vendor_get_partition_info(partitions, &count), 1); }),
-              output);
+    const auto query = [&] { EXPECT_EQ(vendor_get_partition_info(partitions, &count), 1); };
+    EXPECT_EQ(printed(answer, "query_disk_info", query), output);
     EXPECT_EQ(count, 2);
     EXPECT_EQ(partitions[0].Used, kMarks) << "an entry that is no object leaves its record alone";
     EXPECT_EQ(partitions[1].Used, 2000000000);
     EXPECT_EQ(partitions[1].Total, static_cast<int32_t>(4000000000U));
+    EXPECT_EQ(text(partitions[1].Partition, 64), name.substr(0, 64));
     EXPECT_EQ(text(partitions[1].UUID, 40), uuid) << name;
-    const bool plain =
-        name.find_first_of(";$% \\\xc3") == std::string::npos && name != "../etc/x" && !name.empty();
-    std::ifstream arguments(asked);
     std::string line;
-    std::getline(arguments, line);
-    EXPECT_EQ(line, plain ? "-s UUID -o value /dev/" + name : "");
-  }
+    std::getline(std::ifstream("/tmp/asked"), line);
+    EXPECT_EQ(line, asked);
+  };
+  const std::string full(70, 'p');
+  const char* const kPlain[][2] = {{"sda1", "1234-ABCD"},
+                                   {"mapper/a_b-c.d", "1234-ABCD"},
+                                   {"silent", ""},
+                                   {"endless", ""},
+                                   {full.c_str(), "1234-ABCD"},
+                                   {"long", "0123456789012345678901234567890123456"}};
+  for (const auto& [name, uuid] : kPlain) check(name, uuid, std::string("-s UUID -o value /dev/") + name);
+  for (const char* name : {"a;id", "../etc/x", "$(id)", "", "a b", "%s", "a'b", "\xc3\xa4"})
+    check(name, "", "");
 }
 
 TEST(Queries, RefuseAPartitionListThatDoesNotHoldTogether) {
@@ -283,16 +262,12 @@ TEST(Queries, ReadTheIdentityFromTheDaemonsFile) {
                 {"{%n", -1, "buf: {%n\n[vendor_get_device_id]invalid json: {%n\n"},
                 {"{}", -1, "buf: {}\n" + no_item(4, "device_id")}};
   char buffer[8];
-  unlink(kFile);
-  EXPECT_EQ(captured(stdout, [&] { EXPECT_EQ(vendor_get_device_id(buffer, 8), -1); }),
+  EXPECT_EQ(printed([&] { EXPECT_EQ(vendor_get_device_id(buffer, 8), -1); }),
             "[vendor_get_device_id]get device info: -1\n");
   for (const auto& c : kCases) {
-    write_file(kFile, c.content);
-    std::string output = captured(stdout, [&] { EXPECT_EQ(vendor_get_device_id(buffer, 8), c.result); });
-    if (const size_t at = output.find("res[0x"); at != std::string::npos)
-      output.erase(at + 4, output.find(']', at) - at - 4);
-    EXPECT_EQ(output, "[vendor_get_device_id]" + c.printed);
+    std::ofstream(kFile) << c.content;
+    EXPECT_EQ(printed([&] { EXPECT_EQ(vendor_get_device_id(buffer, 8), c.result); }),
+              "[vendor_get_device_id]" + c.printed);
   }
   EXPECT_EQ(text(buffer, 8), "01234567");
-  unlink(kFile);
 }
