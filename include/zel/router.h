@@ -6,11 +6,12 @@
  * and with all its results.
  *
  * What holds for every call:
- *  - The management interface's exchange is printed to standard output, failures with the router's own text;
- *    refusals are logged at level 3 under "[ZRAPI]".
+ *  - Standard output gets what is exchanged with the management interface (setting and resetting DNS sends
+ *    the PPPoE account's password, in clear) and what went wrong with it, with the router's own text. Refusals
+ *    are logged at level 3 under "[ZRAPI]".
  *  - The router's answer has at most 9,999 characters; a longer one is a failure. A member that is missing or
  *    of another type is one too; what was filled before it stays filled.
- *  - Nothing is allocated for the caller. About 12 KB of the calling thread's stack are used, 16 KB for DNS.
+ *  - Nothing is allocated for the caller. 12 KB of the calling thread's stack hold a request and its answer.
  *  - Any thread may call, also a callback of the library, which then receives nothing meanwhile. The calls do
  *    not take the global lock. Those about DNS wait for each other, as one exchange with the router is not
  *    to mix with another's. */
