@@ -6,15 +6,18 @@
 #include <syslog.h>
 #include <zel/service.h>
 
-// LOG_AS names the function, for a step that logs under the name of the call it belongs to.
-#define ZEL_LOG_AS(function, level, tag, text, ...)                              \
-  do {                                                                           \
-    if (zel_debug != 0) {                                                        \
-      zel_log((level), tag " %s:%d " text, (function), __LINE__, ##__VA_ARGS__); \
-    } else {                                                                     \
-      zel_log((level), tag " " text, ##__VA_ARGS__);                             \
-    }                                                                            \
+// LOG_AT gives the function and the line, for a message whose line readers of logs know it by.
+#define ZEL_LOG_AT(function, line, level, tag, text, ...)                      \
+  do {                                                                         \
+    if (zel_debug != 0) {                                                      \
+      zel_log((level), tag " %s:%d " text, (function), (line), ##__VA_ARGS__); \
+    } else {                                                                   \
+      zel_log((level), tag " " text, ##__VA_ARGS__);                           \
+    }                                                                          \
   } while (0)
+// LOG_AS names the function, for a step that logs under the name of the call it belongs to.
+#define ZEL_LOG_AS(function, level, tag, text, ...) \
+  ZEL_LOG_AT(function, __LINE__, level, tag, text, ##__VA_ARGS__)
 #define ZEL_LOG(level, tag, text, ...) ZEL_LOG_AS(__func__, level, tag, text, ##__VA_ARGS__)
 
 // A message with no short form: always with function and line.

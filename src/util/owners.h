@@ -26,6 +26,7 @@ struct Call {
 template <class T>
 using Memory = std::unique_ptr<T, Call<free>>;
 using File = std::unique_ptr<FILE, Call<fclose>>;
+using Pipe = std::unique_ptr<FILE, Call<pclose>>;
 using Directory = std::unique_ptr<DIR, Call<closedir>>;
 using JsonTree = std::unique_ptr<cJSON, Call<cJSON_Delete>>;
 using JsonText = std::unique_ptr<char, Call<cJSON_free>>;

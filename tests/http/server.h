@@ -32,12 +32,15 @@ inline std::string answer(const std::string& status, const std::string& body = "
   return "HTTP/1.1 " + status + "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
 }
 
-// Listens on a loopback port of its own. Connections are served one after the other; the nth request gets the
+// Listens on a loopback port, one of its own if it is "0". Connections are served one after the other; the nth request gets the
 // nth answer, and the last answer is repeated. Clients close their connections before the server goes.
 class Server {
  public:
-  explicit Server(std::vector<Answer> answers, SSL_CTX* tls = nullptr)
-      : answers_(std::move(answers)), url_(tls == nullptr ? "http" : "https") {
+  explicit Server(std::vector<Answer> answers, SSL_CTX* tls = nullptr, const std::string& port = "0")
+      : answers_(std::move(answers)),
+        url_(tls == nullptr ? "http" : "https"),
+        door_(BIO_new_accept(("127.0.0.1:" + port).c_str())) {
+    BIO_set_bind_mode(door_.get(), BIO_BIND_REUSEADDR);
     if (tls != nullptr) BIO_set_accept_bios(door_.get(), BIO_new_ssl(tls, 0));
     BIO_do_accept(door_.get());  // the first time it only starts to listen
     url_ += std::string("://127.0.0.1:") + BIO_get_accept_port(door_.get()) + "/path";
@@ -85,7 +88,7 @@ class Server {
 
   const std::vector<Answer> answers_;
   std::string url_;
-  const std::unique_ptr<BIO, zel::Call<BIO_free>> door_{BIO_new_accept("127.0.0.1:0")};
+  const std::unique_ptr<BIO, zel::Call<BIO_free>> door_;
   mutable std::mutex guard_;
   std::vector<std::string> requests_;  // guarded by guard_
   std::thread thread_;

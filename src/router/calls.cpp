@@ -1,0 +1,128 @@
+// What plug-ins call: the queries behind the permission checks.
+#include <zel/perm.h>
+#include <zel/router.h>
+
+#include <cstring>
+#include <mutex>
+
+#include "service/log.h"
+
+namespace {
+
+constexpr int kRefused = -1;
+constexpr int kQueryFailed = -2;
+
+std::mutex appid_mutex;
+char router_api_appid[128];  // Guarded by appid_mutex; fixed once filled.
+static_assert(sizeof router_api_appid >= PERM_APPID_SIZE);
+
+// The caller's appid, asked for until it is known.
+bool caller_appid(char* appid) {
+  const std::lock_guard hold(appid_mutex);
+  if (router_api_appid[0] == '\0' && perm_get_id(router_api_appid) != 0) return false;
+  memcpy(appid, router_api_appid, sizeof router_api_appid);
+  return true;
+}
+
+// The checks in front of a query. Its messages are known by fixed lines.
+struct Guard {
+  const char* who;
+  uint32_t ability;
+  int argument_line;
+  int permission_line;
+
+  bool accepts(bool arguments, const char* complaint) const {
+    if (!arguments) ZEL_LOG_AT(who, argument_line, LOG_ERR, "[ZRAPI]", "%s", complaint);
+    return arguments && permitted();
+  }
+
+ private:
+  bool permitted() const {
+    char appid[sizeof router_api_appid];
+    if (!caller_appid(appid)) {
+      ZEL_LOG_AT(who, permission_line, LOG_ERR, "[ZRAPI]", "invalid app!\n");
+      return false;
+    }
+    if (perm_check(ability, appid) != 0) {
+      ZEL_LOG_AT(who, permission_line, LOG_ERR, "[ZRAPI]", "NO permission: app(%s) perm(%d)!\n", appid,
+                 static_cast<int>(ability));
+      return false;
+    }
+    return true;
+  }
+};
+
+int of_record(int result) {
+  return result == 0 ? 0 : kQueryFailed;
+}
+
+// Kept: the router's own positive code looks like a number of entries left out.
+int of_array(int result) {
+  return result >= 0 ? result : kQueryFailed;
+}
+
+// A text cut by the query's bounded copy has no end yet.
+int of_text(int result, char* buffer, int length) {
+  if (result != 0) return kQueryFailed;
+  if (length < 1) return kRefused;
+  buffer[length - 1] = '\0';
+  return 0;
+}
+
+bool is_array(const void* records, const int* count) {
+  return records != nullptr && count != nullptr && *count >= 1;
+}
+
+}  // namespace
+
+int zel_get_device_name(char* name, int length) {
+  const Guard guard{__func__, ability_system, 32, 36};
+  if (!guard.accepts(name != nullptr, "NULL name buf\n\n")) return kRefused;
+  return of_text(vendor_get_device_name(name, length), name, length);
+}
+
+int zel_get_device_id(char* device_id, int length) {
+  const Guard guard{__func__, ability_system, 53, 57};
+  if (!guard.accepts(device_id != nullptr, "NULL device_id buf\n\n")) return kRefused;
+  return of_text(vendor_get_device_id(device_id, length), device_id, length);
+}
+
+int zel_get_wan_speed(zel_wan_speed* speed) {
+  const Guard guard{__func__, ability_wan, 74, 78};
+  if (!guard.accepts(speed != nullptr, "NULL param\n\n")) return kRefused;
+  return of_record(vendor_get_wan_speed(speed));
+}
+
+int zel_get_wan_status(zel_wan_status* status) {
+  const Guard guard{__func__, ability_wan, 93, 97};
+  if (!guard.accepts(status != nullptr, "NULL param\n\n")) return kRefused;
+  return of_record(vendor_get_wan_status(status));
+}
+
+int zel_get_wifi_info(zel_wifi_info* networks, int* count) {
+  const Guard guard{__func__, ability_wifi, 112, 116};
+  if (!guard.accepts(is_array(networks, count), "invalid param\n\n")) return kRefused;
+  return of_array(vendor_get_wifi_info(networks, count));
+}
+
+int zel_get_partition_info(zel_partition_info* partitions, int* count) {
+  const Guard guard{__func__, ability_disk, 131, 135};
+  if (!guard.accepts(is_array(partitions, count), "invalid param\n\n")) return kRefused;
+  return of_array(vendor_get_partition_info(partitions, count));
+}
+
+// The DNS calls need no ability.
+
+int zel_get_router_dns(char* dns1, char* dns2) {
+  return dns1 != nullptr && dns2 != nullptr ? vendor_get_router_dns(dns1, dns2) : kRefused;
+}
+
+int zel_set_router_dns(const char* dns1, const char* dns2) {
+  if (dns1 == nullptr || dns2 == nullptr) return kRefused;
+  if (strnlen(dns1, 16) == 16) return kRefused;  // Kept: only the first text's length is checked.
+  return vendor_set_router_dns(dns1, dns2);
+}
+
+int zel_reset_router_dns(void) {
+  return vendor_reset_router_dns();
+}

@@ -1,0 +1,15 @@
+// partition_uuid.h: the file-system UUID of a partition, from the router's blkid.
+#ifndef ZEL_SRC_ROUTER_PARTITION_UUID_H
+#define ZEL_SRC_ROUTER_PARTITION_UUID_H
+
+#include <zel/router.h>
+
+namespace zel {
+
+// Fills the record's UUID, terminated; leaves it alone if it cannot be found, and if the name (text of the
+// router) is not that of a device: it becomes part of a command line.
+void get_partition_uuid(zel_partition_info* partition, const char* name) noexcept;
+
+}  // namespace zel
+
+#endif
