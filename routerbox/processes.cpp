@@ -105,6 +105,7 @@ pid_t Processes::start_task(const std::function<int()>& body) {
 bool Processes::serve(const std::function<bool()>& done, std::optional<Limit> limit) {
   const Clock::time_point end = Clock::now() + limit.value_or(Limit(0));
   collect();
+  pump_relays();
   while (!done()) {
     std::vector<pollfd> watched{{control_.get(), POLLIN, 0}, {signals_.get(), POLLIN, 0}};
     for (const LineRelay& relay : relays_) watched.push_back({relay.descriptor(), POLLIN, 0});
@@ -113,8 +114,8 @@ bool Processes::serve(const std::function<bool()>& done, std::optional<Limit> li
     const int ready = ::poll(watched.data(), watched.size(), limit ? static_cast<int>(left.count()) : -1);
     if (ready < 0 && errno != EINTR) fail_errno("cannot wait for the box's processes");
     if (watched[0].revents != 0) take_signals();
-    pump_relays();
     collect();
+    pump_relays();  // Last, so that all an ended process has written is passed on.
   }
   return true;
 }
