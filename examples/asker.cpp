@@ -14,7 +14,8 @@ int main(int argc, char** argv) {
   zel_debug = 0;  // The library's messages without function names and lines.
   char appid[PERM_APPID_SIZE] = {};
   if (perm_get_id(appid) != 0) {
-    std::fprintf(stderr, "asker: user %u is no plug-in's; run it under the uid its package file names\n",
+    std::fprintf(stderr,
+                 "asker: user %u is no plug-in's; run it in a router box, under a uid of the package file\n",
                  getuid());
     return 1;
   }

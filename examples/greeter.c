@@ -14,7 +14,14 @@ static int greet(const char* message, uint32_t length, char* answer, uint32_t an
 }
 
 int main(void) {
+  char appid[PERM_APPID_SIZE] = "";
   zel_debug = 0; /* the library's messages without function names and lines */
+  if (perm_get_id(appid) != 0) {
+    fprintf(stderr,
+            "greeter: user %u is no plug-in's; run it in a router box, under a uid of the package file\n",
+            (unsigned)getuid());
+    return 1;
+  }
   if (zel_service_init() != 0 || zel_cloud_msg_handler_register(greet) != 0) {
     fprintf(stderr, "greeter: no cloud messages for this plug-in; its package needs ability 2\n");
     return 1;

@@ -17,7 +17,8 @@ int main(void) {
   setvbuf(stdout, NULL, _IOLBF, 0);
   zel_debug = 0; /* the library's messages without function names and lines */
   if (perm_get_id(appid) != 0) {
-    fprintf(stderr, "outsider: user %u is no plug-in's; run it under the uid its package file names\n",
+    fprintf(stderr,
+            "outsider: user %u is no plug-in's; run it in a router box, under a uid of the package file\n",
             (unsigned)getuid());
     return 1;
   }

@@ -66,9 +66,11 @@ std::vector<IdRange> granted(const IdTool& tool, const std::string& name, uid_t 
   std::ifstream file(tool.table);
   const std::string table((std::istreambuf_iterator<char>(file)), {});
   std::vector<IdRange> ranges = ranges_of(table, name, ::getuid());
+  // Behind every range there is, so that no two users share ids.
+  const std::string more = std::to_string(first_free_id(table)) + "-" +
+                           std::to_string(first_free_id(table) + std::max(highest_id, 65535U));
   const std::string advice =
-      "; run: sudo usermod --add-subuids 100000-" + std::to_string(100000UL + std::max(highest_id, 65535U)) +
-      " --add-subgids 100000-" + std::to_string(100000UL + std::max(highest_id, 65535U)) + " " + name;
+      "; run: sudo usermod --add-subuids " + more + " --add-subgids " + more + " " + name;
   if (ranges.empty()) throw Failure(name + " has no subordinate ids in " + tool.table + advice);
   if (highest_mapped(ranges) < highest_id)
     throw Failure(std::string(tool.table) + " grants " + name + " the ids up to " +

@@ -18,6 +18,9 @@ std::vector<IdRange> ranges_of(const std::string& table, const std::string& name
 // ranges become 1, 2, 3, ... in their order.
 std::vector<std::string> map_arguments(unsigned long own, const std::vector<IdRange>& ranges);
 
+// The first id behind all ranges that `table` grants to anybody; at least 100000, where such ids begin.
+unsigned long first_free_id(const std::string& table);
+
 unsigned long highest_mapped(const std::vector<IdRange>& ranges);
 
 }  // namespace routerbox

@@ -70,8 +70,8 @@ ZEL_API void zel_cloud_msg_release(void);
 ZEL_API int zel_cloud_get_object_name(char* name, size_t size);
 
 /* The older way: the rest of the name of a file ".pluginInfo-<rest>" in the parent of the working directory,
- * the last one that the directory lists. In <rest>, "%%" stands for a percent sign and "%m" for errno's
- * text.
+ * the last one that the directory lists. In <rest>, "%%" stands for a percent sign, "%m"
+ * for errno's text.
  * Returns     0, or -1 if there is none or the directory cannot be read (buffer untouched). */
 ZEL_API int zel_cloud_get_object_name_abandon(char* name, size_t size);
 
@@ -83,8 +83,7 @@ ZEL_API int zel_cloud_get_object_name_abandon(char* name, size_t size);
  * Returns  the answer's text, allocated: free it with zel_free. Also if the receiver's status is not 0,
  *          which is logged. Null if the receiver is not there or gave no answer (logged at level 3), or an
  *          argument is null (not logged).
- * Threads  any, also a handler; holds the global lock for the whole call, so nothing is received meanwhile.
- *          */
+ * Threads  any, also a handler; holds the global lock for the whole call: nothing is received meanwhile. */
 ZEL_API char* zel_cloud_msg_send(const char* target, const char* message);
 
 /* ---- State, for debugging ------------------------------------------------------------------------------ */

@@ -4,7 +4,7 @@
  * Three calls make one HTTP request each and leave the answer's body in the caller's buffer:
  *
  *     char answer[ZEL_HTTP_RESULT_SIZE];
- *     if (HttpGet(answer, "http://127.0.0.1:14000/status", 5, 2) == 0) puts(answer);
+ *     if (HttpGet(answer, "http://127.0.0.1:14000/api?method=query_disk_info", 5, 2) == 0) puts(answer);
  *
  * C++ programs may use the class behind them, HttpUploader, which also keeps the answer's header.
  *

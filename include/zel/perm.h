@@ -142,8 +142,8 @@ ZEL_API int perm_common_analyze_permission(perm_table* table);
 ZEL_API int perm_common_analyze_pluginfo(perm_table* table);
 
 /* Read a file into the table: element i of its array goes to place i, as far as the table reaches. Texts are
- * cut to their fields. The process needs write permission on the file. Elements before a malformed one stay
- * stored.
+ * cut to their fields. The process needs write permission on the file. What stands before a malformed element
+ * stays stored.
  * Return   0, 7001, 7008, 7009, 7010, 7011 or 7022; the package reader also 7018. */
 ZEL_API int perm_common_read_permission_file(perm_table* table);
 ZEL_API int perm_common_read_plugin_file(perm_table* table);
@@ -151,8 +151,7 @@ ZEL_API int perm_common_read_plugin_file(perm_table* table);
 /* Writes the default permission file. Returns 0, 7008 or 7013. */
 ZEL_API int perm_common_write_permissioninfo(void);
 
-/* Adds the reserved plug-ins that the table lacks, as far as there are free slots. Returns 0, or 7001
- * (null). */
+/* Adds the reserved plug-ins that the table lacks, as far as slots are free. Returns 0, or 7001 (null). */
 ZEL_API int perm_common_system_app_uid_by_appid(perm_table* table);
 
 ZEL_EXTERN_C_END

@@ -1,4 +1,5 @@
 /* util.h: text and encoding helpers.
+ * Conventions common to all headers are in zel.h; here null pointers are allowed, as told below.
  *
  * What holds for every call here:
  * - Text is NUL-terminated `char`, handled byte by byte; bytes of 128 and above are ordinary bytes and
@@ -21,7 +22,7 @@
 #include <stdint.h>
 #include <time.h>
 
-#include "zel/export.h"
+#include <zel/export.h>
 
 ZEL_EXTERN_C_BEGIN
 

@@ -8,18 +8,17 @@
  *  1. Texts are NUL-terminated. Sizes of buffers count bytes and include the NUL.
  *  2. A pointer must not be null unless the call says what null means.
  *  3. Results are int: 0 for success, -1 (or a code the call lists) for failure. Permission calls give codes
- *  of
- *     the 7000 range.
+ *     of the 7000 range.
  *  4. Records and output buffers belong to the caller. Text that a call hands out allocated says so; it is
- *  freed
- *     with zel_free or free.
+ *     freed with zel_free or free.
  *  5. Unless a call says otherwise it may be made by any thread. "Takes the global lock" means the one
- *  recursive
- *     lock of service.h: a call that takes it waits while another thread is in such a call or a handler runs.
+ *     recursive lock of service.h: a call that takes it waits while another thread is in such a call or a
+ *     handler runs.
  *  6. Handlers and callbacks run on the library's service thread with the global lock held. They may call the
  *     library, and should return soon: nothing else is received meanwhile.
- *  7. The library leaves the plug-in's signal handling alone, opens its descriptors close-on-exec, and prints
- *     nothing but the messages the calls list.
+ *  7. The library leaves the plug-in's signal handling alone and opens its descriptors close-on-exec. Its
+ *     messages, of failures and of start-up's steps, go to standard error and syslog (zel_log in service.h);
+ *     tags such as "[ZEL]", "[ZEL_SVC]" and "[ZE]" tell the family. Most end with an empty line.
  */
 #ifndef ZEL_ZEL_H
 #define ZEL_ZEL_H
