@@ -3,8 +3,6 @@
 
 #include "fake_broker.h"
 
-extern "C" ubus_object_type c99_type;
-
 namespace {
 
 using fake::Broker;
@@ -52,7 +50,9 @@ constexpr ubus_method kMethods[] = {UBUS_METHOD_NOARG("one", note_call), UBUS_ME
 struct Service {
   explicit Service(Broker::Script script)
       : broker([script = std::move(script)](Broker& b) {
-          b.answer_add(kObject);
+          const Bytes added = b.read();
+          const auto id = [](blob_buf* buf) { blob_put_u32(buf, UBUS_ATTR_OBJID, kObject); };
+          b.write(fake::data(added, id) + fake::status(added, 0));
           script(b);
         }) {
     object.methods = kMethods;
@@ -95,7 +95,6 @@ TEST(Service, AnswersWhatItCannotServe) {
       {"no such method", kObject, "none", true, -1, 3, kObject},
       {"no such method, and no reply wanted", kObject, "none", true, 1, -1, 0},
       {"no DATA", kObject, "one", false, -1, 2, kObject},
-      {"NO_REPLY of 0 wants one", kObject, "one", false, 0, 2, kObject},
       {"another object", kObject + 1, "one", true, -1, 4, 0},
       {"no method", kObject, nullptr, true, -1, 2, 0},
   };
@@ -141,69 +140,6 @@ TEST(Queue, RunsCallsOldestFirstBeforeTheOutermostCallReturnsAndNeverNestsThem) 
   Message message;
   EXPECT_EQ(ubus_invoke(service.ctx.get(), 9000, "other", message.head(), nullptr, nullptr, 5000), 5);
   EXPECT_EQ(g_trace, "out( ) one two ");
-}
-
-TEST(Input, ServesTheContextInTheLoop) {
-  Service service([&](Broker& b) {
-    b.write(called(1, "out"));
-    const Bytes inner = b.read();
-    b.write(called(2, "one"));  // queued while the loop runs the handler
-    b.write(fake::status(inner, 0));
-    EXPECT_EQ(status_of(b, 1), 0);
-    EXPECT_EQ(status_of(b, 2), 0);
-    b.hang_up();
-  });
-  ubus_add_uloop(service.ctx.get());
-  uloop_run();  // until the connection is lost
-  EXPECT_TRUE(service.ctx->sock.eof);
-  EXPECT_EQ(g_trace, "out( ) one ");
-  service.ctx.reset();
-  uloop_done();
-}
-
-TEST(Object, PublishesTheArgumentsThatItsMaskNames) {
-  Broker broker([](Broker& b) {
-    const Bytes request = b.read();
-    EXPECT_EQ(wire::to_hex(request).substr(24),
-              "02000006740000000600001c8200001800016d0085000010000573686f776e0000000007");
-    b.write(fake::status(request, 0));
-  });
-  Context ctx = fake::connect(broker);
-  ubus_object object{};
-  object.name = "t";
-  object.type = &c99_type;
-  EXPECT_EQ(ubus_add_object(ctx.get(), &object), 5) << "status 0 without an id";
-  EXPECT_EQ(ctx->objects.count, 0U);
-}
-
-TEST(Reconnecting, AddsTheObjectsAgainWithNewIds) {
-  Broker broker([&](Broker& b) {
-    for (const uint32_t round : {5000, 7000}) {
-      for (const uint32_t id : {round, round + 1}) {
-        const Bytes request = b.read();
-        // Only the first names the methods; a new broker does not know the old type.
-        EXPECT_EQ(fake::number_of(request, UBUS_ATTR_OBJTYPE), id == round ? UINT32_MAX : round + 500);
-        const auto ids = [&](blob_buf* buf) {
-          blob_put_u32(buf, UBUS_ATTR_OBJID, id);
-          if (id == round) blob_put_u32(buf, UBUS_ATTR_OBJTYPE, round + 500);
-        };
-        b.write(fake::data(request, ids) + fake::status(request, 0));
-      }
-      if (round == 5000) b.accept_client();
-    }
-  });
-  Context ctx = fake::connect(broker);
-  ubus_object objects[2] = {};
-  for (ubus_object& object : objects) {
-    object.name = "t";
-    object.type = &c99_type;
-    ASSERT_EQ(ubus_add_object(ctx.get(), &object), 0);
-  }
-  EXPECT_EQ(ubus_reconnect(ctx.get(), "/nonexistent/bus"), 10);
-  EXPECT_EQ(ubus_remove_object(ctx.get(), &objects[0]), 2);
-  EXPECT_EQ(ubus_reconnect(ctx.get(), broker.path().c_str()), 0);
-  EXPECT_EQ(objects[0].id, 7000U);
-  EXPECT_EQ(objects[1].id, 7001U);
 }
 
 }  // namespace
