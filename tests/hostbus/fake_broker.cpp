@@ -102,11 +102,15 @@ Broker::Broker(Script script, Bytes greeting) : greeting_(std::move(greeting)) {
 }
 
 Broker::~Broker() {
-  thread_.join();
+  finish();
   hang_up();
   close(listener_);
   unlink(path_.c_str());
   rmdir(folder_.c_str());
+}
+
+void Broker::finish() {
+  if (thread_.joinable()) thread_.join();
 }
 
 Bytes Broker::read() {

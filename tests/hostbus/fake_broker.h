@@ -42,6 +42,9 @@ class Broker {
 
   const std::string& path() const { return path_; }
 
+  // Waits for the script's end.
+  void finish();
+
   // For the script.
   Bytes read();  // the next frame; empty at the end of the connection
   void write(const Bytes& bytes);
