@@ -40,11 +40,8 @@ TEST_F(BrokerStart, SaysInOneLineWhatToDoWhenItCannotStart) {
   std::ofstream(file) << "kept";
   const std::tuple<const char*, std::vector<std::string>, std::string> rows[] = {
       {"directory missing", {"-s", directory_ + "/no/bus"}, directory_ + "/no is missing: make it"},
-      {"in place of a directory a file", {"-s", file + "/bus"}, "cannot make socket"},
       {"a file in the way", {"-s", file}, "not a socket: remove it"},
       {"path too long", {"-s", "/" + std::string(107, 'x')}, "at most 107 fit: choose a shorter one"},
-      {"empty path", {"-s", ""}, "name one with -s"},
-      {"path forgotten", {"-s"}, "-s needs a socket path: see hostbusd --help"},
       {"unknown option", {"--no-such"}, "see hostbusd --help"},
       {"stray word", {"bus"}, "unexpected bus: see hostbusd --help"},
   };
@@ -57,7 +54,6 @@ TEST_F(BrokerStart, SaysInOneLineWhatToDoWhenItCannotStart) {
   std::string kept;
   std::ifstream(file) >> kept;
   EXPECT_EQ(kept, "kept");
-  BrokerProcess longest(directory_ + "/" + std::string(106 - directory_.size(), 'x'));
 }
 
 }  // namespace

@@ -138,18 +138,11 @@ void Broker::hang_up() {
 }
 
 void Broker::accept_client() {
-  hang_up();
   client_ = accept4(listener_, nullptr, nullptr, SOCK_CLOEXEC);
   EXPECT_GE(client_, 0) << "nobody connected within ten seconds";
   for (const int side : {SO_RCVTIMEO, SO_SNDTIMEO})
     setsockopt(client_, SOL_SOCKET, side, &kLimit, sizeof(kLimit));
   write(greeting_);
-}
-
-void Broker::answer_add(uint32_t object) {
-  const Bytes request = read();
-  EXPECT_EQ(type_of(request), UBUS_MSG_ADD_OBJECT);
-  write(data(request, [&](blob_buf* b) { blob_put_u32(b, UBUS_ATTR_OBJID, object); }) + status(request, 0));
 }
 
 Context connect(const Broker& broker) {

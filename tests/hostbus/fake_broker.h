@@ -41,6 +41,7 @@ class Broker {
   Broker& operator=(const Broker&) = delete;
 
   const std::string& path() const { return path_; }
+
   // Waits for the script's end.
   void finish();
 
@@ -48,12 +49,9 @@ class Broker {
   Bytes read();  // the next frame; empty at the end of the connection
   void write(const Bytes& bytes);
   void hang_up();
-  // Takes the next connection, greets it, and goes on with that one.
-  void accept_client();
-  // Answers a request with DATA {OBJID} and STATUS 0: an ADD_OBJECT of a known type or without a name.
-  void answer_add(uint32_t object);
 
  private:
+  void accept_client();
   bool receive(uint8_t* to, size_t size);
 
   std::string folder_;

@@ -12,7 +12,6 @@ namespace fs = std::filesystem;
 
 Outcome run(const std::string& line) {
   ::setenv("ROUTERBOX", TEST_BIN "/routerbox", 1);
-  ::setenv("STATE", TEST_DATA "/../../routerbox/router/state.json", 1);
   ::setenv("PACKAGES", TEST_DATA "/../support/packages.json", 1);
   ::setenv("LINE", line.c_str(), 1);
   std::FILE* const stream = ::popen("exec timeout -k 5 30 sh -c \"$LINE\" 2>&1", "r");

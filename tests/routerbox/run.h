@@ -1,5 +1,5 @@
 // run.h: runs shell lines on the host. $ROUTERBOX is the box's program, $PACKAGES the tests' package
-// file, $STATE the router's example state.
+// file.
 #pragma once
 #include <span>
 #include <string>

@@ -47,12 +47,11 @@ class BrokerProcess {
 
   pid_t pid() const { return pid_; }
 
-  // A number that the kernel keeps of it, as proc(5) counts the fields of "stat".
-  enum Field { kSystemTime = 15, kResidentPages = 24 };
-  size_t stat(Field field) const {
+  // Hundredths of a second that the kernel worked for it: the 15th field of "stat", see proc(5).
+  size_t system_time() const {
     std::ifstream fields("/proc/" + std::to_string(pid_) + "/stat");
     std::string found;
-    for (int i = 0; i < field; ++i) fields >> found;
+    for (int i = 0; i < 15; ++i) fields >> found;
     return std::stoul(found);
   }
 

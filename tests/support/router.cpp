@@ -2,7 +2,6 @@
 
 #include <gtest/gtest.h>
 #include <netinet/in.h>
-#include <poll.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -17,57 +16,47 @@ namespace test {
 namespace {
 
 using Clock = std::chrono::steady_clock;
-using std::chrono::milliseconds;
 
-milliseconds since(Clock::time_point start) {
-  return std::chrono::duration_cast<milliseconds>(Clock::now() - start);
-}
-
-hostbus::OwnedFd dialled(int port) {
+hostbus::OwnedFd dialled() {
   hostbus::OwnedFd link(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  const timeval limit{20, 0};
+  ::setsockopt(link.get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
   sockaddr_in address{};
   address.sin_family = AF_INET;
-  address.sin_port = htons(static_cast<uint16_t>(port));
+  address.sin_port = htons(14000);
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   EXPECT_EQ(0, ::connect(link.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address));
   return link;
 }
 
-// The router closes the connection behind every answer.
-std::string read_to_end(int link, Clock::time_point start, milliseconds limit, HttpReply* reply) {
-  std::string answer;
-  char block[65536];
-  for (milliseconds left; (left = limit - since(start)).count() > 0; ++reply->pieces) {
-    pollfd readable{link, POLLIN, 0};
-    if (::poll(&readable, 1, static_cast<int>(left.count())) <= 0) break;
-    const ssize_t count = ::read(link, block, sizeof block);
-    reply->closed = count <= 0;
-    if (reply->closed) break;
-    answer.append(block, static_cast<size_t>(count));
-  }
-  return answer;
+// Takes an answer apart.
+void read_answer(const std::string& answer, HttpReply* reply) {
+  const size_t head = answer.find("\r\n\r\n");
+  const size_t length = answer.find("Content-Length: ");
+  if (answer.rfind("HTTP/1.1 ", 0) != 0 || head == std::string::npos || length > head) return;
+  reply->status = std::atoi(answer.c_str() + 9);
+  reply->body = answer.substr(head + 4);
+  reply->whole = reply->body.size() == std::strtoul(answer.c_str() + length + 16, nullptr, 10);
 }
 
 }  // namespace
 
-HttpReply http(const std::string& method, const std::string& target, const std::string& body,
-               milliseconds limit, int port) {
+HttpReply http(const std::string& method, const std::string& target, const std::string& body) {
   const Clock::time_point start = Clock::now();
-  const hostbus::OwnedFd link = dialled(port);
+  const hostbus::OwnedFd link = dialled();
   const std::string request = method + " " + target +
                               " HTTP/1.1\r\nHost: router\r\nContent-Length: " + std::to_string(body.size()) +
                               "\r\n\r\n" + body;
   EXPECT_EQ(static_cast<ssize_t>(request.size()),
             ::send(link.get(), request.data(), request.size(), MSG_NOSIGNAL));
   HttpReply reply;
-  const std::string answer = read_to_end(link.get(), start, limit, &reply);
-  reply.took = since(start);
-  const size_t head = answer.find("\r\n\r\n");
-  const size_t length = answer.find("Content-Length: ");
-  if (answer.rfind("HTTP/1.1 ", 0) != 0 || head == std::string::npos || length > head) return reply;
-  reply.status = std::atoi(answer.c_str() + 9);
-  reply.body = answer.substr(head + 4);
-  reply.whole = reply.body.size() == std::strtoul(answer.c_str() + length + 16, nullptr, 10);
+  std::string answer;
+  char block[65536];
+  // The router closes the connection behind every answer.
+  for (ssize_t count; (count = ::read(link.get(), block, sizeof block)) > 0; ++reply.pieces)
+    answer.append(block, static_cast<size_t>(count));
+  reply.took = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start);
+  read_answer(answer, &reply);
   return reply;
 }
 

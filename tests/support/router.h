@@ -7,20 +7,16 @@
 namespace test {
 
 struct HttpReply {
-  int status = 0;       // 0: no answer, or none that is HTTP
-  std::string body;     // as far as it came
-  bool whole = false;   // the body has its announced length
-  bool closed = false;  // by the router
-  size_t pieces = 0;    // reads in which the answer came
+  int status = 0;      // 0: no answer, or none that is HTTP
+  std::string body;    // as far as it came
+  bool whole = false;  // the body has its announced length
+  size_t pieces = 0;   // reads in which the answer came
   std::chrono::milliseconds took{0};
 };
 
-constexpr int kRouterPort = 14000;
-
 // One request on a connection of its own; the target goes out as it stands. Ends with the answer's end, or
-// after `limit` with what came until then.
-HttpReply http(const std::string& method, const std::string& target, const std::string& body = "",
-               std::chrono::milliseconds limit = std::chrono::seconds(20), int port = kRouterPort);
+// when nothing comes for 20 seconds, with what came until then.
+HttpReply http(const std::string& method, const std::string& target, const std::string& body = "");
 
 // What the router answers to a method text.
 HttpReply ask_router(const std::string& method);
