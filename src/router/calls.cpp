@@ -2,9 +2,7 @@
 #include <zel/perm.h>
 #include <zel/router.h>
 
-#include <cstring>
-#include <mutex>
-
+#include "perm/caller_appid.h"
 #include "service/log.h"
 
 namespace {
@@ -12,17 +10,7 @@ namespace {
 constexpr int kRefused = -1;
 constexpr int kQueryFailed = -2;
 
-std::mutex appid_mutex;
-char router_api_appid[128];  // Guarded by appid_mutex; fixed once filled.
-static_assert(sizeof router_api_appid >= PERM_APPID_SIZE);
-
-// The caller's appid, asked for until it is known.
-bool caller_appid(char* appid) {
-  const std::lock_guard hold(appid_mutex);
-  if (router_api_appid[0] == '\0' && perm_get_id(router_api_appid) != 0) return false;
-  memcpy(appid, router_api_appid, sizeof router_api_appid);
-  return true;
-}
+zel::CallerAppid router_api_appid;
 
 // The checks in front of a query. Its messages are known by fixed lines.
 struct Guard {
@@ -38,8 +26,8 @@ struct Guard {
 
  private:
   bool permitted() const {
-    char appid[sizeof router_api_appid];
-    if (!caller_appid(appid)) {
+    char appid[PERM_APPID_SIZE];
+    if (!router_api_appid.get(appid)) {
       ZEL_LOG_AT(who, permission_line, LOG_ERR, "[ZRAPI]", "invalid app!\n");
       return false;
     }
