@@ -2,31 +2,21 @@
  *
  * zel_service_init makes the object "zel_<appid>" on the bus and starts the thread that serves it; from then
  * on the handler below is all there is to do. */
-#include <stdio.h>
-#include <unistd.h>
-#include <zel/zel.h>
+#include "plugin.h"
 
 static int greet(const char* message, uint32_t length, char* answer, uint32_t answer_size) {
   printf("got \"%s\" (%u bytes)\n", message, (unsigned)length);
-  fflush(stdout);
   snprintf(answer, answer_size, "Good day! You said: %s", message);
   return 0;
 }
 
 int main(void) {
-  char appid[PERM_APPID_SIZE] = "";
-  zel_debug = 0; /* the library's messages without function names and lines */
-  if (perm_get_id(appid) != 0) {
-    fprintf(stderr,
-            "greeter: user %u is no plug-in's; run it in a router box, under a uid of the package file\n",
-            (unsigned)getuid());
-    return 1;
-  }
+  char appid[PERM_APPID_SIZE];
+  if (begin_plugin("greeter", appid) != 0) return 1;
   if (zel_service_init() != 0 || zel_cloud_msg_handler_register(greet) != 0) {
     fprintf(stderr, "greeter: no cloud messages for this plug-in; its package needs ability 2\n");
     return 1;
   }
   printf("serving %s as user %u\n", zel_object_name, (unsigned)getuid());
-  fflush(stdout);
   for (;;) pause();
 }
