@@ -1,7 +1,4 @@
 // The two permission queries every guarded call begins with, beside the system calls they cannot do without.
-#include <sys/ipc.h>
-#include <sys/sem.h>
-#include <sys/shm.h>
 #include <unistd.h>
 #include <zel/zel.h>
 
@@ -9,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 
+#include "bare_query.h"
 #include "pairs.h"
 
 namespace {
@@ -41,41 +39,13 @@ void ask_library(const char* expected_appid) {
     give_up("the permission queries");
 }
 
-void change(int semid, short by) {
-  sembuf operation{0, by, SEM_UNDO};
-  if (semop(semid, &operation, 1) != 0) give_up("semop");
-}
-
-const perm_table* attach() {
-  const key_t key = ftok("/proc", '$');
-  const int shmid = key != -1 ? shmget(key, sizeof(perm_table), IPC_CREAT | 0666) : -1;
-  if (shmid == -1) give_up("shmget");
-  const void* const address = shmat(shmid, nullptr, SHM_RND);
-  // NOLINTNEXTLINE(performance-no-int-to-ptr): the failure value that shmat documents.
-  if (address == reinterpret_cast<const void*>(-1)) give_up("shmat");
-  return static_cast<const perm_table*>(address);
-}
-
-// One query's part. The key is made and the segment looked for each time, since a query has nothing to find
-// it by but the name both sides agree on; the semaphore's id is read from the table, which is where it is
-// kept.
-template <class Read>
-void attach_lock_unlock_detach(Read read) {
-  const perm_table* const table = attach();
-  const int semid = table->semid;
-  change(semid, -1);
-  read(*table);
-  change(semid, 1);
-  if (shmdt(table) != 0) give_up("shmdt");
-}
-
 // Both queries. The first also needs to know who asks; the second needs all of its own, because the queries
 // are separate calls and leave nothing attached behind.
 template <class Read>
 void two_queries(Read read) {
   benchmark::DoNotOptimize(getuid());
-  attach_lock_unlock_detach(read);
-  attach_lock_unlock_detach(read);
+  bare_query::ask(read);
+  bare_query::ask(read);
 }
 
 // Only the real user id tells who asks; the effective one stays root's, so that the next row can change it.

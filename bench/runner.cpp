@@ -1,5 +1,8 @@
 #include "runner.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cstdio>
 
@@ -26,6 +29,28 @@ class Collector : public benchmark::BenchmarkReporter {
 
   runner::Results results;
   bool failed = false;
+};
+
+// Standard output leads nowhere while calls that print are measured.
+class Silence {
+ public:
+  Silence() {
+    std::fflush(stdout);
+    kept_ = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0);
+    const int nowhere = open("/dev/null", O_WRONLY | O_CLOEXEC);
+    dup2(nowhere, STDOUT_FILENO);
+    close(nowhere);
+  }
+  ~Silence() {
+    std::fflush(stdout);
+    dup2(kept_, STDOUT_FILENO);
+    close(kept_);
+  }
+  Silence(const Silence&) = delete;
+  Silence& operator=(const Silence&) = delete;
+
+ private:
+  int kept_;
 };
 
 }  // namespace
@@ -58,7 +83,10 @@ std::optional<runner::Results> runner::run(int argc, char** argv) {
   benchmark::Initialize(&count, pointers.data());
   if (benchmark::ReportUnrecognizedArguments(count, pointers.data())) return {};
   Collector collector;
-  benchmark::RunSpecifiedBenchmarks(&collector);
+  {
+    const Silence silence;
+    benchmark::RunSpecifiedBenchmarks(&collector);
+  }
   if (collector.failed) return {};
   return collector.results;
 }

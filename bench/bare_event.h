@@ -1,0 +1,19 @@
+/* bare_event.h: an event as programs send and hear it that use libubus alone. */
+#ifndef BENCH_BARE_EVENT_H
+#define BENCH_BARE_EVENT_H
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* Registers for the events, calls `heard` once to say so, and then for each event. Returns only on failure. */
+void bare_hear(void (*heard)(void));
+
+/* Sends a disk event over a connection of its own. Returns 0, or another number on failure. */
+int bare_send(const char* text);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif
