@@ -3,6 +3,7 @@
 #include <cjson/cJSON.h>
 
 #include <algorithm>
+#include <cmath>
 #include <memory>
 #include <set>
 #include <sstream>
@@ -18,23 +19,61 @@ struct DeleteTree {
 using JsonTree = std::unique_ptr<cJSON, DeleteTree>;
 
 constexpr double kLargestUid = 4294967294.0;  // the last one means "no change" to the system calls
+constexpr double kLowestBits = -2147483648.0;
+constexpr double kLargestBits = 4294967295.0;
 
-Package package_from(const cJSON* entry, const std::string& origin) {
-  const cJSON* appid = cJSON_GetObjectItemCaseSensitive(entry, "appid");
-  const cJSON* bits = cJSON_GetObjectItemCaseSensitive(entry, "abilitybits");
-  const cJSON* uid = cJSON_GetObjectItemCaseSensitive(entry, "uid");
-  if (!cJSON_IsString(appid) || !cJSON_IsNumber(bits) || !cJSON_IsNumber(uid))
-    throw Failure(origin +
-                  ": every plug-in needs \"appname\", \"appid\" (texts), \"abilitybits\" and \"uid\" "
-                  "(numbers)");
-  const std::string id = appid->valuestring;
+// One element of the file's list, and where it stands, for what is wrong with it.
+class Entry {
+ public:
+  Entry(const cJSON* json, const std::string& origin, size_t number)
+      : json_(json), place_(origin + ": plug-in " + std::to_string(number)) {}
+
+  std::string text(const char* member) const {
+    const cJSON* const item = cJSON_GetObjectItemCaseSensitive(json_, member);
+    if (!cJSON_IsString(item)) refuse(std::string("needs \"") + member + "\", a text");
+    return item->valuestring;
+  }
+
+  double whole_number(const char* member, double least, double most) const {
+    const cJSON* const item = cJSON_GetObjectItemCaseSensitive(json_, member);
+    const double value = cJSON_IsNumber(item) ? item->valuedouble : least - 1;
+    if (value < least || value > most || value != std::floor(value))
+      refuse(std::string("needs \"") + member + "\", a whole number from " +
+             std::to_string(static_cast<int64_t>(least)) + " to " +
+             std::to_string(static_cast<int64_t>(most)));
+    return value;
+  }
+
+  [[noreturn]] void refuse(const std::string& why) const { throw Failure(place_ + " " + why); }
+
+ private:
+  const cJSON* json_;
+  std::string place_;
+};
+
+// The router's own records have user 0, which no plug-in may have: it would be taken for the first of them.
+bool is_routers_own(const std::string& appid) {
+  return appid == "1" || appid == "2";
+}
+
+Package package_from(const Entry& entry) {
+  const std::string id = entry.text("appid");
+  entry.text("appname");
   // The appid becomes an account name, a bus object name and an output prefix.
   if (id.empty() || id.size() > 63 || id.find_first_not_of("0123456789") != std::string::npos)
-    throw Failure(origin + ": the appid '" + id + "' is not 1 to 63 decimal digits");
-  if (uid->valuedouble < 0 || uid->valuedouble > kLargestUid)
-    throw Failure(origin + ": the uid of " + id + " is no user id");
-  return {id, static_cast<uid_t>(uid->valuedouble),
-          static_cast<uint32_t>(static_cast<int64_t>(bits->valuedouble))};
+    entry.refuse("has the appid '" + id + "', which is not 1 to 63 decimal digits");
+  return {id, static_cast<uid_t>(entry.whole_number("uid", is_routers_own(id) ? 0 : 1, kLargestUid)),
+          static_cast<uint32_t>(
+              static_cast<int64_t>(entry.whole_number("abilitybits", kLowestBits, kLargestBits)))};
+}
+
+void refuse_second(const Entry& entry, const Package& package, const std::vector<Package>& earlier) {
+  for (const Package& other : earlier) {
+    if (other.appid == package.appid) entry.refuse("has the appid " + other.appid + " of an earlier one");
+    if (other.uid == package.uid && package.uid != 0)
+      entry.refuse("has the uid " + std::to_string(other.uid) + " of plug-in " + other.appid +
+                   "; the router tells plug-ins apart by it");
+  }
 }
 
 // The ids in the third column of passwd and group.
@@ -70,7 +109,12 @@ std::vector<Package> parse_packages(const std::string& text, const std::string& 
     throw Failure(origin + " is no package file; it must be a JSON object {\"plugin\": [...]}");
   std::vector<Package> packages;
   const cJSON* entry = nullptr;
-  cJSON_ArrayForEach(entry, plugins) packages.push_back(package_from(entry, origin));
+  cJSON_ArrayForEach(entry, plugins) {
+    const Entry described(entry, origin, packages.size() + 1);
+    const Package package = package_from(described);
+    refuse_second(described, package, packages);
+    packages.push_back(package);
+  }
   return packages;
 }
 

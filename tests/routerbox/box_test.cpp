@@ -34,6 +34,11 @@ TEST(RouterBox, SaysWhatIsWrongWithItsInput) {
   static const Case kCases[] = {
       {"broker that ends", "$ROUTERBOX --broker /bin/false -- true", 125, "ended at once, with status 1"},
       {"package file that is no JSON", "$ROUTERBOX --packages /etc/passwd -- true", 125, "no package file"},
+      {"two plug-ins of one user",
+       R"(echo '{"plugin": [{"appname": "a", "appid": "3", "uid": 5, "abilitybits": -1},
+                            {"appname": "b", "appid": "4", "uid": 5, "abilitybits": 0}]}' |)"
+       " $ROUTERBOX --packages /dev/stdin -- true",
+       125, "plug-in 2 has the uid 5 of plug-in 3"},
       {"appid not in the file", "$ROUTERBOX --packages $PACKAGES --as 5 -- true", 125, "no plug-in has"},
       {"state file that is no JSON", "$ROUTERBOX --router /etc/passwd -- true", 125, "is no JSON"},
   };
