@@ -29,8 +29,8 @@ enum zel_event {
  *           nor end the thread. */
 typedef void (*zel_event_callback)(int32_t subevent, const char* data);
 
-/* Sets the callback of an event, instead of any earlier one. It is called once the receiver exists, which
- * zel_service_init makes for a plug-in with ability 5; subscribing may come first.
+/* Sets the callback of an event, instead of any earlier one. It is called once there are the receiver and the
+ * service thread, which zel_service_init makes for a plug-in with ability 5; subscribing may come first.
  * event    ZEL_EVENT_DISK, ZEL_EVENT_WAN or ZEL_EVENT_HOME
  * Returns  0; -1 for any other event, a null callback, or a caller that is unknown or lacks ability 5
  *          (logged at level 3).
@@ -41,7 +41,7 @@ ZEL_API int zel_event_subscribe(uint32_t event, zel_event_callback callback);
 ZEL_API int zel_event_unsubscribe(uint32_t event);
 
 /* Connects the receiver; zel_service_init does this for a plug-in with ability 5.
- * Returns  0, also when there is one already; -1 if the bus cannot be reached or refuses (logged at level 3).
+ * Returns  0, also when there is one that is served already; -1 if the bus cannot be reached or refuses (logged at level 3).
  * Threads  any; takes the global lock. */
 ZEL_API int zel_event_init(void);
 
@@ -50,7 +50,7 @@ ZEL_API int zel_event_init(void);
 /* Sends an event to every receiver but those of this call's own connection, so to the sender's own receiver
  * too. A subevent of another event is sent as it is, and every receiver rejects it.
  * event    as in zel_event_subscribe
- * data     text for the receivers; may be null
+ * data     text for the receivers, up to about 1,048,000 characters (the bus takes no more); may be null
  * Returns  0; -1 for an event of 3 or more, a caller that is unknown or lacks ability 4, if the bus cannot be
  *          reached (all logged at level 3), or if it does not take the event (not logged).
  * Threads  any, also a callback; holds the global lock while it connects and sends. */

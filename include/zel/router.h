@@ -1,20 +1,23 @@
 /* router.h: reading router information and changing its DNS servers.
  * Conventions common to all headers are in zel.h.
  *
- * A zel_ call asks the router's management interface with one HTTP request and takes up to 10 seconds, or twice
- * 16 seconds for each request about DNS. Each query exists as a vendor_ call too, without the permission check
+ * Most calls ask the router's management interface with one HTTP request and take up to 10 seconds. Those about
+ * DNS take up to twice 16 seconds for each request; setting and resetting make two. Each query exists as a vendor_ call too, without the permission check
  * and with all its results.
  *
  * What holds for every call:
  *  - Standard output gets what is exchanged with the management interface (setting and resetting DNS sends
  *    the PPPoE account's password, in clear) and what went wrong with it, with the router's own text. Refusals
- *    are logged at level 3 under "[ZRAPI]".
+ *    of the information calls are logged at level 3 under "[ZRAPI]".
  *  - The router's answer has at most 9,999 characters; a longer one is a failure. A member that is missing or
  *    of another type is one too; what was filled before it stays filled.
- *  - Nothing is allocated for the caller. 12 KB of the calling thread's stack hold a request and its answer.
- *  - Any thread may call, also a callback of the library, which then receives nothing meanwhile. The calls do
- *    not take the global lock. Those about DNS wait for each other, as one exchange with the router is not
- *    to mix with another's. */
+ *  - Nothing is allocated for the caller. A call takes up to 32 KB of the calling thread's stack, up to
+ *    128 KB if the router answers with a thousand lists inside one another.
+ *  - Any thread may call, also a callback of the library, during which the global lock is
+ *    held, so that the process neither receives nor sends anything on the bus meanwhile. The calls themselves
+ *    take only locks of their own: those about DNS wait for each other, as one exchange with the router is not
+ *    to mix with another's.
+ *  - libcurl's proxy variables count here too: where http_proxy is set, no_proxy must name the router. */
 #ifndef ZEL_ROUTER_H
 #define ZEL_ROUTER_H
 
@@ -85,11 +88,11 @@ ZEL_API int zel_get_wan_status(zel_wan_status* status);
  * networks  array of *count records
  * count     1 or more; receives the number of records filled, on success only
  * Returns   the number of networks that found no room. A positive error code of the router is returned as it
- *           is and cannot be told from that, except that the count is unchanged. */
+ *           is and cannot be told from that: clear the records first if it matters. */
 ZEL_API int zel_get_wifi_info(zel_wifi_info* networks, int* count);
 
 /* The partitions. Needs ability 14. Arguments and result as zel_get_wifi_info; a record whose entry in the
- * router's answer is no object counts and is left as it was. Runs blkid once for each partition. */
+ * router's answer is no object counts and is left as it was. Runs blkid once for each partition and waits for it. */
 ZEL_API int zel_get_partition_info(zel_partition_info* partitions, int* count);
 
 /* ---- DNS servers of the WAN connection ----------------------------------------------------------------- */
@@ -107,7 +110,9 @@ ZEL_API int zel_get_router_dns(char* dns1, char* dns2);
 /* Sets the two servers by hand. The router is asked for its other WAN settings, and gets all of them back.
  * dns1   at most 15 characters, else -1; null gives -1
  * dns2   any length; null gives -1. The whole request keeps the first 255 characters of its parameters.
- * The texts enter the request's URL as they stand, nothing is escaped. */
+ * The texts and the router's settings enter the request's URL as they stand, nothing is escaped: "&" in one of
+ * them begins a new parameter, and "%" an escape. What no URL can carry to the router is not sent, as if the
+ * request had failed: a "#", a blank or a control character. */
 ZEL_API int zel_set_router_dns(const char* dns1, const char* dns2);
 
 /* Takes the servers set by hand away again. */

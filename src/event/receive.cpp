@@ -1,6 +1,8 @@
 #include <zel/event.h>
 #include <zel/perm.h>
 
+#include <utility>
+
 #include "event/access.h"
 #include "service/bus.h"
 #include "service/log.h"
@@ -58,6 +60,12 @@ void zel_event_handler(ubus_context*, ubus_event_handler*, const char*, blob_att
   if (callback != nullptr) call_plugin(callback, subevent, data);
 }
 
+// One that the service loop no longer serves: its broker is gone, or the loop was begun anew.
+void drop_receiver() {
+  ubus_context* const bus = std::exchange(zel_event_ctx, nullptr);
+  zel::retire_connection(bus, zel::Retired(bus, [](void* it) { ubus_free(static_cast<ubus_context*>(it)); }));
+}
+
 void store_callback(uint32_t event, zel_event_callback callback) {
   const zel::GlobalSection section;
   zel_event_cb[event] = callback;
@@ -67,7 +75,10 @@ void store_callback(uint32_t event, zel_event_callback callback) {
 
 int zel_event_init(void) {
   const zel::BusSection section;
-  if (zel_event_ctx != nullptr) return 0;  // The one record is in use for the life of the process.
+  if (zel_event_ctx != nullptr) {
+    if (zel::is_served(zel_event_ctx)) return 0;  // There is one record, and it is in use.
+    drop_receiver();
+  }
   zel::BusLink bus = zel::connect_bus();
   if (!bus) {
     ZEL_LOG(LOG_ERR, "[ZE]", "Failed to connect to ubus!\n");

@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <string>
 
+#include "service/sigpipe.h"
 #include "util/owners.h"
 
 namespace zel::http {
@@ -114,6 +115,8 @@ void set_body(CURL* easy, const Body& body) {
 }
 
 void attempt(CURL* easy, HttpUploader& uploader, int follow_redirect, int max_retry) {
+  // CURLOPT_NOSIGNAL takes libcurl's own guard away, and its older releases write TLS with a plain write.
+  const SigpipeGuard guard;
   int attempts = 0;
   do {
     uploader.ReInit();

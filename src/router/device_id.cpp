@@ -1,4 +1,5 @@
 // The device's identity, which the router's daemon keeps in a file.
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <zel/router.h>
 
@@ -15,8 +16,11 @@ int read_daemon_file(char (&text)[kTextSize]) {
   struct stat status;
   if (stat(kDaemonFile, &status) != 0) return -1;
   if (status.st_size >= static_cast<off_t>(kTextSize)) return -2;
-  const zel::File file(fopen(kDaemonFile, "re"));
+  // Anyone may have put a FIFO into /tmp, and opening that would wait for a writer.
+  zel::Descriptor fd(open(kDaemonFile, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  const zel::File file(fd ? fdopen(fd.get(), "r") : nullptr);
   if (!file) return -1;
+  fd.release();
   text[fread(text, 1, kTextSize - 1, file.get())] = '\0';
   return 0;
 }

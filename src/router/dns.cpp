@@ -121,6 +121,11 @@ int change(const char* who, const char* dns1, const char* dns2, int not_sent) {
   char method[256];
   if (const int failure = format_settings(method); failure != kDone) return failure;
   if (dns1 != nullptr) append_dns(method, dns1, dns2);
+  // The request would end there, and the router store half of the settings and lose the rest.
+  if (strchr(method, '#') != nullptr) {
+    ROUTER_PRINT(who, "a \"#\" in the settings cannot be sent!\n");
+    return not_sent;
+  }
   zel::Answer answer;
   return send_for(who, method, not_sent, &answer);
 }

@@ -26,28 +26,12 @@ extern "C" {
 }
 
 #include "service/lock.h"
+#include "service/sigpipe.h"
 #include "util/owners.h"
 
 namespace zel {
 
 using BusLink = std::unique_ptr<ubus_context, Call<ubus_free>>;
-
-// Keeps SIGPIPE from the calling thread for its lifetime, and with it the end of the process when the broker
-// has gone. A signal that was raised meanwhile is taken out; one that the plug-in had pending or blocked
-// stays so.
-class SigpipeGuard {
- public:
-  SigpipeGuard() noexcept;
-  ~SigpipeGuard();
-  SigpipeGuard(const SigpipeGuard&) = delete;
-  SigpipeGuard& operator=(const SigpipeGuard&) = delete;
-
- private:
-  bool engaged_;
-};
-
-// Takes out a SIGPIPE that a thread has pending while it blocks the signal.
-void discard_sigpipe() noexcept;
 
 // The global lock and the guard together: the scope of every use of libubus.
 class BusSection {

@@ -1,7 +1,9 @@
 // lock.h: the global lock as a scope.
 //
-// Order of locks: start-up's, then the global lock, then the others (the loop table's, the event calls'
-// appid's, errlog_mutex), which are held alone and for moments; never the reverse.
+// Order of locks: start-up's, then the global lock (which callbacks run under), then the others; never the
+// reverse. The loop table's and errlog_mutex are held alone and for moments. That of the event calls' appid, and
+// of the router calls', is held while the permission table is asked. That of the DNS calls is held for a whole
+// exchange with the router, a minute at worst.
 #ifndef ZEL_SRC_SERVICE_LOCK_H
 #define ZEL_SRC_SERVICE_LOCK_H
 

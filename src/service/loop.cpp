@@ -186,6 +186,10 @@ PluginCode::~PluginCode() {
   if (on_service_thread_) pthread_sigmask(SIG_SETMASK, &threads_mask_, nullptr);
 }
 
+bool is_served(const ubus_context* context) noexcept {
+  return still_served(context->sock.fd, context);
+}
+
 void retire_connection(ubus_context* context, Retired owner) noexcept {
   {
     const std::lock_guard hold(table_mutex);

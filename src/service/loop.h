@@ -37,6 +37,9 @@ class PluginCode {
 // The owner of a connection and of all its handlers use.
 using Retired = std::unique_ptr<void, void (*)(void*)>;
 
+// Whether the loop waits for the connection. With the global lock held.
+bool is_served(const ubus_context* context) noexcept;
+
 // Takes a connection out of service, then destroys its owner: at once, or, when a handler of that same
 // connection asks for it, as soon as libubus is done with the dispatch. With the global lock held.
 void retire_connection(ubus_context* context, Retired owner) noexcept;

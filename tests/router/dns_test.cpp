@@ -83,6 +83,8 @@ TEST(Dns, IsChangedBySendingAllSettingsBack) {
       {"reset fails", {kPppoe, kBusy}, nullptr, -2, {pppoe}},
       {"set does not arrive", {kPppoe, ""}, "", -2, {pppoe + pppoe_dns, pppoe + pppoe_dns}},
       {"reset does not arrive", {kPppoe, ""}, nullptr, -1, {pppoe, pppoe}},
+      {"a setting no URL can carry", {with(kPppoe, "pass", "p#w")}, "", -2, {}},
+      {"the same", {with(kStatic, "10.0.0.2", "#")}, nullptr, -1, {}},
       {"no account", {with(kPppoe, "user", "")}, "", -4, {}},
       {"no address", {with(kStatic, "10.0.0.2", "")}, nullptr, -4, {}},
       {"another type", {with(kStatic, ":9", ":1")}, "", -3, {}},
