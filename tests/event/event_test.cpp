@@ -51,25 +51,39 @@ int listen(const Process::Self& self) {
 
 using Send = std::function<int()>;
 
+// A log without the source lines of its long forms.
+std::string without_lines(std::string log) {
+  const auto is_digit = [](char c) { return c >= '0' && c <= '9'; };
+  const size_t colon = log.find(':');
+  if (colon == std::string::npos || !is_digit(log[colon + 1])) return log;
+  size_t end = colon + 1;
+  while (is_digit(log[end])) ++end;
+  return log.erase(colon + 1, end - colon - 1);
+}
+
 }  // namespace
+
+// Stands in for the system's, and shows the level beside the text.
+extern "C" void syslog(int priority, const char*, ...) {
+  dprintf(STDERR_FILENO, "<%d>", priority);
+}
 
 TEST_F(Event, OfEachKindReachesItsCallbackInAnotherUsersPlugin) {
   const Process listener(kListener, listen);
   EXPECT_EQ(run_as(kAll,
                    [] {
-                     const std::string hostile(4000, '%');
+                     const std::string hostile(65536, '%');
                      return zel_event_send_disk(1, "sda1") + zel_event_send_wan(257, "") +
                             zel_event_send_home(512, hostile.c_str()) + zel_event_send(1, 256, nullptr);
                    }),
             0);
   EXPECT_EQ(next_line(), "1:sda1");
   EXPECT_EQ(next_line(), "257:");
-  EXPECT_EQ(next_line(), "512:" + std::string(4000, '%'));
+  EXPECT_EQ(next_line(), "512:" + std::string(65536, '%'));
   EXPECT_EQ(next_line(), "256:(null)");
 }
 
 TEST_F(Event, OfAnotherShapeNeverReachesACallback) {
-  const Process listener(kListener, listen);
   static const struct {
     const char* why;
     void (*fill)(blob_buf*);
@@ -104,46 +118,87 @@ TEST_F(Event, OfAnotherShapeNeverReachesACallback) {
        },
        "512:(null)"},
   };
-  ubus_context* const bus = ubus_connect(nullptr);
-  for (const auto& c : kCases) {
-    blob_buf message{};
-    blob_buf_init(&message, 0);
-    c.fill(&message);
-    EXPECT_EQ(ubus_send_event(bus, "zel.event", message.head), 0);
-    blob_buf_free(&message);
-    run_as(kAll, [] { return zel_event_send_disk(0, "after it"); });
-    const std::string line = next_line();
-    EXPECT_EQ(line, *c.heard != '\0' ? c.heard : "0:after it") << c.why;
-    EXPECT_EQ(line != "0:after it" ? next_line() : line, "0:after it") << c.why;
+  const std::string log = captured(stderr, [] {
+    const Process listener(kListener, listen);
+    ubus_context* const bus = ubus_connect(nullptr);
+    for (const auto& c : kCases) {
+      blob_buf message{};
+      blob_buf_init(&message, 0);
+      c.fill(&message);
+      EXPECT_EQ(ubus_send_event(bus, "zel.event", message.head), 0);
+      blob_buf_free(&message);
+      run_as(kAll, [] { return zel_event_send_disk(0, "after it"); });
+      const std::string line = next_line();
+      EXPECT_EQ(line, *c.heard != '\0' ? c.heard : "0:after it") << c.why;
+      EXPECT_EQ(line != "0:after it" ? next_line() : line, "0:after it") << c.why;
+    }
+    ubus_free(bus);
+  });
+  for (const char* said : {"[ZE] unmatch (event:1 - subev:0), data:(null)\n\n",
+                           "[ZE] UNKNOWN event:3, subev:768, data:(null)\n\n"}) {
+    EXPECT_NE(log.find(said), std::string::npos) << said;
   }
-  ubus_free(bus);
 }
 
 TEST_F(Event, CallsSayWhyTheyRefuse) {
   static const struct {
     uid_t uid;
-    Send send;
+    const char* who;
+    Send call;
     int result;
     const char* log;
+    int level;
   } kCases[] = {
-      {kAll, [] { return zel_event_send(3, 768, "d"); }, -1, "invalid event\n\n"},
-      {kAll, [] { return zel_event_send_disk(2, "d"); }, -1, "subev is invalid!\n"},
-      {kAll, [] { return zel_event_send_wan(255, nullptr); }, -1, "subev is invalid!\n"},
-      {kAll, [] { return zel_event_send_wan(256, nullptr); }, -1, "wan is NULL\n\n"},
-      {kAll, [] { return zel_event_send_disk(0, nullptr); }, -1, "disk is NULL\n\n"},
-      {kAll, [] { return zel_event_send_home(512, nullptr); }, -1, "home is NULL\n\n"},
-      {kAll, [] { return zel_event_subscribe(3, hear); }, -1, "invalid event or NULL cb\n\n"},
-      {kAll, [] { return zel_event_subscribe(0, nullptr); }, -1, "invalid event or NULL cb\n\n"},
-      {kAll, [] { return zel_event_unsubscribe(3); }, -1, "invalid event\n\n"},
-      {kAll, [] { return zel_event_unsubscribe(1); }, 0, "unsubscribed event: ZEL_EVENT_WAN!\n\n"},
-      {kNobody, [] { return zel_event_subscribe(0, hear); }, -1, "NO permission: app(1004) perm(5)!\n"},
-      {kNobody, [] { return zel_event_send_disk(0, "d"); }, -1, "NO permission: app(1004) perm(4)!\n"},
-      {kListener, [] { return zel_event_send_home(512, "d"); }, 0, "NO permission: app(1003) perm(4)!\n"},
-      {12345, [] { return zel_event_send_disk(0, "d"); }, -1, "invalid app!\n"},
+      {kNobody, "zel_event_send", [] { return zel_event_send(3, 768, "d"); }, -1, "invalid event\n\n", 3},
+      {kAll, "zel_event_send_disk", [] { return zel_event_send_disk(2, "d"); }, -1, "subev is invalid!\n", 3},
+      {kAll, "zel_event_send_wan", [] { return zel_event_send_wan(255, nullptr); }, -1, "subev is invalid!\n",
+       3},
+      {kAll, "zel_event_send_wan", [] { return zel_event_send_wan(258, "d"); }, -1, "subev is invalid!\n", 3},
+      {kAll, "zel_event_send_home", [] { return zel_event_send_home(513, "d"); }, -1, "subev is invalid!\n",
+       3},
+      {kAll, "zel_event_send_wan", [] { return zel_event_send_wan(256, nullptr); }, -1, "wan is NULL\n\n", 3},
+      {kAll, "zel_event_send_disk", [] { return zel_event_send_disk(0, nullptr); }, -1, "disk is NULL\n\n",
+       3},
+      {kAll, "zel_event_send_home", [] { return zel_event_send_home(512, nullptr); }, -1, "home is NULL\n\n",
+       3},
+      {kNobody, "zel_event_subscribe", [] { return zel_event_subscribe(3, hear); }, -1,
+       "invalid event or NULL cb\n\n", 3},
+      {kNobody, "zel_event_subscribe", [] { return zel_event_subscribe(0, nullptr); }, -1,
+       "invalid event or NULL cb\n\n", 3},
+      {kNobody, "zel_event_unsubscribe", [] { return zel_event_unsubscribe(3); }, -1, "invalid event\n\n", 3},
+      {kAll, "zel_event_unsubscribe", [] { return zel_event_unsubscribe(1); }, 0,
+       "unsubscribed event: ZEL_EVENT_WAN!\n\n", 6},
+      {kNobody, "zel_event_subscribe", [] { return zel_event_subscribe(0, hear); }, -1,
+       "NO permission: app(1004) perm(5)!\n", 3},
+      {kNobody, "zel_event_send", [] { return zel_event_send_disk(0, "d"); }, -1,
+       "NO permission: app(1004) perm(4)!\n", 3},
+      {kListener, "zel_event_send", [] { return zel_event_send_home(512, "d"); }, 0,
+       "NO permission: app(1003) perm(4)!\n", 3},
+      {12345, "zel_event_send", [] { return zel_event_send_disk(0, "d"); }, -1, "invalid app!\n", 3},
   };
   for (const auto& c : kCases) {
-    const std::string log = captured(
-        stderr, [&] { EXPECT_EQ(run_as(c.uid, [&] { return c.send() == c.result ? 0 : 1; }), 0) << c.log; });
-    EXPECT_EQ(log.substr(log.find("[ZE] ") + 5), std::string(c.log) + "\n");
+    for (const int debug : {0, 1}) {
+      const std::string log = captured(stderr, [&] {
+        zel_debug = debug;
+        EXPECT_EQ(run_as(c.uid, [&] { return c.call() == c.result ? 0 : 1; }), 0) << c.log;
+      });
+      const std::string place = debug != 0 ? std::string(c.who) + ": " : "";
+      EXPECT_EQ(without_lines(log.substr(log.find("[ZE] "))),
+                "[ZE] " + place + c.log + "\n<" + std::to_string(c.level) + ">");
+    }
   }
+}
+
+TEST_F(Event, GoesToTheLastCallbackSubscribedAndToNoneOnceThatIsTakenBack) {
+  ASSERT_EQ(zel_event_init(), 0);  // Early: start-up begins the loop anew.
+  ASSERT_EQ(zel_service_init(), 0);
+  zel_event_subscribe(0, hear);
+  zel_event_subscribe(0, [](int32_t, const char*) { zel_event_send_home(512, "from a callback"); });
+  zel_event_subscribe(2, hear);
+  zel_event_send_disk(0, "replaced");
+  EXPECT_EQ(next_line(), "512:from a callback");
+  zel_event_unsubscribe(0);
+  zel_event_send_disk(0, "unheard");
+  zel_event_send_home(512, "heard");
+  EXPECT_EQ(next_line(), "512:heard");
 }

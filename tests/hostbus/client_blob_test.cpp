@@ -130,32 +130,6 @@ TEST(Messages, AreParsedByThePolicy) {
   }
 }
 
-TEST(PlainAttributes, AreParsedByTheirRules) {
-  blob_attr_info rules[BLOB_ATTR_LAST] = {};
-  for (unsigned type = 0; type < BLOB_ATTR_LAST; ++type) rules[type].type = type;
-  const struct {
-    const char* why;
-    std::string children;
-    int found;
-    int id;      // looked at
-    int offset;  // of the child stored for it, -1 for none
-  } kCases[] = {
-      {"the last valid duplicate is kept", "060000080000000106000008000000020600000700000000", 1, 6, 8},
-      {"numbers need their exact size", "04000005ff00000005000007000000000700000800000000", 1, 5, -1},
-      {"a string needs its NUL", "03000006787800000300000400000000", 0, 3, -1},
-      {"a truncated tail is ignored", "06000008000000010600000800", 1, 6, 0},
-  };
-  for (const auto& c : kCases) {
-    Bytes bytes = wire::from_hex("7f000000" + c.children);
-    bytes[3] = static_cast<uint8_t>(bytes.size());
-    const Input input(bytes);
-    blob_attr* tb[BLOB_ATTR_LAST];
-    EXPECT_EQ(blob_parse_untrusted(input.attr(), input.size, tb, rules, BLOB_ATTR_LAST), c.found) << c.why;
-    auto* expected = c.offset < 0 ? nullptr : reinterpret_cast<blob_attr*>(input.attr()->data + c.offset);
-    EXPECT_EQ(tb[c.id], expected) << c.why;
-  }
-}
-
 TEST(Parsing, ReadsNothingOutsideRandomInput) {
   std::mt19937 random(20260201);
   const auto vectors = wire::load_vectors();

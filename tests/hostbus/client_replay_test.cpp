@@ -173,15 +173,4 @@ TEST(RecordedExchange, TheSenderOfAnEventAndTheOwnerOfATakenNameSendTheRecordedF
   replay("dup", {{"14-add-object-name-taken.txt", add_service, 2}});
 }
 
-TEST(RecordedExchange, AnUnprivilegedClientGetsTheRecordedResults) {
-  const auto all = [](ubus_context* c) {
-    EXPECT_EQ(look_up(c, "zel_1001", 7), 0) << "status 0 without an object leaves the id alone";
-    EXPECT_EQ(invoke<0x1eaffe39>(c), 6);
-    EXPECT_EQ(add_service(c), 2);
-    EXPECT_EQ(listen(c), 6);
-    return send_event(c);
-  };
-  replay("nobody", {{"23-unprivileged-peer.txt", all, 6}}, "23-unprivileged-peer.txt");
-}
-
 }  // namespace

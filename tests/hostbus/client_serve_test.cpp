@@ -73,37 +73,6 @@ int status_of(Broker& b, uint16_t seq) {
   return static_cast<int>(fake::number_of(answer, UBUS_ATTR_STATUS));
 }
 
-TEST(Service, AnswersWhatItCannotServe) {
-  const struct {
-    const char* why;
-    uint32_t object;
-    const char* method;
-    bool data;
-    uint32_t status;
-    uint32_t answered_object;
-  } kCases[] = {
-      {"no such method", kObject, "none", true, 3, kObject},
-      {"no DATA", kObject, "one", false, 2, kObject},
-      {"another object", kObject + 1, "one", true, 4, 0},
-      {"no method", kObject, nullptr, true, 2, 0},
-  };
-  Service service([&](Broker& b) {
-    for (const auto& c : kCases) {
-      b.write(fake::frame(UBUS_MSG_INVOKE, 1, kCaller, [&](blob_buf* buf) {
-        blob_put_u32(buf, UBUS_ATTR_OBJID, c.object);
-        if (c.method != nullptr) blob_put_string(buf, UBUS_ATTR_METHOD, c.method);
-        if (c.data) blob_put(buf, UBUS_ATTR_DATA, nullptr, 0);
-      }));
-      const Bytes answer = b.read();
-      EXPECT_EQ(fake::number_of(answer, UBUS_ATTR_STATUS), c.status) << c.why;
-      EXPECT_EQ(fake::number_of(answer, UBUS_ATTR_OBJID), c.answered_object) << c.why;
-    }
-    b.hang_up();
-  });
-  service.serve_until_end();
-  EXPECT_EQ(g_trace, "") << "no handler ran";
-}
-
 TEST(Queue, RunsCallsOldestFirstBeforeTheOutermostCallReturnsAndNeverNestsThem) {
   Service service([&](Broker& b) {
     const Bytes outer = b.read();

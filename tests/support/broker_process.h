@@ -47,14 +47,6 @@ class BrokerProcess {
 
   pid_t pid() const { return pid_; }
 
-  // Hundredths of a second that the kernel worked for it: the 15th field of "stat", see proc(5).
-  size_t system_time() const {
-    std::ifstream fields("/proc/" + std::to_string(pid_) + "/stat");
-    std::string found;
-    for (int i = 0; i < 15; ++i) fields >> found;
-    return std::stoul(found);
-  }
-
   // Sends the signal, if it is not 0, and waits for the end, which must come within ten seconds. The end of
   // its output is the end of the process: nobody else has the pipe.
   End end(int signal) {
