@@ -300,7 +300,8 @@ TEST(PermUpdates, ChangeTheTableInOneInstruction) {
   if (pid == 0) {
     if (ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0) _exit(1);
     raise(SIGSTOP);
-    perm_plugin_slot slot{1};
+    perm_plugin_slot slot{};
+    slot.used = 1;
     for (const uint32_t bits : {1U, 0xFFFFFFFEU}) {
       const perm_plugin_info plugin = record("9", bits);
       memcpy(&slot.uid, &plugin, sizeof plugin);
