@@ -35,14 +35,20 @@ bool add_text(cJSON* element, const char* key, const char (&field)[Size]) {
   return cJSON_AddStringToObject(element, key, text) != nullptr;
 }
 
+// Kept: numbers are signed in the file, so all abilities read -1. As text: printing a double is slow on a router
+// without a floating-point unit, and a full table has 200 numbers.
+bool add_number(cJSON* element, const char* key, uint32_t bits) {
+  char text[16];
+  snprintf(text, sizeof text, "%d", static_cast<int32_t>(bits));
+  return cJSON_AddRawToObject(element, key, text) != nullptr;
+}
+
 bool add_plugin(cJSON* array, const perm_plugin_slot& slot) {
   cJSON* const element = cJSON_CreateObject();
   if (element == nullptr) return false;
   cJSON_AddItemToArray(array, element);
-  // Kept: numbers are signed in the file, so all abilities read -1.
   return add_text(element, "appname", slot.appname) && add_text(element, "appid", slot.appid) &&
-         cJSON_AddNumberToObject(element, "abilitybits", static_cast<int32_t>(slot.abilitybits)) != nullptr &&
-         cJSON_AddNumberToObject(element, "uid", static_cast<int32_t>(slot.uid)) != nullptr;
+         add_number(element, "abilitybits", slot.abilitybits) && add_number(element, "uid", slot.uid);
 }
 
 // Null when memory runs out.

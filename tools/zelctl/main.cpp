@@ -2,7 +2,9 @@
 #include <zel/service.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <cstdio>
+#include <cstring>
 
 #include "groups.h"
 
@@ -12,17 +14,23 @@ constexpr const char* kFooter =
     "Exit status: 0 done (or: yes), 1 the answer is no, 2 wrong command line, 3 failed, 4 needs root.\n"
     "With --json, standard output is one JSON document; a failure is {\"error\", \"code\", \"advice\"}.";
 
-int run(zelctl::Session& session, int argc, char** argv) {
+// Also for a command line that cannot be understood.
+bool wants_json(int argc, char** argv) {
+  return std::any_of(argv, argv + argc, [](const char* word) { return std::strcmp(word, "--json") == 0; });
+}
+
+int run(const zelctl::Session& session, int argc, char** argv) {
   CLI::App app("Manages the router's plug-in system.", "zelctl");
   app.footer(kFooter);
   app.fallthrough();  // --json may stand behind the command
   app.require_subcommand(1);
-  app.add_flag("--json", session.json, "For scripts: results as JSON");
+  app.add_flag("--json")->description("For scripts: results as JSON");
   zelctl::add_perm_group(app, session);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? zelctl::kDone : zelctl::kUsage;
+    if (error.get_exit_code() == 0) return app.exit(error);  // --help
+    throw zelctl::Failure(zelctl::kUsage, error.what(), "Run it with --help for more information.");
   }
   return zelctl::kDone;
 }
@@ -36,7 +44,7 @@ int told(const zelctl::Session& session, const zelctl::Failure& failure) {
 
 int main(int argc, char** argv) {
   zel_debug = 0;
-  zelctl::Session session;
+  const zelctl::Session session{wants_json(argc, argv)};
   try {
     try {
       return run(session, argc, argv);
