@@ -21,11 +21,9 @@ class Zelctl : public testing::Test {
 TEST_F(Zelctl, ShowsWhatTheTableHolds) {
   static const Case kCases[] = {
       {"aligned", "$Z perm list", 0, "APPID  UID    ABILITIES  NAME\n1001   10001  1-15       everything\n"},
-      {"the daemon lacks one", "$Z perm list", 0, "1      0      1,3-15     DAEMON\n"},
       {"by name", "$Z perm show 1005", 0, "2,4-5 (0x0000001A)\n  2        ability_cloud_communication\n"},
       {"for scripts", "$Z --json perm list", 0,
        R"({"appid":"1005","appname":"cloud and events","uid":10005,"abilitybits":26,"abilities":[2,4,5]})"},
-      {"unsigned for scripts", "$Z perm show 1 --json", 0, "\"abilitybits\":4294967293"},
       {"granted", "$Z perm check 1002 cloud_communication", 0, "1002 holds ability 2"},
       {"not granted", "$Z perm check 1002 ability_wan", 1,
        "ability 7 (ability_wan): the plug-in does not hold"},
@@ -46,7 +44,6 @@ TEST_F(Zelctl, ChangesTheTableAndItsFile) {
       {"bits as they are", "$Z perm update 7 --abilities 0x80000001 --json", 0, "\"abilitybits\":2147483649"},
       {"a uid that another has", "$Z perm update 7 --uid 10002", 0, "note: uid 10002 is also that of 1002"},
       {"delete", "$Z perm delete 7 && ! grep weather $F", 0, "7 deleted\n"},
-      {"no more", "$Z perm check 7 1", 1, "(7015)"},
   };
   check(kCases);
 }
@@ -57,16 +54,11 @@ TEST_F(Zelctl, SaysWhatFailedAndWhatToDo) {
        "9 was not deleted: there is no plug-in with this appid (7015)\nThese"},
       {"there already", "$Z perm insert 1001 --name x --uid 7", 1,
        "already (7021)\nTo change it: zelctl perm update"},
-      {"for scripts", "$Z perm delete 9 --json 2>/dev/null", 1, "\"code\":7015,\"advice\":\"These are known"},
       {"not root", "setpriv --reuid 10002 $Z perm delete 1002", 4, "Run it as root"},
-      {"and nothing happened", "setpriv --reuid 10002 $Z perm show 1002", 0, "cloud only"},
       {"no command", "$Z perm", 2, "zelctl: A subcommand is required"},
       {"no digits", "$Z perm show 12a --json", 2,
        "{\"error\":\"APPID: an appid is 1 to 63 digits\",\"code\":0"},
       {"no such ability", "$Z perm check 1001 16", 2, "no ability '16'"},
-      {"part of a list", "$Z perm update 1001 --abilities 1,,2", 2, "no ability ''"},
-      {"too large a uid", "$Z perm update 1001 --uid 4294967295", 2, "not in range"},
-      {"nothing given", "$Z perm update 1001", 2, "at least one"},
       {"a name too long", "$Z perm update 1001 --name $(printf %64d 0 | tr ' ' x)", 2, "63 bytes"},
       {"output that is lost", "$Z perm list >/dev/full", 3, "standard output"},
       {"the file cannot be", "mv $F $F.old && mkdir $F && $Z perm delete 1004", 3, "zelctl perm save"},
@@ -87,7 +79,6 @@ TEST_F(Zelctl, WritesNothingFromATableThatWasNeverFilled) {
   shmctl(perm_common_shm_init(), IPC_RMID, nullptr);
   static const Case kCases[] = {
       {"insert", "$Z perm insert 7 --name x --uid 7", 3, "not initialised\nRun: zelctl perm init"},
-      {"delete", "$Z perm delete 1001", 3, "not initialised"},
       {"save", "$Z perm save", 3, "not initialised"},
       {"what to do", "$Z perm init && $Z perm show 1001", 0, "everything"},
   };

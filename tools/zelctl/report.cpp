@@ -25,15 +25,15 @@ void print(const JsonTree& json) {
 // Bytes of the UTF-8 character that begins there, or 0 if none does.
 size_t character_length(const std::string& text, size_t at) {
   static constexpr struct {
-    unsigned char mask, lead;
     size_t length;
+    unsigned mask, lead;
     unsigned least;  // smaller numbers have a shorter form
-  } kForms[] = {{0x80, 0x00, 1, 0}, {0xE0, 0xC0, 2, 0x80}, {0xF0, 0xE0, 3, 0x800}, {0xF8, 0xF0, 4, 0x10000}};
-  const auto byte = [&](size_t i) { return static_cast<unsigned char>(text[i]); };
+  } kForms[] = {{1, 0x80, 0x00, 0}, {2, 0xE0, 0xC0, 0x80}, {3, 0xF0, 0xE0, 0x800}, {4, 0xF8, 0xF0, 0x10000}};
+  const auto byte = [&](size_t i) -> unsigned { return static_cast<unsigned char>(text[i]); };
   for (const auto& form : kForms) {
     if ((byte(at) & form.mask) != form.lead) continue;
     if (at + form.length > text.size()) return 0;
-    unsigned number = byte(at) & static_cast<unsigned char>(~form.mask);
+    unsigned number = byte(at) & ~form.mask;
     for (size_t i = 1; i < form.length; ++i) {
       if ((byte(at + i) & 0xC0U) != 0x80) return 0;
       number = number << 6U | (byte(at + i) & 0x3FU);
