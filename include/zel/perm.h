@@ -117,6 +117,41 @@ ZEL_API int perm_check(uint32_t ability, const char* appid);
  * Returns  0, 7002, 7003, 7004, 7006, 7007 or 7019. */
 ZEL_API int perm_init(void);
 
+/* ---- Changing the table while the router runs, for the same programs ----------------------------------- */
+
+/* Each call takes the table's semaphore, changes one slot and, still holding it, writes the whole table to
+ * /etc/norva/packages.json, so that the next perm_init finds the same plug-ins. Meanwhile queries wait, as long
+ * as the disk takes.
+ *
+ * The file is written beside itself, flushed to the disk and moved into place. It keeps its mode and owner (so
+ * the caller must be allowed to give them: run as root), and a symbolic link stays one. A kill, a power cut or a
+ * full disk leaves the file as it was or as it shall be, and the semaphore free; a slot and the table's count
+ * change together or not at all.
+ *
+ * Call them after perm_init only: a table that was never filled holds no plug-ins, and is what they would write.
+ *
+ * 7014 means that the table was changed but the file was not. The change is in force until the next boot; the
+ * next successful call, or perm_common_write_pluginfo, writes it too.
+ *
+ * plugin   its texts are NUL-terminated inside their fields; copied, may go after the call
+ * Threads  any; wait for the table's semaphore, take no other lock. Nothing is logged but the failures of 7003
+ *          and 7004. */
+
+/* Adds a plug-in in the first free slot. When no slot is free nothing is added, and the result is 0 all the same.
+ * Returns  0, 7001, 7003, 7004, 7014, or 7021 with nothing changed. */
+ZEL_API int perm_insert(const perm_plugin_info* plugin);
+
+/* Removes the plug-in of that appid.
+ * Returns  0, 7001, 7003, 7004, 7014, or 7015 with nothing changed; 0 without removing anything if the table's
+ *          count promises more slots than there are. */
+ZEL_API int perm_delete(const char* appid);
+
+/* Replaces all that is stored of the plug-in with the record's appid. If record and slot are the same byte for
+ * byte (also behind the texts' ends) nothing is written.
+ * Returns  0, 7001, 7003, 7004, 7014, or 7015 with nothing changed; 0 without a change if the table's count
+ *          promises more slots than there are. */
+ZEL_API int perm_update(const perm_plugin_info* plugin);
+
 /* ---- Steps of the above, exported for the same programs ------------------------------------------------ */
 
 /* Creates or opens the semaphore set and sets semaphore 0 to 1. Returns its id, or -1 (logged at level 7). */
@@ -150,6 +185,11 @@ ZEL_API int perm_common_read_plugin_file(perm_table* table);
 
 /* Writes the default permission file. Returns 0, 7008 or 7013. */
 ZEL_API int perm_common_write_permissioninfo(void);
+
+/* Writes the used slots to the package file, as the changes above do; hold the table's semaphore. On failure the
+ * file is as it was.
+ * Returns 0, 7001 (null), 7008 (the new file could not be made, or the old one is not ours to write) or 7013. */
+ZEL_API int perm_common_write_pluginfo(const perm_table* table);
 
 /* Adds the reserved plug-ins that the table lacks, as far as slots are free. Returns 0, or 7001 (null). */
 ZEL_API int perm_common_system_app_uid_by_appid(perm_table* table);

@@ -2,7 +2,10 @@
 #include <unistd.h>
 #include <zel/util.h>
 
+#include <cstring>
+
 #include "perm/json_file.h"
+#include "util/replace_file.h"
 
 namespace {
 
@@ -22,7 +25,55 @@ bool store_plugin(perm_table* table, int index, const cJSON* element) {
   return true;
 }
 
+// A text of the table, which the program that put it there may have filled to its last byte.
+template <size_t Size>
+bool add_text(cJSON* element, const char* key, const char (&field)[Size]) {
+  char text[Size];
+  const size_t length = strnlen(field, Size - 1);
+  memcpy(text, field, length);
+  text[length] = '\0';
+  return cJSON_AddStringToObject(element, key, text) != nullptr;
+}
+
+// Kept: numbers are signed in the file, so all abilities read -1. As text: printing a double is slow on a router
+// without a floating-point unit, and a full table has 200 numbers.
+bool add_number(cJSON* element, const char* key, uint32_t bits) {
+  char text[16];
+  snprintf(text, sizeof text, "%d", static_cast<int32_t>(bits));
+  return cJSON_AddRawToObject(element, key, text) != nullptr;
+}
+
+bool add_plugin(cJSON* array, const perm_plugin_slot& slot) {
+  cJSON* const element = cJSON_CreateObject();
+  if (element == nullptr) return false;
+  cJSON_AddItemToArray(array, element);
+  return add_text(element, "appname", slot.appname) && add_text(element, "appid", slot.appid) &&
+         add_number(element, "abilitybits", slot.abilitybits) && add_number(element, "uid", slot.uid);
+}
+
+// Null when memory runs out.
+zel::JsonText print_plugins(const perm_table& table) {
+  const zel::JsonTree root(cJSON_CreateObject());
+  cJSON* const array = cJSON_AddArrayToObject(root.get(), "plugin");
+  if (array == nullptr) return nullptr;
+  int count = 0;
+  for (const perm_plugin_slot& slot : table.plugins) {
+    if (slot.used == 0) continue;
+    if (!add_plugin(array, slot)) return nullptr;
+    if (++count == table.plugin_count) break;
+  }
+  return zel::JsonText(cJSON_PrintUnformatted(root.get()));
+}
+
 }  // namespace
+
+int perm_common_write_pluginfo(const perm_table* table) {
+  if (table == nullptr) return PERM_BAD_ARGUMENT;
+  zel::FileReplacement file(zel::kPackageFile);
+  if (!file) return PERM_NOT_OPENED;
+  const zel::JsonText text = print_plugins(*table);
+  return text && file.finish(text.get(), strlen(text.get())) ? 0 : PERM_NO_JSON;
+}
 
 int perm_common_read_plugin_file(perm_table* table) {
   if (table == nullptr) return PERM_BAD_ARGUMENT;

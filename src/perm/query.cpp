@@ -15,23 +15,11 @@ bool all_digits(const char* text) {
   return true;
 }
 
-// What a walk over the used slots comes to: the slot it looked for, or that as many others as the table
-// counts were passed, or neither, when the count promises more slots than there are.
-struct Walk {
-  const perm_plugin_slot* match = nullptr;
-  bool counted_out = false;
-};
-
+// Of an empty table no slot is looked at.
 template <class Matches>
-Walk find_slot(const perm_table& table, Matches matches) {
+zel::Walk look_up(const perm_table& table, Matches matches) {
   if (table.plugin_count == 0) return {nullptr, true};
-  int passed = 0;
-  for (const perm_plugin_slot& slot : table.plugins) {
-    if (slot.used == 0) continue;
-    if (matches(slot)) return {&slot, false};
-    if (++passed == table.plugin_count) return {nullptr, true};
-  }
-  return {};
+  return zel::find_slot(table, matches);
 }
 
 }  // namespace
@@ -44,7 +32,7 @@ int perm_get_id(char* appid) {
   if (!table) return result;
   const zel::TableSection section(table->semid);
 
-  const Walk walk = find_slot(*table, [&](const perm_plugin_slot& slot) { return slot.uid == uid; });
+  const zel::Walk walk = look_up(*table, [&](const perm_plugin_slot& slot) { return slot.uid == uid; });
   if (walk.counted_out) return PERM_UNKNOWN_APP;
   // Kept: a walk that ends at the last slot without an answer is no failure, and leaves the buffer as it was.
   if (walk.match != nullptr) zel::copy_appid(appid, *walk.match);
@@ -64,7 +52,7 @@ int perm_check(uint32_t ability, const char* appid) {
   const zel::TableSection section(table->semid);
 
   // Digits have no case, so the plain comparison, faster over a full table, tells the same.
-  const Walk walk = find_slot(*table, [&](const perm_plugin_slot& slot) {
+  const zel::Walk walk = look_up(*table, [&](const perm_plugin_slot& slot) {
     return strncmp(appid, slot.appid, sizeof slot.appid) == 0;
   });
   if (walk.match == nullptr) return PERM_UNKNOWN_APP;

@@ -57,6 +57,24 @@ inline bool has_appid(const perm_plugin_slot& slot, const char* appid) noexcept 
   return qo_strncasecmp(appid, slot.appid, sizeof slot.appid) == 0;
 }
 
+// What a walk over the used slots comes to: the slot it looked for, or that as many others as the table
+// counts were passed, or neither, when the count promises more slots than there are.
+struct Walk {
+  const perm_plugin_slot* match = nullptr;
+  bool counted_out = false;
+};
+
+template <class Matches>
+Walk find_slot(const perm_table& table, Matches matches) {
+  int passed = 0;
+  for (const perm_plugin_slot& slot : table.plugins) {
+    if (slot.used == 0) continue;
+    if (matches(slot)) return {&slot, false};
+    if (++passed == table.plugin_count) return {nullptr, true};
+  }
+  return {};
+}
+
 }  // namespace zel
 
 #endif
