@@ -72,10 +72,11 @@ TEST(RouterBox, TakesFoldersOfTheHostForFilesAndDownloads) {
               "exec 3<>/dev/tcp/127.0.0.1/$1\n"
               "printf '%s HTTP/1.0\\r\\nContent-Length: %d\\r\\n\\r\\n%s' \"$2\" ${#3} \"$3\" >&3\n"
               "cat <&3\n");
-  folder.file("rpc",
-              "#!/bin/sh\n"
-              "exec ${0%rpc}ask 6800 'POST /jsonrpc' "
-              "'{\"id\": 1, \"jsonrpc\": \"2.0\", \"method\": \"aria2.'\"$1\"'\", \"params\": ['\"$2\"']}'\n");
+  folder.file(
+      "rpc",
+      "#!/bin/sh\n"
+      "exec ${0%rpc}ask 6800 'POST /jsonrpc' "
+      "'{\"id\": 1, \"jsonrpc\": \"2.0\", \"method\": \"aria2.'\"$1\"'\", \"params\": ['\"$2\"']}'\n");
   ::setenv("FOLDER", folder.root().c_str(), 1);
   static const Case kCases[] = {
       {"a file", "$ROUTERBOX -q --files $FOLDER -- $FOLDER/ask 8080 'GET /files/greeting'", 0, "\ngood day"},
