@@ -3,15 +3,14 @@
 //   GET    /api?method=NAME&KEY=VALUE...  the router's methods (methods.h)
 //   GET    /box/state                     the state as JSON (state.h)
 //   PATCH  /box/state                     changes it by a JSON merge patch: null takes a member away
-//   GET    /box/fault                     the faults that wait to be played
-//   POST   /box/fault                     adds the fault in the body (fault.h)
-//   DELETE /box/fault                     clears all faults
-// What /box refuses has HTTP status 400 and the reason as body.
+//   /box/fault                            the faults (http/fault.h, faults.h)
+// What /box refuses has HTTP status 400 and the reason as body. The log has the answer's ErrorCode as code. A
+// request that is none to the router's interface has its HTTP method and target as method, and "HTTP" and its
+// status as code.
 #pragma once
-#include <httplib.h>
-
-#include "fault.h"
-#include "request_log.h"
+#include "../http/fault.h"
+#include "../http/loopback.h"
+#include "../http/request_log.h"
 #include "state.h"
 
 namespace routerbox::router {
@@ -21,10 +20,7 @@ class Server {
   // All three must outlive the server.
   Server(State& state, Faults& faults, RequestLog& log);
 
-  // On the loopback interface; connections are taken from here on. Throws Failure.
-  void bind(int port);
-  // Serves for ever. Returns only when the listening socket fails.
-  void serve();
+  LoopbackServer& http() { return http_; }
 
  private:
   void serve_api(const httplib::Request& request, httplib::Response& response);
@@ -34,7 +30,7 @@ class Server {
   State& state_;
   Faults& faults_;
   RequestLog& log_;
-  httplib::Server http_;
+  LoopbackServer http_;
 };
 
 }  // namespace routerbox::router
