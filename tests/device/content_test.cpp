@@ -1,0 +1,123 @@
+// Digests, whole files, paths, and processes.
+#include <signal.h>
+#include <unistd.h>
+#include <zel/device.h>
+#include <zel/file.h>
+
+#include <cstdlib>
+
+#include "support/disk.h"
+#include "support/process.h"
+#include "support/qo_logged.h"
+
+namespace {
+
+std::string owned(char* text) {
+  const std::string copy = text != nullptr ? text : "(null)";
+  free(text);
+  return copy;
+}
+
+TEST(Md5, OfAFileIsComparedIgnoringCaseAndNothingElse) {
+  constexpr const char* kFile = "/tmp/a file";
+  constexpr const char* kSum = "/tmp/its sum";
+  const std::string digest =
+      "1af6d6f2f682f76f80e606aeaaee1680";  // of 100,000 letters "a", by another program
+  put(kFile, std::string(100000, 'a'));
+  char text[33] = "untouched";
+  EXPECT_EQ(zel_check_file_md5("/tmp", text), -1);
+  EXPECT_EQ(qo_logged([&] { EXPECT_EQ(zel_check_file_md5("/tmp/none", text), -1); }),
+            "D [util]{zel_check_file_md5} open error\n");
+  EXPECT_STREQ(text, "untouched");
+  EXPECT_EQ(zel_check_file_md5(kFile, text), 0);
+  EXPECT_EQ(text, digest);
+
+  const std::string other(32, '0');
+  const struct {
+    const char* file;
+    std::string sum;
+    int result;
+    std::string says;
+  } kCases[] = {
+      {kFile, digest, 0, ""},
+      {kFile, "1AF6D6F2F682F76F80E606AEAAEE1680", 0, ""},
+      {kFile, digest + "\n", -1, "D [util]md5Calc = " + digest + "\nD [util]md5File = " + digest + "\n\n"},
+      {kFile, other, -1, "D [util]md5Calc = " + digest + "\nD [util]md5File = " + other + "\n"},
+      {"/tmp/none", digest, -1,
+       "D [util]{zel_check_file_md5} open error\n"
+       "D [util]{zel_check_file_md5_with_md5_file} zel_check_file_md5 error\n"}};
+  for (const auto& c : kCases) {
+    put(kSum, c.sum);
+    EXPECT_EQ(qo_logged([&] { EXPECT_EQ(zel_check_file_md5_with_md5_file(c.file, kSum), c.result); }),
+              c.says);
+  }
+  EXPECT_EQ(qo_logged([&] { EXPECT_EQ(zel_check_file_md5_with_md5_file(kFile, "/tmp/none"), -1); }),
+            "D [util]{zel_check_file_md5_with_md5_file} zel_get_buf_from_file error\n");
+}
+
+TEST(WholeFile, IsWrittenAndRead) {
+  mount_disk("/tmp/full", "size=4k");
+  put("/tmp/full/filler", std::string(4096, 'f'));
+  const char* const file = "/tmp/a 'file'";
+  EXPECT_EQ(zel_save_string_to_file("0123456789", file), 0);
+  EXPECT_EQ(zel_save_file(file, "abc", 3), 0);
+  EXPECT_EQ(owned(zel_get_buf_from_file(file)), "abc3456789") << "what a longer file had stays";
+  EXPECT_EQ(zel_save_string_to_file("new", file), 0);
+  EXPECT_EQ(owned(zel_get_buf_from_file(file)), "new");
+
+  EXPECT_EQ(zel_save_file("/tmp/full/x", "abc", 3), -1);
+  EXPECT_EQ(zel_save_string_to_file("abc", "/tmp/full/x"), 0) << "only a failed open counts";
+  for (const char* bad : {"/tmp/none/x", "/tmp", static_cast<const char*>(nullptr)}) {
+    EXPECT_EQ(zel_save_file(bad, "abc", 3), -1);
+    EXPECT_EQ(zel_save_string_to_file("abc", bad), -1);
+    EXPECT_EQ(zel_get_buf_from_file(bad), nullptr);
+  }
+  chmod(file, 0444);
+  EXPECT_EQ(run_as(10002, [&] { return zel_get_buf_from_file(file) == nullptr ? 0 : 1; }), 0);
+}
+
+TEST(Paths, AreTakenApart) {
+  const struct {
+    std::string path, folder, stripped;
+  } kCases[] = {{"a/b/", "a", "a/b"}, {"file", ".", "file"}, {"/x", "/", "/x"},     {"/", "/", "/"},
+                {"///", "/", "/"},    {"", ".", ""},         {"a//b", "a/", "a//b"}};
+  for (const auto& c : kCases) {
+    EXPECT_EQ(owned(zel_dirname(c.path.c_str())), c.folder) << c.path;
+    std::string path = c.path;
+    EXPECT_STREQ(zel_stripslash(path.data()), c.stripped.c_str());
+  }
+  EXPECT_EQ(zel_dirname(nullptr), nullptr);
+  for (const size_t length : {1U, 79U, 80U, 81U, 160U}) {
+    const std::string target(length, 't');
+    ASSERT_TRUE(unlink("/tmp/link") == 0 || errno == ENOENT);
+    ASSERT_EQ(symlink(target.c_str(), "/tmp/link"), 0);
+    EXPECT_EQ(owned(xreadlink("/tmp/link")), target);
+  }
+  EXPECT_EQ(xreadlink("/tmp"), nullptr);
+}
+
+TEST(Process, IsFoundByItsNameInBothLayoutsOfPs) {
+  constexpr const char* kProgram = "/tmp/it's on";
+  ASSERT_EQ(symlink("/bin/sleep", kProgram), 0);
+  int started[2];
+  ASSERT_EQ(pipe2(started, O_CLOEXEC), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    execl(kProgram, kProgram, "60", nullptr);
+    _exit(1);
+  }
+  close(started[1]);
+  char byte;
+  ASSERT_EQ(read(started[0], &byte, 1), 0) << "ends when the program is in place";
+  const std::string usual = getenv("PATH");
+  for (const std::string& path : {usual, "/var/run/router/busybox:" + usual}) {
+    setenv("PATH", path.c_str(), 1);
+    EXPECT_EQ(zel_detect_proc("it's on"), 0) << path;
+    for (const char* name : {"it's off", "grep", static_cast<const char*>(nullptr)})
+      EXPECT_EQ(zel_detect_proc(name), -1);
+    EXPECT_EQ(zel_detect_proc(std::string(200, '.').c_str()), -1) << "too long";
+  }
+  kill(child, SIGKILL);
+}
+
+}  // namespace
