@@ -26,12 +26,6 @@ std::string find_tool(const std::string& name) {
   return {};
 }
 
-std::string quoted(const std::string& text) {
-  std::string result = "'";
-  for (const char c : text) result += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return result + "'";
-}
-
 void make_folder(const std::string& path) {
   if (::mkdir(path.c_str(), 0755) != 0 || ::chmod(path.c_str(), 0755) != 0) fail_errno("cannot make " + path);
 }

@@ -3,6 +3,7 @@
 #include <iostream>
 
 #include "../failure.h"
+#include "faults.h"
 #include "server.h"
 
 namespace routerbox::router {
@@ -50,9 +51,9 @@ int print_daemon_answer(const State& state, const std::string& question) {
 }
 
 [[noreturn]] void serve_until_signal(const Settings& settings, State& state) {
-  Faults faults;
+  Faults faults(own_faults());
   const Json document = state.read();
-  for (const Json& fault : document.value("faults", Json::array())) faults.add(fault_from(fault));
+  for (const Json& fault : document.value("faults", Json::array())) faults.add(fault);
   RequestLog log(settings.log);
   Server server(state, faults, log);
   server.http().bind(settings.port);

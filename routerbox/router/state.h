@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "json.h"
+#include "../http/json.h"
 
 namespace routerbox::router {
 
@@ -21,7 +21,7 @@ extern const std::string_view kBuiltInState;
 //   Info              object of names and versions
 //   DaemonInfo        object for the daemon's information file, may be missing
 //   DaemonShell       object of texts that the daemon's script prints, by its arguments; may be missing
-//   faults            array of faults to play from the start (fault.h), may be missing
+//   faults            array of faults to play from the start (http/fault.h, faults.h), may be missing
 // Safe from any thread.
 class State {
  public:
