@@ -44,7 +44,8 @@ typedef int (*zel_download_progress)(void* data, double total, double now, doubl
 /* Downloads a URL. Redirects are followed; a status of 400 and above is a failure. The data goes to a file beside
  * the destination, named like the URL's last part (an older file of that name is removed first), and is then
  * moved onto it.
- * path      the destination; untouched by a download that fails. The file beside it is left with what came.
+ * path      the destination; untouched by a download that fails, unless it has itself the name of the URL's last
+ *           part. The file beside it is left with what came.
  * progress  may be null
  * data      handed to `progress`
  * unused    not used

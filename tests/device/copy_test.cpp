@@ -7,6 +7,7 @@
 #include <atomic>
 #include <filesystem>
 #include <thread>
+#include <tuple>
 
 #include "support/disk.h"
 #include "support/process.h"
@@ -40,40 +41,32 @@ std::string failed(const std::string& from, const std::string& to) {
   return "E Failed to copy file " + from + " to " + to + ".\n\n-1";
 }
 
-// What a copy takes over.
-std::string attributes(const std::string& path) {
+// What a copy takes over; a link has times of its own.
+auto attributes(const std::string& path) {
   struct stat s {};
   lstat(path.c_str(), &s);
-  std::string text;
-  for (const auto number : {dev_t{s.st_mode}, dev_t{s.st_uid}, dev_t{s.st_gid}, s.st_rdev})
-    text += std::to_string(number) + " ";
-  return text + (S_ISLNK(s.st_mode) ? "" : std::to_string(s.st_mtime));
+  return std::tuple(s.st_mode, s.st_uid, s.st_gid, s.st_rdev, S_ISLNK(s.st_mode) ? 0 : s.st_mtime);
 }
 
 TEST_F(Copy, TakesOverKindContentAndAttributes) {
   const std::string large(300001, 'x'), target(239, 't');
-  const struct {
-    mode_t mode;
-    std::string content;
-    dev_t device;
-  } kCases[] = {{S_IFREG | 04751, large, 0},
-                {S_IFREG | 02600, "", 0},
-                {S_IFIFO | 0620, "", 0},
-                {S_IFCHR | 0640, "", makedev(1, 3)},
-                {S_IFBLK | 0660, "", makedev(7, 9)},
-                {S_IFSOCK | 0606, "", 0},
-                {S_IFLNK | 0777, "", 0}};
-  for (const auto& c : kCases) {
-    const bool link = S_ISLNK(c.mode);
-    const int made = link ? symlink(target.c_str(), kFrom.c_str()) : mknod(kFrom.c_str(), c.mode, c.device);
-    if (made != 0 && c.device != 0) continue;  // a box of an ordinary user has no right to devices
-    if (S_ISREG(c.mode)) put(kFrom, c.content);
+  const std::pair<mode_t, dev_t> kCases[] = {{S_IFREG | 04751, 0},
+                                             {S_IFIFO | 0620, 0},
+                                             {S_IFCHR | 0640, makedev(1, 3)},
+                                             {S_IFBLK | 0660, makedev(7, 9)},
+                                             {S_IFSOCK | 0606, 0},
+                                             {S_IFLNK | 0777, 0}};
+  for (const auto& [mode, device] : kCases) {
+    const bool link = S_ISLNK(mode);
+    const int made = link ? symlink(target.c_str(), kFrom.c_str()) : mknod(kFrom.c_str(), mode, device);
+    if (made != 0 && device != 0) continue;  // a box of an ordinary user has no right to devices
+    if (S_ISREG(mode)) put(kFrom, large);
     ASSERT_EQ(lchown(kFrom.c_str(), 10002, 10003), 0);
     const utimbuf times{6000, 7000};
-    ASSERT_TRUE(link || (chmod(kFrom.c_str(), c.mode & 07777) == 0 && utime(kFrom.c_str(), &times) == 0));
+    ASSERT_TRUE(link || (chmod(kFrom.c_str(), mode & 07777) == 0 && utime(kFrom.c_str(), &times) == 0));
     EXPECT_EQ(outcome(zel_file_copy, kFrom, kTo), "0");
-    EXPECT_EQ(attributes(kTo), attributes(kFrom)) << c.mode;
-    EXPECT_EQ(S_ISREG(c.mode) ? content_of(kTo) : "", c.content);
+    EXPECT_EQ(attributes(kTo), attributes(kFrom)) << mode;
+    EXPECT_EQ(S_ISREG(mode) ? content_of(kTo) : large, large);
     EXPECT_EQ(link ? std::filesystem::read_symlink(kTo).string() : target, target);
     unlink(kFrom.c_str());
     unlink(kTo.c_str());
@@ -89,18 +82,17 @@ TEST_F(Copy, TellsWhatItRefuses) {
   const std::string pipe = kHome + "pipe", link = kHome + "link", hard = kHome + "hard";
   ASSERT_TRUE(::link(kFrom.c_str(), hard.c_str()) == 0 && symlink("x", link.c_str()) == 0 &&
               mkfifo(pipe.c_str(), 0600) == 0);
-  const struct {
-    std::string from, to, says;
-  } kCases[] = {{kNone, kTo, kNone},
-                {kHome, kTo, kHome + ": omitting directory"},
-                {kFrom, hard, "`" + kFrom + "' and `" + hard + "' are the same file"},
-                {kFrom, kFrom + "/x", "unable to stat `" + kFrom + "/x'"},
-                {kFrom, kHome, "unable to remove `" + kHome + "'"},
-                {kFrom, kNone, "unable to open `" + kNone + "'"},
-                {pipe, kFrom, "cannot create fifo `" + kFrom + "'"},
-                {link, kFrom, "cannot create symlink `" + kFrom + "'"}};
-  for (const auto& c : kCases)
-    EXPECT_EQ(outcome(zel_file_copy, c.from, c.to), "E " + c.says + "\n" + failed(c.from, c.to));
+  const std::tuple<std::string, std::string, std::string> kCases[] = {
+      {kNone, kTo, kNone},
+      {kHome, kTo, kHome + ": omitting directory"},
+      {kFrom, hard, "`" + kFrom + "' and `" + hard + "' are the same file"},
+      {kFrom, kFrom + "/x", "unable to stat `" + kFrom + "/x'"},
+      {kFrom, kHome, "unable to remove `" + kHome + "'"},
+      {kFrom, kNone, "unable to open `" + kNone + "'"},
+      {pipe, kFrom, "cannot create fifo `" + kFrom + "'"},
+      {link, kFrom, "cannot create symlink `" + kFrom + "'"}};
+  for (const auto& [from, to, says] : kCases)
+    EXPECT_EQ(outcome(zel_file_copy, from, to), "E " + says + "\n" + failed(from, to));
   EXPECT_EQ(zel_file_copy(nullptr, kTo.c_str()) + zel_file_move(kTo.c_str(), nullptr), -2);
   EXPECT_EQ(content_of(kFrom), "data");
 }
@@ -118,20 +110,15 @@ TEST_F(Copy, TakesEqualInodeNumbersOfTwoDisksForOneFile) {
 
 TEST_F(Copy, ReportsDataThatDidNotReachTheDisk) {
   const std::string to = kDisk + "to";
-  const struct {
-    const char* why;
-    off64_t size;
-    size_t free;
-    std::string says;
-  } kCases[] = {{"some blocks fit", 100000, 16384, "D write\n"},
-                {"what a buffer held shows at the close", 10, 0, "E unable to close `" + to + "'\n"},
-                {"sizes beyond 32 bit", 5LL << 30, 16384, "D write\n"}};
-  for (const auto& c : kCases) {
-    put(kDisk + "filler", std::string(16384 - c.free, 'f'));
+  const std::string closing = "E unable to close `" + to + "'\n";  // shows what a buffer held
+  const std::tuple<off64_t, size_t, std::string> kCases[] = {
+      {100000, 0, "D write\n"}, {10, 16384, closing}, {5LL << 30, 0, "D write\n"}};
+  for (const auto& [size, used, says] : kCases) {
+    put(kDisk + "filler", std::string(used, 'f'));
     put(kFrom, "");
-    ASSERT_EQ(truncate64(kFrom.c_str(), c.size), 0);
-    EXPECT_EQ(outcome(zel_file_copy, kFrom, to), c.says + failed(kFrom, to)) << c.why;
-    EXPECT_EQ(zel_file_move(kFrom.c_str(), to.c_str()), -1) << c.why;
+    ASSERT_EQ(truncate64(kFrom.c_str(), size), 0);
+    EXPECT_EQ(outcome(zel_file_copy, kFrom, to), says + failed(kFrom, to));
+    EXPECT_EQ(zel_file_move(kFrom.c_str(), to.c_str()), -1);
     EXPECT_EQ(access(kFrom.c_str(), F_OK), 0) << "a failed move keeps the source";
     unlink(to.c_str());
   }
@@ -142,18 +129,15 @@ TEST_F(Copy, OfAnotherUserLosesTheSetUserIdBit) {
   ASSERT_TRUE(chmod(kFrom.c_str(), 06755) == 0 && chmod(kHome.c_str(), 0777) == 0);
   const std::string says = "E unable to preserve ownership of `" + kTo + "'\n0";
   EXPECT_EQ(run_as(10002, [&] { return outcome(zel_file_copy, kFrom, kTo) == says ? 0 : 1; }), 0);
-  struct stat s {};
-  EXPECT_EQ(stat(kTo.c_str(), &s), 0);
-  EXPECT_EQ(s.st_mode & 07777, 0755U);
+  EXPECT_EQ(std::get<0>(attributes(kTo)), S_IFREG | 0755U);
 }
 
 TEST_F(Copy, OfAFileThatComesAndGoesIsWholeOrFails) {
   std::atomic<bool> end{false};
-  put(kHome + "kept", std::string(20000, 'k'));
+  const std::string kept = kHome + "kept";
+  put(kept, std::string(20000, 'k'));
   std::thread other([&] {
-    while (!end) {
-      if (link((kHome + "kept").c_str(), kFrom.c_str()) == 0) unlink(kFrom.c_str());
-    }
+    while (!end) link(kept.c_str(), kFrom.c_str()), unlink(kFrom.c_str());
   });
   for (int i = 0; i < 300; ++i) {
     unlink(kTo.c_str());
@@ -167,18 +151,17 @@ TEST_F(Copy, OfAFileThatComesAndGoesIsWholeOrFails) {
 TEST_F(Move, RemovesTheSourceOnlyOnceItIsThere) {
   const std::string fixed = kHome + "fixed/to";
   mount_disk(kHome + "fixed", "ro");
-  const struct {
-    std::string to, says;
-  } kCases[] = {{kTo, "0"},
-                {kDisk + "to", "0"},
-                {fixed, "E unable to open `" + fixed + "'\n" + failed(kFrom, fixed)},
-                {kNone, "E Failed to rename " + kFrom + " to " + kNone + "\n-1"}};
-  for (const auto& c : kCases) {
-    const bool moved = c.says == "0";
+  const std::pair<std::string, std::string> kCases[] = {
+      {kTo, "0"},
+      {kDisk + "to", "0"},
+      {fixed, "E unable to open `" + fixed + "'\n" + failed(kFrom, fixed)},
+      {kNone, "E Failed to rename " + kFrom + " to " + kNone + "\n-1"}};
+  for (const auto& [to, says] : kCases) {
+    const bool moved = says == "0";
     put(kFrom, "moved");
-    EXPECT_EQ(outcome(zel_file_move, kFrom, c.to), "D mv from " + kFrom + " to " + c.to + ".\n\n" + c.says);
-    EXPECT_EQ(content_of(moved ? c.to : kFrom), "moved");
-    EXPECT_EQ(access(kFrom.c_str(), F_OK), moved ? -1 : 0) << c.to;
+    EXPECT_EQ(outcome(zel_file_move, kFrom, to), "D mv from " + kFrom + " to " + to + ".\n\n" + says);
+    EXPECT_EQ(content_of(moved ? to : kFrom), "moved");
+    EXPECT_EQ(access(kFrom.c_str(), F_OK), moved ? -1 : 0) << to;
   }
 }
 
