@@ -40,8 +40,8 @@ int64_t batch_of(Call& call) {
 }
 
 template <class Call, class Before>
-void measure(const std::string& name, Call call, Before before) {
-  const auto loop = [call, before, calls = int64_t{0}](benchmark::State& state) mutable {
+void measure(const std::string& name, Call call, Before before, int64_t known_calls) {
+  const auto loop = [call, before, calls = known_calls](benchmark::State& state) mutable {
     before();
     if (calls == 0) calls = batch_of(call);
     for (auto _ : state) state.SetIterationTime(time_batch(call, calls) / static_cast<double>(calls));
@@ -52,12 +52,12 @@ void measure(const std::string& name, Call call, Before before) {
 
 // Adds a row. Both calls are made without arguments, many times; they should do the same work on
 // the same data. `before` is called ahead of every repetition of either and not timed. `what` is the row's
-// name and must be new.
+// name and must be new. `calls` per repetition are found out when it is 0.
 template <class Ours, class Peer, class Before>
-void compare(const std::string& what, Ours ours, Peer peer, Before before) {
+void compare(const std::string& what, Ours ours, Peer peer, Before before, int64_t calls = 0) {
   add_row(what);
-  measure(what + kOurs, ours, before);
-  measure(what + kPeer, peer, before);
+  measure(what + kOurs, ours, before, calls);
+  measure(what + kPeer, peer, before, calls);
 }
 
 template <class Ours, class Peer>

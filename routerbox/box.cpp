@@ -29,6 +29,8 @@ constexpr const char* kPermissionFile = "/etc/norva/permissions.json";
 const PrivateFolder kPrivateFolders[] = {
     {"/etc", Cover::kMirror, 0755, {"norva", "passwd", "group"}},
     {"/tmp", Cover::kEmpty, 01777, {}},
+    {"/usr/local", Cover::kMirror, 0755, {"localshell"}},
+    {"/var", Cover::kMirror, 0755, {}},
     {"/var/run", Cover::kEmpty, 0755, {}},
 };
 
@@ -80,8 +82,9 @@ class Box {
 
   std::vector<std::string> programs() const {
     std::vector<std::string> paths{plan_.command};
-    for (const std::string& path : {plan_.broker, plan_.management.program, plan_.management.blkid,
-                                    plan_.files.program, plan_.downloads.daemon, plan_.downloads.front})
+    for (const std::string& path :
+         {plan_.broker, plan_.management.program, plan_.management.tools.blkid,
+          plan_.management.tools.busybox, plan_.files.program, plan_.downloads.daemon, plan_.downloads.front})
       if (!path.empty()) paths.push_back(path);
     paths.insert(paths.end(), plan_.started.begin(), plan_.started.end());
     return paths;

@@ -1,16 +1,17 @@
-// management.h: the box's management interface (router/), and the blkid that knows its partitions.
+// management.h: the box's management interface (router/) and what goes with it (tools.h).
 #pragma once
 #include <string>
 
 #include "processes.h"
+#include "tools.h"
 
 namespace routerbox {
 
 struct Management {
   std::string program;  // boxrouter, absolute path; empty: the box has no management interface
-  std::string blkid;    // the host's, absolute path; empty: it has none
-  std::string state;    // text of the state file; empty: the built-in state
-  std::string log;      // absolute path; empty: kRequestLog
+  Tools tools;
+  std::string state;  // text of the state file; empty: the built-in state
+  std::string log;    // absolute path; empty: kRequestLog
 };
 
 inline constexpr const char* kRouterFolder = "/var/run/router";
@@ -22,8 +23,8 @@ inline constexpr const char* kRequestLog = "/var/run/router/requests.log";
 Management find_management(const std::string& own_folder, const std::string& state_file,
                            const std::string& log_file);
 
-// Starts the router and returns when its port takes connections; throws Failure when it does not. From here
-// on PATH leads to the box's blkid first.
+// Puts the tools into the box, starts the router, which writes the daemon's information file, and returns when its
+// port takes connections; throws Failure when it does not.
 pid_t start_management(Processes& processes, const Management& management);
 
 }  // namespace routerbox

@@ -54,8 +54,9 @@ Options read_options(int argc, char** argv) {
   app.add_option("--as", options.as, "Run COMMAND under the uid of this APPID (default: root of the box)");
   CLI::Option* const router =
       app.add_option("--router", options.router_state,
-                     "Start the router's management interface on port 14000, and a blkid that knows its\n"
-                     "partitions. STATE.json is copied into the box (default: a built-in state)")
+                     "Start the router's management interface on port 14000, with a blkid that knows its\n"
+                     "partitions, its daemon's script and information file, and busybox's tools.\n"
+                     "STATE.json is copied into the box (default: a built-in state)")
           ->expected(0, 1)
           ->type_name("[STATE.json]");
   app.add_option("--router-log", options.router_log,

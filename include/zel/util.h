@@ -1,4 +1,4 @@
-/* util.h: text and encoding helpers.
+/* util.h: text and encoding helpers, allocated text, JSON and waiting.
  * Conventions common to all headers are in zel.h; here null pointers are allowed, as told below.
  *
  * What holds for every call here:
@@ -9,7 +9,8 @@
  *   characters, as int; a negative length counts as 0.
  * - Results are the same on 32-bit and 64-bit machines.
  * - The caller supplies every output buffer and makes it large enough: each call says how large. Only
- *   qo_malloc_encode_string allocates. Input and output must not overlap unless the call says so.
+ *   qo_malloc_encode_string and the calls under "Memory" allocate. Input and output must not overlap unless
+ *   the call says so.
  * - A null pointer never crashes: where a call does not say otherwise, null input counts as empty, null
  *   output gets nothing.
  * - Nothing is logged, no lock is taken. Every call may be made from any thread at any time;
@@ -18,6 +19,7 @@
 #ifndef ZEL_UTIL_H
 #define ZEL_UTIL_H
 
+#include <pthread.h>
 #include <stddef.h>
 #include <stdint.h>
 #include <time.h>
@@ -25,6 +27,8 @@
 #include <zel/export.h>
 
 ZEL_EXTERN_C_BEGIN
+
+struct cJSON;
 
 /* ---- Case and copies ----------------------------------------------------------------------------------- */
 
@@ -192,6 +196,38 @@ ZEL_API char* trim(char* text, int length);
  * with the time of day and draws from rand(), which also changes what rand() gives the program next.
  * destination  length + 1 bytes. */
 ZEL_API void generate_rand_hex_fill(char* destination, int length);
+
+/* ---- Memory -------------------------------------------------------------------------------------------- */
+
+/* A copy of the text in new memory that the caller frees with free(); null for null, and when there is not enough
+ * memory. */
+ZEL_API char* zel_strdup(const char* text);
+
+/* The C library's realloc, under this name. */
+ZEL_API void* xrealloc(void* memory, size_t size);
+
+/* Formats into new memory.
+ * text     receives the NUL-terminated text, which the caller frees with free(); what it held is not freed. Null
+ *          when there is not enough memory.
+ * format   a printf format
+ * Returns  the text's length, or -1 with a null text.
+ * Where the C library's vsnprintf fails (a wide character without a form in the process's locale, a text over
+ * INT_MAX), writes a line to standard error and ends the process with exit status 1. */
+ZEL_API int zel_sprintf_alloc(char** text, const char* format, ...) ZEL_PRINTF(2, 3);
+
+/* ---- JSON and waiting ---------------------------------------------------------------------------------- */
+
+/* The member of a cJSON object that has exactly that name or, if there is none, the first with that name ignoring
+ * case; null unless it is of the type.
+ * type     0 false, 1 true, 2 null, 3 number, 4 string, 5 array, 6 object, whatever cJSON's release
+ * Returns  the member, which belongs to the object. */
+ZEL_API struct cJSON* zel_get_cjson_item(const struct cJSON* object, const char* key, int type);
+
+/* Waits for a condition variable with a limit counted from now on the system's clock.
+ * condition, mutex  as for pthread_cond_timedwait; the condition has the default clock, the mutex is held by the
+ *                   caller
+ * Returns           the result of pthread_cond_timedwait: 0, or ETIMEDOUT; negative limits are over at once */
+ZEL_API int qo_wait_signal(pthread_cond_t* condition, pthread_mutex_t* mutex, int milliseconds);
 
 ZEL_EXTERN_C_END
 

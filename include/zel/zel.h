@@ -24,8 +24,10 @@
 #define ZEL_ZEL_H
 
 #include <zel/cloud.h>
+#include <zel/device.h>
 #include <zel/download.h>
 #include <zel/event.h>
+#include <zel/file.h>
 #include <zel/http.h>
 #include <zel/mempool.h>
 #include <zel/perm.h>

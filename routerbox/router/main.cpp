@@ -2,6 +2,7 @@
 #include <CLI/CLI.hpp>
 #include <iostream>
 
+#include "../failure.h"
 #include "faults.h"
 #include "server.h"
 
@@ -12,7 +13,7 @@ constexpr int kPort = 14000;
 constexpr int kNoSuchPartition = 2;  // as blkid has it
 
 struct Settings {
-  std::string state, log, partition;
+  std::string state, log, daemon_info, partition, question;
   int port = kPort;
 };
 
@@ -29,12 +30,23 @@ void describe(CLI::App* app, Settings* settings) {
   app->add_option("--port", settings->port, "TCP port (default: 14000)")->check(CLI::Range(1, 65535));
   app->add_option("--uuid", settings->partition,
                   "Print the UUID of this partition (such as sda1) as the state has it, and end");
+  app->add_option("--daemon-info", settings->daemon_info,
+                  "File that gets the state's DaemonInfo, now and at every change");
+  app->add_option("--daemon", settings->question,
+                  "Print what the daemon's script answers to these words as the state has it, and end");
 }
 
 int print_uuid(const State& state, const std::string& partition) {
   const std::string uuid = uuid_of(state.read(), partition);
   if (uuid.empty()) return kNoSuchPartition;
   std::cout << uuid + "\n" << std::flush;
+  return 0;
+}
+
+int print_daemon_answer(const State& state, const std::string& question) {
+  const std::optional<std::string> answer = daemon_answer(state.read(), question);
+  if (!answer) throw Failure("the state's DaemonShell knows no \"" + question + "\"");
+  std::cout << *answer + "\n" << std::flush;
   return 0;
 }
 
@@ -53,7 +65,8 @@ int run(int argc, char** argv) {
   CLI::App app("", "boxrouter");
   describe(&app, &settings);
   CLI11_PARSE(app, argc, argv);
-  State state(settings.state);
+  State state(settings.state, settings.daemon_info);
+  if (!settings.question.empty()) return print_daemon_answer(state, settings.question);
   if (!settings.partition.empty()) return print_uuid(state, settings.partition);
   serve_until_signal(settings, state);
 }

@@ -15,9 +15,10 @@ constexpr struct {
   Json::value_t type;
   bool required;
 } kMembers[] = {
-    {"WIFIStatus", Json::value_t::array, true}, {"TransmissionRate", Json::value_t::object, true},
-    {"WAN", Json::value_t::object, true},       {"DiskInfo", Json::value_t::array, true},
-    {"Info", Json::value_t::object, true},      {"faults", Json::value_t::array, false},
+    {"WIFIStatus", Json::value_t::array, true},   {"TransmissionRate", Json::value_t::object, true},
+    {"WAN", Json::value_t::object, true},         {"DiskInfo", Json::value_t::array, true},
+    {"Info", Json::value_t::object, true},        {"faults", Json::value_t::array, false},
+    {"DaemonInfo", Json::value_t::object, false}, {"DaemonShell", Json::value_t::object, false},
 };
 
 // Only the frame: what is inside may be as wrong as a test wants its router.
@@ -45,13 +46,22 @@ Json parse(const std::string& text, const std::string& origin) {
   return document;
 }
 
+// Renamed into place, so that a reader finds the old text or the new one, never half of it.
+void replace_file(const std::string& file, const Json& document, mode_t mode) {
+  const std::string fresh = file + ".new";
+  write_file(fresh, document.dump(2) + "\n", mode);
+  if (std::rename(fresh.c_str(), file.c_str()) != 0) fail_errno("cannot write " + file);
+}
+
 }  // namespace
 
-State::State(std::string file) : file_(std::move(file)) {
+State::State(std::string file, std::string info_file)
+    : file_(std::move(file)), info_file_(std::move(info_file)) {
   const bool exists = !file_.empty() && ::access(file_.c_str(), F_OK) == 0;
   document_ =
       exists ? parse(read_file(file_), file_) : parse(std::string(kBuiltInState), "the built-in state");
   if (!exists) save(document_);
+  save_info(document_);
 }
 
 Json State::read() const {
@@ -65,15 +75,17 @@ void State::change(const std::function<void(Json&)>& change) {
   change(document);
   check(document, "the changed state");
   save(document);
+  save_info(document);
   document_ = std::move(document);
 }
 
 void State::save(const Json& document) const {
-  if (file_.empty()) return;
-  // Renamed into place, so that a reader finds the old state or the new one, never half of it.
-  const std::string fresh = file_ + ".new";
-  write_file(fresh, document.dump(2) + "\n", 0644);
-  if (std::rename(fresh.c_str(), file_.c_str()) != 0) fail_errno("cannot write " + file_);
+  if (!file_.empty()) replace_file(file_, document, 0644);
+}
+
+void State::save_info(const Json& document) const {
+  if (!info_file_.empty() && document.contains("DaemonInfo"))
+    replace_file(info_file_, document["DaemonInfo"], 0666);
 }
 
 std::string uuid_of(const Json& state, const std::string& partition) {
@@ -83,6 +95,12 @@ std::string uuid_of(const Json& state, const std::string& partition) {
       return uuid.is_string() ? uuid.get<std::string>() : std::string();
     }
   return {};
+}
+
+std::optional<std::string> daemon_answer(const Json& state, const std::string& question) {
+  const Json answer = state.value("DaemonShell", Json::object()).value(question, Json());
+  if (!answer.is_string()) return std::nullopt;
+  return answer.get<std::string>();
 }
 
 }  // namespace routerbox::router

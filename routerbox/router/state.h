@@ -2,6 +2,7 @@
 #pragma once
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -18,13 +19,16 @@ extern const std::string_view kBuiltInState;
 //   WAN               object of the WAN_ members, which stand at the top of their answer
 //   DiskInfo          array of partitions; UUID in one is for the box's blkid and in no answer
 //   Info              object of names and versions
+//   DaemonInfo        object for the daemon's information file, may be missing
+//   DaemonShell       object of texts that the daemon's script prints, by its arguments; may be missing
 //   faults            array of faults to play from the start (http/fault.h, faults.h), may be missing
 // Safe from any thread.
 class State {
  public:
   // An empty `file` keeps the state in memory; one that does not exist is made with the built-in state.
-  // Throws Failure for a file that cannot be used.
-  explicit State(std::string file);
+  // `info_file` (may be empty) gets DaemonInfo at once and at every change, writable for all, as the router's
+  // plug-ins open it so. Throws Failure for a file that cannot be used.
+  State(std::string file, std::string info_file);
 
   Json read() const;
   // Applies `change` and saves. When either throws, the state is as before.
@@ -32,13 +36,17 @@ class State {
 
  private:
   void save(const Json& document) const;
+  void save_info(const Json& document) const;
 
-  const std::string file_;
+  const std::string file_, info_file_;
   mutable std::mutex mutex_;
   Json document_;  // guarded by mutex_
 };
 
 // The UUID of a partition, empty when the state has none.
 std::string uuid_of(const Json& state, const std::string& partition);
+
+// What the daemon's script prints for its arguments, if the state knows.
+std::optional<std::string> daemon_answer(const Json& state, const std::string& question);
 
 }  // namespace routerbox::router

@@ -4,12 +4,11 @@
 #include <climits>
 #include <cstdio>
 #include <memory>
-#include <mutex>
 #include <stdexcept>
 #include <string>
 
+#include "http/easy.h"
 #include "service/sigpipe.h"
-#include "util/owners.h"
 
 namespace zel::http {
 namespace {
@@ -69,10 +68,7 @@ void require(CURLcode set, const char* label) {
 }
 
 CurlEasy new_handle(Method method) {
-  // The first handle initialises libcurl, which its older releases do not protect against a second thread.
-  static std::mutex one_at_a_time;
-  const std::lock_guard<std::mutex> lock(one_at_a_time);
-  CurlEasy easy(curl_easy_init());
+  CurlEasy easy = new_easy();
   if (!easy)
     throw std::runtime_error(method == kGet ? "could not init the curl" : "could not init the curl!");
   return easy;

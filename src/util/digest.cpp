@@ -1,7 +1,18 @@
-// MD5 as text.
-#include <openssl/md5.h>
+#include "util/digest.h"
 
 #include "zel/util.h"
+
+namespace zel {
+
+void write_digest(const unsigned char (&digest)[MD5_DIGEST_LENGTH], char* output) noexcept {
+  for (const unsigned char byte : digest) {
+    *output++ = "0123456789abcdef"[byte >> 4];
+    *output++ = "0123456789abcdef"[byte & 15];
+  }
+  *output = '\0';
+}
+
+}  // namespace zel
 
 char* md5_string(const void* data, int length, char* output) {
   if (output == nullptr) return nullptr;
@@ -13,11 +24,6 @@ char* md5_string(const void* data, int length, char* output) {
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
   MD5(static_cast<const unsigned char*>(data), size, digest);
 #pragma GCC diagnostic pop
-  char* out = output;
-  for (const unsigned char byte : digest) {
-    *out++ = "0123456789abcdef"[byte >> 4];
-    *out++ = "0123456789abcdef"[byte & 15];
-  }
-  *out = '\0';
+  zel::write_digest(digest, output);
   return output;
 }

@@ -1,5 +1,7 @@
 #include "util/json.h"
 
+#include "zel/util.h"
+
 namespace zel {
 
 int json_type(const cJSON* item) noexcept {
@@ -38,3 +40,8 @@ uint32_t json_bits(const cJSON* number) noexcept {
 }
 
 }  // namespace zel
+
+cJSON* zel_get_cjson_item(const cJSON* object, const char* key, int type) {
+  const cJSON* const item = zel::json_member(object, key);
+  return item != nullptr && zel::json_type(item) == type ? const_cast<cJSON*>(item) : nullptr;
+}

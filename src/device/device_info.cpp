@@ -1,0 +1,43 @@
+// The device's identity, as the router's daemon keeps it in its information file.
+#include <zel/device.h>
+
+#include <cstring>
+
+#include "device/whole_file.h"
+#include "router/copy.h"
+#include "util/json.h"
+
+// Plug-ins are compiled against it.
+static_assert(sizeof(zel_device_info) == 324);
+
+namespace {
+
+constexpr const char* kDaemonFile = "/tmp/norva_daemon.info";
+
+bool fill_text(const cJSON* root, const char* key, char (&field)[64]) {
+  const cJSON* const text = zel::json_member(root, key, zel::kJsonString);
+  if (text != nullptr) zel::fill_field(field, sizeof field, text->valuestring);
+  return text != nullptr;
+}
+
+bool fill_number(const cJSON* root, const char* key, int32_t* field) {
+  const cJSON* const number = zel::json_member(root, key, zel::kJsonNumber);
+  if (number != nullptr) *field = number->valueint;
+  return number != nullptr;
+}
+
+}  // namespace
+
+int zel_get_device_info(zel_device_info* info) {
+  if (info == nullptr) return -1;
+  memset(info, 0, sizeof *info);
+  const zel::Memory<char> text = zel::whole_file(kDaemonFile);
+  const zel::JsonTree root(text ? cJSON_Parse(text.get()) : nullptr);
+  const bool whole = fill_text(root.get(), "device_id", info->device_id) &&
+                     fill_text(root.get(), "daemon_version", info->daemon_version) &&
+                     fill_text(root.get(), "deviceName", info->deviceName) &&
+                     fill_number(root.get(), "zelSdkVersion", &info->zelSdkVersion) &&
+                     fill_text(root.get(), "hw_name", info->hw_name) &&
+                     fill_text(root.get(), "fw_version", info->fw_version);
+  return whole ? 0 : -1;
+}

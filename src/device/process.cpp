@@ -1,0 +1,20 @@
+// Whether a process runs.
+#include <zel/device.h>
+
+#include <cstdlib>
+
+#include "util/new_text.h"
+
+int zel_detect_proc(const char* name) {
+  const zel::Memory<char> pattern = name != nullptr ? zel::within_quotes(name) : nullptr;
+  if (!pattern) return -1;
+  char command[128];
+  const int length = snprintf(command, sizeof command, "ps | grep grep -v | grep -c '%s'", pattern.get());
+  if (length < 0 || static_cast<size_t>(length) >= sizeof command) return -1;
+  char line[512];
+  const zel::Pipe output(popen(command, "re"));
+  while (output && fgets(line, sizeof line, output.get()) != nullptr) {
+    if (strtol(line, nullptr, 10) > 0) return 0;
+  }
+  return -1;
+}

@@ -1,0 +1,184 @@
+// Questions about paths, file systems and memory, as root of a box; the tools are the host's and busybox's.
+#include <zel/device.h>
+#include <zel/file.h>
+
+#include <cerrno>
+#include <chrono>
+#include <cstdlib>
+#include <filesystem>
+
+#include "cases.h"
+#include "support/disk.h"
+#include "support/qo_logged.h"
+
+namespace {
+
+// Runs `body` with each layout of the tools' output.
+template <class Body>
+void with_both_layouts(Body body) {
+  const std::string usual = getenv("PATH");
+  for (const std::string& path : {usual, "/var/run/router/busybox:" + usual}) {
+    SCOPED_TRACE(path);
+    setenv("PATH", path.c_str(), 1);
+    body();
+  }
+}
+
+void put_tool(const char* name, const std::string& lines) {
+  mkdir("/tmp/bin", 0755);
+  put_script(std::string("/tmp/bin/") + name, lines);
+  setenv("PATH", (std::string("/tmp/bin:") + getenv("PATH")).c_str(), 1);
+}
+
+bool tables_left() {
+  bool left = false;
+  for (const auto& entry : std::filesystem::directory_iterator("/var"))
+    left |= entry.path().extension() == ".btmp";
+  return left;
+}
+
+TEST(Paths, AreLookedForInTheCallersBufferWhichIsRestored) {
+  put("/tmp/a b", "");
+  char buffer[32] = "/tmp/";
+  EXPECT_EQ(isFileExist(buffer, "a b") - isFileExist(buffer, "c"), 1);
+  EXPECT_STREQ(buffer, "/tmp");
+  Exact longest(std::string("/tmp/././.\0", 11) + std::string(1013, '\0'));
+  const std::string far(1013, 'n');
+  EXPECT_EQ(qo_logged([&] { isFileExist(longest.data(), far.c_str() + 1); }), "") << "1024 with its NUL";
+  EXPECT_EQ(qo_logged([&] { isFileExist(longest.data(), far.c_str()); }),
+            "E [isFileExist]Filename too long!\n");
+  EXPECT_EQ(isFileExist(nullptr, "x") + isAbsFileExist(nullptr) + isAbsFileExist("") + isAbsFileExist("/x"),
+            0);
+}
+
+TEST(Paths, AreDirectoriesThatMayBeWrittenOrNot) {
+  mount_disk("/tmp/fixed", "ro");
+  EXPECT_EQ(qo_checkDir("/tmp") - qo_checkDir(nullptr) - qo_checkDir("/proc/version"), 1);
+  EXPECT_EQ(
+      qo_logged([] { EXPECT_EQ(qo_checkDir_readonly("/tmp") + qo_checkDir_readonly("/proc/version"), 0); }),
+      "");
+  EXPECT_EQ(qo_logged([] { EXPECT_EQ(qo_checkDir_readonly("/tmp/fixed") - qo_checkDir("/tmp/fixed"), 1); }),
+            "I [qo_checkDir_readonly]directory[/tmp/fixed] is readonly.\n"
+            "I [qo_checkDir]directory[/tmp/fixed] is not writable.\n");
+}
+
+TEST(Paths, AreJoinedWhereThereIsRoom) {
+  const Rows<size_t, Text, int, Text> rows = {{"/mnt/", 7, "a", 1, "/mnt/a"},
+                                              {"/mnt", 7, "ab", 0, "/mnt"},
+                                              {"/mnt", 3, "a", 0, "/m"},
+                                              {"", 7, "%s", 0, ""},
+                                              {"", 0, "", 0, nullptr}};
+  for (const auto& [directory, size, file, result, output] : rows) {
+    Exact out(size);
+    EXPECT_EQ(qo_abspath_generate(out.data(), size, directory, file), result) << directory;
+    EXPECT_STREQ(size > 0 ? out.data() : nullptr, output);
+  }
+}
+
+TEST(Paths, AreMadeWhereTheyAreMissing) {
+  const std::string far = "/tmp/" + std::string(200, 'x') + "/" + std::string(49, 'y');
+  for (const auto& path : {std::string("/tmp/it's/a b/c"), std::string("/tmp/it's/"), far + "cut"}) {
+    EXPECT_EQ(qo_mkdirp(path.c_str(), 0750), 1);
+    EXPECT_TRUE(std::filesystem::is_directory(path.substr(0, 255))) << path;
+  }
+  EXPECT_EQ(qo_mkdirp("/proc/version/x", 0755) + qo_mkdirp("", 0755) + qo_mkdirp(nullptr, 0755), 0);
+}
+
+TEST(Paths, AreFilmsByFourCharacters) {
+  for (const char* name : {"movie.M3U", "a.b.ts", "x.mp4abc", ".mkv"}) EXPECT_EQ(is_file_video(name), 1);
+  for (const char* name : {"movie.tsx", "ts", "x.mkv.txt", Text{}}) EXPECT_EQ(is_file_video(name), 0);
+}
+
+TEST(FileSystems, AreMeasuredInBothLayouts) {
+  const std::string folder = "/tmp/it's a $HOME disk";
+  mount_disk(folder, "size=8m", "a-device-whose-name-is-longer-than-a-column");
+  put(folder + "/file", std::string(3 << 20, 'x'));
+  with_both_layouts([&] {
+    int64_t used = -1;
+    int64_t total = -1;
+    EXPECT_EQ(getFsSize(folder.c_str(), &used, &total), 0);
+    EXPECT_EQ(used * 10 + total, 38);
+    const std::string log = qo_logged([&] { EXPECT_EQ(getFsSize("/tmp", &used, &total), 0); });
+    EXPECT_TRUE(log.starts_with("D [getFsSize]run command: df /tmp > /var/")) << log;
+  });
+  EXPECT_FALSE(tables_left());
+}
+
+TEST(FileSystems, AreNotMeasuredWithoutATable) {
+  int64_t used = -1;
+  int64_t total = -1;
+  const auto says = [&](const char* path, int64_t* out) {
+    return qo_logged([&] { EXPECT_EQ(getFsSize(path, out, &total), -1); });
+  };
+  EXPECT_EQ(says("", &used) + says("/x", nullptr),
+            "W [getFsSize]input param illegal\nW [getFsSize]input param illegal\n");
+  EXPECT_EQ(says("/none", &used), "W [getFsSize]path[/none] not exist!\n");
+  EXPECT_EQ(says("/proc/version", &used), "W [getFsSize]path[/proc/version] not directory!\n");
+  for (const char* output : {"", "head\\n", "head\\ndisk\\n", "head\\ndisk 2048\\n", "head\\ndisk - -\\n"}) {
+    put_tool("df", std::string("printf '") + output + "'\n");
+    EXPECT_EQ(getFsSize("/tmp", &used, &total), -1) << output;
+  }
+  EXPECT_FALSE(tables_left());
+  ASSERT_EQ(mount("none", "/var", nullptr, MS_REMOUNT | MS_BIND | MS_RDONLY, nullptr), 0);
+  const std::string log = says("/tmp", &used);
+  EXPECT_NE(log.find("W [getFsSize]getFsSize fail! cmd[df /tmp > /var/"), std::string::npos) << log;
+  EXPECT_TRUE(log.ends_with(".btmp], path[/tmp], errno[2], errMsg[No such file or directory]\n")) << log;
+}
+
+TEST(FileSystems, AreFatWhenMountSaysSo) {
+  // The name of its device makes the line of this disk one of type vfat, with every form of `mount`.
+  mount_disk("/tmp/it's fat", "", "device type vfat");
+  with_both_layouts([] {
+    EXPECT_EQ(is_type_fat("/tmp/it's fat"), 1);
+    EXPECT_EQ(is_type_fat("/proc") + is_type_fat("") + is_type_fat(nullptr), 0);
+  });
+}
+
+TEST(FileSystems, AreDescribedByTheRoutersTool) {
+  put_tool("norva_db", "echo \"$# $1\"; [ \"$2\" = one ] || printf '%s\\n' \"$2\"\n");
+  const std::string path(512 - sizeof "norva_db df ", 'f');
+  Exact out(std::string(1024, '\0'));
+  for (const std::string& plain : {path, std::string("it's $(reboot) a %s")}) {
+    EXPECT_EQ(get_df_info(plain.c_str(), out.data()), 0);
+    EXPECT_EQ(out.data(), plain + "\n");
+  }
+  EXPECT_EQ(get_df_info("one", out.data()) + get_df_info((path + "f").c_str(), out.data()), -2);
+  EXPECT_STREQ(out.data(), "2 df\n");
+}
+
+TEST(Memory, IsToldInBothLayouts) {
+  int total = -1;
+  int used = -1;
+  with_both_layouts([&] {
+    EXPECT_EQ(qo_get_memory_info(&total, &used), 0);
+    EXPECT_EQ(total, GetRamInKB() / 1000);
+    EXPECT_TRUE(used > 0 && used < total) << used;
+  });
+  setenv("PATH", "/none", 1);
+  EXPECT_EQ(qo_get_memory_info(&total, &used), 127 << 8) << "the shell's word for a tool that is not there";
+  EXPECT_EQ(total + used, 0);
+}
+
+TEST(WaitSignal, EndsAtItsLimit) {
+  pthread_cond_t condition = PTHREAD_COND_INITIALIZER;
+  pthread_mutex_t mutex = PTHREAD_MUTEX_INITIALIZER;
+  pthread_mutex_lock(&mutex);
+  for (const int limit : {999, -1999}) {  // past the whole second at nearly every time of day
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(qo_wait_signal(&condition, &mutex, limit), ETIMEDOUT) << limit;
+    EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(limit - 1));
+  }
+}
+
+TEST(Text, IsAllocated) {
+  char* text = nullptr;
+  const std::string large(5000, 'x');
+  EXPECT_EQ(zel_sprintf_alloc(&text, "%d %s", 7, large.c_str()), 5002);
+  EXPECT_EQ(text, "7 " + large);
+  free(xrealloc(text, 2));
+  // The C locale has no form for this character.
+  EXPECT_EXIT(zel_sprintf_alloc(&text, "%lc", static_cast<wint_t>(0x20AC)), testing::ExitedWithCode(1),
+              "^zel_sprintf_alloc: encountered an output or encoding error during vsnprintf.\n$");
+}
+
+}  // namespace
