@@ -1,7 +1,8 @@
 // lock.h: the global lock as a scope.
 //
-// Order of locks: start-up's, then the global lock, then the others (the loop table's, the event calls'
-// appid's, errlog_mutex), which are held alone and for moments; never the reverse.
+// Order of locks: start-up's, then the global lock, then the others, which are held alone; never the reverse.
+// They are held for moments (the loop table's, the event calls' appid's, errlog_mutex), but that of the download
+// calls for as long as their daemon takes to answer.
 #ifndef ZEL_SRC_SERVICE_LOCK_H
 #define ZEL_SRC_SERVICE_LOCK_H
 
