@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "file_server.h"
 #include "management.h"
 #include "options.h"
 #include "owners.h"
@@ -21,6 +22,7 @@ struct Plan {
   std::string own;     // routerbox's
   std::string broker;  // absolute paths from here on
   Management management;
+  FileServer files;
   std::string command;
   std::vector<std::string> started;  // in the order of options.start
 };

@@ -1,7 +1,5 @@
 #include "management.h"
 
-#include <netinet/in.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 
 #include <cstdlib>
@@ -16,15 +14,6 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr uint16_t kPort = 14000;
-
-bool accepts() {
-  const Descriptor end(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_port = htons(kPort);
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  return ::connect(end.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-}
 
 // An ordinary user's PATH lacks the folders where blkid usually is.
 std::string find_blkid() {
@@ -74,12 +63,7 @@ void put_blkid_first(const Management& management) {
 Management find_management(const std::string& own_folder, const std::string& state_file,
                            const std::string& log_file) {
   Management management;
-  try {
-    management.program = find_program(own_folder + "/boxrouter");
-  } catch (const Failure& failure) {
-    throw Failure("the box's router is missing: " + std::string(failure.what()) +
-                  ". Build the target boxrouter, or leave out --router");
-  }
+  management.program = find_own(own_folder, "boxrouter", "the box's router", "--router");
   management.blkid = find_blkid();
   if (!state_file.empty()) management.state = read_file(state_file, "--router takes a readable file or none");
   if (log_file.empty()) return management;
@@ -100,7 +84,8 @@ pid_t start_management(Processes& processes, const Management& management) {
       management.program, {"boxrouter", "--state", kRouterState, "--log", log}, {}, "router | "};
   return start_service(
       processes, launch,
-      {"the box's router", "port " + std::to_string(kPort), "mend the file given to --router"}, accepts);
+      {"the box's router", "port " + std::to_string(kPort), "mend the file given to --router"},
+      [] { return port_accepts(kPort); });
 }
 
 }  // namespace routerbox

@@ -61,6 +61,12 @@ Options read_options(int argc, char** argv) {
   app.add_option("--router-log", options.router_log,
                  "File that gets a line for every request to it (default: " + std::string(kRequestLog) + ")")
       ->needs(router);
+  CLI::Option* const files =
+      app.add_option("--files", options.files_folder,
+                     "Start a server to download from on port 8080: /files/NAME (of DIR), /bytes/N,\n"
+                     "/slow/RATE/N, /drop/K/N, /status/CODE, /redirect/CODE?to=URL, /hang")
+          ->expected(0, 1)
+          ->type_name("[DIR]");
   app.add_option("--keep", options.keep, "Path whose entry of /tmp or /var/run stays visible (repeatable)")
       ->allow_extra_args(false);
   app.add_option("--broker", options.broker, "Bus broker (default: hostbusd beside routerbox)");
@@ -78,6 +84,7 @@ Options read_options(int argc, char** argv) {
     throw Failure(std::string(error.what()) + "; routerbox --help lists the options");
   }
   options.router = router->count() > 0;
+  options.files = files->count() > 0;
   if (cut != end) options.command.assign(cut + 1, end);
   if (options.command.empty())
     throw Failure("there is no command to run; write routerbox [OPTIONS] -- COMMAND [ARGUMENT...]");

@@ -56,6 +56,16 @@ std::string find_program(const std::string& word) {
   throw Failure(word + " was not found; give a path, or add its folder to PATH", kNotFound);
 }
 
+std::string find_own(const std::string& folder, const std::string& program, const std::string& what,
+                     const std::string& option) {
+  try {
+    return find_program(folder + "/" + program);
+  } catch (const Failure& failure) {
+    throw Failure(what + " is missing: " + failure.what() + ". Build the target " + program +
+                  ", or leave out " + option);
+  }
+}
+
 std::string own_folder() {
   std::error_code error;
   const fs::path self = fs::read_symlink("/proc/self/exe", error);

@@ -9,6 +9,11 @@ namespace routerbox {
 // Throws Failure with status 126 or 127.
 std::string find_program(const std::string& word);
 
+// The absolute path of one of the box's own servers, which lies beside routerbox. `what` and `option` are for
+// the message. Throws Failure.
+std::string find_own(const std::string& folder, const std::string& program, const std::string& what,
+                     const std::string& option);
+
 // The folder this program lies in.
 std::string own_folder();
 

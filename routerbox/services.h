@@ -1,5 +1,6 @@
 // services.h: the box's own servers, which must take connections before anything else runs.
 #pragma once
+#include <cstdint>
 #include <functional>
 #include <string>
 
@@ -16,5 +17,8 @@ struct Service {
 // Starts it and returns when `accepts` is true. Throws Failure when that takes too long or it ends before.
 pid_t start_service(Processes& processes, const Launch& launch, const Service& service,
                     const std::function<bool()>& accepts);
+
+// Whether a server on the loopback interface takes connections at this port.
+bool port_accepts(uint16_t port);
 
 }  // namespace routerbox

@@ -1,9 +1,6 @@
 // main.cpp: boxrouter, the management interface of a router that does not exist.
-#include <signal.h>
-
 #include <CLI/CLI.hpp>
 #include <iostream>
-#include <thread>
 
 #include "server.h"
 
@@ -41,27 +38,13 @@ int print_uuid(const State& state, const std::string& partition) {
 }
 
 [[noreturn]] void serve_until_signal(const Settings& settings, State& state) {
-  sigset_t signals;
-  sigemptyset(&signals);
-  sigaddset(&signals, SIGTERM);
-  sigaddset(&signals, SIGINT);
-  ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);  // before any thread, so that all inherit it
-
   Faults faults;
   const Json document = state.read();
   for (const Json& fault : document.value("faults", Json::array())) faults.add(fault_from(fault));
   RequestLog log(settings.log);
   Server server(state, faults, log);
-  server.bind(settings.port);
-  std::thread([&] {
-    server.serve();
-    std::cerr << "boxrouter: cannot listen any more\n" << std::flush;
-    ::_exit(1);
-  }).detach();
-  int number = 0;
-  ::sigwait(&signals, &number);
-  // At once, although requests may hang: the log and the state are complete after every request.
-  ::_exit(0);
+  server.http().bind(settings.port);
+  server.http().serve_until_signal("boxrouter");  // the log and the state are complete after every request
 }
 
 int run(int argc, char** argv) {

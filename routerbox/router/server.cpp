@@ -3,14 +3,11 @@
 #include <algorithm>
 #include <thread>
 
-#include "../failure.h"
 #include "methods.h"
 
 namespace routerbox::router {
 namespace {
 
-// Requests that hang hold a thread each.
-constexpr size_t kThreads = 64;
 constexpr const char* kJson = "application/json";
 constexpr const char* kText = "text/plain";
 constexpr int kBadRequest = 400;
@@ -41,32 +38,11 @@ void send(const Reply& reply, httplib::Response& response) {
     response.set_content_provider(body.size(), kJson, unwilling(reply, body));
 }
 
-void reuse_port(socket_t socket) {
-  // Only the port of a server that has ended. The library's default would let two servers share it.
-  const int yes = 1;
-  ::setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
-}
-
 }  // namespace
 
 Server::Server(State& state, Faults& faults, RequestLog& log) : state_(state), faults_(faults), log_(log) {
-  http_.new_task_queue = [] { return new httplib::ThreadPool(kThreads); };
-  // One request per connection, so that no idle client keeps a thread.
-  http_.set_keep_alive_max_count(1);
-  http_.set_tcp_nodelay(true);
-  http_.set_socket_options(reuse_port);
   route_api();
   route_box();
-}
-
-void Server::bind(int port) {
-  if (!http_.bind_to_port("127.0.0.1", port))
-    throw Failure("cannot listen at 127.0.0.1:" + std::to_string(port) +
-                  "; is another router running there?");
-}
-
-void Server::serve() {
-  http_.listen_after_bind();
 }
 
 void Server::serve_api(const httplib::Request& request, httplib::Response& response) {

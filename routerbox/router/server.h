@@ -8,8 +8,7 @@
 //   DELETE /box/fault                     clears all faults
 // What /box refuses has HTTP status 400 and the reason as body.
 #pragma once
-#include <httplib.h>
-
+#include "../http/loopback.h"
 #include "fault.h"
 #include "request_log.h"
 #include "state.h"
@@ -21,10 +20,7 @@ class Server {
   // All three must outlive the server.
   Server(State& state, Faults& faults, RequestLog& log);
 
-  // On the loopback interface; connections are taken from here on. Throws Failure.
-  void bind(int port);
-  // Serves for ever. Returns only when the listening socket fails.
-  void serve();
+  LoopbackServer& http() { return http_; }
 
  private:
   void serve_api(const httplib::Request& request, httplib::Response& response);
@@ -34,7 +30,7 @@ class Server {
   State& state_;
   Faults& faults_;
   RequestLog& log_;
-  httplib::Server http_;
+  LoopbackServer http_;
 };
 
 }  // namespace routerbox::router

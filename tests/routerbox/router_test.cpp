@@ -124,7 +124,7 @@ TEST(BoxRouter, KeepsItsStateInItsFile) {
 
   const Outcome second = run(TEST_BIN "/boxrouter --port 14000");
   EXPECT_EQ(1, second.status);
-  EXPECT_NE(std::string::npos, second.output.find("is another router running there?")) << second.output;
+  EXPECT_NE(std::string::npos, second.output.find("is another server running there?")) << second.output;
 }
 
 TEST(BoxRouter, GivesTheBoxABlkidThatKnowsItsPartitions) {

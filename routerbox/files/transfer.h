@@ -1,0 +1,27 @@
+// transfer.h: one file on its way to a client.
+#pragma once
+#include <httplib.h>
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+
+namespace routerbox::files {
+
+struct Content {
+  uint64_t size = 0;
+  // Fills the block from this offset; false when that is not possible any more.
+  std::function<bool(uint64_t offset, char* block, size_t length)> read;
+};
+
+struct Manner {
+  std::optional<uint64_t> bytes_per_second;
+  // An answer that begins at offset 0 ends here, with the connection.
+  std::optional<uint64_t> drop_at;
+};
+
+// The whole, or the one range that is asked for; 416 for a range past the end and for several ranges.
+void send_content(const httplib::Request& request, httplib::Response& response, const Content& content,
+                  const Manner& manner);
+
+}  // namespace routerbox::files
