@@ -43,10 +43,13 @@ class Box {
     if (!options_.no_broker) broker_ = start_broker(processes_, plan_.broker);
     if (options_.router) router_ = start_management(processes_, plan_.management);
     if (options_.files) files_ = start_file_server(processes_, plan_.files);
+    if (options_.downloads) downloads_ = start_downloads(processes_, plan_.downloads);
     if (!options_.no_perm) fill_permission_table();
     for (size_t i = 0; i < options_.start.size(); ++i) start_plugin(options_.start[i], plan_.started[i]);
     const int status = run_command();
     processes_.stop(plugins_, kEndLimit);
+    stop_service(downloads_.front, "the front of the download daemon");
+    stop_service(downloads_.daemon, "the download daemon");
     stop_service(files_, "the box's file server");
     stop_service(router_, "the box's router");
     stop_service(broker_, "the broker");
@@ -76,8 +79,8 @@ class Box {
 
   std::vector<std::string> programs() const {
     std::vector<std::string> paths{plan_.command};
-    for (const std::string& path :
-         {plan_.broker, plan_.management.program, plan_.management.blkid, plan_.files.program})
+    for (const std::string& path : {plan_.broker, plan_.management.program, plan_.management.blkid,
+                                    plan_.files.program, plan_.downloads.daemon, plan_.downloads.front})
       if (!path.empty()) paths.push_back(path);
     paths.insert(paths.end(), plan_.started.begin(), plan_.started.end());
     return paths;
@@ -87,7 +90,7 @@ class Box {
     std::vector<std::string> paths = programs();
     paths.insert(paths.end(), {plan_.folder, plan_.own});
     for (const std::string& path : options_.keep) paths.push_back(fs::absolute(path).lexically_normal());
-    for (const std::string& path : {plan_.management.log, plan_.files.folder})
+    for (const std::string& path : {plan_.management.log, plan_.files.folder, plan_.downloads.folder})
       if (!path.empty()) paths.push_back(path);
     const size_t given = paths.size();
     for (size_t i = 0; i < given; ++i) paths.push_back(fs::weakly_canonical(paths[i]));
@@ -150,6 +153,7 @@ class Box {
   pid_t broker_ = 0;
   pid_t router_ = 0;
   pid_t files_ = 0;
+  DownloadServers downloads_;
   std::vector<pid_t> plugins_;
 };
 
@@ -180,6 +184,7 @@ Plan make_plan(const Options& options) {
   if (!options.as.empty()) package_of(plan.packages, options.as);
   plan.broker = find_broker(options, plan.own);
   if (options.router) plan.management = find_management(plan.own, options.router_state, options.router_log);
+  if (options.downloads) plan.downloads = find_downloads(plan.own, options.downloads_folder);
   if (options.files) plan.files = find_file_server(plan.own, options.files_folder);
   for (const Background& plugin : options.start) {
     package_of(plan.packages, plugin.appid);

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "downloads.h"
 #include "file_server.h"
 #include "management.h"
 #include "options.h"
@@ -23,6 +24,7 @@ struct Plan {
   std::string broker;  // absolute paths from here on
   Management management;
   FileServer files;
+  Downloads downloads;
   std::string command;
   std::vector<std::string> started;  // in the order of options.start
 };

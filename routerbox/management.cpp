@@ -27,12 +27,6 @@ std::string find_blkid() {
   return {};
 }
 
-std::string quoted(const std::string& text) {
-  std::string result = "'";
-  for (const char c : text) result += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  return result + "'";
-}
-
 // The router's disks are not the host's: a device the host has is the real blkid's, any other the router's.
 std::string blkid_script(const Management& management) {
   const std::string real = management.blkid.empty()

@@ -61,6 +61,13 @@ Options read_options(int argc, char** argv) {
   app.add_option("--router-log", options.router_log,
                  "File that gets a line for every request to it (default: " + std::string(kRequestLog) + ")")
       ->needs(router);
+  CLI::Option* const downloads =
+      app.add_option(
+             "--downloads", options.downloads_folder,
+             "Start the router's download daemon (aria2) on port 6800, as root of the box; DIR keeps its\n"
+             "tasks from one box to the next (default: none is kept)")
+          ->expected(0, 1)
+          ->type_name("[DIR]");
   CLI::Option* const files =
       app.add_option("--files", options.files_folder,
                      "Start a server to download from on port 8080: /files/NAME (of DIR), /bytes/N,\n"
@@ -84,6 +91,7 @@ Options read_options(int argc, char** argv) {
     throw Failure(std::string(error.what()) + "; routerbox --help lists the options");
   }
   options.router = router->count() > 0;
+  options.downloads = downloads->count() > 0;
   options.files = files->count() > 0;
   if (cut != end) options.command.assign(cut + 1, end);
   if (options.command.empty())

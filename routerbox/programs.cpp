@@ -73,6 +73,12 @@ std::string own_folder() {
   return self.parent_path();
 }
 
+std::string quoted(const std::string& text) {
+  std::string result = "'";
+  for (const char c : text) result += c == '\'' ? std::string("'\\''") : std::string(1, c);
+  return result + "'";
+}
+
 std::vector<char*> exec_arguments(std::vector<std::string>& words) {
   std::vector<char*> pointers;
   pointers.reserve(words.size() + 1);

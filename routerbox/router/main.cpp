@@ -2,6 +2,7 @@
 #include <CLI/CLI.hpp>
 #include <iostream>
 
+#include "faults.h"
 #include "server.h"
 
 namespace routerbox::router {
@@ -38,9 +39,9 @@ int print_uuid(const State& state, const std::string& partition) {
 }
 
 [[noreturn]] void serve_until_signal(const Settings& settings, State& state) {
-  Faults faults;
+  Faults faults(own_faults());
   const Json document = state.read();
-  for (const Json& fault : document.value("faults", Json::array())) faults.add(fault_from(fault));
+  for (const Json& fault : document.value("faults", Json::array())) faults.add(fault);
   RequestLog log(settings.log);
   Server server(state, faults, log);
   server.http().bind(settings.port);

@@ -3,8 +3,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "../http/json.h"
 #include "call.h"
-#include "json.h"
 #include "state.h"
 
 namespace routerbox::router {

@@ -3,14 +3,14 @@
 //   GET    /api?method=NAME&KEY=VALUE...  the router's methods (methods.h)
 //   GET    /box/state                     the state as JSON (state.h)
 //   PATCH  /box/state                     changes it by a JSON merge patch: null takes a member away
-//   GET    /box/fault                     the faults that wait to be played
-//   POST   /box/fault                     adds the fault in the body (fault.h)
-//   DELETE /box/fault                     clears all faults
-// What /box refuses has HTTP status 400 and the reason as body.
+//   /box/fault                            the faults (http/fault.h, faults.h)
+// What /box refuses has HTTP status 400 and the reason as body. The log has the answer's ErrorCode as code. A
+// request that is none to the router's interface has its HTTP method and target as method, and "HTTP" and its
+// status as code.
 #pragma once
+#include "../http/fault.h"
 #include "../http/loopback.h"
-#include "fault.h"
-#include "request_log.h"
+#include "../http/request_log.h"
 #include "state.h"
 
 namespace routerbox::router {

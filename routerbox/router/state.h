@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "json.h"
+#include "../http/json.h"
 
 namespace routerbox::router {
 
@@ -18,7 +18,7 @@ extern const std::string_view kBuiltInState;
 //   WAN               object of the WAN_ members, which stand at the top of their answer
 //   DiskInfo          array of partitions; UUID in one is for the box's blkid and in no answer
 //   Info              object of names and versions
-//   faults            array of faults to play from the start (fault.h), may be missing
+//   faults            array of faults to play from the start (http/fault.h, faults.h), may be missing
 // Safe from any thread.
 class State {
  public:

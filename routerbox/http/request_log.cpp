@@ -6,7 +6,7 @@
 #include <cstdio>
 #include <ctime>
 
-namespace routerbox::router {
+namespace routerbox {
 namespace {
 
 std::string now() {
@@ -43,4 +43,4 @@ void RequestLog::write(const std::string& method, const std::string& parameters,
   write_all(file_.get(), line + '\n');
 }
 
-}  // namespace routerbox::router
+}  // namespace routerbox

@@ -4,13 +4,11 @@
 #include <string>
 
 #include "../owners.h"
-#include "call.h"
 
-namespace routerbox::router {
+namespace routerbox {
 
 // A line has five columns with a tab between them: time (UTC), method, parameters as they came, the answer's
-// ErrorCode, and the kind of the fault that was played. An empty column is "-". A request that is none to
-// the router's interface has its HTTP method and target as method, and "HTTP" and its status as code.
+// code, and the kind of the fault that was played. An empty column is "-".
 // The line is written before the answer goes out. Safe from any thread.
 class RequestLog {
  public:
@@ -25,4 +23,4 @@ class RequestLog {
   std::mutex mutex_;  // keeps lines whole
 };
 
-}  // namespace routerbox::router
+}  // namespace routerbox
