@@ -10,11 +10,33 @@
 
 namespace {
 
+const task_param kFile = {"http://127.0.0.1/f", "/tmp", "f"};
+char id[ZEL_TASK_ID_SIZE + 1];
+task_info list[6];
+
 constexpr int kMark = 0x55;  // Records are filled with it, so that what a call leaves alone shows.
 
-std::string entry(const std::string& appid, const std::string& gid, const std::string& rest = "") {
+int create() {
+  memset(id, kMark, sizeof id);
+  return zel_download_task_create(&kFile, id);
+}
+int query() {
+  memset(list, kMark, sizeof list);
+  return zel_download_task_query(kGid, list);
+}
+int get_list(int max_count) {
+  memset(list, 0, sizeof list);
+  return zel_download_task_get_list(list, max_count);
+}
+
+// An answer to a query whose task has these members besides its id.
+std::string task(const std::string& members) {
+  return R"([{"result":{"gid":"2089b05ecca3d829")" + members + "}}]";
+}
+
+std::string entry(const std::string& appid, const std::string& gid) {
   return R"({"appid":")" + appid + R"(","gid":")" + gid +
-         R"(","status":"active","totalLength":"9","completedLength":"8","downloadSpeed":"7")" + rest + "}";
+         R"(","status":"active","totalLength":"9","completedLength":"8","downloadSpeed":"7"})";
 }
 
 std::string lists(const std::string& active, const std::string& waiting = "",
@@ -29,33 +51,74 @@ class DownloadAnswers : public testing::Test {
 
 }  // namespace
 
-TEST_F(DownloadAnswers, OfACreationAreATextThatFitsItsField) {
+TEST_F(DownloadAnswers, AreRefusedForTheirFirstFault) {
   ASSERT_EQ(setuid(kAll), 0);
-  const task_param param = {"http://127.0.0.1/f", "/tmp", "f"};
+  const auto getnum = zel_download_task_getnum;
+  const auto fill = [] { return get_list(3); };
+  const auto pause = [] { return zel_download_task_pause(kGid); };
+  const struct {
+    int (*call)();
+    std::string answer;
+    const char* message;
+  } kCases[] = {
+      {create, "<html>", "|Parse dst_buffer error"},
+      {create, "[]", "|task_id parse error"},
+      {create, R"({"error":{"code":1,"message":"%s%n"}})", "|task_id parse error"},
+      {create, R"({"result":7})", "|task_id parse error"},
+      {query, "{}", "|Parse dst_buffer error"},
+      {query, "[]", "|Response JSON get object error"},
+      {query, "[[]]", "|Response JSON get object error"},
+      {query, R"([{"error":{}}])", "|Response JSON get result object error"},
+      {query, R"([{"result":"OK"}])", "|Response JSON get result object error"},
+      {query, R"([{"result":{"gid":2089}}])", "|Response parse gid error"},
+      {query, R"([{"result":{"gid":"2089B05ECCA3D829"}}])", "|Response parse gid error"},
+      {query, task(R"(,"status":1)"), "|Response parse status error"},
+      {query, task(R"(,"status":"w","totalLength":1)"), "|Response parse totalLength error"},
+      {query, task(R"(,"status":"w","totalLength":"1")"), "|Response parse completelLength error"},
+      {fill, lists(entry("1001", "a"), R"({"appid":"1001","gid":7})"),
+       "|Response parse gid error|get info error "},
+      {pause, "OK", "|Parse dst_buffer error"},
+      {pause, R"({"result":"OK"})", "|Parse dst_buffer error"},
+      {pause, "[null]", "|Response JSON get object error"},
+      {pause, R"([{"error":{"code":1}}])", "|task_id not find in downloading list"},
+  };
+  for (const auto& c : kCases) {
+    const test::Server daemon = daemon_of(c.answer);
+    EXPECT_EQ(logged([&] { EXPECT_EQ(c.call(), -1); }), c.message) << c.answer;
+  }
+  EXPECT_EQ(id[0], kMark);
+  EXPECT_STREQ(list[0].task_id, "a");
+
   const struct {
     std::string answer;
-    std::string id;  // or
     const char* message;
-  } kCases[] = {{R"({"result":"2089b05ecca3d829"})", kGid, ""},
-                {R"({"Result":"abc"} and more)", "abc", ""},
-                {R"({"result":")" + std::string(24, 'x') + R"("})", std::string(23, 'x'), ""},
-                {R"({"result":7})", "", "|task_id parse error"},
-                {R"({"error":{"code":1,"message":"%s%n"}})", "", "|task_id parse error"},
-                {"[]", "", "|task_id parse error"},
-                {"", "", "|Parse dst_buffer error"},
-                {"<html>", "", "|Parse dst_buffer error"}};
-  for (const auto& c : kCases) {
-    const Daemon daemon({c.answer});
-    char id[ZEL_TASK_ID_SIZE + 1];
-    memset(id, kMark, sizeof id);
-    EXPECT_EQ(logged([&] { EXPECT_EQ(zel_download_task_create(&param, id), c.id.empty() ? -1 : 0); }),
-              c.message);
-    char expected[ZEL_TASK_ID_SIZE + 1];
-    memset(expected, c.id.empty() ? kMark : 0, ZEL_TASK_ID_SIZE);
-    expected[ZEL_TASK_ID_SIZE] = kMark;
-    memcpy(expected, c.id.data(), c.id.size());
-    EXPECT_EQ(memcmp(id, expected, sizeof id), 0) << c.answer;
+  } kLists[] = {{R"({"error":{}})", "|parst dst_buffer fail "},
+                {lists(std::string(9'999, ' ')), "|parst dst_buffer fail "},
+                {R"([{"error":{}}])", "|infomation size error "},
+                {"[{},{},{},{}]", "|infomation size error "},
+                {R"([{"result":[]},7,{}])", "|get j_res[i] error "},
+                {R"([{"result":[]},{"result":{}},{}])", "|get result array error "},
+                {lists(entry("1001", "a"), "[]"), "|get appid error "},
+                {lists(entry("1001", "a"), "", R"({"appid":1001})"), "|get appid error "}};
+  for (const auto& c : kLists) {
+    const test::Server daemon = daemon_of(c.answer);
+    for (const auto call : {+getnum, +fill}) {
+      EXPECT_EQ(logged([&] { EXPECT_EQ(call(), -1); }), c.message) << c.answer;
+    }
   }
+}
+
+TEST_F(DownloadAnswers, FillARecordAsFarAsTheyAreWellFormed) {
+  ASSERT_EQ(setuid(kAll), 0);
+  const test::Server daemon = daemon_of(task(R"(,"status":"w","totalLength":"1","completedLength":"2")"));
+  EXPECT_EQ(logged([] { EXPECT_EQ(query(), -1); }), "|Response parse downloadSpeed error");
+  task_info expected;
+  memset(&expected, kMark, sizeof expected);
+  strncpy(expected.task_id, kGid, sizeof expected.task_id);
+  expected.status = ZEL_TASK_WAITING;
+  expected.total_length = 1;
+  expected.completed_length = 2;
+  EXPECT_EQ(memcmp(list, &expected, sizeof expected), 0);
 }
 
 TEST_F(DownloadAnswers, AreMappedToStatesAndErrors) {
@@ -72,135 +135,45 @@ TEST_F(DownloadAnswers, AreMappedToStatesAndErrors) {
                 {"a", "2", 1, 0},           {"a", "\"2 \"", 1, 1},
                 {"a", "\"none\"", 1, 0},    {"a", "\"4294967298\"", 1, 14}};
   for (const auto& c : kCases) {
-    const Daemon daemon({std::string(R"([{"result":{"gid":"2089b05ecca3d829","status":")") + c.status +
-                         R"(","totalLength":"4294967297","completedLength":"-9223372036854775808",)" +
-                         R"("downloadSpeed":"99999999999","errorCode":)" + c.error + "}}]"});
-    task_info info;
-    memset(&info, kMark, sizeof info);
-    ASSERT_EQ(zel_download_task_query(kGid, &info), 0);
-    EXPECT_STREQ(info.task_id, kGid);
-    EXPECT_EQ(info.status, c.mapped_status) << c.status;
-    EXPECT_EQ(info.error_code, c.mapped_error) << c.error;
-    EXPECT_EQ(info.total_length, 4294967297);
-    EXPECT_EQ(info.completed_length, INT64_MIN);
-    EXPECT_EQ(info.download_speed, INT32_MAX);
+    const test::Server daemon = daemon_of(
+        task(std::string(R"(,"status":")") + c.status + R"(","totalLength":"4294967297","completedLength":)" +
+             R"("-9223372036854775808","downloadSpeed":"99999999999","errorCode":)" + c.error));
+    ASSERT_EQ(query(), 0);
+    EXPECT_EQ(list[0].status, c.mapped_status) << c.status;
+    EXPECT_EQ(list[0].error_code, c.mapped_error) << c.error;
+    EXPECT_EQ(list[0].total_length, 4294967297);
+    EXPECT_EQ(list[0].completed_length, INT64_MIN);
+    EXPECT_EQ(list[0].download_speed, INT32_MAX);
   }
-}
-
-TEST_F(DownloadAnswers, OfAQueryFillTheRecordUpToTheirFirstFault) {
-  ASSERT_EQ(setuid(kAll), 0);
-  const std::string gid = R"("gid":"2089b05ecca3d829")";
-  const struct {
-    std::string answer;
-    const char* message;
-    int filled = 0;  // members
-  } kCases[] = {{"{}", "|Parse dst_buffer error"},
-                {"nothing", "|Parse dst_buffer error"},
-                {"[]", "|Response JSON get object error"},
-                {"[[]]", "|Response JSON get object error"},
-                {R"([{"error":{}}])", "|Response JSON get result object error"},
-                {R"([{"result":"OK"}])", "|Response JSON get result object error"},
-                {R"([{"result":{"gid":2089}}])", "|Response parse gid error"},
-                {R"([{"result":{"gid":"2089B05ECCA3D829"}}])", "|Response parse gid error"},
-                {R"([{"result":{)" + gid + R"(,"status":1}}])", "|Response parse status error", 1},
-                {R"([{"result":{)" + gid + R"(,"status":"w","totalLength":1}}])",
-                 "|Response parse totalLength error", 2},
-                {R"([{"result":{)" + gid + R"(,"status":"w","totalLength":"1"}}])",
-                 "|Response parse completelLength error", 3},
-                {R"([{"result":{)" + gid + R"(,"status":"w","totalLength":"1","completedLength":"2"}}])",
-                 "|Response parse downloadSpeed error", 4}};
-  for (const auto& c : kCases) {
-    const Daemon daemon({c.answer});
-    task_info info;
-    memset(&info, kMark, sizeof info);
-    task_info expected = info;
-    if (c.filled > 0) strncpy(expected.task_id, kGid, sizeof expected.task_id);
-    if (c.filled > 1) expected.status = 2;
-    if (c.filled > 2) expected.total_length = 1;
-    if (c.filled > 3) expected.completed_length = 2;
-    EXPECT_EQ(logged([&] { EXPECT_EQ(zel_download_task_query(kGid, &info), -1); }), c.message);
-    EXPECT_EQ(memcmp(&info, &expected, sizeof info), 0) << c.answer;
-  }
-}
-
-TEST_F(DownloadAnswers, MakeACountAndAListFailAlike) {
-  ASSERT_EQ(setuid(kAll), 0);
-  const std::string own = entry("1001", "a");
-  const std::string no_owner = own + R"(,{"appid":1001})";
-  const struct {
-    std::string answer;
-    const char* message;
-  } kCases[] = {{"", "|parst dst_buffer fail "},
-                {R"({"error":{}})", "|parst dst_buffer fail "},
-                {R"([{"error":{}}])", "|infomation size error "},
-                {"[{},{},{},{}]", "|infomation size error "},
-                {R"([{"result":[)" + own + "]},7,{}]", "|get j_res[i] error "},
-                {R"([{"result":[)" + own + R"(]},{"result":{}},{}])", "|get result array error "},
-                {lists(own, "", R"({"gid":"b"})"), "|get appid error "},
-                {lists(own, "[]"), "|get appid error "},
-                {lists(no_owner), "|get appid error "},
-                {lists(own + std::string(9'999, ' ')), "|parst dst_buffer fail "}};
-  for (const auto& c : kCases) {
-    const Daemon daemon({c.answer});
-    task_info list[3] = {};
-    EXPECT_EQ(logged([] { EXPECT_EQ(zel_download_task_getnum(), -1); }), c.message) << c.answer;
-    EXPECT_EQ(logged([&] { EXPECT_EQ(zel_download_task_get_list(list, 3), -1); }), c.message) << c.answer;
-    EXPECT_STREQ(list[0].task_id, strncmp(c.message, "|get", 4) == 0 ? "a" : "");
-  }
-  const Daemon daemon({lists(entry("1001", "a"), R"({"appid":"1001","gid":7})")});
-  task_info list[3] = {};
-  EXPECT_EQ(zel_download_task_getnum(), 2);
-  EXPECT_EQ(logged([&] { EXPECT_EQ(zel_download_task_get_list(list, 3), -1); }),
-            "|Response parse gid error|get info error ");
-  EXPECT_EQ(zel_download_task_get_list(list, 1), 0);  // It stops before the bad one.
 }
 
 TEST_F(DownloadAnswers, BelongToTheCallerByTwoRules) {
-  const std::string long_id(40, 'e');
-  const Daemon daemon(
-      {lists(entry("1001", "a") + "," + entry("1", "b"), entry("10011", "c", R"(,"errorCode":"9")"),
-             entry("100", "d") + "," + entry("1001", long_id))});
+  const std::string cut(23, 'e');
+  const test::Server daemon = daemon_of(lists(entry("1001", "a") + "," + entry("1", "b"), entry("10011", "c"),
+                                              entry("100", "d") + "," + entry("1001", cut + cut)));
   const auto listed = [](int max_count) {
-    task_info list[6] = {};
-    EXPECT_EQ(zel_download_task_get_list(list, max_count), 0);
+    EXPECT_EQ(get_list(max_count), 0);
     std::string ids;
-    for (const task_info& info : list) ids += info.task_id + std::string(" ", info.status == 1 ? 1 : 0);
-    EXPECT_EQ(list[max_count].task_id[0], '\0');
+    for (const task_info& info : list) ids += std::string(",") + info.task_id;
     return ids;
   };
-  const std::string cut(23, 'e');
   EXPECT_EQ(zel_download_task_getnum(), 5);  // Root is "1", which sees all.
-  EXPECT_EQ(listed(5), "a b c d " + cut + " ");
+  EXPECT_EQ(listed(6), ",a,b,c,d," + cut + ",");
   ASSERT_EQ(setuid(kAll), 0);
   EXPECT_EQ(zel_download_task_getnum(), 2);
-  EXPECT_EQ(listed(5), "a c " + cut + " ");
-  EXPECT_EQ(listed(2), "a c ");
+  EXPECT_EQ(listed(6), ",a,c," + cut + ",,,");
+  EXPECT_EQ(listed(2), ",a,c,,,,");
 }
 
-TEST_F(DownloadAnswers, OfNoTasksAreNoFailure) {
-  const Daemon daemon({lists("")});
-  task_info info = {};
-  EXPECT_EQ(zel_download_task_getnum(), 0);
-  EXPECT_EQ(zel_download_task_get_list(&info, 1), 0);
-  EXPECT_EQ(info.task_id[0], '\0');
-}
-
-TEST_F(DownloadAnswers, OfAControlCallNeedAnyResult) {
+TEST_F(DownloadAnswers, OfACreationAreCutToTheirField) {
   ASSERT_EQ(setuid(kAll), 0);
-  const struct {
-    const char* answer;
-    const char* message;
-  } kCases[] = {{R"([{"result":"2089b05ecca3d829"}])", ""},
-                {R"([{"result":null}])", ""},
-                {R"([{"id":"x","error":{"code":1}}])", "|task_id not find in downloading list"},
-                {"[]", "|Response JSON get object error"},
-                {"[null]", "|Response JSON get object error"},
-                {R"({"result":"OK"})", "|Parse dst_buffer error"},
-                {"OK", "|Parse dst_buffer error"}};
-  for (const auto& c : kCases) {
-    const Daemon daemon({c.answer});
-    for (const auto call : {zel_download_task_pause, zel_download_task_del}) {
-      EXPECT_EQ(logged([&] { EXPECT_EQ(call(kGid), *c.message == '\0' ? 0 : -1); }), c.message) << c.answer;
-    }
+  for (const std::string& gid :
+       {std::string("2089b05ecca3d829"), std::string(23, 'x'), std::string(24, 'x')}) {
+    const test::Server daemon = daemon_of(R"({"Result":")" + gid + R"("} and more)");
+    ASSERT_EQ(create(), 0);
+    const std::string expected = gid.substr(0, 23) + std::string(24 - std::min<size_t>(gid.size(), 23), '\0');
+    EXPECT_EQ(std::string(id, sizeof id), expected + static_cast<char>(kMark));
   }
+  const test::Server daemon = daemon_of(R"([{"result":null}])");
+  EXPECT_EQ(zel_download_task_del(kGid), 0);  // Any result will do.
 }
