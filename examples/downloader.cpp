@@ -34,7 +34,7 @@ bool watch(const char* id, int percent) {
     print_task(task);
     const bool far = task.total_length > 0 && task.completed_length * 100 >= task.total_length * percent;
     if (!is_under_way(task) || (far && percent < 100)) return true;
-    std::this_thread::sleep_for(std::chrono::milliseconds(250));
+    std::this_thread::sleep_for(std::chrono::milliseconds(400));
   }
   return false;
 }
