@@ -5,6 +5,7 @@
 #include <zel/service.h>
 
 #include <list>
+#include <vector>
 
 #include "download/daemon.h"
 #include "support/process.h"
@@ -33,80 +34,81 @@ const struct Call {
   const char* name;
   int (*call)();
   std::string request;
-  const char* unsent;
   int timeout_s = 20;
+  const char* unsent = "|Post reqstr fail ";
 } kCalls[] = {
     {"zel_download_task_create", [] { return zel_download_task_create(&kFile, id); },
      request_of("aria2.addUri",
                 R"(["http://127.0.0.1/%s%n"], {"out":"a \"file\"","dir":"/tmp","appid":"1001"})",
                 "6c6936019aa2c972dd75b6c286f8f084"),
-     "|Post req_str fail", 10},
+     10, "|Post req_str fail"},
     {"zel_download_task_query", [] { return zel_download_task_query(kGid, &info); },
-     "[" + request_of("aria2.tellStatus", kTask + ", " + kKeys, "59d538ee8126b916002d5735999633ec") + "]",
+     "[" + request_of("aria2.tellStatus", kTask + ", " + kKeys, "59d538ee8126b916002d5735999633ec") + "]", 20,
      "|Post req_str fail"},
-    {"zel_download_task_getnum", zel_download_task_getnum, kLists, "|Post reqstr fail "},
-    {"zel_download_task_get_list", [] { return zel_download_task_get_list(&info, 1); }, kLists,
-     "|Post reqstr fail "},
+    {"zel_download_task_getnum", zel_download_task_getnum, kLists},
+    {"zel_download_task_get_list", [] { return zel_download_task_get_list(&info, 1); }, kLists},
     {"zel_download_task_pause", [] { return zel_download_task_pause(kGid); },
-     "[" + request_of("aria2.pause", kTask) + "]", "|Post reqstr fail "},
+     "[" + request_of("aria2.pause", kTask) + "]"},
     {"zel_download_task_resume", [] { return zel_download_task_resume(kGid); },
-     "[" + request_of("aria2.unpause", kTask) + "]", "|Post reqstr fail "},
+     "[" + request_of("aria2.unpause", kTask) + "]"},
     {"zel_download_task_del", [] { return zel_download_task_del(kGid); },
-     "[" + request_of("aria2.forceRemove", kTask) + "]", "|Post reqstr fail "},
+     "[" + request_of("aria2.forceRemove", kTask) + "]"},
 };
+
+// Refused, from the first check on.
+const task_param kRefused[] = {{"", "/none", nullptr},    {nullptr, "/none", ""}, {nullptr, "/none", "f"},
+                               {"", nullptr, "f"},        {"u", nullptr, "f"},    {"u", "/none", "f"},
+                               {"u", "/etc/passwd", "f"}, {"u", "/etc", "f"},     {"u", "/tmp", "f"}};
 
 }  // namespace
 
 TEST(DownloadCalls, AreRefusedInAFixedOrder) {
   const test::Server daemon = daemon_of("[]");
+  const auto results = [] {
+    std::vector<int> codes = {zel_download_task_create(nullptr, nullptr)};
+    for (const task_param& param : kRefused) codes.push_back(zel_download_task_create(&param, nullptr));
+    for (const char* none : {static_cast<const char*>(nullptr), ""}) {
+      for (const auto call : {zel_download_task_pause, zel_download_task_resume, zel_download_task_del}) {
+        codes.push_back(call(none));
+      }
+      codes.push_back(zel_download_task_query(none, nullptr));
+    }
+    codes.push_back(zel_download_task_query(kGid, nullptr));
+    codes.push_back(zel_download_task_get_list(nullptr, 0));
+    codes.push_back(zel_download_task_get_list(&info, 0));
+    return codes;
+  };
   for (const uid_t uid : {kNobody, uid_t{12345}}) {
-    EXPECT_EQ(run_as(uid,
-                     [] {
-                       for (const int code :
-                            {zel_download_task_create(nullptr, nullptr), zel_download_task_getnum(),
-                             zel_download_task_query("", nullptr), zel_download_task_get_list(nullptr, 0),
-                             zel_download_task_pause(nullptr), zel_download_task_resume(""),
-                             zel_download_task_del("")}) {
-                         if (code != 8000) return 1;
-                       }
-                       return 0;
-                     }),
-              0);
+    EXPECT_EQ(run_as(uid, [&] { return results() == std::vector<int>(21, 8000) ? 0 : 1; }), 0);
+    EXPECT_EQ(run_as(uid, [] { return zel_download_task_getnum() == 8000 ? 0 : 1; }), 0);
   }
   ASSERT_EQ(setuid(kAll), 0);
-  const struct {
-    task_param param;
-    int code;
-  } kParams[] = {
-      {{"", "/none", nullptr}, 8001},    {{nullptr, "/none", ""}, 8001}, {{nullptr, "/none", "f"}, 8002},
-      {{"", nullptr, "f"}, 8002},        {{"u", nullptr, "f"}, 8003},    {{"u", "/none", "f"}, 8003},
-      {{"u", "/etc/passwd", "f"}, 8003}, {{"u", "/etc", "f"}, 8004},     {{"u", "/tmp", "f"}, 8006}};
-  EXPECT_EQ(zel_download_task_create(nullptr, nullptr), 8005);
-  for (const auto& c : kParams) EXPECT_EQ(zel_download_task_create(&c.param, nullptr), c.code);
-  for (const char* none : {static_cast<const char*>(nullptr), ""}) {
-    EXPECT_EQ(zel_download_task_query(none, nullptr), 8051);
-    EXPECT_EQ(zel_download_task_pause(none), 8051);
-    EXPECT_EQ(zel_download_task_resume(none), 8051);
-    EXPECT_EQ(zel_download_task_del(none), 8051);
-  }
-  EXPECT_EQ(zel_download_task_query(kGid, nullptr), 8006);
-  EXPECT_EQ(zel_download_task_get_list(nullptr, 0), 8006);
-  EXPECT_EQ(zel_download_task_get_list(&info, 0), 8007);
+  EXPECT_EQ(results(), (std::vector<int>{8005, 8001, 8001, 8002, 8002, 8003, 8003, 8003, 8004, 8006, 8051,
+                                         8051, 8051, 8051, 8051, 8051, 8051, 8051, 8006, 8006, 8007}));
   EXPECT_EQ(daemon.requests().size(), 0U);
 }
 
-TEST(DownloadCalls, AskTheDaemonWordForWord) {
+TEST(DownloadCalls, AskTheDaemonWordForWordAndSayWhenItIsNotThere) {
   ASSERT_EQ(setuid(kAll), 0);
+  zel_debug = 0;
   for (const auto& c : kCalls) {
-    const test::Server daemon = daemon_of("?");
-    logged([&] { EXPECT_EQ(c.call(), -1) << c.name; });
-    ASSERT_EQ(daemon.requests().size(), 1U) << c.name;
-    const std::string request = daemon.requests()[0];
-    EXPECT_TRUE(request.starts_with("POST /jsonrpc HTTP/1.1\r\nHost: 127.0.0.1:6800\r\n"));
-    EXPECT_EQ(std::regex_replace(request.substr(request.find("\r\n\r\n") + 4), std::regex("[\n\t]"), ""),
-              c.request);
-    EXPECT_STREQ(dst_buffer, "?");
+    {
+      const test::Server daemon = daemon_of("?");
+      logged([&] { EXPECT_EQ(c.call(), -1) << c.name; });
+      ASSERT_EQ(daemon.requests().size(), 1U) << c.name;
+      const std::string request = daemon.requests()[0];
+      EXPECT_TRUE(request.starts_with("POST /jsonrpc HTTP/1.1\r\nHost: 127.0.0.1:6800\r\n"));
+      EXPECT_EQ(std::regex_replace(request.substr(request.find("\r\n\r\n") + 4), std::regex("[\n\t]"), ""),
+                c.request);
+      EXPECT_STREQ(dst_buffer, "?");
+    }
+    const std::string log = logged([&] { EXPECT_EQ(c.call(), -1); });
+    EXPECT_TRUE(log.ends_with(c.unsent)) << c.name << log;
   }
+  zel_debug = 1;
+  EXPECT_EQ(logged(kCalls[0].call),
+            "|check_permission_appid:# get_id_ret:0  appid:1001 |check_permission_appid:# perm_check_ret:0"
+            "|normal_task_create:# Post req_str fail");
 }
 
 TEST(DownloadCalls, LogTheirTrafficEachInItsWay) {
@@ -119,29 +121,16 @@ TEST(DownloadCalls, LogTheirTrafficEachInItsWay) {
       "|check_permission:# get_id_ret:0  appid:1001 |check_permission:# perm_check_ret:0";
   const std::string refused = "task_id not find in downloading list";
   const test::Server daemon = daemon_of(R"([{"error":"%s%n"}])");
-  const auto place = [](const Call& call) { return "|" + std::string(call.name) + ":# "; };
-  const auto answer = [&](const Call& call) {
+  const auto place = [](int call) { return "|" + std::string(kCalls[call].name) + ":# "; };
+  const auto answer = [&](int call) {
     return place(call) + R"(res_string = [{"error":"%s%n"}])" + place(call) + refused;
   };
-  EXPECT_EQ(logged(kCalls[4].call), permitted + place(kCalls[4]) + refused);
-  EXPECT_EQ(logged(kCalls[5].call), permitted + "|" + resumed + answer(kCalls[5]));
-  EXPECT_EQ(logged(kCalls[6].call), permitted + place(kCalls[6]) + deleted + answer(kCalls[6]));
+  EXPECT_EQ(logged(kCalls[4].call), permitted + place(4) + refused);
+  EXPECT_EQ(logged(kCalls[5].call), permitted + "|" + resumed + answer(5));
+  EXPECT_EQ(logged(kCalls[6].call), permitted + place(6) + deleted + answer(6));
   zel_debug = 0;
   EXPECT_EQ(logged(kCalls[5].call), "|" + resumed + "|" + refused);
   EXPECT_EQ(logged(kCalls[6].call), "|" + refused);
-}
-
-TEST(DownloadCalls, SayThatTheDaemonIsNotThere) {
-  ASSERT_EQ(setuid(kAll), 0);
-  const std::string log = logged([] { EXPECT_EQ(kCalls[0].call(), -1); });
-  EXPECT_TRUE(
-      log.ends_with("|check_permission_appid:# perm_check_ret:0|normal_task_create:# Post req_str fail"))
-      << log;
-  zel_debug = 0;
-  for (const auto& c : kCalls) {
-    const std::string unsent = logged([&] { EXPECT_EQ(c.call(), -1); });
-    EXPECT_TRUE(unsent.ends_with(c.unsent)) << c.name << unsent;
-  }
 }
 
 // All at once, each in a process of its own: in one they would wait for each other.
