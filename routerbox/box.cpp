@@ -49,7 +49,8 @@ class Box {
     const int status = run_command();
     processes_.stop(plugins_, kEndLimit);
     stop_service(downloads_.front, "the front of the download daemon");
-    stop_service(downloads_.daemon, "the download daemon");
+    // It takes its time to save its tasks. An end with unfinished ones is not told by its status as a good one.
+    if (!plan_.downloads.folder.empty()) processes_.stop({downloads_.daemon}, kEndLimit);
     stop_service(files_, "the box's file server");
     stop_service(router_, "the box's router");
     stop_service(broker_, "the broker");

@@ -8,7 +8,7 @@ namespace routerbox::aria {
 //            not carried out
 //   size     "elements" (1): the answer to a batch has so many elements, its last one repeated if need be
 //   without  "member" ("appid"): every member of this name is missing, at any depth of the answer
-//   types    every text in the results is a number
+//   types    every text of the answer is a number
 std::vector<FaultKind> own_faults();
 
 }  // namespace routerbox::aria

@@ -98,7 +98,7 @@ Reply Front::ask_daemon(const httplib::Request& request, const std::string& body
   Reply reply;
   if (!answer) {
     reply.status = kBadGateway;
-    reply.body = "no answer from the download daemon: " + httplib::to_string(answer.error()) + "\n";
+    reply.body = "no answer from the download daemon\n";
     reply.type = "text/plain";
     return reply;
   }

@@ -6,7 +6,7 @@
 //   /drop/K/N             the same, but the connection is closed after K bytes; a range that begins later than
 //                         at 0 comes whole, so that a download can be resumed
 //   /status/CODE          that status and a short text
-//   /redirect/CODE?to=URL that status and a Location
+//   /redirect/CODE?to=URL that status and a Location; the URL is escaped as any value in a query
 //   /hang                 takes the request and stays silent
 // All take GET and HEAD; what has a size takes one range.
 #pragma once

@@ -22,8 +22,9 @@ void send(const Reply& reply, httplib::Response& response) {
   std::this_thread::sleep_for(reply.before);
   response.status = reply.status;
   std::string body = reply.body ? *reply.body : text_of(reply.answer);
+  if (body.empty()) return;
   const bool willing = reply.between_bytes.count() == 0 && reply.cut_after >= body.size();
-  if (willing || body.empty())
+  if (willing)
     response.set_content(body, reply.type);
   else
     response.set_content_provider(body.size(), reply.type, unwilling(reply, body));

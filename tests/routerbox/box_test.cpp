@@ -36,6 +36,8 @@ TEST(RouterBox, SaysWhatIsWrongWithItsInput) {
       {"package file that is no JSON", "$ROUTERBOX --packages /etc/passwd -- true", 125, "no package file"},
       {"appid not in the file", "$ROUTERBOX --packages $PACKAGES --as 5 -- true", 125, "no plug-in has"},
       {"state file that is no JSON", "$ROUTERBOX --router /etc/passwd -- true", 125, "is no JSON"},
+      {"file server of no folder", "$ROUTERBOX --files /etc/passwd -- true", 125, "/etc/passwd is none"},
+      {"no aria2", "env PATH=/nowhere $ROUTERBOX --downloads -- /bin/true", 125, "Install the package aria2"},
   };
   check(kCases);
 }
@@ -58,6 +60,33 @@ TEST(RouterBox, HasARouterOfItsOwn) {
       {"a table that cannot be made is told with its meaning",
        "$ROUTERBOX -q --permissions /etc/passwd -- echo ran", 125,
        "perm_init gave 7006: the permission file"},
+  };
+  check(kCases);
+}
+
+TEST(RouterBox, TakesFoldersOfTheHostForFilesAndDownloads) {
+  const HostFolder folder;
+  folder.file("greeting", "good day");
+  folder.file("ask",
+              "#!/bin/bash\n"
+              "exec 3<>/dev/tcp/127.0.0.1/$1\n"
+              "printf '%s HTTP/1.0\\r\\nContent-Length: %d\\r\\n\\r\\n%s' \"$2\" ${#3} \"$3\" >&3\n"
+              "cat <&3\n");
+  folder.file(
+      "rpc",
+      "#!/bin/sh\n"
+      "exec ${0%rpc}ask 6800 'POST /jsonrpc' "
+      "'{\"id\": 1, \"jsonrpc\": \"2.0\", \"method\": \"aria2.'\"$1\"'\", \"params\": ['\"$2\"']}'\n");
+  ::setenv("FOLDER", folder.root().c_str(), 1);
+  static const Case kCases[] = {
+      {"a file", "$ROUTERBOX -q --files $FOLDER -- $FOLDER/ask 8080 'GET /files/greeting'", 0, "\ngood day"},
+      {"none outside", "$ROUTERBOX -q --files $FOLDER -- $FOLDER/ask 8080 'GET /files/../x'", 0, " 404 "},
+      {"a new task",
+       "$ROUTERBOX -q --downloads $FOLDER -- $FOLDER/rpc addUri "
+       "'[\"http://127.0.0.1/a\"], {\"appid\": \"71\", \"pause\": \"true\"}'",
+       0, "\"result\":"},
+      {"in the next box", "$ROUTERBOX -q --downloads $FOLDER -- $FOLDER/rpc tellWaiting '0, 9, [\"gid\"]'", 0,
+       "\"appid\":\"71\""},
   };
   check(kCases);
 }

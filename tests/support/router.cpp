@@ -17,13 +17,13 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-hostbus::OwnedFd dialled() {
+hostbus::OwnedFd dialled(int port) {
   hostbus::OwnedFd link(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
   const timeval limit{20, 0};
   ::setsockopt(link.get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
   sockaddr_in address{};
   address.sin_family = AF_INET;
-  address.sin_port = htons(14000);
+  address.sin_port = htons(static_cast<uint16_t>(port));
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   EXPECT_EQ(0, ::connect(link.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address));
   return link;
@@ -35,24 +35,26 @@ void read_answer(const std::string& answer, HttpReply* reply) {
   const size_t length = answer.find("Content-Length: ");
   if (answer.rfind("HTTP/1.1 ", 0) != 0 || head == std::string::npos || length > head) return;
   reply->status = std::atoi(answer.c_str() + 9);
+  reply->head = answer.substr(0, head + 2);
   reply->body = answer.substr(head + 4);
   reply->whole = reply->body.size() == std::strtoul(answer.c_str() + length + 16, nullptr, 10);
 }
 
 }  // namespace
 
-HttpReply http(const std::string& method, const std::string& target, const std::string& body) {
+HttpReply http(const std::string& method, const std::string& target, const std::string& body, int port,
+               const std::string& headers) {
   const Clock::time_point start = Clock::now();
-  const hostbus::OwnedFd link = dialled();
+  const hostbus::OwnedFd link = dialled(port);
   const std::string request = method + " " + target +
                               " HTTP/1.1\r\nHost: router\r\nContent-Length: " + std::to_string(body.size()) +
-                              "\r\n\r\n" + body;
+                              "\r\n" + headers + "\r\n" + body;
   EXPECT_EQ(static_cast<ssize_t>(request.size()),
             ::send(link.get(), request.data(), request.size(), MSG_NOSIGNAL));
   HttpReply reply;
   std::string answer;
   char block[65536];
-  // The router closes the connection behind every answer.
+  // The servers close the connection behind every answer.
   for (ssize_t count; (count = ::read(link.get(), block, sizeof block)) > 0; ++reply.pieces)
     answer.append(block, static_cast<size_t>(count));
   reply.took = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start);

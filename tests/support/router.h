@@ -1,4 +1,4 @@
-// router.h: the box's management interface as a test talks to it, without an HTTP library's help.
+// router.h: the box's servers as a test talks to them, without an HTTP library's help.
 #pragma once
 
 #include <chrono>
@@ -8,6 +8,7 @@ namespace test {
 
 struct HttpReply {
   int status = 0;      // 0: no answer, or none that is HTTP
+  std::string head;    // status line and headers
   std::string body;    // as far as it came
   bool whole = false;  // the body has its announced length
   size_t pieces = 0;   // reads in which the answer came
@@ -16,7 +17,9 @@ struct HttpReply {
 
 // One request on a connection of its own; the target goes out as it stands. Ends with the answer's end, or
 // when nothing comes for 20 seconds, with what came until then.
-HttpReply http(const std::string& method, const std::string& target, const std::string& body = "");
+// `headers`: more lines, each with its \r\n.
+HttpReply http(const std::string& method, const std::string& target, const std::string& body = "",
+               int port = 14000, const std::string& headers = "");
 
 // What the router answers to a method text.
 HttpReply ask_router(const std::string& method);

@@ -1,0 +1,168 @@
+// The box's download daemon: a stock aria2 behind its front. Every case has a box and a daemon of its own.
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <fstream>
+#include <nlohmann/json.hpp>
+
+#include "routerbox/files/content.h"
+#include "run.h"
+#include "support/router.h"
+
+namespace {
+
+using nlohmann::json;
+using test::HttpReply;
+
+constexpr int kFront = 6800, kDaemon = 16800;
+// The real daemon would keep the connection open.
+constexpr const char* kHeaders = "Content-Type: application/x-www-form-urlencoded\r\nConnection: close\r\n";
+
+HttpReply post(const std::string& body, int port = kFront) {
+  return test::http("POST", "/jsonrpc", body, port, kHeaders);
+}
+
+json call(const std::string& method, const json& params) {
+  return {{"jsonrpc", "2.0"}, {"id", "1"}, {"method", method}, {"params", params}};
+}
+
+json answer(const json& request) {
+  return json::parse(post(request.dump()).body, nullptr, false);
+}
+
+json result(const std::string& method, const json& params) {
+  return answer(call(method, params)).value("result", json());
+}
+
+json new_task(const std::string& path, const json& options) {
+  json all = {{"dir", "/tmp"}};
+  all.update(options);
+  return {json::array({"http://127.0.0.1:8080" + path}), all};
+}
+
+// Waits for a state of the box, as long as a test may take.
+template <class Done>
+void wait_until(Done done) {
+  while (!done()) ::usleep(10'000);
+}
+
+void set_fault(const std::string& fault) {
+  const HttpReply reply = test::http("POST", "/box/fault", fault, kFront);
+  EXPECT_EQ(200, reply.status) << reply.body;
+}
+
+void end(const std::string& server, const std::string& signal) {
+  const std::string pid = "$(cat /var/run/aria/" + server + ".pid)";
+  run("kill -" + signal + " " + pid + "; tail --pid=" + pid + " -f /dev/null");
+}
+
+void start(const std::string& server, const char* port) {
+  run("/var/run/aria/" + server + " >/dev/null 2>&1 &");
+  run(std::string("bash -c 'until (exec 3<>/dev/tcp/127.0.0.1/") + port +
+      ") 2>/dev/null; do sleep 0.01; done'");
+}
+
+TEST(BoxDownloads, AnswersByteByByteAsTheDaemonDoes) {
+  const std::string version = call("aria2.getVersion", json::array()).dump();
+  static const std::string kCases[] = {
+      "garbage",
+      "[]",
+      "",
+      version,
+      std::string(60000, ' ') + version,
+      "[5," + version + ",{\"method\":\"aria2.tellStatus\"}]",
+      call("aria2.getGlobalOption", json::array()).dump(),
+      call("aria2.nothing", json::array()).dump(),
+      call("aria2.tellStatus", json::array({"00"})).dump(),
+      call("aria2.getUris", json::array()).dump(),
+  };
+  for (const std::string& body : kCases) {
+    const HttpReply front = post(body), daemon = post(body, kDaemon);
+    EXPECT_EQ(daemon.status, front.status) << body;
+    EXPECT_EQ(daemon.body, front.body) << body;
+    EXPECT_NE("", front.body) << body;
+  }
+  EXPECT_EQ(test::http("GET", "/jsonrpc?method=aria2.getVersion&id=5", "", kDaemon, kHeaders).body,
+            test::http("GET", "/jsonrpc?method=aria2.getVersion&id=5", "", kFront).body);
+}
+
+TEST(BoxDownloads, RemembersTheAppidsOfAllTasksThroughEveryEnd) {
+  const json active = result("aria2.addUri", new_task("/slow/1000/900000", {{"out", "a"}, {"appid", "12"}}));
+  const json waiting = answer(json::array(
+      {5, call("aria2.addUri", new_task("/bytes/9", {{"out", "b"}, {"appid", "123"}, {"pause", "true"}})),
+       call("aria2.getVersion", json::array())}))[0]["result"];
+  const json inner = {{"methodName", "aria2.addUri"}, {"params", new_task("/bytes/9", {{"pause", "true"}})}};
+  result("system.multicall", json::array({json::array({inner})}));
+  const json batch = json::array({call("aria2.tellActive", json::array({json::array({"gid"})})),
+                                  call("aria2.tellWaiting", {0, 100, {"status", "appid"}}),
+                                  call("aria2.tellStatus", {waiting, json::array({"status"})}),
+                                  call("aria2.tellStopped", {0, 100})});
+  const json expected = {
+      json::array({{{"gid", active}, {"appid", "12"}}}),
+      json::array({{{"status", "paused"}, {"appid", "123"}}, {{"status", "paused"}, {"appid", ""}}}),
+      {{"status", "paused"}, {"appid", "123"}},
+      json::array()};
+  static const struct {
+    const char* server;
+    const char* signal;
+    const char* port;
+  } kEnds[] = {{"", "", ""}, {"front", "KILL", "6800"}, {"daemon", "TERM", "16800"}};
+  for (const auto& c : kEnds) {
+    if (*c.server != '\0') {
+      end(c.server, c.signal);
+      EXPECT_TRUE(c.server == std::string("front") || post("[]").status == 502);
+      start(c.server, c.port);
+    }
+    wait_until([] { return result("aria2.tellActive", json::array()).size() == 1; });
+    const json got = answer(batch);
+    ASSERT_EQ(expected.size(), got.size()) << c.server;
+    for (size_t i = 0; i < got.size(); ++i) EXPECT_EQ(expected[i], got[i]["result"]) << c.server << i;
+  }
+}
+
+TEST(BoxDownloads, FinishesADownloadWhoseConnectionBreaks) {
+  const json gid = result("aria2.addUri", new_task("/drop/100000/300000", {{"out", "a"}, {"appid", "7"}}));
+  json task;
+  wait_until([&] {
+    task = result("aria2.tellStatus", {gid, {"gid", "status"}});
+    return task.value("status", "") != "active";
+  });
+  EXPECT_EQ(json({{"gid", gid}, {"status", "complete"}, {"appid", "7"}}), task);
+  std::string content(300000, '\0');
+  routerbox::files::fill_content(0, content.data(), content.size());
+  std::ifstream file("/tmp/a");
+  EXPECT_TRUE(content == std::string(std::istreambuf_iterator<char>(file), {}));
+}
+
+TEST(BoxDownloads, MisbehavesOnceAsItIsTold) {
+  result("aria2.addUri", new_task("/bytes/9", {{"pause", "true"}, {"out", "a"}, {"appid", "7"}}));
+  const json batch = json::array(
+      {call("aria2.getVersion", json::array()), call("aria2.tellWaiting", {0, 9, {"gid", "status"}})});
+  const json right = answer(batch);
+  const json entry = right[1]["result"][0], gid = entry["gid"];
+  static const struct {
+    const char* fault;
+    std::function<json(const json& answer)> seen;
+    json value;
+  } kCases[] = {
+      {R"("kind": "error", "code": 7)", [](const json& a) { return a.at("error").at("code"); }, 7},
+      {R"("kind": "size")", [](const json& a) { return json(a.size()); }, 1},
+      {R"("kind": "size", "elements": 3)", [](const json& a) { return a[2]["result"][0]["appid"]; }, "7"},
+      {R"("kind": "without")",
+       [](const json& a) { return a[1]["result"][0]; },
+       {{"gid", gid}, {"status", "paused"}}},
+      {R"("kind": "without", "member": "result")", [](const json& a) { return json(a[0].size()); }, 2},
+      {R"("kind": "types")",
+       [](const json& a) { return a[1]["result"][0]; },
+       {{"gid", 16}, {"status", 6}, {"appid", 1}}},
+      {R"("kind": "garbage", "text": "[5]")", [](const json& a) { return a; }, {5}},
+  };
+  for (const auto& c : kCases) {
+    set_fault(std::string(R"({"method": "aria2.tellWaiting", "count": 1, )") + c.fault + "}");
+    EXPECT_EQ("7", result("aria2.tellStatus", json::array({gid})).at("appid"));
+    EXPECT_EQ(c.value, c.seen(answer(batch))) << c.fault;
+    EXPECT_EQ(right, answer(batch)) << c.fault;
+  }
+}
+
+}  // namespace
