@@ -2,7 +2,6 @@
 #ifndef TESTS_DOWNLOAD_DAEMON_H
 #define TESTS_DOWNLOAD_DAEMON_H
 
-#include <regex>
 #include <string>
 
 #include "http/server.h"
@@ -20,12 +19,17 @@ inline test::Server daemon_of(const std::string& body, test::End end = test::End
 // What the body logs, each message as "|TEXT" without its two line ends; "#" stands for line numbers.
 template <class Body>
 std::string logged(Body body) {
-  std::string log = captured(stderr, body);
-  for (const auto& [from, to] :
-       {std::pair("\\[[^\\]]*\\] \\[ZEL\\] ", "|"), {"\n\n", ""}, {"\\|([a-z_]+):[0-9]+ ", "|$1:# "}}) {
-    log = std::regex_replace(log, std::regex(from), to);
+  const std::string log = captured(stderr, body);
+  std::string messages;
+  for (size_t at = 0, end = 0; (at = log.find("[ZEL] ", end)) != std::string::npos;) {
+    end = std::min(log.find("\n\n", at), log.size());
+    std::string message = log.substr(at + 6, end - at - 6);
+    const size_t colon = message.find(':');
+    const size_t blank = message.find(' ');
+    if (colon < blank && isdigit(message[colon + 1]) != 0) message.replace(colon + 1, blank - colon - 1, "#");
+    messages += "|" + message;
   }
-  return log;
+  return messages;
 }
 
 #endif
