@@ -120,17 +120,20 @@ TEST(RealDownloads, EndInAnErrorOfTheDisk) {
   EXPECT_EQ(query(id).error_code, ZEL_TASK_IO_FAILED);
 }
 
-TEST(RealDownloads, AreAskedForByManyThreadsAtOnceAndCannotBeListedWhenThereAreTooMany) {
+TEST(RealDownloads, AreAskedForByManyThreadsAtOnceUntilThereAreTooMany) {
+  std::vector<std::string> ids;
+  for (int i = 0; i < 50; ++i) ids.push_back(create(kSlow, std::to_string(i)));
   std::vector<std::thread> threads;
   for (int i = 0; i < 4; ++i) {
-    threads.emplace_back([i] {
-      for (int round = 0; round < 50; ++round) {
-        const std::string id = create(kSlow, std::to_string(100 * i + round));
-        EXPECT_STREQ(query(id).task_id, id.c_str());
+    threads.emplace_back([&id = ids[i]] {
+      for (int round = 0; round < 100; ++round) {
+        EXPECT_EQ(query(id).task_id, id);
+        EXPECT_EQ(zel_download_task_getnum(), 50);
       }
     });
   }
   for (std::thread& thread : threads) thread.join();
+  for (int i = 50; i < 200; ++i) create(kSlow, std::to_string(i));
   const std::string log = captured(stderr, [] { EXPECT_EQ(zel_download_task_getnum(), -1); });
   EXPECT_NE(log.find("parst dst_buffer fail"), std::string::npos) << log;
 }
