@@ -15,6 +15,45 @@ Json* first_of(Json::value_t type, Json* params) {
   return found != params->end() ? &*found : nullptr;
 }
 
+std::string widened(const std::string& bytes) {
+  std::string text;
+  for (const char c : bytes) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < 0x80)
+      text += c;
+    else
+      text.append({static_cast<char>(0xC0 | byte >> 6), static_cast<char>(0x80 | (byte & 0x3F))});
+  }
+  return text;
+}
+
+std::string narrowed(const std::string& text) {
+  std::string bytes;
+  for (size_t i = 0; i < text.size(); ++i) {
+    const auto byte = static_cast<unsigned char>(text[i]);
+    const bool wide = (byte & 0xFE) == 0xC2 && i + 1 < text.size();
+    bytes += wide ? static_cast<char>(byte << 6 | (text[++i] & 0x3F)) : text[i];
+  }
+  return bytes;
+}
+
+// The daemon takes and gives names in any coding, while JSON is UTF-8. A text that is not is read as if each of
+// its bytes were a character, and written so again.
+class Document {
+ public:
+  explicit Document(const std::string& text) : tree(Json::parse(text, nullptr, false)) {
+    if (!tree.is_discarded()) return;
+    tree = Json::parse(widened(text), nullptr, false);
+    wide_ = true;
+  }
+  std::string text() const { return wide_ ? narrowed(text_of(tree)) : text_of(tree); }
+
+  Json tree;
+
+ private:
+  bool wide_ = false;
+};
+
 std::string text_member(const Json& object, const char* name) {
   const auto found = object.find(name);
   return found != object.end() && found->is_string() ? found->get<std::string>() : "";
@@ -30,9 +69,9 @@ void complete(Json* entry, bool without_gid, const Appids& appids) {
 }  // namespace
 
 Exchange::Exchange(const std::string& request) : request_(request) {
-  Json document = Json::parse(request, nullptr, false);
-  read(&document);
-  if (changed_) request_ = text_of(document);
+  Document document(request);
+  read(&document.tree);
+  if (changed_) request_ = document.text();
 }
 
 void Exchange::read(Json* document) {
@@ -80,11 +119,12 @@ bool Exchange::adds() const {
 
 std::string Exchange::finish(const std::string& answer, Appids* appids) const {
   if (calls_.empty()) return answer;
-  Json document = Json::parse(answer, nullptr, false);
+  Document document(answer);
+  Json& tree = document.tree;
   bool told = false;
   for (const Call& call : calls_) {
-    if (!document.is_structured() || !document.contains(call.result)) continue;  // the daemon refused
-    Json& result = document[call.result];
+    if (!tree.is_structured() || !tree.contains(call.result)) continue;  // the daemon refused
+    Json& result = tree[call.result];
     if (call.kind == Call::kAdds) {
       if (result.is_string() && !call.appid.empty()) appids->remember(result.get<std::string>(), call.appid);
       continue;
@@ -95,7 +135,7 @@ std::string Exchange::finish(const std::string& answer, Appids* appids) const {
     else
       complete(&result, call.gid_was_added, *appids);
   }
-  return told ? text_of(document) : answer;
+  return told ? document.text() : answer;
 }
 
 }  // namespace routerbox::aria

@@ -120,6 +120,17 @@ TEST(BoxDownloads, RemembersTheAppidsOfAllTasksThroughEveryEnd) {
   }
 }
 
+TEST(BoxDownloads, RemembersAnAppidBesideANameInAnotherCoding) {
+  std::string request = call("aria2.addUri", new_task("/bytes/9", {{"out", "NAME"}, {"appid", "7"}})).dump();
+  request.replace(request.find("NAME"), 4, "\xb5\xff");
+  const json gid = json::parse(post(request).body).at("result");
+  for (const json& keys : {json::array(), json::array({"appid", "files"})}) {
+    const std::string status = post(call("aria2.tellStatus", {gid, keys}).dump()).body;
+    EXPECT_NE(std::string::npos, status.find("\xb5\xff")) << status;
+    EXPECT_NE(std::string::npos, status.find("\"appid\":\"7\"")) << status;
+  }
+}
+
 TEST(BoxDownloads, FinishesADownloadWhoseConnectionBreaks) {
   const json gid = result("aria2.addUri", new_task("/drop/100000/300000", {{"out", "a"}, {"appid", "7"}}));
   json task;
