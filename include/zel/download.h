@@ -14,7 +14,7 @@
  *  - It first checks that the caller holds ability 1 (ability_download), then its arguments, then makes one
  *    HTTP request to the daemon on this machine, port 6800, and blocks until the answer is there.
  *  - The daemon's answer is kept as far as 9,999 characters, indentation included. A longer one makes the call
- *    fail; a task's entry in a list takes about 200, so that lists fail from about 50 tasks of all plug-ins.
+ *    fail; a task's entry in a list takes about 150, so that lists fail from some 60 tasks of all plug-ins on.
  *  - What goes wrong with the daemon is logged at level 3, with the tag "[ZEL]". Why the daemon refused is not
  *    looked at.
  *  - Threads: any. The calls of one process ask the daemon one after the other: while it is slow to answer one
