@@ -1,17 +1,13 @@
 // HttpGet beside a bare libcurl transfer with the same options, from the same server: the time, and the bytes
 // that one call allocates.
-
-#include <algorithm>
 #include <atomic>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <string>
 #include <vector>
 
-#include "bare_transfer.h"
+#include "canned_server.h"
 #include "pairs.h"
-#include "server.h"
 #include "zel/http.h"
 
 // The program's own allocator counts and passes on to the C library's. The names are that library's.
@@ -52,6 +48,10 @@ namespace {
 
 constexpr int kTimeoutSeconds = 5;
 
+bool bare_get(const char* url, bench::Text& body) {
+  return bench::bare_transfer(url, nullptr, kTimeoutSeconds, body);
+}
+
 bool our_get(const char* url, char* result) {
   return HttpGet(result, url, kTimeoutSeconds, 1) == 0;
 }
@@ -72,30 +72,29 @@ Allocated allocated(Call call) {
 
 void compare(size_t size) {
   const std::string body(size, 'b');
-  const std::string url = server::start(body);
+  const std::string url = bench::CannedServer({body}).url();
   const std::string what = "HttpGet, " + std::to_string(size) + " bytes";
-  static bare_transfer::Text theirs;
+  static bench::Text theirs;
   static char ours[ZEL_HTTP_RESULT_SIZE];
   // The first of each also makes what the process keeps.
-  if (!bare_transfer::get(url.c_str(), kTimeoutSeconds, theirs) || !our_get(url.c_str(), ours) ||
-      theirs.bytes != body || ours != body) {
+  if (!bare_get(url.c_str(), theirs) || !our_get(url.c_str(), ours) || theirs.bytes != body || ours != body) {
     std::fputs("HttpGet: the two transfers differ\n", stderr);
     std::exit(1);
   }
   const Allocated our_share = allocated([&] { our_get(url.c_str(), ours); });
-  const Allocated their_share = allocated([&] { bare_transfer::get(url.c_str(), kTimeoutSeconds, theirs); });
+  const Allocated their_share = allocated([&] { bare_get(url.c_str(), theirs); });
   std::printf("%s: ours allocates %zu bytes in %zu pieces, the peer %zu in %zu\n", what.c_str(),
               our_share.bytes, our_share.times, their_share.bytes, their_share.times);
   std::fflush(stdout);
   pairs::compare(
       what, [url] { benchmark::DoNotOptimize(our_get(url.c_str(), ours)); },
-      [url] { benchmark::DoNotOptimize(bare_transfer::get(url.c_str(), kTimeoutSeconds, theirs)); });
+      [url] { benchmark::DoNotOptimize(bare_get(url.c_str(), theirs)); });
 }
 
 }  // namespace
 
 int main(int argc, char** argv) {
-  server::share_processor();
+  bench::stay_on_one_processor();
   for (const size_t size : {100U, 4000U}) compare(size);
   // Most of a call is the kernel's and varies; many short repetitions find quiet moments on a busy machine.
   char repetitions[] = "--benchmark_repetitions=500";

@@ -10,9 +10,8 @@
 #include <cstring>
 
 #include "bare_query.h"
-#include "bare_transfer.h"
+#include "canned_server.h"
 #include "pairs.h"
-#include "server.h"
 
 namespace {
 
@@ -37,8 +36,8 @@ void ours() {
 }
 
 void bare(const char* url) {
-  bare_transfer::Text body;
-  if (!bare_transfer::get(url, kTimeoutSeconds, body)) fail("the bare transfer");
+  bench::Text body;
+  if (!bench::bare_transfer(url, nullptr, kTimeoutSeconds, body)) fail("the bare transfer");
   cJSON* const root = cJSON_Parse(body.bytes);
   const char* const address = cJSON_GetStringValue(cJSON_GetObjectItemCaseSensitive(root, "WAN_IP"));
   if (address == nullptr || std::strcmp(address, kAddress) != 0) fail("the bare parse");
@@ -48,8 +47,9 @@ void bare(const char* url) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  server::share_processor();
-  const std::string url = server::start(kAnswer, kManagementPort) + "/api?method=query_router_wan_status";
+  bench::stay_on_one_processor();
+  const std::string url =
+      bench::CannedServer({kAnswer}, kManagementPort).url() + "/api?method=query_router_wan_status";
   if (setuid(kReaderUid) != 0) fail("setuid");
   pairs::compare("zel_get_wan_status / transfer and parse", ours, [url] { bare(url.c_str()); });
   pairs::compare("zel_get_wan_status / with bare permission calls", ours, [url] {

@@ -3,6 +3,7 @@
 
 #include <cctype>
 
+#include "perm/permit.h"
 #include "perm/shared_table.h"
 #include "service/log.h"
 
@@ -22,21 +23,40 @@ zel::Walk look_up(const perm_table& table, Matches matches) {
   return zel::find_slot(table, matches);
 }
 
-}  // namespace
-
-int perm_get_id(char* appid) {
-  if (appid == nullptr) return PERM_BAD_ARGUMENT;
+int find_id(const perm_table& table, char* appid) {
   const uid_t uid = getuid();
-  int result = 0;
-  const zel::AttachedTable table = zel::attach_table(&result);
-  if (!table) return result;
-  const zel::TableSection section(table->semid);
-
-  const zel::Walk walk = look_up(*table, [&](const perm_plugin_slot& slot) { return slot.uid == uid; });
+  const zel::Walk walk = look_up(table, [&](const perm_plugin_slot& slot) { return slot.uid == uid; });
   if (walk.counted_out) return PERM_UNKNOWN_APP;
   // Kept: a walk that ends at the last slot without an answer is no failure, and leaves the buffer as it was.
   if (walk.match != nullptr) zel::copy_appid(appid, *walk.match);
   return 0;
+}
+
+int find_grant(const perm_table& table, uint32_t ability, const char* appid) {
+  // Digits have no case, so the plain comparison, faster over a full table, tells the same.
+  const zel::Walk walk = look_up(table, [&](const perm_plugin_slot& slot) {
+    return strncmp(appid, slot.appid, sizeof slot.appid) == 0;
+  });
+  if (walk.match == nullptr) return PERM_UNKNOWN_APP;
+  const bool granted = ((walk.match->abilitybits >> (ability - 1)) & 1U) != 0;
+  return granted ? 0 : PERM_NOT_GRANTED;
+}
+
+// What `ask` finds in the table, or why that is not there.
+template <class Question>
+int ask_table(Question ask) {
+  int result = 0;
+  const zel::AttachedTable table = zel::attach_table(&result);
+  if (!table) return result;
+  const zel::TableSection section(table->semid);
+  return ask(*table);
+}
+
+}  // namespace
+
+int perm_get_id(char* appid) {
+  if (appid == nullptr) return PERM_BAD_ARGUMENT;
+  return ask_table([&](const perm_table& table) { return find_id(table, appid); });
 }
 
 int perm_check(uint32_t ability, const char* appid) {
@@ -46,16 +66,18 @@ int perm_check(uint32_t ability, const char* appid) {
     ZEL_LOG_LONG(LOG_DEBUG, "[PERM]", "appid is not all digit");
     return PERM_BAD_ARGUMENT;
   }
-  int result = 0;
-  const zel::AttachedTable table = zel::attach_table(&result);
-  if (!table) return result;
-  const zel::TableSection section(table->semid);
+  return ask_table([&](const perm_table& table) { return find_grant(table, ability, appid); });
+}
 
-  // Digits have no case, so the plain comparison, faster over a full table, tells the same.
-  const zel::Walk walk = look_up(*table, [&](const perm_plugin_slot& slot) {
-    return strncmp(appid, slot.appid, sizeof slot.appid) == 0;
+zel::Permit zel::ask_permit(uint32_t ability, char* appid) noexcept {
+  int granted = 0;
+  bool asked = false;
+  const int found = ask_table([&](const perm_table& table) {
+    const int result = find_id(table, appid);
+    asked = result == 0 && all_digits(appid);
+    if (asked) granted = find_grant(table, ability, appid);
+    return result;
   });
-  if (walk.match == nullptr) return PERM_UNKNOWN_APP;
-  const bool granted = ((walk.match->abilitybits >> (ability - 1)) & 1U) != 0;
-  return granted ? 0 : PERM_NOT_GRANTED;
+  if (found == 0 && !asked) granted = perm_check(ability, appid);  // It says what is wrong with the appid.
+  return {found, granted};
 }

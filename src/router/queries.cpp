@@ -1,14 +1,12 @@
 // What the router tells about its WAN link, its Wi-Fi and its disks.
 #include <zel/router.h>
 
-#include <algorithm>
 #include <cstddef>
-#include <cstdlib>
-#include <limits>
 
 #include "router/client.h"
 #include "router/copy.h"
 #include "router/partition_uuid.h"
+#include "util/number.h"
 
 using zel::get_cjson_item;
 using zel::kJsonArray;
@@ -24,11 +22,8 @@ static_assert(sizeof(zel_partition_info) == 112 && offsetof(zel_partition_info, 
 
 namespace {
 
-// A text's leading number; one too large ends at the nearest that fits, on 64-bit machines too.
 int32_t to_int(const char* text) {
-  using Limits = std::numeric_limits<int32_t>;
-  return static_cast<int32_t>(
-      std::clamp<long long>(strtoll(text, nullptr, 10), Limits::min(), Limits::max()));
+  return zel::leading_number<int32_t>(text);
 }
 
 const char* get_text(const cJSON* object, const char* key) {

@@ -3,7 +3,8 @@
 // Order of locks: start-up's, then the global lock (which callbacks run under), then the others; never the
 // reverse. The loop table's and errlog_mutex are held alone and for moments. That of the event calls' appid, and
 // of the router calls', is held while the permission table is asked. That of the DNS calls is held for a whole
-// exchange with the router, a minute at worst.
+// exchange with the router, a minute at worst, and that of the download calls for as long as their daemon takes to
+// answer.
 #ifndef ZEL_SRC_SERVICE_LOCK_H
 #define ZEL_SRC_SERVICE_LOCK_H
 

@@ -21,13 +21,15 @@
 #define ZEL_LOG(level, tag, text, ...) ZEL_LOG_AS(__func__, level, tag, text, ##__VA_ARGS__)
 
 // A message with no short form: always with function and line.
-#define ZEL_LOG_LONG(level, tag, text, ...) \
-  zel_log((level), tag " %s:%d " text, __func__, __LINE__, ##__VA_ARGS__)
+#define ZEL_LOG_LONG_AS(function, level, tag, text, ...) \
+  zel_log((level), tag " %s:%d " text, (function), __LINE__, ##__VA_ARGS__)
+#define ZEL_LOG_LONG(level, tag, text, ...) ZEL_LOG_LONG_AS(__func__, level, tag, text, ##__VA_ARGS__)
 
 // A message with no short form that exists only while zel_debug is set.
-#define ZEL_TRACE(tag, text, ...)                                          \
-  do {                                                                     \
-    if (zel_debug != 0) ZEL_LOG_LONG(LOG_DEBUG, tag, text, ##__VA_ARGS__); \
+#define ZEL_TRACE_AS(function, tag, text, ...)                                          \
+  do {                                                                                  \
+    if (zel_debug != 0) ZEL_LOG_LONG_AS(function, LOG_DEBUG, tag, text, ##__VA_ARGS__); \
   } while (0)
+#define ZEL_TRACE(tag, text, ...) ZEL_TRACE_AS(__func__, tag, text, ##__VA_ARGS__)
 
 #endif

@@ -1,0 +1,32 @@
+// exchange.h: one request to the download daemon, and its answer.
+#ifndef ZEL_SRC_DOWNLOAD_EXCHANGE_H
+#define ZEL_SRC_DOWNLOAD_EXCHANGE_H
+
+#include <mutex>
+
+#include "util/owners.h"
+
+namespace zel::download {
+
+// A thread's turn with the daemon: dst_buffer is its own as long as the object lives.
+class Exchange {
+ public:
+  Exchange() noexcept : turn_(turns_) {}
+
+  // False if the transfer failed, or if there is no request because memory was short.
+  bool post(const JsonText& request, int timeout_s, int attempts) noexcept;
+
+  const char* answer() const noexcept;
+  JsonTree parse() const noexcept;
+
+ private:
+  static std::mutex turns_;  // Guards dst_buffer.
+  const std::lock_guard<std::mutex> turn_;
+};
+
+// Logs why a call fails, under its name and the line it fails in. Returns -1.
+int failed(const char* who, const char* message, int line = __builtin_LINE()) noexcept;
+
+}  // namespace zel::download
+
+#endif

@@ -1,0 +1,20 @@
+// record.h: what the daemon tells about a task, as a task_info.
+#ifndef ZEL_SRC_DOWNLOAD_RECORD_H
+#define ZEL_SRC_DOWNLOAD_RECORD_H
+
+#include <zel/download.h>
+
+#include "util/json.h"
+
+namespace zel::download {
+
+// Fills ZEL_TASK_ID_SIZE bytes: the text, cut so that it ends in the field, then NULs.
+void copy_task_id(char* field, const char* gid) noexcept;
+
+// Fills all but the id, in the order of the daemon's keys. Returns 0; -1, logged under the name of the caller,
+// at the first key that is missing or no text. What was filled until then stays.
+int fill_progress(const char* who, const cJSON* entry, task_info* info) noexcept;
+
+}  // namespace zel::download
+
+#endif
