@@ -27,6 +27,7 @@
 #include <zel/download.h>
 #include <zel/event.h>
 #include <zel/http.h>
+#include <zel/http_raw.h>
 #include <zel/mempool.h>
 #include <zel/perm.h>
 #include <zel/router.h>
