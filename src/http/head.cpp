@@ -48,8 +48,7 @@ std::optional<Head> read_head(string_view response) noexcept {
   const size_t fields_at = line_end + (response[line_end] == '\r' ? 2 : 1);
   const size_t head_end = response.find(kHeadEnd);
   head.body_at = head_end == string_view::npos ? head_end : head_end + kHeadEnd.size();
-  // An empty line right after the status line ends both.
-  head.fields = response.substr(fields_at, std::max(head.body_at, fields_at) - fields_at);
+  head.fields = response.substr(fields_at, head.body_at - fields_at);  // to the end of the text if need be
   return head;
 }
 
