@@ -1,13 +1,6 @@
 // HttpGet beside a bare libcurl transfer with the same options, from the same server: the time, and the bytes
 // that one call allocates.
-#include <arpa/inet.h>
 #include <curl/curl.h>
-#include <netinet/in.h>
-#include <sched.h>
-#include <signal.h>
-#include <sys/prctl.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <atomic>
@@ -17,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "http_server.h"
 #include "pairs.h"
 #include "zel/http.h"
 
@@ -57,56 +51,6 @@ void* realloc(void* memory, size_t size) {
 namespace {
 
 constexpr long kTimeoutSeconds = 5;
-
-[[noreturn]] void fail(const char* what) {
-  std::perror(what);
-  std::exit(1);
-}
-
-// One connection after the other; each is answered once and closed by the client.
-[[noreturn]] void serve(int listening, const std::string& answer) {
-  char request[4096];
-  for (;;) {
-    const int client = accept(listening, nullptr, nullptr);
-    if (client < 0) fail("accept");
-    if (recv(client, request, sizeof request, 0) > 0) {
-      send(client, answer.data(), answer.size(), MSG_NOSIGNAL);
-      while (recv(client, request, sizeof request, 0) > 0) continue;
-    }
-    close(client);
-  }
-}
-
-// Starts a server in a process of its own, which ends with this one. Returns its URL.
-std::string start_server(const std::string& body) {
-  const int listening = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  socklen_t size = sizeof address;
-  if (bind(listening, reinterpret_cast<sockaddr*>(&address), size) != 0 || listen(listening, 16) != 0 ||
-      getsockname(listening, reinterpret_cast<sockaddr*>(&address), &size) != 0) {
-    fail("server");
-  }
-  const pid_t child = fork();
-  if (child < 0) fail("fork");
-  if (child == 0) {
-    prctl(PR_SET_PDEATHSIG, SIGKILL);
-    serve(listening, "HTTP/1.1 200 OK\r\nContent-Type: application/json\r\nContent-Length: " +
-                         std::to_string(body.size()) + "\r\n\r\n" + body);
-  }
-  close(listening);
-  return "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port)) + "/query";
-}
-
-// The two processes take turns, so they lose nothing by sharing a processor; on two, the time to wake the
-// other one would vary more than what is measured.
-void stay_on_one_processor() {
-  cpu_set_t here;
-  CPU_ZERO(&here);
-  CPU_SET(static_cast<size_t>(sched_getcpu()), &here);
-  if (sched_setaffinity(0, sizeof here, &here) != 0) fail("sched_setaffinity");
-}
 
 struct Text {
   size_t length = 0;
@@ -162,7 +106,7 @@ Allocated allocated(Call call) {
 
 void compare(size_t size) {
   const std::string body(size, 'b');
-  const std::string url = start_server(body);
+  const std::string url = "http://127.0.0.1:" + std::to_string(bench::start_server(body)) + "/query";
   const std::string what = "HttpGet, " + std::to_string(size) + " bytes";
   static Text theirs;
   static char ours[ZEL_HTTP_RESULT_SIZE];
@@ -184,7 +128,7 @@ void compare(size_t size) {
 }  // namespace
 
 int main(int argc, char** argv) {
-  stay_on_one_processor();
+  bench::stay_on_one_processor();
   for (const size_t size : {100U, 4000U}) compare(size);
   // Most of a call is the kernel's and varies; many short repetitions find quiet moments on a busy machine.
   char repetitions[] = "--benchmark_repetitions=500";

@@ -7,6 +7,9 @@
 #include "http/head.h"
 #include "http/number.h"
 #include "http/pool_text.h"
+#include "http/sockets.h"
+#include "mempool/large.h"
+#include "mempool/locked.h"
 #include "util/owners.h"
 
 namespace {
@@ -18,6 +21,7 @@ using zel::http::Field;
 
 constexpr int kFirstCapacity = 1024;
 constexpr int kOutOfMemory = -1;
+constexpr int kNoSocket = -101;
 constexpr char kHeadersEnd[] = "\r\n\r\n";
 
 // What was received, terminated.
@@ -25,13 +29,7 @@ class Received {
  public:
   bool grow() {
     if (capacity_ > INT_MAX / 2) return false;
-    const int capacity = capacity_ == 0 ? kFirstCapacity : capacity_ * 2;
-    auto* const larger = static_cast<char*>(realloc(bytes_.get(), static_cast<size_t>(capacity) + 1));
-    if (larger == nullptr) return false;
-    static_cast<void>(bytes_.release());
-    bytes_.reset(larger);
-    capacity_ = capacity;
-    return true;
+    return resize(capacity_ == 0 ? kFirstCapacity : capacity_ * 2);
   }
   int room() const { return capacity_ - length_; }
   char* end() const { return bytes_.get() + length_; }
@@ -39,10 +37,21 @@ class Received {
     length_ += count;
     *end() = '\0';
   }
+  // Gives the memory away.
+  Memory<void> release() { return Memory<void>(bytes_.release()); }
   const char* text() const { return bytes_.get(); }
   int length() const { return length_; }
 
  private:
+  bool resize(int capacity) {
+    auto* const resized = static_cast<char*>(realloc(bytes_.get(), static_cast<size_t>(capacity) + 1));
+    if (resized == nullptr) return false;
+    static_cast<void>(bytes_.release());
+    bytes_.reset(resized);
+    capacity_ = capacity;
+    return true;
+  }
+
   Memory<char> bytes_;
   int capacity_ = 0;
   int length_ = 0;
@@ -92,18 +101,47 @@ class Ending {
   bool chunked_ = false;
 };
 
+// As socket_recv. After a full buffer the rest has often come already.
+int receive_piece(int fd, int timeout_ms, bool was_full, const Received& received) {
+  if (was_full) {
+    const int count = zel::http::receive_present(fd, received.end(), received.room());
+    if (count != zel::http::kNothingPresent) return count;
+  }
+  return socket_recv(fd, received.end(), received.room(), timeout_ms);
+}
+
 int receive(int fd, int timeout_ms, const Earlier& earlier, Received& received) {
   Ending ending;
   for (;;) {
+    const bool was_full = received.length() != 0 && received.room() == 0;
     if (received.room() == 0 && !received.grow()) return kOutOfMemory;
-    const int room = received.room();
-    const int count = socket_recv(fd, received.end(), room, timeout_ms);
+    const int count = receive_piece(fd, timeout_ms, was_full, received);
     if (count < 0) return count - 300;
     if (count == 0) return 0;
     received.add(count);
     // Kept: after a full buffer more is received before the response is looked at.
-    if (count < room && ending.known(received) && ending.reached(received, earlier)) return 0;
+    if (received.room() != 0 && ending.known(received) && ending.reached(received, earlier)) return 0;
   }
+}
+
+// A long response stays where it is, and becomes a piece of the pool; a copy of a megabyte would take longer
+// than its transfer on this machine.
+char* keep(mem_pool* pool, Received& received) {
+  const auto length = static_cast<size_t>(received.length());
+  if (length < pool->max) return zel::http::copy_to(pool, {received.text(), length});
+  const zel::mempool::PoolSection section(pool);
+  return static_cast<char*>(zel::mempool::adopt_large(pool, received.release()));
+}
+
+int exchange(const char* ip, int port, string_view request, int timeout_ms, const Earlier& earlier,
+             Received& received) {
+  const Descriptor socket(socket_create(AF_INET, SOCK_STREAM | SOCK_NONBLOCK));
+  if (!socket) return kNoSocket;
+  const int connected = zel::http::connect_non_blocking(socket.get(), ip, port, timeout_ms);
+  if (connected != 0) return connected - 100;
+  const int sent = socket_send(socket.get(), request.data(), static_cast<int>(request.size()), 0);
+  if (sent < 0) return sent - 200;
+  return receive(socket.get(), timeout_ms, earlier, received);
 }
 
 }  // namespace
@@ -114,19 +152,14 @@ int http_connect(mem_pool* pool, const char* ip, int port, const char* request, 
       response_length == nullptr) {
     return -1;
   }
-  const Descriptor socket(socket_create(AF_INET, SOCK_STREAM));
-  const int connected = socket_connect(socket.get(), ip, port, timeout_ms);
-  if (connected != 0) return connected - 100;
-  const int sent = socket_send(socket.get(), request, request_length, 0);
-  if (sent < 0) return sent - 200;
-
   Received received;
-  const int code = receive(socket.get(), timeout_ms, {*response, *response_length}, received);
+  const int code = exchange(ip, port, {request, static_cast<size_t>(request_length)}, timeout_ms,
+                            {*response, *response_length}, received);
   if (code != 0) return code;
-  const auto length = static_cast<size_t>(received.length());
-  char* const copy = zel::http::copy_to(pool, {received.text(), length});
-  if (copy == nullptr) return kOutOfMemory;
-  *response = copy;
-  *response_length = received.length();
+  const int length = received.length();
+  char* const kept = keep(pool, received);
+  if (kept == nullptr) return kOutOfMemory;
+  *response = kept;
+  *response_length = length;
   return 0;
 }

@@ -5,16 +5,13 @@
 #include "util/owners.h"
 #include "zel/http_raw.h"
 
-namespace test {
+using Pool = std::unique_ptr<mem_pool, zel::Call<mem_destroy_pool>>;
 
 // So small that most of what is allocated has memory of its own, whose bounds the address sanitizer knows.
-class Pool {
- public:
-  // NOLINTNEXTLINE(google-explicit-constructor): stands for the pool
-  operator mem_pool*() const { return pool_.get(); }
+inline Pool new_pool() {
+  return Pool(mem_create_pool(96, nullptr, 0));
+}
 
- private:
-  std::unique_ptr<mem_pool, zel::Call<mem_destroy_pool>> pool_{mem_create_pool(96, nullptr, 0)};
-};
-
-}  // namespace test
+inline std::string text_of(const char* text, int length) {
+  return std::string(text, static_cast<size_t>(length));
+}

@@ -17,18 +17,14 @@ constexpr int kShort = 40;   // ms; for time-outs that come
 constexpr int kLong = 5000;  // ms; for those that do not
 constexpr char kHere[] = "127.0.0.1";
 
-struct Result {
-  int code;
+// The response, or the failure's code.
+std::string exchange(int port, int timeout_ms) {
+  const Pool pool = new_pool();
   char* response = nullptr;
-  int length = -7;
-};
-
-Result exchange(const Pool& pool, int port, int timeout_ms) {
-  Result result;
-  const char request[] = "GET / HTTP/1.1\r\n\r\n";
-  result.code = http_connect(pool, kHere, port, request, sizeof request - 1, &result.response, &result.length,
-                             timeout_ms);
-  return result;
+  int length = 0;
+  const int code = http_connect(pool.get(), kHere, port, "GET", 3, &response, &length, timeout_ms);
+  EXPECT_EQ(response != nullptr, code == 0);
+  return code == 0 ? text_of(response, length) : std::to_string(code);
 }
 
 Descriptor listening(int backlog, int* port) {
@@ -129,41 +125,33 @@ TEST(HttpConnect, EndsWhereTheHeadersSayAndNotAtAFullBuffer) {
       {"full a third time", {sized("1", 4096), End::kHang}, -303},
       {"one less than full", {sized("1", 4095), End::kHang}, 0}};
   for (const auto& [why, answered, code] : kCases) {
-    const Pool pool;
     const Server server({answered});
-    const Result result = exchange(pool, server.port(), code == -303 ? kShort : kLong);
-    EXPECT_EQ(result.code, code) << why;
-    ASSERT_EQ(result.response != nullptr, code == 0) << why;
-    const std::string text =
-        code == 0 ? std::string(result.response, static_cast<size_t>(result.length)) : "";
-    EXPECT_TRUE(code != 0 ? result.length == -7 : text == answered.bytes) << why;
+    const std::string response = exchange(server.port(), code == -303 ? kShort : kLong);
+    EXPECT_TRUE(response == (code == 0 ? answered.bytes : std::to_string(code))) << why;
   }
 
   // A chunked response ends with the chunks that the caller's variables hold.
-  const Pool pool;
+  const Pool pool = new_pool();
   const Server server({{chunked, End::kHang}});
   char earlier[] = "0\r\n\r\n", *response = earlier;
   int length = 5;
-  EXPECT_EQ(http_connect(pool, kHere, server.port(), "x", 1, &response, &length, kLong), 0);
+  EXPECT_EQ(http_connect(pool.get(), kHere, server.port(), "x", 1, &response, &length, kLong), 0);
   EXPECT_EQ(response, chunked);
 }
 
 TEST(HttpConnect, EachStepThatFailsHasItsCode) {
-  const Pool pool;
   int port;
   listening(1, &port);  // and closed
-  EXPECT_EQ(exchange(pool, port, kLong).code, ECONNREFUSED - 200);
-  EXPECT_EQ(exchange(pool, Silent().port(), kShort).code, -99);
-  const Server server({{"", End::kHang}});
-  EXPECT_EQ(exchange(pool, server.port(), -1).code, -103);
+  EXPECT_EQ(exchange(port, kLong), std::to_string(ECONNREFUSED - 200));
+  EXPECT_EQ(exchange(Silent().port(), kShort), "-99");
+  EXPECT_EQ(exchange(port, -1), "-103");
+  const Pool pool = new_pool();
   char* response = nullptr;
   int length = 0;
-  EXPECT_EQ(http_connect(pool, "no address", port, "x", 1, &response, &length, kShort), -102);
-  EXPECT_EQ(http_connect(pool, kHere, port, "x", 0, &response, &length, kShort), -1);
-  EXPECT_EQ(http_connect(pool, kHere, port, nullptr, 1, &response, &length, kShort), -1);
-  EXPECT_EQ(http_connect(pool, kHere, port, "x", 1, nullptr, &length, kShort), -1);
-  EXPECT_EQ(http_connect(pool, kHere, port, "x", 1, &response, nullptr, kShort), -1);
-  EXPECT_EQ(response, nullptr);
+  EXPECT_EQ(http_connect(pool.get(), "no address", port, "x", 1, &response, &length, kLong), -102);
+  EXPECT_EQ(http_connect(pool.get(), kHere, port, "x", 0, &response, &length, kLong), -1);
+  EXPECT_EQ(http_connect(pool.get(), kHere, port, nullptr, 1, &response, &length, kLong), -1);
+  EXPECT_EQ(http_connect(pool.get(), kHere, port, "x", 1, nullptr, &length, kLong), -1);
 }
 
 TEST(HttpSockets, ReceiveWithinATime) {
@@ -222,9 +210,8 @@ TEST(HttpSockets, ASendToAClosedPeerFailsWithoutASignal) {
 
 TEST(HttpSockets, DescriptorsTooLargeForSelectFail) {
   const Server server({{"", End::kHang}});
-  const Pool pool;
   use_up_selectable_descriptors();
-  EXPECT_EQ(exchange(pool, server.port(), kShort).code, -103);
+  EXPECT_EQ(exchange(server.port(), kShort), "-103");
   char buffer[8];
   const Descriptor large(socket_create(AF_INET, SOCK_STREAM));
   ASSERT_GE(large.get(), FD_SETSIZE);
