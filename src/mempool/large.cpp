@@ -21,9 +21,8 @@ mem_pool_large* emptied_record(const mem_pool* pool) {
 // A record is cut from a block even where the pool is so small that records exceed its `max`: a new block always
 // has room for one.
 void* remember(mem_pool* pool, Memory<void> memory) {
-  using zel::mempool::kAlignment;
   auto* const record =
-      static_cast<mem_pool_large*>(zel::mempool::cut<kAlignment>(pool, sizeof(mem_pool_large)));
+      static_cast<mem_pool_large*>(zel::mempool::cut<zel::mempool::Aligned>(pool, sizeof(mem_pool_large)));
   if (record == nullptr) return nullptr;
   *record = {pool->large, memory.release()};
   pool->large = record;

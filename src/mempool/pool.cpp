@@ -21,9 +21,9 @@ char* start_of(mem_pool_data* block) {
   return reinterpret_cast<char*>(block);
 }
 
-template <size_t Alignment>
+template <class Kind>
 void* allocate(mem_pool* pool, size_t size) {
-  return size <= pool->max ? cut<Alignment>(pool, size) : allocate_large(pool, size);
+  return size <= pool->max ? cut<Kind>(pool, size) : allocate_large(pool, size);
 }
 
 }  // namespace
@@ -37,21 +37,23 @@ void* mem_calloc(size_t size, void* /*log*/) {
 }
 
 mem_pool* mem_create_pool(size_t size, void* log, int safe) {
-  if (size < kCountedHeader || size > SIZE_MAX - kPoolHeader) return nullptr;
-  const size_t whole = size - kCountedHeader + kPoolHeader;
-  zel::Memory<void> memory(memalign(kAlignment, whole));
+  constexpr size_t kInFront = sizeof(Hints) + kPoolHeader;
+  if (size < kCountedHeader || size > SIZE_MAX - kInFront) return nullptr;
+  const size_t offered = size - kCountedHeader;
+  zel::Memory<void> memory(memalign(kAlignment, kInFront + offered));
   if (memory == nullptr) return nullptr;
-  auto* const pool = new (memory.get()) mem_pool;
-  char* const start = start_of(&pool->d);
-  pool->d = {start + kPoolHeader, start + whole, nullptr, 0};
-  pool->max = std::min(size - kCountedHeader, kLargestSmall);
+  auto* const pool = new (static_cast<char*>(memory.get()) + sizeof(Hints)) mem_pool;
+  if (safe != 0 && pthread_mutex_init(&pool->mutex, nullptr) != 0) return nullptr;
+  char* const first = start_of(&pool->d) + kPoolHeader;
+  pool->d = {first, first + offered, nullptr, 0};
+  pool->max = std::min(offered, kLargestSmall);
   pool->current = &pool->d;
   pool->large = nullptr;
   pool->cleanup = nullptr;
   pool->log = log;
   pool->safe = safe != 0;
-  if (safe != 0 && pthread_mutex_init(&pool->mutex, nullptr) != 0) return nullptr;
-  return static_cast<mem_pool*>(memory.release());
+  new (memory.release()) Hints{Cursor(&pool->d)};
+  return pool;
 }
 
 void mem_destroy_pool(mem_pool* pool) {
@@ -60,7 +62,8 @@ void mem_destroy_pool(mem_pool* pool) {
     if (entry->handler != nullptr) entry->handler(entry->data);
   }
   free_large_pieces(pool);
-  for (mem_pool_data* block = &pool->d; block != nullptr;) free(std::exchange(block, block->next));
+  for (mem_pool_data* block = pool->d.next; block != nullptr;) free(std::exchange(block, block->next));
+  free(&hints_of(pool));
 }
 
 void mem_reset_pool(mem_pool* pool) {
@@ -71,14 +74,17 @@ void mem_reset_pool(mem_pool* pool) {
   for (mem_pool_data* block = &pool->d; block != nullptr; block = block->next) {
     block->last = start_of(block) + kPoolHeader;
   }
+  // What room there is, the next search will tell.
+  Hints& hints = hints_of(pool);
+  hints = {Cursor(hints.last.block), SIZE_MAX, SIZE_MAX};
 }
 
 void* mem_palloc(mem_pool* pool, size_t size) {
-  return allocate<kAlignment>(pool, size);
+  return allocate<Aligned>(pool, size);
 }
 
 void* mem_pnalloc(mem_pool* pool, size_t size) {
-  return allocate<1>(pool, size);
+  return allocate<Plain>(pool, size);
 }
 
 void* mem_pcalloc(mem_pool* pool, size_t size) {

@@ -1,7 +1,8 @@
 #include <gtest/gtest.h>
-#include <zel/mempool.h>
 
 #include <tuple>
+
+#include "mempool/fill.h"
 
 // The linker's names (--wrap) for the allocation functions that the pool calls and for the real ones.
 extern "C" {
@@ -40,10 +41,6 @@ const struct {
     {"dup_str", 1, [](mem_pool* pool) -> void* { return mem_pool_dup_str(pool, "text"); }},
     {"dup_mem", 1, [](mem_pool* pool) { return mem_pool_dup_mem(pool, "text", 4); }},
 };
-
-void fill(mem_pool* pool) {
-  for (mem_pool_data* block = &pool->d; block != nullptr; block = block->next) block->last = block->end;
-}
 
 }  // namespace
 

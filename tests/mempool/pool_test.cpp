@@ -1,12 +1,13 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <unistd.h>
-#include <zel/mempool.h>
 
 #include <cstring>
 #include <memory>
 #include <thread>
 #include <vector>
+
+#include "mempool/fill.h"
 
 namespace {
 
@@ -19,13 +20,9 @@ Pool make_pool(size_t size, int safe = 0) {
   return Pool(mem_create_pool(size, nullptr, safe));
 }
 
-size_t room(const mem_pool_data& block) {
-  return static_cast<size_t>(block.end - block.last);
-}
-
 // Takes all that is left of the pool, and then `size` bytes from a new block.
 void* overflow(mem_pool* pool, size_t size) {
-  for (mem_pool_data* block = pool->current; block != nullptr; block = block->next) block->last = block->end;
+  fill(pool);
   return mem_pnalloc(pool, size);
 }
 
