@@ -91,30 +91,23 @@ std::string sized(const std::string& length, size_t total) {
 
 TEST(HttpConnect, EndsWhereTheHeadersSayAndNotAtAFullBuffer) {
   const std::string chunked = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n1\r\na\r\n0\r\n\r\n";
-  const std::string plain = "HTTP/1.1 200 OK\r\nA: b\r\n\r\nbody";
-  // 42 bytes stand before a body whose length has four digits.
   const Rows<Answer, int> kCases = {
       {"length", {answer("200 OK", "12345"), End::kHang}, 0},
       {"one byte at a time", {answer("200 OK", "12345"), End::kHang, 1ms}, 0},
-      {"pieces", {answer("200 OK", std::string(2048, 'x')), End::kHang, 1ms, 30 + 2048 / 7}, 0},
+      {"full at the end of many pieces", {sized("2008", 2048), End::kClose, 1ms, 300}, 0},
+      {"pieces", {sized("2050", 2090), End::kHang, 1ms, 300}, 0},
       {"a megabyte", {answer("200 OK", std::string(1 << 20, 'x')), End::kHang}, 0},
-      {"shorter than the body", {sized("2", 400), End::kHang}, 0},
       {"repeated", {"HTTP/1.1 200 OK\r\nContent-Length: 99\r\nContent-length: 1\r\n\r\nx", End::kHang}, 0},
       {"no value", {sized("", 0), End::kHang}, 0},
       {"negative", {sized("-9", 0), End::kHang}, 0},
-      {"huge, closed", {sized("99999999999999999999", 90), End::kClose}, 0},
-      {"huge, silent", {sized("99999999999999999999", 90), End::kHang}, -303},
+      {"huge", {sized("99999999999999999999", 90), End::kHang}, -303},
       {"closed in the body", {sized("100", 90), End::kClose}, 0},
       {"silent in the body", {sized("100", 90), End::kHang}, -303},
-      {"neither", {plain, End::kHang}, 0},
+      {"neither", {"HTTP/1.1 200 OK\r\nA: b\r\n\r\nbody", End::kHang}, 0},
       {"chunked, closed", {chunked, End::kClose}, 0},
       {"chunked, silent", {chunked, End::kHang}, -303},
-      {"length before chunked",
-       {"HTTP/1.1 200 OK\r\nContent-Length: 0\r\n" + chunked.substr(17), End::kHang},
-       0},
-      {"silent in the headers", {"HTTP/1.1 200 OK\r\n", End::kHang}, -303},
+      {"length before chunked", {sized("0\r\nTransfer-Encoding:chunked", 0), End::kHang}, 0},
       {"closed in the headers", {"HTTP/1.1 200 OK\r\n", End::kClose}, 0},
-      {"no line", {"what?", End::kClose}, 0},
       {"closed at once", {"", End::kClose}, 0},
       {"silent at once", {"", End::kHang}, -303},
       {"reset", {"", End::kReset}, -311},
@@ -122,8 +115,7 @@ TEST(HttpConnect, EndsWhereTheHeadersSayAndNotAtAFullBuffer) {
       {"full, closed", {sized("1", 1024), End::kClose}, 0},
       {"one more than full", {sized("1", 1025), End::kHang}, 0},
       {"full again", {sized("1", 2048), End::kHang}, -303},
-      {"full a third time", {sized("1", 4096), End::kHang}, -303},
-      {"one less than full", {sized("1", 4095), End::kHang}, 0}};
+      {"full a third time", {sized("1", 4096), End::kHang}, -303}};
   for (const auto& [why, answered, code] : kCases) {
     const Server server({answered});
     const std::string response = exchange(server.port(), code == -303 ? kShort : kLong);
@@ -150,7 +142,6 @@ TEST(HttpConnect, EachStepThatFailsHasItsCode) {
   int length = 0;
   EXPECT_EQ(http_connect(pool.get(), "no address", port, "x", 1, &response, &length, kLong), -102);
   EXPECT_EQ(http_connect(pool.get(), kHere, port, "x", 0, &response, &length, kLong), -1);
-  EXPECT_EQ(http_connect(pool.get(), kHere, port, nullptr, 1, &response, &length, kLong), -1);
   EXPECT_EQ(http_connect(pool.get(), kHere, port, "x", 1, nullptr, &length, kLong), -1);
 }
 
@@ -174,11 +165,11 @@ TEST(HttpSockets, ReceiveWithinATime) {
     EXPECT_EQ(receive(fd, buffer, 8, kLong), -4);
     EXPECT_EQ(recv(fd, buffer, 1, MSG_OOB), 1);
   }
-  peer_sends("a", 0);
-  std::thread rest([&] { peer_sends("bc", 0); });
+  std::thread pieces([&] {
+    for (const char* piece : {"a", "b", "cd"}) peer_sends(piece, 0);
+  });
   EXPECT_EQ(socket_recv2(fd, buffer, 3, kLong), 3);
-  rest.join();
-  peer_sends("d", 0);
+  pieces.join();
   tcp.there = {};
   EXPECT_EQ(socket_recv2(fd, buffer, 3, kLong), -10);
   EXPECT_EQ(socket_recv(fd, buffer, 3, kLong), 0);
@@ -195,15 +186,13 @@ TEST(HttpSockets, ASignalEndsTheWaitForAConnectionButNotForData) {
   const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(socket_recv(tcp.here.get(), buffer, 8, kShort), -3);
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(kShort));
-  EXPECT_EQ(
-      socket_connect(Descriptor(socket_create(AF_INET, SOCK_STREAM)).get(), kHere, silent.port(), kLong), -3);
+  EXPECT_EQ(exchange(silent.port(), kLong), "-103");
 }
 
 TEST(HttpSockets, ASendToAClosedPeerFailsWithoutASignal) {
   Connection tcp;
   tcp.there = {};
-  while (socket_send(tcp.here.get(), "x", 1, 0) == 1)
-    continue;  // the first makes the peer answer with a reset
+  while (socket_send(tcp.here.get(), "x", 1, 0) == 1) continue;  // until the peer's reset is here
   EXPECT_EQ(errno, EPIPE);
   EXPECT_EQ(socket_send(tcp.here.get(), "x", -1, 0), -1);
 }
@@ -216,5 +205,4 @@ TEST(HttpSockets, DescriptorsTooLargeForSelectFail) {
   const Descriptor large(socket_create(AF_INET, SOCK_STREAM));
   ASSERT_GE(large.get(), FD_SETSIZE);
   EXPECT_EQ(socket_recv(large.get(), buffer, 8, kShort), -2);
-  EXPECT_EQ(socket_recv2(large.get(), buffer, 8, kShort), -2);
 }
