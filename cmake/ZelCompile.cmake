@@ -3,6 +3,7 @@ add_library(zel_compile INTERFACE)
 target_compile_options(zel_compile INTERFACE
   -Wall -Wextra -Wshadow -Wpointer-arith -Wcast-qual -Wformat=2 -Werror=format-security -Wvla
   $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor -Woverloaded-virtual>
+  $<$<COMPILE_LANG_AND_ID:CXX,Clang>:-Wno-invalid-offsetof>
   $<$<BOOL:${ZEL_WERROR}>:-Werror>)
 target_compile_definitions(zel_compile INTERFACE _GNU_SOURCE)
 

@@ -68,7 +68,9 @@ Word strangers(const char* text) {
 // How many characters from the start belong to the alphabet. Sound text is checked word by word up to
 // its last characters, where the padding is; anything else is looked at again one by one.
 size_t digits_at_start(const char* text, size_t length) {
-  if (const void* padding = std::memchr(text, '=', length)) {
+  const void* const padding =
+      length != 0 ? std::memchr(text, '=', length) : nullptr;  // text may be null then
+  if (padding != nullptr) {
     length = static_cast<size_t>(static_cast<const char*>(padding) - text);
   }
   size_t at = 0;

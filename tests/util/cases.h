@@ -5,10 +5,10 @@
 
 #include <climits>
 #include <initializer_list>
-#include <memory>
 #include <string>
 #include <tuple>
 
+#include "support/exact.h"
 #include "zel/util.h"
 
 using Text = const char*;
@@ -16,21 +16,3 @@ using Text = const char*;
 // A table of cases; the first column says why.
 template <class... Column>
 using Rows = std::initializer_list<std::tuple<Text, Column...>>;
-
-// Memory of exactly the size a call may touch, so that the address sanitizer reports one byte too far.
-class Exact {
- public:
-  explicit Exact(size_t size) : Exact(std::string(size, '\xA5')) {}
-  explicit Exact(const std::string& content) : size_(content.size()), bytes_(new char[size_]) {
-    content.copy(data(), size_);
-  }
-
-  char* data() { return bytes_.get(); }
-  size_t size() const { return size_; }
-  std::string all() const { return std::string(bytes_.get(), size_); }
-  bool untouched() const { return all() == std::string(size_, '\xA5'); }
-
- private:
-  size_t size_;
-  std::unique_ptr<char[]> bytes_;
-};
