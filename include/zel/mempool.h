@@ -78,8 +78,8 @@ typedef struct mem_pool {
 
 /* Makes a pool.
  * size  of a block, with 64 bytes for the pool itself: the first block offers size - 64 bytes, each later one
- *       size - 16. (On 64-bit machines the pool is larger; its blocks are then that much larger than `size`, so
- *       that the numbers are the same.) `max` becomes size - 64, at most 4095.
+ *       size - 16. (On 64-bit machines the pool is larger, and so are its blocks, which makes the numbers the
+ *       same.) `max` becomes size - 64, at most 4095.
  * log   kept in the pool, otherwise unused; may be null.
  * safe  not 0: the pool gets a lock, see Threads above.
  * Returns the pool, which mem_destroy_pool ends; null when size is less than 64 or memory is short. */

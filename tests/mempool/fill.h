@@ -14,3 +14,9 @@ inline void fill(mem_pool* pool) {
     while (room(*block) != 0) mem_pnalloc(pool, std::min(room(*block), pool->max));
   }
 }
+
+// The new block's first byte is taken.
+inline void add_block(mem_pool* pool) {
+  fill(pool);
+  mem_pnalloc(pool, 1);
+}
