@@ -10,7 +10,7 @@ using Pool = std::unique_ptr<mem_pool, decltype(&mem_destroy_pool)>;
 
 // So small that most of what is allocated has memory of its own, whose bounds the address sanitizer knows.
 inline Pool new_pool() {
-  return Pool(mem_create_pool(96, nullptr, 0), &mem_destroy_pool);
+  return Pool(mem_create_pool(80, nullptr, 0), &mem_destroy_pool);
 }
 
 // Takes a line off a text.

@@ -1,5 +1,6 @@
-// The client on plain sockets against servers of every kind.
-#include <fcntl.h>
+// The client on plain sockets against servers of every kind. The program's own connect takes the place of the
+// system's, to stand for a network on which peers are far away.
+#include <dlfcn.h>
 #include <netinet/in.h>
 #include <sys/resource.h>
 #include <sys/time.h>
@@ -16,6 +17,8 @@ namespace {
 constexpr int kShort = 40;   // ms; for time-outs that come
 constexpr int kLong = 5000;  // ms; for those that do not
 constexpr char kHere[] = "127.0.0.1";
+
+bool far_away = false;
 
 // The response, or the failure's code.
 std::string exchange(int port, int timeout_ms) {
@@ -89,6 +92,17 @@ std::string sized(const std::string& length, size_t total) {
 
 }  // namespace
 
+// From far away no answer is there yet when a connection is looked at again.
+int connect(int fd, const sockaddr* address, socklen_t size) {
+  static int begun = -1;
+  static void* const real = dlsym(RTLD_NEXT, "connect");
+  const bool again = begun == fd;
+  begun = far_away && !again ? fd : -1;
+  errno = EALREADY;
+  if (again) return -1;
+  return reinterpret_cast<decltype(connect)*>(real)(fd, address, size);
+}
+
 TEST(HttpConnect, EndsWhereTheHeadersSayAndNotAtAFullBuffer) {
   const std::string chunked = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n1\r\na\r\n0\r\n\r\n";
   const Rows<Answer, int> kCases = {
@@ -98,6 +112,9 @@ TEST(HttpConnect, EndsWhereTheHeadersSayAndNotAtAFullBuffer) {
       {"pieces", {sized("2050", 2090), End::kHang, 1ms, 300}, 0},
       {"a megabyte", {answer("200 OK", std::string(1 << 20, 'x')), End::kHang}, 0},
       {"repeated", {"HTTP/1.1 200 OK\r\nContent-Length: 99\r\nContent-length: 1\r\n\r\nx", End::kHang}, 0},
+      {"repeated too",
+       {"HTTP/1.1 200 OK\r\nTransfer-Encoding:chunked\r\nTransfer-Encoding:x\r\n\r\n", End::kHang},
+       0},
       {"no value", {sized("", 0), End::kHang}, 0},
       {"negative", {sized("-9", 0), End::kHang}, 0},
       {"huge", {sized("99999999999999999999", 90), End::kHang}, -303},
@@ -135,6 +152,9 @@ TEST(HttpConnect, EachStepThatFailsHasItsCode) {
   int port;
   listening(1, &port);  // and closed
   EXPECT_EQ(exchange(port, kLong), std::to_string(ECONNREFUSED - 200));
+  far_away = true;
+  EXPECT_EQ(exchange(port, kLong), std::to_string(ECONNREFUSED - 200));
+  EXPECT_EQ(exchange(Server({{answer("200 OK")}}).port(), kLong), answer("200 OK"));
   EXPECT_EQ(exchange(Silent().port(), kShort), "-99");
   EXPECT_EQ(exchange(port, -1), "-103");
   const Pool pool = new_pool();

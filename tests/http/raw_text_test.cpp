@@ -57,6 +57,7 @@ std::string parsed(const std::string& text, bool dechunk = true) {
   const int code = parse_http_response(pool.get(), response.data(), static_cast<int>(text.size()), &status,
                                        &version, &list, &body, &length, dechunk);
   if (code != 0) return std::to_string(code);
+  EXPECT_TRUE(length == 0 || body + length == response.data() + text.size() || body[length] == '\0') << text;
   return std::to_string(status) + " " + (version != nullptr ? version : "none") + " " + shown(list) +
          (body != nullptr ? " " + text_of(body, length) : "");
 }
