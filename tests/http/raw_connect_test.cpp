@@ -153,7 +153,9 @@ TEST(HttpConnect, EachStepThatFailsHasItsCode) {
   listening(1, &port);  // and closed
   EXPECT_EQ(exchange(port, kLong), std::to_string(ECONNREFUSED - 200));
   far_away = true;
-  EXPECT_EQ(exchange(port, kLong), std::to_string(ECONNREFUSED - 200));
+  // The emulator hands out the host's number of a socket's error.
+  const int refused = *TEST_EMULATOR == '\0' ? ECONNREFUSED : 111;
+  EXPECT_EQ(exchange(port, kLong), std::to_string(refused - 200));
   EXPECT_EQ(exchange(Server({{answer("200 OK")}}).port(), kLong), answer("200 OK"));
   EXPECT_EQ(exchange(Silent().port(), kShort), "-99");
   EXPECT_EQ(exchange(port, -1), "-103");
