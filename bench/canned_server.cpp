@@ -17,18 +17,13 @@
 
 namespace {
 
-[[noreturn]] void fail(const char* what) {
-  std::perror(what);
-  std::exit(1);
-}
-
 // One connection after the other; each is answered once and closed by the client.
 [[noreturn]] void serve(int listening, const std::vector<std::string>& answers,
                         const volatile size_t* chosen) {
   char request[4096];
   for (;;) {
     const int client = accept(listening, nullptr, nullptr);
-    if (client < 0) fail("accept");
+    if (client < 0) bench::fail("accept");
     if (recv(client, request, sizeof request, 0) > 0) {
       const std::string& answer = answers[*chosen];
       send(client, answer.data(), answer.size(), MSG_NOSIGNAL);
@@ -60,6 +55,11 @@ size_t append(char* data, size_t size, size_t number, void* to) {
 
 namespace bench {
 
+void fail(const char* what) {
+  std::perror(what);
+  std::exit(1);
+}
+
 CannedServer::CannedServer(const std::vector<std::string>& bodies, uint16_t port) {
   void* const shared =
       mmap(nullptr, sizeof *chosen_, PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0);
@@ -82,7 +82,8 @@ CannedServer::CannedServer(const std::vector<std::string>& bodies, uint16_t port
     serve(listening, with_headers(bodies), chosen_);
   }
   close(listening);
-  url_ = "http://127.0.0.1:" + std::to_string(ntohs(address.sin_port));
+  port_ = ntohs(address.sin_port);
+  url_ = "http://127.0.0.1:" + std::to_string(port_);
 }
 
 void stay_on_one_processor() {

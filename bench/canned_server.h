@@ -11,6 +11,8 @@
 
 namespace bench {
 
+[[noreturn]] void fail(const char* what);
+
 // A process of its own, which ends with this one.
 class CannedServer {
  public:
@@ -18,11 +20,13 @@ class CannedServer {
   explicit CannedServer(const std::vector<std::string>& bodies, uint16_t port = 0);
 
   const std::string& url() const { return url_; }
+  int port() const { return port_; }
   // Which text the next requests get; at first the first.
   void answer_with(size_t index) const { *chosen_ = index; }
 
  private:
   std::string url_;
+  int port_;
   volatile size_t* chosen_;  // shared with the server
 };
 

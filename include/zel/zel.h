@@ -29,6 +29,7 @@
 #include <zel/event.h>
 #include <zel/file.h>
 #include <zel/http.h>
+#include <zel/http_raw.h>
 #include <zel/mempool.h>
 #include <zel/perm.h>
 #include <zel/router.h>

@@ -3,7 +3,6 @@
 #include <malloc.h>
 
 #include "mempool/blocks.h"
-#include "util/owners.h"
 
 namespace {
 
@@ -36,7 +35,10 @@ namespace zel::mempool {
 
 void* allocate_large(mem_pool* pool, std::size_t size) noexcept {
   Memory<void> memory(mem_alloc(size, pool->log));
-  if (memory == nullptr) return nullptr;
+  return memory != nullptr ? adopt_large(pool, std::move(memory)) : nullptr;
+}
+
+void* adopt_large(mem_pool* pool, Memory<void> memory) noexcept {
   mem_pool_large* const record = emptied_record(pool);
   return record != nullptr ? record->alloc = memory.release() : remember(pool, std::move(memory));
 }

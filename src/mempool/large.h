@@ -6,9 +6,16 @@
 
 #include <cstddef>
 
+#include "util/owners.h"
+
 namespace zel::mempool {
 
 void* allocate_large(mem_pool* pool, std::size_t size) noexcept;
+
+// Makes memory from the system allocator a large piece of the pool. Null, with the memory freed, when there is
+// none to remember it with.
+void* adopt_large(mem_pool* pool, Memory<void> memory) noexcept;
+
 void free_large_pieces(mem_pool* pool) noexcept;
 
 }  // namespace zel::mempool

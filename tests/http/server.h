@@ -24,7 +24,8 @@ enum class End { kKeep, kClose, kReset, kHang };
 struct Answer {
   std::string bytes;
   End end = End::kKeep;
-  std::chrono::milliseconds each_byte{};  // before every byte; zero sends all at once
+  std::chrono::milliseconds pause{};  // before every piece; zero sends all at once
+  size_t piece = 1;                   // bytes
 };
 
 // An answer with that status, its body's length, and the body.
@@ -53,6 +54,7 @@ class Server {
   }
 
   const char* url() const { return url_.c_str(); }
+  int port() const { return atoi(BIO_get_accept_port(door_.get())); }
   // Header and body as they came.
   std::vector<std::string> requests() const {
     const std::lock_guard<std::mutex> lock(guard_);
@@ -75,10 +77,12 @@ class Server {
     const std::lock_guard<std::mutex> lock(guard_);
     const Answer& answer = answers_[std::min(requests_.size(), answers_.size() - 1)];
     requests_.emplace_back(request, size);
-    const size_t piece = answer.each_byte.count() == 0 ? answer.bytes.size() : 1;
+    const size_t piece = answer.pause.count() == 0 ? answer.bytes.size() : answer.piece;
     for (size_t sent = 0; sent < answer.bytes.size(); sent += piece) {
-      std::this_thread::sleep_for(answer.each_byte);
-      if (BIO_write(client, &answer.bytes[sent], static_cast<int>(piece)) <= 0) return false;
+      std::this_thread::sleep_for(answer.pause);
+      if (BIO_write(client, &answer.bytes[sent],
+                    static_cast<int>(std::min(piece, answer.bytes.size() - sent))) <= 0)
+        return false;
     }
     if (answer.end == End::kHang) BIO_read(client, request, sizeof request);  // until the client goes away
     const linger at_once = {answer.end == End::kReset, 0};
