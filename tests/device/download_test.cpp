@@ -48,9 +48,10 @@ TEST(Download, PutsTheFileInPlaceWhenItIsWholeAndOnlyThen) {
     std::string wanted = c.to == "to" ? "old" : "";
     if (c.to == "to") put(path, wanted);
     Seen seen{0, 0, c.stop};
-    const int result = c.says.empty() ? 0 : -1;
-    const std::string log = qo_logged(
-        [&] { EXPECT_EQ(zel_download_file(url.c_str(), path.c_str(), see, &seen, 0, 1), result) << url; });
+    const int result = c.says.empty() ? 0 : -1, limit = c.says == late ? 1 : 30;
+    const std::string log = qo_logged([&] {
+      EXPECT_EQ(zel_download_file(url.c_str(), path.c_str(), see, &seen, 0, limit), result) << url;
+    });
     if (result == 0) {
       wanted.resize(std::stoul(c.target.substr(c.target.rfind('/') + 1)));
       routerbox::files::fill_content(0, wanted.data(), wanted.size());
@@ -61,19 +62,6 @@ TEST(Download, PutsTheFileInPlaceWhenItIsWholeAndOnlyThen) {
     }
     EXPECT_EQ(content_of(path), wanted) << url;
   }
-}
-
-TEST(Download, RefusesAPlaceWhereItCannotWrite) {
-  mkdir("/tmp/10", 0755);
-  const std::string url = kHost + "/bytes/10";
-  for (const auto& [path, says] :
-       {std::pair("/tmp/x", "unlink /tmp/10"), std::pair("/none/x", "fopen /none/10")}) {
-    EXPECT_EQ(qo_logged([&, p = path] { zel_download_file(url.c_str(), p, nullptr, nullptr, 0, 9); }),
-              "D Downloading " + url + ".\n\nD Failed to " + says + "\n");
-  }
-  EXPECT_EQ(zel_download_file(nullptr, "/tmp/x", nullptr, nullptr, 0, 9), -1);
-  EXPECT_EQ(zel_download_file((kHost + "/bytes/7").c_str(), "/tmp/x", nullptr, nullptr, 0, 0), 0);
-  EXPECT_EQ(content_of("/tmp/x").size(), 7U);
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 
 #include <zel/service.h>
 
-#include <regex>
 #include <string>
 
 #include "support/captured.h"
@@ -13,8 +12,13 @@
 template <class Body>
 std::string qo_logged(Body body) {
   qo_debuglevel = 4;
-  const std::string lines = captured(stderr, body);
-  return std::regex_replace(lines, std::regex(R"(\[([EWID])-[ \d]\d [ \d]\d:[ \d]\d:[ \d]\d\] )"), "$1 ");
+  std::string lines = captured(stderr, body);
+  for (size_t at = 0; (at = lines.find('[', at)) != std::string::npos; ++at) {
+    // "[E-23  7: 5: 1] "
+    if (at + 16 <= lines.size() && lines[at + 2] == '-' && lines[at + 8] == ':' && lines[at + 14] == ']')
+      lines.replace(at, 15, 1, lines[at + 1]);
+  }
+  return lines;
 }
 
 #endif
