@@ -32,6 +32,9 @@ ZEL_EXTERN_C_BEGIN
 
 /* ---- Records: to be read, and changed only where it says so --------------------------------------------- */
 
+/* In front of each pool, where nobody sees it, lies what it remembers of the room in its blocks. A program that
+ * changes a block's `last` or `end`, or the pool's `current`, is not noticed there, and gets wrong memory. */
+
 /* At the start of every block. */
 typedef struct mem_pool_data {
   char* last; /* first free byte */
@@ -68,24 +71,27 @@ typedef struct mem_pool {
   size_t max;                /* largest small request */
   mem_pool_data* current;    /* where the search for room begins */
   mem_pool_large* large;     /* newest first */
-  mem_pool_cleanup* cleanup; /* newest first */
+  mem_pool_cleanup* cleanup; /* newest first; may be set to null, which forgets them all */
   void* log;
   pthread_mutex_t mutex; /* made and used only when `safe` is not 0 */
-  uintptr_t safe;
+  uintptr_t safe;        /* the flag, as it was given */
 } mem_pool;
 
 /* ---- The pool ------------------------------------------------------------------------------------------- */
 
 /* Makes a pool.
  * size  of a block, with 64 bytes for the pool itself: the first block offers size - 64 bytes, each later one
- *       size - 16. (On 64-bit machines the pool is larger, and so are its blocks, which makes the numbers the
- *       same.) `max` becomes size - 64, at most 4095.
+ *       size - 16. `max` becomes size - 64, at most 4095. On the router the system is asked for size + 16 bytes
+ *       for the first block (those in front are the pool's memory of its room) and size for each later one; on
+ *       64-bit machines for more, which makes the numbers above the same.
  * log   kept in the pool, otherwise unused; may be null.
  * safe  not 0: the pool gets a lock, see Threads above.
  * Returns the pool, which mem_destroy_pool ends; null when size is less than 64 or memory is short. */
 ZEL_API mem_pool* mem_create_pool(size_t size, void* log, int safe);
 
 /* Runs the clean-ups that have a handler, newest first, then frees all memory of the pool and the pool itself.
+ * A handler may still read the pool's memory and take more from it, but only by the calls without a lock: the
+ * lock is gone by then, so none that ends in _safe, and not mem_reset_pool. A clean-up that it adds does not run.
  * Threads  no other may be using the pool, and none may after it. */
 ZEL_API void mem_destroy_pool(mem_pool* pool);
 
@@ -93,8 +99,11 @@ ZEL_API void mem_destroy_pool(mem_pool* pool);
  *  - In blocks other than the first, 48 bytes at the start are not used again: such a block then offers
  *    size - 64 bytes.
  *  - Blocks that the search for room had left behind stay left behind.
- *  - Clean-ups do not run and stay registered, although the memory they lie in is handed out again. So a pool
- *    with clean-ups is not to be used after a reset, only destroyed.
+ *  - Clean-ups do not run and stay registered, although their memory is handed out again, or, where it was a
+ *    large piece, freed: data above `max`, and on the router in pools of less than 76 bytes the clean-ups too.
+ *    A pool that is used or destroyed after that would call what is no handler any more. So first set the pool's
+ *    `cleanup` to null, which forgets them all. (A handler set to null is enough for a pool of 128 bytes or more
+ *    that is only destroyed after the reset.)
  * Threads  takes the pool's lock when it has one. */
 ZEL_API void mem_reset_pool(mem_pool* pool);
 

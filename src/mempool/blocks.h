@@ -49,7 +49,9 @@ struct Cursor {
   std::uintptr_t next_aligned;
 };
 
-// What makes requests quick. It lies in front of the pool, whose own record has no place for it.
+// What makes requests quick. It lies in front of the pool, whose own record has no place for it: 16 bytes on the
+// router, which the first block takes from the system beyond the pool's size. It goes stale if anybody else moves
+// the `last` of a block or `current`.
 struct alignas(kAlignment) Hints {
   Cursor last;
   // No block from `current` up to the one before the last has more room than this for a piece of the kind; the
@@ -58,6 +60,8 @@ struct alignas(kAlignment) Hints {
   std::size_t aligned_room_before = 0;
   std::size_t plain_room_before = 0;
 };
+
+static_assert(!kRouterLayout || sizeof(Hints) == 16);
 
 inline Hints& hints_of(mem_pool* pool) noexcept {
   return *(reinterpret_cast<Hints*>(pool) - 1);
@@ -107,7 +111,8 @@ template <class Kind>
 void* cut_by_search(mem_pool* pool, std::size_t size) noexcept;
 void* cut_from_new_block(mem_pool* pool, std::size_t size) noexcept;
 
-// Cuts `size` bytes, few enough for a new block, from the first block that has room, or from a new one. Null when memory is short.
+// Cuts `size` bytes, few enough for a new block, from the first block that has room, or from a new one. Null when
+// memory is short.
 template <class Kind>
 void* cut(mem_pool* pool, std::size_t size) noexcept {
   Hints& hints = hints_of(pool);

@@ -51,7 +51,7 @@ mem_pool* mem_create_pool(size_t size, void* log, int safe) {
   pool->large = nullptr;
   pool->cleanup = nullptr;
   pool->log = log;
-  pool->safe = safe != 0;
+  pool->safe = static_cast<uintptr_t>(safe);
   new (memory.release()) Hints{Cursor(&pool->d)};
   return pool;
 }

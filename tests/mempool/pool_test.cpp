@@ -2,25 +2,65 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstring>
 #include <memory>
 #include <random>
 #include <thread>
+#include <tuple>
 
 #include "mempool/blocks.h"
-#include "mempool/fill.h"
+#include "util/owners.h"
+
+// The linker's names (--wrap) for the functions that the pool calls and for the real ones. Memory comes dirty.
+static int until_failure = 0;  // 1: the next allocation fails; 0: none does
+static std::atomic<int> frees = 0;
+extern "C" {
+void* __real_malloc(size_t size);
+void* __real_memalign(size_t alignment, size_t size);
+void __real_free(void* memory);
+
+static void* given(void* memory, size_t size) {
+  if (until_failure == 0 || --until_failure != 0) return memset(memory, 0xA5, size);
+  __real_free(memory);
+  return nullptr;
+}
+void* __wrap_malloc(size_t size) {
+  return given(__real_malloc(size), size);
+}
+void* __wrap_memalign(size_t alignment, size_t size) {
+  return given(__real_memalign(alignment, size), size);
+}
+void __wrap_free(void* memory) {
+  ++frees;
+  __real_free(memory);
+}
+}
 
 namespace {
 
 using namespace zel::mempool;
-
-struct Destroy {
-  void operator()(mem_pool* pool) const { mem_destroy_pool(pool); }
-};
-using Pool = std::unique_ptr<mem_pool, Destroy>;
+using Pool = std::unique_ptr<mem_pool, zel::Call<mem_destroy_pool>>;
 
 Pool make_pool(size_t size, int safe = 0) {
   return Pool(mem_create_pool(size, nullptr, safe));
+}
+
+size_t room(const mem_pool_data& block) {
+  return static_cast<size_t>(block.end - block.last);
+}
+
+// Takes all that is left of the pool's blocks.
+void fill(mem_pool* pool) {
+  for (const mem_pool_data* block = pool->current; block != nullptr; block = block->next) {
+    while (room(*block) != 0) mem_pnalloc(pool, std::min(room(*block), pool->max));
+  }
+}
+
+// The new block's first byte is taken.
+void add_block(mem_pool* pool) {
+  fill(pool);
+  mem_pnalloc(pool, 1);
 }
 
 }  // namespace
@@ -28,8 +68,7 @@ Pool make_pool(size_t size, int safe = 0) {
 TEST(MemPool, OffersTheSameNumbersOnEveryMachine) {
   const struct {
     size_t size, max, first;
-  } rows[] = {{65, 1, 1},         {100, 36, 36},      {4096, 4032, 4032},
-              {4159, 4095, 4095}, {4160, 4095, 4096}, {8192, 4095, 8128}};
+  } rows[] = {{65, 1, 1}, {4096, 4032, 4032}, {4159, 4095, 4095}, {4160, 4095, 4096}, {8192, 4095, 8128}};
   for (const auto& row : rows) {
     const Pool pool = make_pool(row.size);
     EXPECT_TRUE(pool->max == row.max && room(pool->d) == row.first) << row.size;
@@ -39,19 +78,7 @@ TEST(MemPool, OffersTheSameNumbersOnEveryMachine) {
     EXPECT_TRUE(room(pool->d) == row.first && room(*pool->d.next) == row.first) << row.size;
   }
   for (const size_t size : {size_t{63}, SIZE_MAX, SIZE_MAX - 64}) EXPECT_EQ(make_pool(size), nullptr) << size;
-}
-
-TEST(MemPool, CutsAlignedPiecesApartAndPlainOnesAdjacent) {
-  const Pool pool = make_pool(100);
-  char* const first = static_cast<char*>(mem_palloc(pool.get(), 1));
-  EXPECT_EQ(reinterpret_cast<uintptr_t>(first) % 16, 0U);
-  EXPECT_EQ(mem_palloc(pool.get(), 1), first + 16);
-  EXPECT_EQ(mem_pnalloc(pool.get(), 1), first + 17);
-  EXPECT_EQ(mem_pnalloc(pool.get(), 17), first + 18);
-  EXPECT_EQ(pool->d.next, nullptr);
-  mem_palloc(pool.get(), 0);
-  EXPECT_NE(pool->d.next, nullptr) << "the next multiple of 16 lies behind the block's end";
-  EXPECT_EQ(mem_pnalloc(pool.get(), 1), first + 35) << "the search still begins at the first block";
+  EXPECT_NE(mem_palloc(make_pool(64).get(), 1), nullptr) << "even a large piece's record is above max here";
 }
 
 TEST(MemPool, AlwaysTakesTheFirstBlockWithRoom) {
@@ -82,7 +109,6 @@ TEST(MemPool, LeavesABlockBehindAtTheSeventhOneThatFollows) {
     EXPECT_EQ(pool->d.failed, added < 7 ? added - 1 : 6);
     EXPECT_EQ(pool->current == &pool->d, added < 7);
   }
-  EXPECT_EQ(pool->current, pool->d.next->next);
   mem_reset_pool(pool.get());
   EXPECT_EQ(pool->current, pool->d.next->next);
 }
@@ -93,71 +119,82 @@ TEST(MemPool, FreesLargePiecesAndUsesTheirRecordsAgain) {
   void* pieces[7];
   for (void*& piece : pieces) piece = mem_palloc(pool.get(), 4033);
   const mem_pool_large* const newest = pool->large;
-  EXPECT_EQ(newest->alloc, pieces[6]);
-
   EXPECT_EQ(mem_pfree(pool.get(), pieces[2]), 0);
   EXPECT_EQ(mem_pfree(pool.get(), pieces[2]), -1);
-  void* const fifth = mem_pcalloc(pool.get(), 5000);
+  void* const fifth = mem_palloc(pool.get(), 5000);
   EXPECT_TRUE(pool->large == newest && newest->next->next->next->next->alloc == fifth);
-  EXPECT_EQ(mem_pfree(pool.get(), pieces[1]), 0);
+  mem_pfree(pool.get(), pieces[1]);
+  mem_palloc(pool.get(), 5000);
+  EXPECT_EQ(pool->large->next, newest) << "the sixth is not looked at";
+  mem_pfree(pool.get(), pieces[6]);
   void* const aligned = mem_pmemalign(pool.get(), 10, 256);
-  EXPECT_EQ(reinterpret_cast<uintptr_t>(aligned) % 256, 0U);
-  EXPECT_TRUE(pool->large->alloc == aligned && pool->large->next == newest) << "the sixth is not looked at";
-
-  const Pool tiny = make_pool(64);
-  EXPECT_NE(mem_palloc(tiny.get(), 1), nullptr) << "even the record is above max here";
+  EXPECT_EQ(address(aligned) % 256, 0U);
+  EXPECT_TRUE(pool->large->alloc == aligned && pool->large->next->next == newest) << "always a new record";
 }
 
-TEST(MemPool, CopiesTextsAndBytesButNothingEmpty) {
+TEST(MemPool, CopiesTextsAndBytesButNothingEmptyAndClearsOnRequest) {
   const Pool pool = make_pool(4096);
-  EXPECT_STREQ(mem_pool_dup_str(pool.get(), "text"), "text");
-  EXPECT_EQ(memcmp(mem_pool_dup_mem(pool.get(), "a\0b", 3), "a\0b", 3), 0);
+  mem_pool* const p = pool.get();
+  EXPECT_STREQ(mem_pool_dup_str(p, "text"), "text");
+  void* const copy = mem_pool_dup_mem(p, "a\0b", 3);
+  EXPECT_EQ(memcmp(copy, "a\0b", 3), 0);
+  EXPECT_EQ(mem_pnalloc(p, 1), static_cast<char*>(copy) + 4) << "one byte more than was copied";
   const char* const before = pool->d.last;
-  EXPECT_TRUE(mem_pool_dup_str(pool.get(), "") == nullptr &&
-              mem_pool_dup_str(pool.get(), nullptr) == nullptr);
-  EXPECT_TRUE(mem_pool_dup_mem(pool.get(), "a", 0) == nullptr &&
-              mem_pool_dup_mem(pool.get(), nullptr, 1) == nullptr);
-  EXPECT_EQ(mem_pool_dup_mem(pool.get(), "a", SIZE_MAX), nullptr);
-  EXPECT_EQ(pool->d.last, before);
+  EXPECT_TRUE(mem_pool_dup_str(p, "") == nullptr && mem_pool_dup_str(p, nullptr) == nullptr);
+  EXPECT_TRUE(mem_pool_dup_mem(p, "a", 0) == nullptr && mem_pool_dup_mem(p, nullptr, 1) == nullptr);
+  EXPECT_TRUE(mem_pool_dup_mem(p, "a", SIZE_MAX) == nullptr && pool->d.last == before);
+
+  const std::string zeros(5000, '\0');
+  const std::unique_ptr<void, decltype(&free)> own(mem_calloc(100, nullptr), free);
+  EXPECT_EQ(memcmp(own.get(), zeros.data(), 100), 0);
+  for (const size_t size : {100, 5000})
+    EXPECT_EQ(memcmp(mem_pcalloc(p, size), zeros.data(), size), 0) << size;
 }
 
-TEST(MemPool, RunsCleanUpsNewestFirstAtItsEndOnly) {
-  static std::string ran;
-  Pool pool = make_pool(4096);
-  for (const char name : {'a', 'b', 'c', 'd'}) {
-    mem_pool_cleanup* const entry = mem_pool_cleanup_add(pool.get(), 1);
-    *static_cast<char*>(entry->data) = name;
-    if (name != 'c') entry->handler = [](void* data) { return ran += *static_cast<char*>(data), 0; };
+TEST(MemPool, FreesLargePiecesAtAResetAndElseBehindTheCleanUps) {
+  for (const bool reset : {true, false}) {
+    static std::string ran;  // Who, and what was free by then.
+    ran.clear();
+    Pool pool = make_pool(4096);
+    for (const char name : {'a', 'b', 'c'}) {
+      mem_pool_cleanup* const entry = mem_pool_cleanup_add(pool.get(), 1);
+      *static_cast<char*>(entry->data) = name;
+      const auto run = [](void* data) { return ran += *static_cast<char*>(data) + std::to_string(frees), 0; };
+      if (name != 'b') entry->handler = run;
+      mem_palloc(pool.get(), 5000);
+    }
+    frees = 0;
+    if (reset) mem_reset_pool(pool.get());
+    EXPECT_EQ(frees, reset ? 3 : 0);
+    EXPECT_TRUE(ran.empty() && (pool->large == nullptr) == reset);
+    pool.reset();
+    EXPECT_EQ(ran, reset ? "c3a3" : "c0a0");
+    EXPECT_EQ(frees, 4);
   }
-  EXPECT_EQ(mem_pool_cleanup_add(pool.get(), 0)->data, nullptr);
-  mem_reset_pool(pool.get());
-  EXPECT_EQ(ran, "");
-  pool.reset();
-  EXPECT_EQ(ran, "dba");
 }
 
 TEST(MemPool, ClosesAndRemovesFiles) {
   Pool pool = make_pool(4096);
-  char names[2][32];
-  int fds[2];
-  for (int i = 0; i < 2; ++i) {
+  char names[3][32];
+  int fds[3];
+  for (int i = 0; i < 3; ++i) {
     fds[i] = mkostemp(strcpy(names[i], "/tmp/mempool-XXXXXX"), O_CLOEXEC);
     mem_pool_cleanup* const entry = mem_pool_cleanup_add(pool.get(), sizeof(mem_pool_cleanup_file_t));
     *static_cast<mem_pool_cleanup_file_t*>(entry->data) = {fds[i], names[i]};
     entry->handler = i == 0 ? mem_pool_cleanup_file : mem_pool_delete_file;
   }
   mem_pool_cleanup_add(pool.get(), 0)->handler = mem_pool_cleanup_file;  // without data: passed over
-  EXPECT_EQ(mem_pool_run_cleanup_file(pool.get(), fds[1]), -1) << "only the closing kind is run";
-  EXPECT_EQ(mem_pool_run_cleanup_file(pool.get(), fds[0]), 0);
-  EXPECT_EQ(mem_pool_run_cleanup_file(pool.get(), fds[0]), -1) << "it was disabled";
-  EXPECT_TRUE(fcntl(fds[0], F_GETFD) == -1 && fcntl(fds[1], F_GETFD) != -1);
+  for (const auto& [fd, result] : {std::pair(fds[1], -1), {fds[0], 0}, {fds[0], -1}})
+    EXPECT_EQ(mem_pool_run_cleanup_file(pool.get(), fd), result) << "only the closing kind, and only once";
+  unlink(names[2]);
   pool.reset();
-  EXPECT_EQ(fcntl(fds[1], F_GETFD), -1);
+  for (const int fd : fds) EXPECT_EQ(fcntl(fd, F_GETFD), -1) << "also where there was no file to remove";
   EXPECT_TRUE(unlink(names[0]) == 0 && unlink(names[1]) == -1);
 }
 
 TEST(MemPool, ServesThreadsThroughItsLock) {
-  const Pool pool = make_pool(256, 1);
+  const Pool pool = make_pool(256, 5);
+  EXPECT_EQ(pool->safe, 5U);
   const auto use = [&pool](int id) {
     for (size_t size = 0; size < 500; ++size) {
       mem_pool_cleanup_add_safe(pool.get(), 8);
@@ -170,4 +207,34 @@ TEST(MemPool, ServesThreadsThroughItsLock) {
   std::thread other(use, 1);
   use(2);
   other.join();
+}
+
+TEST(MemPool, StaysWholeAtEveryAllocationThatFails) {
+  static const struct {
+    const char* call;
+    int allocations;  // that the call makes in a pool without room
+    void* (*make)(mem_pool* pool);
+  } kCalls[] = {
+      {"small", 1, [](mem_pool* pool) { return mem_pcalloc(pool, 9); }},
+      {"large", 2, [](mem_pool* pool) { return mem_pcalloc(pool, 999); }},
+      {"aligned", 2, [](mem_pool* pool) { return mem_pmemalign(pool, 9, 64); }},
+      {"clean-up", 1, [](mem_pool* pool) -> void* { return mem_pool_cleanup_add(pool, 0); }},
+      {"clean-up, large", 2, [](mem_pool* pool) -> void* { return mem_pool_cleanup_add(pool, 999); }},
+      {"dup_str", 1, [](mem_pool* pool) -> void* { return mem_pool_dup_str(pool, "text"); }},
+      {"dup_mem", 1, [](mem_pool* pool) { return mem_pool_dup_mem(pool, "text", 4); }},
+  };
+  until_failure = 1;
+  EXPECT_EQ(mem_create_pool(128, nullptr, 1), nullptr);
+  for (const auto& row : kCalls) {
+    const Pool pool = make_pool(128);
+    for (int nth = 1; nth <= row.allocations + 1; ++nth) {
+      fill(pool.get());
+      const auto before = std::tuple(pool->large, pool->cleanup);
+      until_failure = nth;
+      const bool fails = nth <= row.allocations;
+      EXPECT_EQ(row.make(pool.get()) == nullptr, fails) << row.call << ", allocation " << nth;
+      EXPECT_EQ(std::exchange(until_failure, 0), fails ? 0 : 1) << row.call << " makes another number";
+      EXPECT_TRUE(!fails || std::tuple(pool->large, pool->cleanup) == before) << row.call << " " << nth;
+    }
+  }
 }
