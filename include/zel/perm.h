@@ -124,14 +124,18 @@ ZEL_API int perm_init(void);
  * as the disk takes.
  *
  * The file is written beside itself, flushed to the disk and moved into place. It keeps its mode and owner (so
- * the caller must be allowed to give them: run as root), and a symbolic link stays one. A kill, a power cut or a
- * full disk leaves the file as it was or as it shall be, and the semaphore free; a slot and the table's count
- * change together or not at all.
+ * the caller must be allowed to give them: run as root), and a symbolic link stays one; other hard links keep the
+ * old content, and access-control lists are not carried over. A kill, a power cut or a full disk leaves the file
+ * as it was or as it shall be, and the semaphore free. A slot and the table's count change together or not at all
+ * (in a process that has no descriptor left, a kill at that very moment may halve the change).
  *
- * Call them after perm_init only: a table that was never filled holds no plug-ins, and is what they would write.
+ * Call them after a perm_init that gave 0 only. A table that was never filled, or only as far as a malformed file
+ * could be read, lacks plug-ins, and the file would lose them too.
  *
- * 7014 means that the table was changed but the file was not. The change is in force until the next boot; the
- * next successful call, or perm_common_write_pluginfo, writes it too.
+ * 7014 means that the table was changed but the file may not be: it is as it was, or, if only the flush of its
+ * folder failed, it has the change, which a power cut may undo. (Instead of a file, a device say, it is written to
+ * as it is and may have a part.) The change is in force until the next boot; the next successful call, or
+ * perm_common_write_pluginfo, writes it too.
  *
  * plugin   its texts are NUL-terminated inside their fields; copied, may go after the call
  * Threads  any; wait for the table's semaphore, take no other lock. Nothing is logged but the failures of 7003
@@ -183,11 +187,12 @@ ZEL_API int perm_common_analyze_pluginfo(perm_table* table);
 ZEL_API int perm_common_read_permission_file(perm_table* table);
 ZEL_API int perm_common_read_plugin_file(perm_table* table);
 
-/* Writes the default permission file. Returns 0, 7008 or 7013. */
+/* Writes the default permission file: one that is there is emptied first; one that is missing appears whole or, on
+ * failure, not at all. Returns 0, 7008 or 7013. */
 ZEL_API int perm_common_write_permissioninfo(void);
 
-/* Writes the used slots to the package file, as the changes above do; hold the table's semaphore. On failure the
- * file is as it was.
+/* Writes the used slots to the package file, as the changes above do; hold the table's semaphore. After a failure
+ * the file is as after 7014 there.
  * Returns 0, 7001 (null), 7008 (the new file could not be made, or the old one is not ours to write) or 7013. */
 ZEL_API int perm_common_write_pluginfo(const perm_table* table);
 

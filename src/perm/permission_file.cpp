@@ -2,8 +2,11 @@
 #include <unistd.h>
 #include <zel/util.h>
 
+#include <cstring>
+
 #include "perm/default_abilities.h"
 #include "perm/json_file.h"
+#include "util/replace_file.h"
 
 namespace {
 
@@ -58,9 +61,20 @@ zel::JsonText print_defaults() {
   return zel::JsonText(cJSON_PrintUnformatted(root.get()));
 }
 
+// A file cut short would keep the table from being filled at this and every later boot, and the first boot is when
+// the power is likely to go.
+int write_missing_file() {
+  zel::FileReplacement file(zel::kPermissionFile);
+  if (!file) return PERM_NOT_OPENED;
+  const zel::JsonText text = print_defaults();
+  return text && file.finish(text.get(), strlen(text.get())) ? 0 : PERM_NO_JSON;
+}
+
 }  // namespace
 
 int perm_common_write_permissioninfo(void) {
+  if (access(zel::kPermissionFile, F_OK) != 0) return write_missing_file();
+  // Kept: what is there already is emptied before anything else, and written in place.
   zel::File file(fopen(zel::kPermissionFile, "wb+e"));
   if (!file) return PERM_NOT_OPENED;
   const zel::JsonText text = print_defaults();

@@ -1,6 +1,7 @@
 #include "util/replace_file.h"
 
 #include <fcntl.h>
+#include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -9,20 +10,21 @@
 namespace {
 
 constexpr int kMostLinks = 40;  // The kernel's own limit.
+constexpr int kMostNames = 100;
 
 // Replaces `path` by what it leads to, which need not exist yet.
 bool follow_links(char (&path)[PATH_MAX]) {
-  for (int links = 0; links < kMostLinks; ++links) {
+  for (int links = 0;; ++links) {
     char to[PATH_MAX];
     const ssize_t length = readlink(path, to, sizeof to - 1);
     if (length < 0) return errno == EINVAL || errno == ENOENT;  // No link; or nothing there yet.
+    if (links == kMostLinks) return false;
     to[length] = '\0';
     const char* const slash = strrchr(path, '/');
     const size_t kept = to[0] == '/' || slash == nullptr ? 0 : static_cast<size_t>(slash + 1 - path);
     if (kept + static_cast<size_t>(length) >= sizeof path) return false;
     memcpy(path + kept, to, static_cast<size_t>(length) + 1);
   }
-  return false;
 }
 
 // Cuts the name off and opens the folder that is left.
@@ -78,26 +80,34 @@ bool FileReplacement::open_beside(const char* name) noexcept {
   Descriptor old(openat(folder_.get(), name, O_RDWR | O_CLOEXEC));
   if (!old) return errno == ENOENT && create(0666);
 
-  struct stat status {};
-  if (fstat(old.get(), &status) != 0) return false;
-  if (!S_ISREG(status.st_mode)) {
+  // Not fstat, which refuses a file dated after 2038 where times have 32 bits.
+  struct statx status {};
+  if (statx(old.get(), "", AT_EMPTY_PATH, STATX_TYPE | STATX_MODE | STATX_UID | STATX_GID, &status) != 0)
+    return false;
+  if (!S_ISREG(status.stx_mode)) {
     file_ = std::move(old);  // A device, say: it has no content to keep, and must not become a file.
     return true;
   }
   // The owner first: changing it clears bits of the mode.
-  return create(0600) && fchown(file_.get(), status.st_uid, status.st_gid) == 0 &&
-         fchmod(file_.get(), status.st_mode & 07777) == 0;
+  return create(0600) && fchown(file_.get(), status.stx_uid, status.stx_gid) == 0 &&
+         fchmod(file_.get(), status.stx_mode & 07777U) == 0;
 }
 
 bool FileReplacement::create(mode_t mode) noexcept {
   char prefix[NAME_MAX + 1];
   char temporary[NAME_MAX + 1];
   if (snprintf(prefix, sizeof prefix, ".%s.new-", name_) >= static_cast<int>(sizeof prefix)) return false;
-  const int length = snprintf(temporary, sizeof temporary, "%s%d", prefix, static_cast<int>(gettid()));
-  if (length >= static_cast<int>(sizeof temporary)) return false;
   remove_left_over(folder_.get(), prefix);
-  file_ = Descriptor(openat(folder_.get(), temporary, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
-  if (file_) memcpy(temporary_, temporary, sizeof temporary_);
+  auto suffix = static_cast<unsigned>(gettid());
+  for (int tries = 0; tries < kMostNames; ++tries) {
+    const int length = snprintf(temporary, sizeof temporary, "%s%u", prefix, suffix);
+    if (length >= static_cast<int>(sizeof temporary)) return false;
+    file_ = Descriptor(openat(folder_.get(), temporary, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
+    if (file_) memcpy(temporary_, temporary, sizeof temporary_);
+    if (file_ || errno != EEXIST) break;
+    // A folder has the name, maybe on purpose: the next one cannot be foreseen.
+    if (getrandom(&suffix, sizeof suffix, GRND_NONBLOCK) != static_cast<ssize_t>(sizeof suffix)) ++suffix;
+  }
   return static_cast<bool>(file_);
 }
 

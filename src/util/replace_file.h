@@ -10,10 +10,13 @@
 namespace zel {
 
 // One replacement: the content is written to a new file beside the old one, flushed to the disk and moved over
-// it. Mode and owner stay the old file's; of a symbolic link, what it leads to is replaced.
+// it. Mode and owner stay the old file's; of a symbolic link, what it leads to is replaced. Other hard links keep
+// the old content, and access-control lists are not carried over. What is no regular file, such as a device, is
+// written to as it is. A file that something is mounted on cannot be replaced: finish fails.
 //
 // One writer at a time, by whatever lock the caller has: the new files that killed writers left are removed at
-// the start. A second writer would lose its new file and fail; the file itself is whole even then.
+// the start. A second writer would remove the new file of the first, which would then fail; the file itself is
+// whole even then.
 class FileReplacement {
  public:
   // Makes the new file. The caller needs to be allowed to write the old one, if there is one.
