@@ -37,6 +37,8 @@ uint32_t bits_of_item(const Table& table, const std::string& item) {
   const size_t dash = item.find('-');
   const int first = ability_from(table, item.substr(0, dash));
   const int last = dash != std::string::npos ? ability_from(table, item.substr(dash + 1)) : first;
+  if (last < first)
+    throw Failure(kUsage, "the range '" + readable(item) + "' ends before it begins", "Turn it round.");
   uint32_t bits = 0;
   for (int ability = first; ability <= last; ++ability) bits |= 1U << static_cast<unsigned>(ability - 1);
   return bits;
@@ -68,7 +70,8 @@ int ability_from(const Table& table, const std::string& text) {
     if (same && ability.number >= 1 && ability.number <= kAbilities) return ability.number;
   }
   throw Failure(kUsage, "there is no ability '" + readable(text) + "'",
-                "Name one by its number, 1 to 15, or as zelctl perm show does: ability_wan, or wan.");
+                "Name one by its number, 1 to 15, or its name: ability_wan, or wan. All of them: zelctl perm "
+                "abilities");
 }
 
 uint32_t bits_from(const Table& table, const std::string& text) {

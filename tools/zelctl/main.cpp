@@ -24,12 +24,13 @@ int run(const zelctl::Session& session, int argc, char** argv) {
   app.footer(kFooter);
   app.fallthrough();  // --json may stand behind the command
   app.require_subcommand(1);
+  app.set_version_flag("--version", "zelctl " ZELCTL_VERSION);
   app.add_flag("--json")->description("For scripts: results as JSON");
   zelctl::add_perm_group(app, session);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
-    if (error.get_exit_code() == 0) return app.exit(error);  // --help
+    if (error.get_exit_code() == 0) return app.exit(error);  // --help, --version
     throw zelctl::Failure(zelctl::kUsage, error.what(), "Run it with --help for more information.");
   }
   return zelctl::kDone;

@@ -9,6 +9,10 @@ namespace zelctl {
 namespace {
 
 constexpr const char* kCheckFile = "Check the file's content and the rights to it.";
+constexpr const char* kMakeWritable =
+    "Make room in /etc/norva or make it writable. If the file is a link, the folder that it leads to must "
+    "exist; "
+    "if something is mounted on the file itself, unmount that. Then run: zelctl perm save";
 constexpr const char* kCheckMemory =
     "The kernel's limits are /proc/sys/kernel/shm*; ipcs -m shows what there is.";
 
@@ -27,18 +31,17 @@ constexpr Meaning kMeanings[] = {
     {PERM_PERMISSIONS, kFailed, "/etc/norva/permissions.json could not be made or read",
      "Mend the file, or remove it to get the default one, then run: zelctl perm init"},
     {PERM_PACKAGES, kFailed, "/etc/norva/packages.json could not be read",
-     "Mend the file, then run: zelctl perm init"},
+     "Mend the file, then run: zelctl perm init. Until then zelctl changes nothing, since that would write "
+     "the "
+     "file anew without what could not be read."},
     {PERM_NOT_OPENED, kFailed, "a file of /etc/norva could not be opened or made beside the old one",
-     "Make /etc/norva writable, then run: zelctl perm save"},
+     kMakeWritable},
     {PERM_NO_MEMORY, kFailed, "out of memory while reading a file", "End some programs and try again."},
     {PERM_SHORT_READ, kFailed, "a file could not be read to its end", kCheckFile},
     {PERM_NOT_JSON, kFailed, "a file is no JSON", kCheckFile},
     {PERM_REJECTED, kFailed, "a file's content was rejected", kCheckFile},
-    {PERM_NO_JSON, kFailed, "a file could not be written",
-     "Make room in /etc/norva, then run: zelctl perm save"},
-    {PERM_NOT_WRITTEN, kFailed, "the table has the change, but /etc/norva/packages.json does not",
-     "It is in force until the next boot. Make room in /etc/norva or make it writable, then run: zelctl perm "
-     "save"},
+    {PERM_NO_JSON, kFailed, "a file could not be written", kMakeWritable},
+    {PERM_NOT_WRITTEN, kFailed, "/etc/norva/packages.json could not be written", kMakeWritable},
     {PERM_UNKNOWN_APP, kNo, "there is no plug-in with this appid", "These are known: zelctl perm list"},
     {PERM_NOT_GRANTED, kNo, "the plug-in does not hold the ability",
      "What it holds: zelctl perm show APPID. To grant more: zelctl perm update APPID --abilities LIST"},

@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "abilities.h"
+#include "change_lock.h"
 #include "groups.h"
 #include "perm_codes.h"
 #include "perm_view.h"
@@ -66,9 +67,9 @@ void tell_stored(const Session& session, const std::string& appid) {
 
 void tell_sizes(const Session& session, const std::string& done) {
   const Table table = read_table();
-  const JsonTree json(cJSON_CreateObject());
-  cJSON_AddNumberToObject(json.get(), "plugins", static_cast<double>(table.plugins.size()));
-  cJSON_AddNumberToObject(json.get(), "abilities", static_cast<double>(table.abilities.size()));
+  const JsonTree json = json_object();
+  add(json, "plugins", static_cast<double>(table.plugins.size()));
+  add(json, "abilities", static_cast<double>(table.abilities.size()));
   tell(session,
        done + ": " + counted(table.plugins.size(), "plug-in") +
            ", abilities in the catalogue: " + std::to_string(table.abilities.size()) + "\n",
@@ -91,37 +92,51 @@ void show(const Session& session, const Given& given) {
   tell(session, plugin_text(table, plugin), plugin_json(plugin));
 }
 
-void insert(const Session& session, const Given& given) {
+void list_abilities(const Session& session, const Given&) {
   const Table table = read_table();
+  tell(session, abilities_text(table), abilities_json(table));
+}
+
+// For a code of a change: the table may have it although the file has not.
+void require_done(const Given& given, const std::string& done, int code) {
+  if (code == PERM_NOT_WRITTEN)
+    throw perm_failure(given.appid + " is " + done + " until the next boot only", code);
+  if (code != 0) throw perm_failure(given.appid + " was not " + done, code);
+}
+
+void insert(const Session& session, const Given& given) {
+  const Table table = read_table_to_change();
   perm_plugin_info plugin{};
   apply(table, given, &plugin);
-  const std::string what = given.appid + " was not inserted";
-  if (const int code = perm_insert(&plugin); code != 0) throw perm_failure(what, code);
+  const int code = perm_insert(&plugin);
   // A full table is no failure to the library.
-  if (read_table().find(given.appid) == nullptr)
+  if ((code == 0 || code == PERM_NOT_WRITTEN) && read_table().find(given.appid) == nullptr)
     throw Failure(kNo,
-                  what + ": the table holds " + std::to_string(PERM_PLUGIN_SLOTS) + " plug-ins, no more fit",
+                  given.appid + " was not inserted: the table holds " + std::to_string(PERM_PLUGIN_SLOTS) +
+                      " plug-ins, no more fit",
                   "Delete one first: zelctl perm delete APPID");
+  require_done(given, "inserted", code);
   tell_stored(session, given.appid);
 }
 
 void remove(const Session& session, const Given& given) {
-  read_table();  // Never write the file from a table that was not filled.
-  if (const int code = perm_delete(given.appid.c_str()); code != 0)
-    throw perm_failure(given.appid + " was not deleted", code);
-  const JsonTree json(cJSON_CreateObject());
-  cJSON_AddStringToObject(json.get(), "deleted", given.appid.c_str());
+  if (given.appid == "1" || given.appid == "2")
+    throw Failure(kUsage, given.appid + " is the router's own and cannot be deleted",
+                  "What it may do can be changed: zelctl perm update " + given.appid + " --abilities LIST");
+  read_table_to_change();
+  require_done(given, "deleted", perm_delete(given.appid.c_str()));
+  const JsonTree json = json_object();
+  add(json, "deleted", given.appid);
   tell(session, given.appid + " deleted\n", json);
 }
 
 void update(const Session& session, const Given& given) {
   if (!given.name && !given.uid && !given.abilities)
     throw Failure(kUsage, "nothing to change", "Give at least one of --name, --uid and --abilities.");
-  const Table table = read_table();
+  const Table table = read_table_to_change();
   perm_plugin_info plugin = plugin_of(table, given.appid);
   apply(table, given, &plugin);
-  if (const int code = perm_update(&plugin); code != 0)
-    throw perm_failure(given.appid + " was not updated", code);
+  require_done(given, "updated", perm_update(&plugin));
   tell_stored(session, given.appid);
 }
 
@@ -131,15 +146,15 @@ void check(const Session& session, const Given& given) {
   const std::string named = std::to_string(ability) + " (" + readable(ability_name(table, ability)) + ")";
   if (const int code = perm_check(static_cast<uint32_t>(ability), given.appid.c_str()); code != 0)
     throw perm_failure(given.appid + ", ability " + named, code);
-  const JsonTree json(cJSON_CreateObject());
-  cJSON_AddStringToObject(json.get(), "appid", given.appid.c_str());
-  cJSON_AddNumberToObject(json.get(), "ability", ability);
+  const JsonTree json = json_object();
+  add(json, "appid", given.appid);
+  add(json, "ability", ability);
   tell(session, given.appid + " holds ability " + named + "\n", json);
 }
 
 // The table under its own lock, which the exported writer leaves to its caller.
 void save(const Session& session, const Given&) {
-  const Table table = read_table();
+  read_table_to_save();
   if (const int code = write_package_file(); code != 0) throw perm_failure("nothing was saved", code);
   tell_sizes(session, "package file written");
 }
@@ -163,11 +178,12 @@ void take_appid(CLI::App* command, Given* given) {
 void take_values(CLI::App* command, Given* given, bool all) {
   take_appid(command, given);
   command->add_option("--name", given->name, "What people call it")->check(name_fault)->required(all);
-  command->add_option("--uid", given->uid, "Unix user id it runs under, one of its own")
-      ->check(CLI::Range(0U, UINT32_MAX - 1))
+  command->add_option("--uid", given->uid, "Unix user id it runs under, one of its own, not root's")
+      ->check(CLI::Range(1U, UINT32_MAX - 1))
       ->required(all);
-  command->add_option("--abilities", given->abilities,
-                      "List such as 2,wan,10-12; or all, none, or 0x and the bits");
+  command->add_option(
+      "--abilities", given->abilities,
+      "List such as 2,wan,10-12 (zelctl perm abilities has them all); or all, none, or 0x and the bits");
 }
 
 struct Command {
@@ -195,6 +211,7 @@ constexpr Command kCommands[] = {
        command->add_option("ABILITY", given->ability, "Number or name: 7, wan or ability_wan")->required();
      },
      check, false},
+    {"abilities", "All abilities, by number and name", no_options, list_abilities, false},
     {"save", "Write the table to the package file again, after a change that did not reach it", no_options,
      save, true},
 };
@@ -213,6 +230,7 @@ void add_perm_group(CLI::App& app, const Session& session) {
       if (command.changes && geteuid() != 0)
         throw Failure(kNotPermitted, std::string("perm ") + command.name + " is not permitted to this user",
                       "Run it as root.");
+      const auto turn = command.changes ? std::make_unique<ChangeLock>() : nullptr;
       command.run(session, *given);
     });
   }

@@ -25,10 +25,9 @@ std::string plugins_text(const Table& table) {
 }
 
 JsonTree plugins_json(const Table& table) {
-  JsonTree root(cJSON_CreateObject());
-  cJSON* const array = cJSON_AddArrayToObject(root.get(), "plugins");
-  for (const perm_plugin_info& plugin : table.plugins)
-    cJSON_AddItemToArray(array, plugin_json(plugin).release());
+  JsonTree root = json_object();
+  cJSON* const array = add_array(root, "plugins");
+  for (const perm_plugin_info& plugin : table.plugins) append(array, plugin_json(plugin));
   return root;
 }
 
@@ -47,14 +46,33 @@ std::string plugin_text(const Table& table, const perm_plugin_info& plugin) {
 }
 
 JsonTree plugin_json(const perm_plugin_info& plugin) {
-  JsonTree root(cJSON_CreateObject());
-  cJSON_AddStringToObject(root.get(), "appid", readable(text_of(plugin.appid)).c_str());
-  cJSON_AddStringToObject(root.get(), "appname", readable(text_of(plugin.appname)).c_str());
-  cJSON_AddNumberToObject(root.get(), "uid", plugin.uid);
-  cJSON_AddNumberToObject(root.get(), "abilitybits", plugin.abilitybits);
-  cJSON* const array = cJSON_AddArrayToObject(root.get(), "abilities");
+  JsonTree root = json_object();
+  add(root, "appid", readable(text_of(plugin.appid)));
+  add(root, "appname", readable(text_of(plugin.appname)));
+  add(root, "uid", plugin.uid);
+  add(root, "abilitybits", plugin.abilitybits);
+  cJSON* const array = add_array(root, "abilities");
   for (int ability = 1; ability <= kAbilities; ++ability) {
-    if (holds(plugin.abilitybits, ability)) cJSON_AddItemToArray(array, cJSON_CreateNumber(ability));
+    if (holds(plugin.abilitybits, ability)) append(array, ability);
+  }
+  return root;
+}
+
+std::string abilities_text(const Table& table) {
+  std::vector<std::vector<std::string>> rows = {{"ABILITY", "NAME"}};
+  for (const Ability& ability : table.abilities)
+    rows.push_back({std::to_string(ability.number), readable(ability.name)});
+  return columns(rows);
+}
+
+JsonTree abilities_json(const Table& table) {
+  JsonTree root = json_object();
+  cJSON* const array = add_array(root, "abilities");
+  for (const Ability& ability : table.abilities) {
+    JsonTree element = json_object();
+    add(element, "number", ability.number);
+    add(element, "name", readable(ability.name));
+    append(array, std::move(element));
   }
   return root;
 }

@@ -15,4 +15,9 @@ std::string plugin_text(const Table& table, const perm_plugin_info& plugin);
 // {"appid", "appname", "uid", "abilitybits", "abilities": [numbers]}
 JsonTree plugin_json(const perm_plugin_info& plugin);
 
+// The catalogue, a line each.
+std::string abilities_text(const Table& table);
+// {"abilities": [{"number", "name"}]}
+JsonTree abilities_json(const Table& table);
+
 }  // namespace zelctl

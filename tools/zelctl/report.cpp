@@ -6,20 +6,10 @@
 namespace zelctl {
 namespace {
 
-struct FreeText {
-  void operator()(char* text) const { cJSON_free(text); }
-};
-
 // A result that did not get out is none: a script may read from a full disk.
 void print(const std::string& text) {
   if (std::fputs(text.c_str(), stdout) < 0 || std::fflush(stdout) != 0)
-    throw Failure(kFailed, "the result could not be written to standard output", "make room where it goes");
-}
-
-void print(const JsonTree& json) {
-  const std::unique_ptr<char, FreeText> text(cJSON_PrintUnformatted(json.get()));
-  if (!text) throw Failure(kFailed, "out of memory", "end some programs");
-  print(std::string(text.get()) + "\n");
+    throw Failure(kFailed, "the result could not be written to standard output", "Make room where it goes.");
 }
 
 // Bytes of the UTF-8 character that begins there, or 0 if none does.
@@ -54,11 +44,7 @@ bool is_control(const std::string& character) {
 }  // namespace
 
 void tell(const Session& session, const std::string& text, const JsonTree& json) {
-  if (session.json) {
-    print(json);
-  } else {
-    print(text);
-  }
+  print(session.json ? printed(json) : text);
 }
 
 void tell(const Session& session, const Failure& failure) {
@@ -67,11 +53,11 @@ void tell(const Session& session, const Failure& failure) {
     std::fprintf(stderr, "zelctl: %s%s\n%s\n", failure.what(), code.c_str(), failure.advice().c_str());
     return;
   }
-  const JsonTree json(cJSON_CreateObject());
-  cJSON_AddStringToObject(json.get(), "error", failure.what());
-  cJSON_AddNumberToObject(json.get(), "code", failure.code());
-  cJSON_AddStringToObject(json.get(), "advice", failure.advice().c_str());
-  print(json);
+  const JsonTree json = json_object();
+  add(json, "error", failure.what());
+  add(json, "code", failure.code());
+  add(json, "advice", failure.advice());
+  print(printed(json));
 }
 
 void note(const Session& session, const std::string& text) {

@@ -1,11 +1,10 @@
 // report.h: what a command tells its user: a result for people or for scripts, or why there is none.
 #pragma once
-#include <cjson/cJSON.h>
-
-#include <memory>
 #include <stdexcept>
 #include <string>
 #include <vector>
+
+#include "json_result.h"
 
 namespace zelctl {
 
@@ -16,11 +15,6 @@ enum Exit : int {
   kFailed = 3,        // shared memory, files
   kNotPermitted = 4,  // needs root
 };
-
-struct DeleteTree {
-  void operator()(cJSON* tree) const { cJSON_Delete(tree); }
-};
-using JsonTree = std::unique_ptr<cJSON, DeleteTree>;
 
 // A command that came to nothing: what() says why, the advice what to do next.
 class Failure : public std::runtime_error {

@@ -23,6 +23,14 @@ struct Table {
 // What is in force now. Throws Failure, also when the table was not filled since the router started.
 Table read_table();
 
+// The same before a change, which writes the package file anew from the table. Throws Failure if that would take
+// out of the file what the table lacks: after an init that failed the table has only the plug-ins in front of the
+// file's first fault.
+Table read_table_to_change();
+
+// The same before the table is saved on purpose, which may drop plug-ins once the table was filled to its end.
+Table read_table_to_save();
+
 // Writes the table to the package file, under the table's lock. Returns the library's code; throws Failure.
 int write_package_file();
 

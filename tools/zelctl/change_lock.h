@@ -1,0 +1,21 @@
+// change_lock.h: one change at a time.
+#pragma once
+
+namespace zelctl {
+
+// Held while zelctl reads the table, works out a change and makes it. The table's own semaphore covers only the last
+// of these, so that of two updates at once one would put back what the other had changed.
+class ChangeLock {
+ public:
+  // Waits for its turn. Throws Failure.
+  ChangeLock();
+  // The kernel gives it up with the process, too.
+  ~ChangeLock();
+  ChangeLock(const ChangeLock&) = delete;
+  ChangeLock& operator=(const ChangeLock&) = delete;
+
+ private:
+  int fd_;
+};
+
+}  // namespace zelctl
