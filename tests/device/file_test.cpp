@@ -40,15 +40,20 @@ std::string failed(const std::string& from, const std::string& to) {
   return "E Failed to copy file " + from + " to " + to + ".\n\n-1";
 }
 
+struct stat status_of(const std::string& path) {
+  struct stat status {};
+  lstat(path.c_str(), &status);
+  return status;
+}
+
 // What a copy takes over; a link has times of its own.
 auto attributes(const std::string& path) {
-  struct stat s {};
-  lstat(path.c_str(), &s);
+  const struct stat s = status_of(path);
   return std::tuple(s.st_mode, s.st_uid, s.st_gid, s.st_rdev, S_ISLNK(s.st_mode) ? 0 : s.st_mtime);
 }
 
 TEST_F(Files, AreCopiedWithKindContentAndAttributes) {
-  const std::string large(300001, 'x'), target(239, 't');
+  const std::string large(300001, 'x'), target(240, 't');
   for (const mode_t mode :
        {S_IFREG | 04751, S_IFIFO | 0620, S_IFCHR | 0640, S_IFBLK | 0660, S_IFSOCK | 0606, S_IFLNK | 0777}) {
     const bool link = S_ISLNK(mode), device = S_ISCHR(mode) || S_ISBLK(mode);
@@ -86,11 +91,8 @@ TEST_F(Files, AreNotCopiedForReasonsToldInTheLog) {
       {link, kFrom, "cannot create symlink `" + kFrom + "'"},
       // Of two disks, but by chance of equal inode numbers. Last: not every kernel numbers each disk for itself.
       {far, other, "`" + far + "' and `" + other + "' are the same file"}};
-  struct stat one {
-  }, two{};
-  ASSERT_EQ(stat(far.c_str(), &one) + stat(other.c_str(), &two), 0);
   for (const auto& [from, to, says] : kCases) {
-    if (from == far && one.st_ino != two.st_ino) break;
+    if (from == far && status_of(far).st_ino != status_of(other).st_ino) break;
     EXPECT_EQ(outcome(zel_file_copy, from, to), "E " + says + "\n" + failed(from, to));
   }
   EXPECT_EQ(zel_file_copy(nullptr, kTo.c_str()) + zel_file_move(kTo.c_str(), nullptr), -2);
@@ -118,36 +120,29 @@ TEST_F(Files, OfOthersLoseTheSetUserIdBitAsCopies) {
   ASSERT_EQ(chmod(kFrom.c_str(), 06755) + chmod(kHome.c_str(), 0777), 0);
   const std::string says = "E unable to preserve ownership of `" + kTo + "'\n0";
   EXPECT_EQ(run_as(10002, [&] { return outcome(zel_file_copy, kFrom, kTo) == says ? 0 : 1; }), 0);
-  EXPECT_EQ(std::get<0>(attributes(kTo)), S_IFREG | 0755U);
+  EXPECT_EQ(status_of(kTo).st_mode, S_IFREG | 0755U);
 }
 
-TEST_F(Files, AreMovedAndGoFromTheirPlaceLast) {
-  for (const std::string& to : {kTo, kDisk + "to", kNone}) {
-    const bool moved = to != kNone;
-    const std::string says = moved ? "0" : "E Failed to rename " + kFrom + " to " + kNone + "\n-1";
-    put(kFrom, "moved");
-    EXPECT_EQ(outcome(zel_file_move, kFrom, to), "D mv from " + kFrom + " to " + to + ".\n\n" + says);
-    EXPECT_EQ(content_of(moved ? to : kFrom), "moved");
-    EXPECT_EQ(access(kFrom.c_str(), F_OK), moved ? -1 : 0) << to;
-  }
+TEST_F(Files, AreMovedToAnotherDiskAndGoFromTheirPlaceLast) {
+  put(kFrom, "moved");
+  EXPECT_EQ(outcome(zel_file_move, kFrom, kNone), "D mv from " + kFrom + " to " + kNone + ".\n\n" +
+                                                      "E Failed to rename " + kFrom + " to " + kNone +
+                                                      "\n-1");
+  EXPECT_EQ(zel_file_move(kFrom.c_str(), kTo.c_str()) + zel_file_move(kTo.c_str(), (kDisk + "to").c_str()),
+            0);
+  EXPECT_EQ(content_of(kDisk + "to"), "moved");
+  EXPECT_EQ(access(kFrom.c_str(), F_OK) + access(kTo.c_str(), F_OK), -2);
 }
 
 // ---- Downloads
 
-struct Seen {
-  double total = 0, now = 0;
-  bool stop = false;
-};
-
-int see(void* data, double total, double now, double, double) {
-  auto* const seen = static_cast<Seen*>(data);
-  *seen = {total, now, seen->stop};
-  return seen->stop && now > 0 ? 1 : 0;
+int see(void* seen, double total, double now, double, double) {
+  *static_cast<double*>(seen) = now;
+  return total == 300001 ? 1 : 0;  // of that size, breaks off
 }
 
 TEST_F(Files, AreDownloadedWholeOrStayAsTheyWere) {
   const std::string late = "Timeout was reached", full = "Failed writing received data to disk/application";
-  const std::string host = "http://127.0.0.1:8080";
   put(kFull + "filler", std::string(16384, 'f'));
   const std::tuple<std::string, std::string, std::string> kCases[] = {
       {"/bytes/300000", kTo, ""},
@@ -157,13 +152,12 @@ TEST_F(Files, AreDownloadedWholeOrStayAsTheyWere) {
       {"/hang", kTo, late},
       {"/slow/1000/300000", kTo, late},
       {"/bytes/300001", kTo, "Operation was aborted by an application callback"},
-      {"/bytes/10", kFull + "to", full},  // shows at the close
-      {"/bytes/300000", kFull + "to", full}};
+      {"/bytes/10", kFull + "to", full}};  // shows at the close
   for (const auto& [target, path, says] : kCases) {
-    const std::string url = host + target, last = target.substr(target.rfind('/') + 1);
+    const std::string url = "http://127.0.0.1:8080" + target, last = target.substr(target.rfind('/') + 1);
     std::string wanted = path == kTo ? "old" : "";
     put(kTo, wanted);
-    Seen seen{0, 0, target == "/bytes/300001"};
+    double seen = 0;
     int result = 7;
     const std::string log = qo_logged(
         [&, u = url.c_str(), p = path.c_str()] { result = zel_download_file(u, p, see, &seen, 0, 1); });
@@ -171,20 +165,17 @@ TEST_F(Files, AreDownloadedWholeOrStayAsTheyWere) {
     if (says.empty()) {
       wanted.resize(std::stoul(last));
       routerbox::files::fill_content(0, wanted.data(), wanted.size());
-      EXPECT_EQ(seen.now + seen.total, 2.0 * static_cast<double>(wanted.size()));
+      EXPECT_EQ(seen, static_cast<double>(wanted.size()));
     } else {
       EXPECT_EQ(log, "D Downloading " + url + ".\n\nD Failed to download " + url + ": " + says + ".\n\n");
       EXPECT_EQ(unlink((path.substr(0, path.size() - 2) + last).c_str()), 0) << "what came stays beside it";
     }
     EXPECT_EQ(content_of(path), wanted) << url;
   }
-  const std::string url = host + "/bytes/5";
-  mkdir((kDisk + "5").c_str(), 0755);
-  for (const auto& [path, says] :
-       {std::pair(kDisk + "to", "unlink " + kDisk), std::pair(kNone, "fopen " + kHome + "none/")})
-    EXPECT_EQ(qo_logged([&, p = path.c_str()] { zel_download_file(url.c_str(), p, nullptr, nullptr, 0, 9); }),
-              "D Downloading " + url + ".\n\nD Failed to " + says + "5\n");
-  EXPECT_EQ(zel_download_file(url.c_str(), kTo.c_str(), nullptr, nullptr, 0, 0), 0);
+  const char* const url = "http://127.0.0.1:8080/bytes/5";
+  EXPECT_EQ(qo_logged([&] { zel_download_file(url, kNone.c_str(), nullptr, nullptr, 0, 9); }),
+            "D Downloading " + std::string(url) + ".\n\nD Failed to fopen " + kHome + "none/5\n");
+  EXPECT_EQ(zel_download_file(url, kTo.c_str(), nullptr, nullptr, 0, 0), 0);
 }
 
 // ---- Digests, whole files
@@ -202,8 +193,6 @@ TEST_F(Files, AreComparedWithTheirDigestIgnoringCaseAndNothingElse) {
     put(kTo, digits);
     EXPECT_EQ(outcome(zel_check_file_md5_with_md5_file, path, kTo), says);
   }
-  EXPECT_EQ(outcome(zel_check_file_md5_with_md5_file, kFrom, kNone),
-            who + "_with_md5_file} zel_get_buf_from_file error\n-1");
 }
 
 std::string owned(char* text) {
@@ -230,14 +219,10 @@ TEST_F(Files, AreWrittenAndReadWhole) {
 }
 
 TEST_F(Files, HavePathsThatAreTakenApart) {
-  for (const auto& [path, folder] : {std::pair("a/b/", "a"), std::pair("file", "."), std::pair("/x", "/"),
-                                     std::pair("///", "/"), std::pair("", "."), std::pair("a//b", "a/")})
-    EXPECT_EQ(owned(zel_dirname(path)), folder) << path;
-  for (const size_t length : {79U, 80U, 160U}) {
-    const std::string target(length, 't'), link = kHome + target;
-    ASSERT_EQ(symlink(target.c_str(), link.c_str()), 0);
-    EXPECT_EQ(owned(xreadlink(link.c_str())), target);
-  }
+  std::string folders;
+  for (const char* path : {"a/b/", "file", "/x", "///", "", "a//b"})
+    folders += owned(zel_dirname(path)) + " ";
+  EXPECT_EQ(folders, "a . / / . a/ ");
   EXPECT_EQ(owned(xreadlink("/tmp")) + owned(zel_dirname(nullptr)), "(null)(null)");
 }
 
