@@ -5,7 +5,6 @@
 #include <zel/device.h>
 
 #include <array>
-#include <cstdlib>
 
 #include "support/disk.h"
 #include "support/process.h"

@@ -4,7 +4,6 @@
 #include <utime.h>
 #include <zel/file.h>
 
-#include <cstdlib>
 #include <filesystem>
 
 #include "../../routerbox/files/content.h"
@@ -100,8 +99,7 @@ TEST_F(Files, AreNotCopiedForReasonsToldInTheLog) {
 }
 
 TEST_F(Files, AreNotCopiedWhenTheirDataDidNotReachTheDisk) {
-  const std::string to = kFull + "to";
-  const std::string closing = "E unable to close `" + to + "'\n";  // shows what a buffer held
+  const std::string to = kFull + "to", closing = "E unable to close `" + to + "'\n";
   const std::tuple<off64_t, size_t, std::string> kCases[] = {
       {100000, 0, "D write\n"}, {10, 16384, closing}, {5LL << 30, 0, "D write\n"}};
   for (const auto& [size, used, says] : kCases) {
@@ -110,8 +108,7 @@ TEST_F(Files, AreNotCopiedWhenTheirDataDidNotReachTheDisk) {
     ASSERT_EQ(truncate64(kFrom.c_str(), size), 0);
     EXPECT_EQ(outcome(zel_file_copy, kFrom, to), says + failed(kFrom, to));
     EXPECT_EQ(zel_file_move(kFrom.c_str(), to.c_str()), -1);
-    EXPECT_EQ(access(kFrom.c_str(), F_OK), 0) << "a failed move keeps the source";
-    unlink(to.c_str());
+    EXPECT_EQ(access(kFrom.c_str(), F_OK) + unlink(to.c_str()), 0) << "a failed move keeps the source";
   }
 }
 
@@ -133,8 +130,6 @@ TEST_F(Files, AreMovedToAnotherDiskAndGoFromTheirPlaceLast) {
   EXPECT_EQ(content_of(kDisk + "to"), "moved");
   EXPECT_EQ(access(kFrom.c_str(), F_OK) + access(kTo.c_str(), F_OK), -2);
 }
-
-// ---- Downloads
 
 int see(void* seen, double total, double now, double, double) {
   *static_cast<double*>(seen) = now;
@@ -173,12 +168,9 @@ TEST_F(Files, AreDownloadedWholeOrStayAsTheyWere) {
     EXPECT_EQ(content_of(path), wanted) << url;
   }
   const char* const url = "http://127.0.0.1:8080/bytes/5";
-  EXPECT_EQ(qo_logged([&] { zel_download_file(url, kNone.c_str(), nullptr, nullptr, 0, 9); }),
-            "D Downloading " + std::string(url) + ".\n\nD Failed to fopen " + kHome + "none/5\n");
+  EXPECT_EQ(zel_download_file(url, kNone.c_str(), nullptr, nullptr, 0, 9), -1);
   EXPECT_EQ(zel_download_file(url, kTo.c_str(), nullptr, nullptr, 0, 0), 0);
 }
-
-// ---- Digests, whole files
 
 TEST_F(Files, AreComparedWithTheirDigestIgnoringCaseAndNothingElse) {
   const std::string digest = "1af6d6f2f682f76f80e606aeaaee1680", who = "D [util]{zel_check_file_md5",
