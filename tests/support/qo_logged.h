@@ -4,7 +4,7 @@
 
 #include <zel/service.h>
 
-#include <regex>
+#include <algorithm>
 #include <string>
 
 #include "support/captured.h"
@@ -14,7 +14,16 @@ template <class Body>
 std::string qo_logged(Body body) {
   qo_debuglevel = 4;
   const std::string lines = captured(stderr, body);
-  return std::regex_replace(lines, std::regex(R"(\[([EWID])-[ \d]\d [ \d]\d:[ \d]\d:[ \d]\d\] )"), "$1 ");
+  constexpr size_t kStamp = sizeof "[E-31 23:59:59]";
+  std::string text;
+  for (size_t at = 0, end; at < lines.size(); at = end) {
+    end = std::min(lines.find('\n', at), lines.size() - 1) + 1;
+    const bool stamped =
+        end - at > kStamp && lines[at] == '[' && lines[at + 2] == '-' && lines[at + 14] == ']';
+    text += stamped ? lines.substr(at + 1, 1) + " " + lines.substr(at + kStamp, end - at - kStamp)
+                    : lines.substr(at, end - at);
+  }
+  return text;
 }
 
 #endif
