@@ -87,7 +87,7 @@ int main(int argc, char** argv) {
   if (table == nullptr) give_up("the table");
   const std::string disk = folder_on_disk();
   compare_in(disk, "disk", table);
-  compare_in("/etc/norva", "memory", table);
+  compare_in("/etc/norva", "RAM", table);
   const int status = pairs::run(argc, argv);
   for (const char* name : {"/bench-packages.json", "/bench-peer.json"}) unlink((disk + name).c_str());
   return status;

@@ -27,6 +27,8 @@ constexpr const char* kPermissionFile = "/etc/norva/permissions.json";
 
 // The router's places. A row that later needs more of the host or less of it changes its kind.
 const PrivateFolder kPrivateFolders[] = {
+    // Without the host's log, and so that a program that removes or replaces a device does so for itself alone.
+    {"/dev", Cover::kMirror, 0755, {"log", "shm"}},
     {"/etc", Cover::kMirror, 0755, {"norva", "passwd", "group"}},
     {"/tmp", Cover::kEmpty, 01777, {}},
     {"/usr/local", Cover::kMirror, 0755, {"localshell"}},
@@ -71,6 +73,8 @@ class Box {
     for (const PrivateFolder& folder : kPrivateFolders) make_private(folder, keep);
     write_file("/etc/passwd", with_accounts(passwd, plan_.packages), 0644);
     write_file("/etc/group", with_groups(group, plan_.packages), 0644);
+    if (::mkdir("/dev/shm", 01777) != 0 || ::chmod("/dev/shm", 01777) != 0)
+      fail_errno("cannot make /dev/shm");
     if (::mkdir("/etc/norva", 0755) != 0 || ::chmod("/etc/norva", 0755) != 0)
       fail_errno("cannot make /etc/norva");
     if (!options_.packages.empty()) write_file(kPackageFile, plan_.packages_text, 0644);

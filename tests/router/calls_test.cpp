@@ -86,20 +86,6 @@ TEST(RouterCalls, AreRefusedBeforeTheRouterIsAsked) {
   EXPECT_TRUE(router.methods().empty());
 }
 
-TEST(RouterCalls, FoldTheResultsOfQueries) {
-  ASSERT_EQ(setuid(kAll), 0);
-  for (const int code : {5, -5}) {
-    const Router router(
-        {R"({"ResponseHeader":{"ErrorCode":)" + std::to_string(code) + R"(,"ErrorMsg":"busy"}})"});
-    captured(stdout, [&] {
-      for (const auto& c : kCalls) {
-        EXPECT_EQ(c.call(0), c.ability < 8 || code < 0 ? -2 : code) << c.name;
-      }
-    });
-    EXPECT_EQ(two, 2);
-  }
-}
-
 TEST(RouterCalls, EndANameThatWasCut) {
   ASSERT_EQ(setuid(kAll), 0);
   const Router router({good(
@@ -113,14 +99,5 @@ TEST(RouterCalls, EndANameThatWasCut) {
     EXPECT_STREQ(text, "twenty ");
     EXPECT_EQ(zel_get_wifi_info(networks, &two), 0);
     EXPECT_EQ(two, 1);
-  });
-}
-
-TEST(RouterCalls, AboutDnsNeedNoAbility) {
-  ASSERT_EQ(setuid(kNobody), 0);
-  const Router router({good(R"("WAN_Type":1)")});
-  captured(stdout, [] {
-    char dns[2][ZEL_DNS_SIZE];
-    EXPECT_EQ(zel_get_router_dns(dns[0], dns[1]), -3);
   });
 }

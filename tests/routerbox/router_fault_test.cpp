@@ -8,7 +8,6 @@
 namespace {
 
 using nlohmann::json;
-using std::chrono::milliseconds;
 using test::ask_router;
 using test::HttpReply;
 
@@ -17,48 +16,6 @@ constexpr const char* kMethod = "query_router_info";
 json header_of(const HttpReply& reply) {
   const json answer = json::parse(reply.body, nullptr, false);
   return answer.is_object() ? answer.value("ResponseHeader", json()) : json();
-}
-
-TEST(BoxRouter, PlaysEachKindOfFaultOnce) {
-  static const struct {
-    const char* fault;
-    bool (*seen)(const HttpReply& reply);
-  } kCases[] = {
-      {R"("kind": "delay", "ms": 300)",
-       [](const HttpReply& r) { return r.took >= milliseconds(300) && header_of(r).at("ErrorCode") == 0; }},
-      {R"("kind": "hang", "ms": 200)",
-       [](const HttpReply& r) { return r.took >= milliseconds(200) && r.status == 504; }},
-      {R"("kind": "cut")",
-       [](const HttpReply& r) { return !r.whole && r.body == "{\"ResponseHeader\":{\""; }},
-      {R"("kind": "garbage")",
-       [](const HttpReply& r) { return r.whole && json::parse(r.body, nullptr, false).is_discarded(); }},
-      {R"("kind": "types")",
-       [](const HttpReply& r) {
-         return header_of(r).at("ErrorCode") == 0 && json::parse(r.body).at("Info").at("Company") == 4;
-       }},
-      {R"("kind": "error", "code": -7, "text": "100%s")",
-       [](const HttpReply& r) {
-         return r.status == 200 && header_of(r) == json({{"ErrorCode", -7}, {"ErrorMsg", "100%s"}});
-       }},
-      {R"("kind": "oversize")",
-       [](const HttpReply& r) { return r.body.size() > 20000 && header_of(r).at("ErrorCode") == 0; }},
-      {R"("kind": "http500")", [](const HttpReply& r) { return r.status == 500 && header_of(r).is_null(); }},
-      {R"("kind": "trickle", "ms": 2)",
-       [](const HttpReply& r) {
-         return r.took >= milliseconds(2 * r.body.size()) && r.pieces > 10 &&
-                header_of(r).at("ErrorCode") == 0;
-       }},
-  };
-  const std::string faultless = ask_router(kMethod).body;
-  for (const auto& c : kCases) {
-    const std::string fault = std::string(R"({"method": "query_router_info", "count": 1, )") + c.fault + "}";
-    test::set_router_fault(fault);
-    EXPECT_NE(faultless, ask_router("query_disk_info").body);
-    HttpReply reply;
-    ASSERT_NO_THROW(reply = ask_router(kMethod)) << fault;
-    EXPECT_TRUE(c.seen(reply)) << fault << reply.status << reply.body;
-    EXPECT_EQ(faultless, ask_router(kMethod).body) << fault;
-  }
 }
 
 TEST(BoxRouter, PlaysFaultsInTheirOrderForAsLongAsTheyLast) {

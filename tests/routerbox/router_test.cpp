@@ -4,7 +4,6 @@
 #include <fstream>
 #include <nlohmann/json.hpp>
 
-#include "run.h"
 #include "support/router.h"
 
 namespace {
@@ -21,32 +20,6 @@ json answer(const std::string& method) {
 
 json state() {
   return json::parse(test::http("GET", "/box/state").body, nullptr, false);
-}
-
-TEST(BoxRouter, AnswersEveryMethodWithItsMembersAndTheirTypes) {
-  static const struct {
-    const char* method;
-    const char* member;
-    json value;
-  } kCases[] = {
-      {"query_router_wifi_info", "/WIFIStatus/0/WIFI_SSID", "Home"},
-      {"query_router_wifi_info", "/WIFIStatus/1/WIFI_Status", 1},
-      {"query_wan_transmission_rate", "/TransmissionRate/InstanDownloadRate", "1250"},
-      {"query_router_wan_status", "/WAN_NET", 1},
-      {"query_router_wan_status", "/WAN_PPPoE_Name", "user@isp.example"},
-      {"query_disk_info", "/DiskInfo/Count", 2},
-      {"query_disk_info",
-       "/DiskInfo/List/0",
-       {{"Partition", "sda1"}, {"Used", "1048576"}, {"Available", "3145728"}}},
-      {"query_router_info",
-       "/Info",
-       {{"FirmwareVersion", "1.4.2"}, {"Company", "ACME"}, {"HardwareVersion", "R1"}}},
-  };
-  for (const auto& c : kCases) {
-    const json whole = answer(c.method);
-    EXPECT_EQ(json({{"ErrorCode", 0}, {"ErrorMsg", ""}}), whole.at("ResponseHeader")) << c.method;
-    EXPECT_EQ(c.value, whole.at(json::json_pointer(c.member))) << c.method << c.member;
-  }
 }
 
 TEST(BoxRouter, ReportsWhatWasSetAndDropsManualDnsThatIsNotSetAgain) {
@@ -121,17 +94,6 @@ TEST(BoxRouter, KeepsItsStateInItsFile) {
   std::ifstream file("/var/run/router/state.json");
   EXPECT_EQ(state(), json::parse(file, nullptr, false));
   EXPECT_EQ("Other", answer("query_router_info").at("Info").at("Company"));
-
-  const Outcome second = run(TEST_BIN "/boxrouter --port 14000");
-  EXPECT_EQ(1, second.status);
-  EXPECT_NE(std::string::npos, second.output.find("is another server running there?")) << second.output;
-}
-
-TEST(BoxRouter, GivesTheBoxABlkidThatKnowsItsPartitions) {
-  test::change_router_state(
-      R"({"DiskInfo": [{"Partition": "sdz1", "UUID": "1-2-3"}, {"Partition": "sdz2", "UUID": 7}]})");
-  EXPECT_EQ("1-2-3\n", run("blkid -s UUID -o value /dev/sdz1").output);
-  EXPECT_EQ(2, run("blkid -s UUID -o value /dev/sdz2").status) << "one without UUID";
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 
 #include <zel/service.h>
 
-#include <algorithm>
 #include <string>
 
 #include "support/captured.h"
@@ -13,17 +12,13 @@
 template <class Body>
 std::string qo_logged(Body body) {
   qo_debuglevel = 4;
-  const std::string lines = captured(stderr, body);
-  constexpr size_t kStamp = sizeof "[E-31 23:59:59]";
-  std::string text;
-  for (size_t at = 0, end; at < lines.size(); at = end) {
-    end = std::min(lines.find('\n', at), lines.size() - 1) + 1;
-    const bool stamped =
-        end - at > kStamp && lines[at] == '[' && lines[at + 2] == '-' && lines[at + 14] == ']';
-    text += stamped ? lines.substr(at + 1, 1) + " " + lines.substr(at + kStamp, end - at - kStamp)
-                    : lines.substr(at, end - at);
+  std::string lines = captured(stderr, body);
+  for (size_t at = 0; (at = lines.find('[', at)) != std::string::npos; ++at) {
+    // "[E-23  7: 5: 1] "
+    if (at + 16 <= lines.size() && lines[at + 2] == '-' && lines[at + 8] == ':' && lines[at + 14] == ']')
+      lines.replace(at, 15, 1, lines[at + 1]);
   }
-  return text;
+  return lines;
 }
 
 #endif
