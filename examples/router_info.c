@@ -1,4 +1,4 @@
-/* router_info: a plug-in that prints what the router tells of itself. Needs the abilities 6 (name), 7 (WAN),
+/* router_info: a plug-in that prints what the router tells of itself. Needs the abilities 6 (name and id), 7 (WAN),
  * 8 (Wi-Fi) and 14 (disks); the DNS servers are open to every plug-in.
  * Usage: router_info [DNS1 DNS2]   (with servers: sets them, shows them, and takes them back)
  *
@@ -18,6 +18,14 @@ static int print_name(void) {
   const int result = zel_get_device_name(name, sizeof name);
   if (result != 0) return failed("device name", result);
   printf("device name: %s\n", name);
+  return 0;
+}
+
+static int print_id(void) {
+  char id[64];
+  const int result = zel_get_device_id(id, sizeof id);
+  if (result != 0) return failed("device id", result);
+  printf("device id: %s\n", id);
   return 0;
 }
 
@@ -81,7 +89,7 @@ static int try_dns(const char* dns1, const char* dns2) {
 }
 
 int main(int argc, char** argv) {
-  static int (*const kReports[])(void) = {print_name, print_speed,      print_status,
+  static int (*const kReports[])(void) = {print_name, print_id,         print_speed, print_status,
                                           print_wifi, print_partitions, print_dns};
   char appid[PERM_APPID_SIZE];
   int failures = 0;

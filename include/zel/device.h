@@ -41,8 +41,8 @@ ZEL_API int zel_get_device_info(zel_device_info* info);
  * hardware  receives "company_hardware", cut to 63 characters
  *           Both are new texts that the caller frees. They are null at first and stay so if the call fails
  *           before; after a failure `firmware` may hold a text, which is then the caller's as well.
- * Returns   0; the router's own error code if it is not 0; -1 for no answer, an answer that lacks a part, no
- *           memory, or a null argument. All but the last is logged at level 2. */
+ * Returns   0; the router's own error code if it is not 0; -1 for no answer and for one that lacks a part. These
+ *           are logged at level 2. -1 also for a null argument and when memory is short. */
 ZEL_API int zel_get_hw_info_from_fw(char** firmware, char** hardware);
 
 /* ---- The daemon's answers ------------------------------------------------------------------------------ */
@@ -89,9 +89,10 @@ ZEL_API int GetRamInKB(void);
 
 /* Tells whether a process runs, by looking for its name in the lines of the program `ps`. Lines with "grep" in
  * them do not count. On a PC `ps` may list the processes of the caller's terminal only.
- * name     a basic regular expression as of grep; matches anywhere in a line, arguments included
- * Returns  0 if it runs; -1 if not, if the name is null or too long (over 90 bytes or so, quotes count four
- *          times), or the programs could not be run. */
+ * name     a basic regular expression as of grep; matches anywhere in a line, arguments included. One that begins
+ *          with "-" would be an option of grep's.
+ * Returns  0 if it runs; -1 if not, if the name is null or too long (over 97 bytes; quotes count four times), or
+ *          the programs could not be run. */
 ZEL_API int zel_detect_proc(const char* name);
 
 ZEL_EXTERN_C_END

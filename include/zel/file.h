@@ -49,9 +49,11 @@ typedef int (*zel_download_progress)(void* data, double total, double now, doubl
  * progress  may be null
  * data      handed to `progress`
  * unused    not used
- * timeout   seconds for the whole transfer, 0 for no limit; a tenth of it, in whole seconds, for the connection
- *           (below 10: libcurl's own limit)
- * Returns   0, or -1, logged at level 4. */
+ * timeout   seconds for the whole transfer, 0 or less for no limit; a tenth of it, in whole seconds, for the
+ *           connection (below 10: libcurl's own limit)
+ * Returns   0, or -1: logged at level 4, and the move as by zel_file_move; unlogged for a null argument and when
+ *           memory is short.
+ * SIGPIPE is blocked meanwhile, in `progress` too. */
 ZEL_API int zel_download_file(const char* url, const char* path, zel_download_progress progress, void* data,
                               int unused, int timeout);
 
@@ -77,8 +79,8 @@ ZEL_API int zel_save_file(const char* path, const void* bytes, size_t length);
  * null, and only then: a full disk is not reported. */
 ZEL_API int zel_save_string_to_file(const char* text, const char* path);
 
-/* A file's content and a NUL as new text, or null if it cannot be opened for reading and writing or memory is
- * short. */
+/* A file's content and a NUL as new text, or null if it cannot be opened for reading and writing, has no size (a
+ * FIFO), or memory is short. */
 ZEL_API char* zel_get_buf_from_file(const char* path);
 
 /* ---- Paths --------------------------------------------------------------------------------------------- */
@@ -118,7 +120,7 @@ ZEL_API int qo_abspath_generate(char* output, size_t size, const char* directory
 /* Makes every directory of a path that is missing.
  * path     cut to 255 characters
  * mode     of each new one, less the umask
- * Returns  1, also when an existing part is no directory but the last; 0 if one could not be made. */
+ * Returns  1, also when the last part exists and is no directory; 0 if one could not be made. */
 ZEL_API int qo_mkdirp(const char* path, unsigned int mode);
 
 /* Returns 1 if the name ends like a film: m3u8, ts, mp4, rmvb, avi, rm, asf, divx, mpg, mpeg, mpe, wmv, mkv, vob,

@@ -210,7 +210,7 @@ ZEL_API void* xrealloc(void* memory, size_t size);
  * text     receives the NUL-terminated text, which the caller frees with free(); what it held is not freed. Null
  *          when there is not enough memory.
  * format   a printf format
- * Returns  the text's length, or -1 with a null text.
+ * Returns  the text's length, or -1 with a null text, also for a null format.
  * Where the C library's vsnprintf fails (a wide character without a form in the process's locale, a text over
  * INT_MAX), writes a line to standard error and ends the process with exit status 1. */
 ZEL_API int zel_sprintf_alloc(char** text, const char* format, ...) ZEL_PRINTF(2, 3);
@@ -226,7 +226,8 @@ ZEL_API struct cJSON* zel_get_cjson_item(const struct cJSON* object, const char*
 /* Waits for a condition variable with a limit counted from now on the system's clock.
  * condition, mutex  as for pthread_cond_timedwait; the condition has the default clock, the mutex is held by the
  *                   caller
- * Returns           the result of pthread_cond_timedwait: 0, or ETIMEDOUT; negative limits are over at once */
+ * Returns           the result of pthread_cond_timedwait: 0, or ETIMEDOUT; EINVAL for a null pointer. Negative limits
+ *                   are over at once. */
 ZEL_API int qo_wait_signal(pthread_cond_t* condition, pthread_mutex_t* mutex, int milliseconds);
 
 ZEL_EXTERN_C_END

@@ -1,6 +1,7 @@
 // main.cpp: boxrouter, the management interface of a router that does not exist.
 #include <CLI/CLI.hpp>
 #include <iostream>
+#include <optional>
 
 #include "../failure.h"
 #include "faults.h"
@@ -13,7 +14,8 @@ constexpr int kPort = 14000;
 constexpr int kNoSuchPartition = 2;  // as blkid has it
 
 struct Settings {
-  std::string state, log, daemon_info, partition, question;
+  std::string state, log, daemon_info;
+  std::optional<std::string> partition, question;  // the empty text is one of no answer, not none
   int port = kPort;
 };
 
@@ -66,8 +68,8 @@ int run(int argc, char** argv) {
   describe(&app, &settings);
   CLI11_PARSE(app, argc, argv);
   State state(settings.state, settings.daemon_info);
-  if (!settings.question.empty()) return print_daemon_answer(state, settings.question);
-  if (!settings.partition.empty()) return print_uuid(state, settings.partition);
+  if (settings.question) return print_daemon_answer(state, *settings.question);
+  if (settings.partition) return print_uuid(state, *settings.partition);
   serve_until_signal(settings, state);
 }
 

@@ -47,9 +47,9 @@ Json parse(const std::string& text, const std::string& origin) {
 }
 
 // Renamed into place, so that a reader finds the old text or the new one, never half of it.
-void replace_file(const std::string& file, const Json& document, mode_t mode) {
+void replace_file(const std::string& file, const std::string& text, mode_t mode) {
   const std::string fresh = file + ".new";
-  write_file(fresh, document.dump(2) + "\n", mode);
+  write_file(fresh, text, mode);
   if (std::rename(fresh.c_str(), file.c_str()) != 0) fail_errno("cannot write " + file);
 }
 
@@ -80,12 +80,13 @@ void State::change(const std::function<void(Json&)>& change) {
 }
 
 void State::save(const Json& document) const {
-  if (!file_.empty()) replace_file(file_, document, 0644);
+  if (!file_.empty()) replace_file(file_, document.dump(2) + "\n", 0644);
 }
 
 void State::save_info(const Json& document) const {
+  // One line, as the library prints the file when it is asked for the identity.
   if (!info_file_.empty() && document.contains("DaemonInfo"))
-    replace_file(info_file_, document["DaemonInfo"], 0666);
+    replace_file(info_file_, document["DaemonInfo"].dump(), 0666);
 }
 
 std::string uuid_of(const Json& state, const std::string& partition) {

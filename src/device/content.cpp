@@ -9,7 +9,7 @@
 namespace zel {
 
 Memory<char> whole_file(const char* path) noexcept {
-  // Kept: a file that the caller may only read is refused.
+  // Kept: a file that the caller may only read is refused. A FIFO opened so waits for nobody, and has no end.
   const File file(path != nullptr ? fopen(path, "rb+e") : nullptr);
   if (!file || fseeko(file.get(), 0, SEEK_END) != 0) return nullptr;
   const off_t end = ftello(file.get());

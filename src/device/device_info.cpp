@@ -5,14 +5,13 @@
 
 #include "device/whole_file.h"
 #include "router/copy.h"
+#include "router/daemon_file.h"
 #include "util/json.h"
 
 // Plug-ins are compiled against it.
 static_assert(sizeof(zel_device_info) == 324);
 
 namespace {
-
-constexpr const char* kDaemonFile = "/tmp/norva_daemon.info";
 
 bool fill_text(const cJSON* root, const char* key, char (&field)[64]) {
   const cJSON* const text = zel::json_member(root, key, zel::kJsonString);
@@ -31,7 +30,7 @@ bool fill_number(const cJSON* root, const char* key, int32_t* field) {
 int zel_get_device_info(zel_device_info* info) {
   if (info == nullptr) return -1;
   memset(info, 0, sizeof *info);
-  const zel::Memory<char> text = zel::whole_file(kDaemonFile);
+  const zel::Memory<char> text = zel::whole_file(zel::kDaemonFile);
   const zel::JsonTree root(text ? cJSON_Parse(text.get()) : nullptr);
   const bool whole = fill_text(root.get(), "device_id", info->device_id) &&
                      fill_text(root.get(), "daemon_version", info->daemon_version) &&

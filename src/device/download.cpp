@@ -7,6 +7,7 @@
 
 #include "http/easy.h"
 #include "service/qo_level.h"
+#include "service/sigpipe.h"
 #include "util/new_text.h"
 
 using zel::kQoDebug;
@@ -54,7 +55,11 @@ void set_transfer(CURL* easy, const char* url, FILE* file, int timeout) {
 
 // Ends with the file closed, so that 0 means that all the data is in it.
 int fetch(CURL* easy, const char* url, zel::File file) {
-  const CURLcode done = curl_easy_perform(easy);
+  const CURLcode done = [easy] {
+    // Without signals libcurl leaves SIGPIPE alone, and its older releases write TLS with a plain write.
+    const zel::SigpipeGuard guard;
+    return curl_easy_perform(easy);
+  }();
   const bool closed = fclose(file.release()) == 0;
   if (done == CURLE_OK && closed) return 0;
   QO_Log(kQoDebug, "Failed to download %s: %s.\n", url,

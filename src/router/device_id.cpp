@@ -5,19 +5,19 @@
 
 #include "router/client.h"
 #include "router/copy.h"
+#include "router/daemon_file.h"
 
 namespace {
 
-constexpr const char* kDaemonFile = "/tmp/norva_daemon.info";
 constexpr size_t kTextSize = 4096;
 
 // Returns 0, -1 if the file is missing or cannot be opened, -2 if it is too large.
 int read_daemon_file(char (&text)[kTextSize]) {
   struct stat status;
-  if (stat(kDaemonFile, &status) != 0) return -1;
+  if (stat(zel::kDaemonFile, &status) != 0) return -1;
   if (status.st_size >= static_cast<off_t>(kTextSize)) return -2;
-  // Anyone may have put a FIFO into /tmp, and opening that would wait for a writer.
-  zel::Descriptor fd(open(kDaemonFile, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
+  // Opening a FIFO would wait for a writer.
+  zel::Descriptor fd(open(zel::kDaemonFile, O_RDONLY | O_CLOEXEC | O_NONBLOCK));
   const zel::File file(fd ? fdopen(fd.get(), "r") : nullptr);
   if (!file) return -1;
   fd.release();

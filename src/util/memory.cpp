@@ -15,6 +15,9 @@ void* xrealloc(void* memory, size_t size) {
 }
 
 int zel_sprintf_alloc(char** text, const char* format, ...) {
+  if (text == nullptr) return -1;
+  *text = nullptr;
+  if (format == nullptr) return -1;
   va_list arguments;
   va_start(arguments, format);
   va_list again;

@@ -42,7 +42,9 @@ int GetRamInKB(void) {
   char line[256];
   while (file && fgets(line, sizeof line, file.get()) != nullptr) {
     if (strncmp(line, kName, kNameLength) != 0) continue;
-    const long long number = strtoll(line + kNameLength, nullptr, 10);
+    char* end = nullptr;
+    const long long number = strtoll(line + kNameLength, &end, 10);
+    if (end == line + kNameLength) continue;
     return number <= INT_MAX ? static_cast<int>(number) : INT_MAX;
   }
   return -1;

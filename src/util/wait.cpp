@@ -1,10 +1,13 @@
 // Waiting with a limit.
 #include <sys/time.h>
 
+#include <cerrno>
+
 #include "zel/util.h"
 
 int qo_wait_signal(pthread_cond_t* condition, pthread_mutex_t* mutex, int milliseconds) {
   constexpr long kSecond = 1000000000;
+  if (condition == nullptr || mutex == nullptr) return EINVAL;
   timeval now;
   gettimeofday(&now, nullptr);
   const long nanoseconds = now.tv_usec * 1000 + (milliseconds % 1000) * 1000000L;

@@ -1,12 +1,10 @@
-// The device's identity, and the daemon's answers: from the box's own files, scripts and router, and some in
-// their place.
+// The device's identity, and the daemon's answers: from the box's own files and scripts, or some in their place.
 #include <fcntl.h>
 #include <poll.h>
 #include <unistd.h>
 #include <zel/device.h>
 
 #include <array>
-#include <cstdlib>
 
 #include "support/disk.h"
 #include "support/process.h"
@@ -16,37 +14,35 @@
 namespace {
 
 constexpr const char* kScript = "/usr/local/localshell/norva_daemon_shell";
+constexpr const char* kInfo = "/tmp/norva_daemon.info";
 
 TEST(DaemonCommands, AskTheScriptByTheirNumbers) {
   put_script(kScript, "printf '%s\\n' \"$*\"; exit 3\n");
-  const std::pair<int, std::string> kCases[] = {{39, "getsign"},    {40, "get_cloudsign"},
-                                                {41, "get_lanmac"}, {42, "weburl query_state"},
-                                                {43, "weburl %s"},  {44, "weburl query_blackurls"}};
   char buffer[64] = "abc";
+  std::string words;
+  for (const int key : {7, 39, 40, 42, 43, 44}) {
+    norva_config_get(key, buffer, sizeof buffer);
+    words += std::string(buffer) + ", ";
+  }
+  EXPECT_EQ(words, ", getsign, get_cloudsign, weburl query_state, weburl %s, weburl query_blackurls, ");
   EXPECT_EQ(qo_logged([&] { EXPECT_EQ(norva_config_get(7, buffer, 3), -1); }),
             "E [norva_config_get]Invalid arguments!\n");
-  EXPECT_EQ(std::string(buffer, 3), std::string(3, '\0'));
-  for (const auto& [key, words] : kCases) {
-    EXPECT_EQ(qo_logged([&, k = key] { EXPECT_EQ(norva_config_get(k, buffer, sizeof buffer), 3 << 8); }),
-              "D [norva_config_get]Command[" + std::string(kScript) + " " + words + "] result:\n   " + words +
-                  "\n");
-  }
+  EXPECT_EQ(qo_logged([&] { EXPECT_EQ(norva_config_get(39, buffer, 64), 3 << 8); }),
+            std::string("D [norva_config_get]Command[") + kScript + " getsign] result:\n   getsign\n");
 }
 
 TEST(DaemonCommands, KeepTheLinesThatFitAndNeverWritePastTheBuffer) {
-  const std::tuple<const char*, std::string, size_t, std::string> kCases[] = {
-      {"the last line's end goes", "a\\nb\\n", 9, "a\nb"},
-      {"one character only", "a\\r\\n", 9, "a\r"},
-      {"fits exactly with its NUL", "1234567\\n", 9, "1234567"},
-      {"one too long", "12345678\\n", 9, ""},
-      {"nothing behind what did not fit", "ab\\n12345678\\nc\\n", 9, "ab"},
-      {"a line in two pieces", std::string(300, 'x'), 270, std::string(255, 'x')},
-      {"no room at all", "a", 0, ""}};
-  for (const auto& [why, output, length, kept] : kCases) {
+  const std::tuple<std::string, size_t, std::string> kCases[] = {
+      {"a\\r\\n", 9, "a\r"},              // one character only goes
+      {"1234567\\n", 9, "1234567"},       // fits exactly with its NUL
+      {"ab\\n12345678\\nc\\n", 9, "ab"},  // nothing stays behind what did not fit
+      {std::string(300, 'x'), 270, std::string(255, 'x')},
+      {"a", 0, ""}};
+  for (const auto& [output, length, kept] : kCases) {
     put_script(kScript, "printf '" + output + "'\n");
     std::string buffer(400, '!');
-    EXPECT_EQ(norva_config_get(39, buffer.data(), static_cast<int>(length)), 0) << why;
-    EXPECT_EQ(buffer, kept + std::string(length - kept.size(), '\0') + std::string(400 - length, '!')) << why;
+    EXPECT_EQ(norva_config_get(39, buffer.data(), static_cast<int>(length)), 0);
+    EXPECT_EQ(buffer, kept + std::string(length - kept.size(), '\0') + std::string(400 - length, '!'));
   }
 }
 
@@ -54,30 +50,25 @@ TEST(DaemonCommands, WithoutABufferGoOnByThemselves) {
   ASSERT_TRUE(mkfifo("/tmp/gate", 0600) == 0 && mkfifo("/tmp/done", 0600) == 0);
   put_script(kScript, "read word </tmp/gate; echo output; echo more; echo \"$word $*\" >/tmp/done\n");
   const int done = open("/tmp/done", O_RDWR);
-  const int next = dup(done);
-  close(next);
   EXPECT_EQ(norva_config_get(8, nullptr, 0), 0) << "returns while the script waits";
-  EXPECT_EQ(fcntl(next, F_GETFD), FD_CLOEXEC);
+  EXPECT_EQ(fcntl(done + 1, F_GETFD), FD_CLOEXEC);
   put("/tmp/gate", "go\n");
   pollfd event{done, POLLIN, 0};
   ASSERT_EQ(poll(&event, 1, 20000), 1) << "the script ended at its first output";
   char text[32] = "";
-  EXPECT_EQ(read(done, text, sizeof text), 11);
-  EXPECT_STREQ(text, "go upgrade\n");
+  EXPECT_TRUE(read(done, text, sizeof text) == 11 && std::string(text) == "go upgrade\n") << text;
 }
 
 TEST(LanMac, IsSixGroupsOfTwoDigits) {
   using Mac = std::array<uint8_t, 6>;
-  const std::pair<std::string, Mac> kCases[] = {
-      {"a4:5e:60:0b:1c:ff", {0xa4, 0x5e, 0x60, 0x0b, 0x1c, 0xff}},
-      {"A4:5E", {0xa4, 0x5e, 0, 0, 0, 0}},
-      {"a45:5e6:60:0b:1c:ff333", {0xa4, 0x5e, 0x60, 0x0b, 0x1c, 0xff}},
-      {"", {0, 0, 0, 0, 0, 0}}};
-  for (const auto& [text, mac] : kCases) {
-    test::change_router_state(R"({"DaemonShell": {"get_lanmac": ")" + text + "\"}}");
+  const Mac mac{0xa4, 0x5e, 0x60, 0x0b, 0x1c, 0xff};
+  for (const auto& [text, bytes] : {std::pair("", mac),  // the box's own
+                                    std::pair("a45:5e6:60:0b:1c:ff333", mac),
+                                    std::pair("A4:5E", Mac{0xa4, 0x5e}), std::pair("\\n", Mac{})}) {
+    if (*text != '\0') put_script(kScript, std::string("printf '") + text + "'\n");
     Mac found{0x77, 0x77, 0x77, 0x77, 0x77, 0x77};
     EXPECT_EQ(zel_get_lan_mac(found.data()), 0);
-    EXPECT_EQ(found, mac) << text;
+    EXPECT_EQ(found, bytes) << text;
   }
 }
 
@@ -88,55 +79,38 @@ TEST(DeviceInfo, IsReadFromTheDaemonsFileUpToWhatIsMissing) {
   test::change_router_state(R"({"DaemonInfo": {"deviceName": ")" + name + "\"}}");
   ASSERT_EQ(zel_get_device_info(&info), 0);
   EXPECT_EQ(std::string(info.device_id) + info.daemon_version + info.hw_name, "N01234567892.1.0ACME_R1");
-  EXPECT_EQ(std::string(info.deviceName, 64), name.substr(0, 64));
-  EXPECT_STREQ(info.fw_version, "1.4.2") << "untouched by the name before it";
+  EXPECT_EQ(std::string(info.deviceName, 64) + info.fw_version, name.substr(0, 64) + "1.4.2");
   EXPECT_EQ(info.zelSdkVersion, 3);
   test::change_router_state(R"({"DaemonInfo": {"zelSdkVersion": "3", "deviceName": "n"}})");
   EXPECT_EQ(zel_get_device_info(&info), -1);
-  EXPECT_STREQ(info.deviceName, "n");
-  EXPECT_STREQ(info.hw_name, "") << "cleared and not reached";
-  put("/tmp/norva_daemon.info", "{");
-  EXPECT_EQ(zel_get_device_info(&info), -1);
-  unlink("/tmp/norva_daemon.info");
+  EXPECT_EQ(std::string(info.deviceName) + info.hw_name, "n") << "cleared and not reached";
+  put(kInfo, "{");
   EXPECT_EQ(zel_get_device_info(&info) + zel_get_device_info(nullptr), -2);
+  ASSERT_EQ(unlink(kInfo) + mkfifo(kInfo, 0666), 0);
+  EXPECT_EQ(zel_get_device_info(&info), -1) << "waits for nobody";
 }
 
 TEST(HardwareInfo, IsTheRoutersWithItsCodesAndMessages) {
-  const std::string url = "[http://127.0.0.1:14000/api?method=query_router_info]\n";
-  const std::string refused = "W [zel_get_hw_info_from_fw]res parse FAIL or error_code nonzero!\n";
-  const auto failed = [](const std::string& what, const std::string& answer) {
-    return "W [" + what + " FAIL! res[" + answer + "]\n";
-  };
-  const std::string head = R"({"ResponseHeader":{"ErrorCode":0,"ErrorMsg":""},"Info":{"FirmwareVersion":"7")";
-  const std::string code = R"({"ResponseHeader":{"ErrorCode":5}})", none = R"({"ResponseHeader":{}})";
-  const struct {
-    std::string answer;  // "" is a failure of the router
-    int result;
-    std::string firmware, hardware, says;
-  } kCases[] = {
-      {head + R"(,"Company":"ACME","HardwareVersion":"R1"}})", 0, "7", "ACME_R1", ""},
-      {head + R"(,"Company":")" + std::string(80, 'c') + R"(","HardwareVersion":""}})", 0, "7",
-       std::string(63, 'c'), ""},
-      {head + "}}", -1, "7", "", failed("get_cjson_item]parse type[4] key[Company]", head + "}}")},
-      {R"({"ResponseHeader":{"ErrorCode":5,"ErrorMsg":"busy"}})", 5, "", "", refused},
-      {code, -1, "", "", failed("parse_response_header]parse ErrorMsg", code) + refused},
-      {none, -1, "", "", failed("parse_response_header]parse ErrorCode", none) + refused},
-      {"{}", -1, "", "", failed("parse_response_header]parse ReponseHeader", "{}") + refused},
-      {"[%s]", -1, "", "", "W [zel_get_hw_info_from_fw]HttpGet res[[%s]] parse FAIL!\n"},
-      {"", -1, "", "", "W [excute_http_get]HttpGet excute FAIL! req_url" + url},
-  };
-  for (const auto& c : kCases) {
+  const std::string refused = "W [zel_get_hw_info_from_fw]res parse FAIL or error_code nonzero!\n",
+                    head = R"({"ResponseHeader":{"ErrorCode":0,"ErrorMsg":""},"Info":{"FirmwareVersion":"7")";
+  const std::tuple<std::string, std::string, std::string> kCases[] = {
+      {head + R"(,"Company":"ACME","HardwareVersion":"R1"}})", "7 ACME_R1 0", ""},
+      {head + R"(,"Company":")" + std::string(80, 'c') + R"(","HardwareVersion":""}})",
+       "7 " + std::string(63, 'c') + " 0", ""},
+      {head + "}}", "7 - -1", "W [get_cjson_item]parse type[4] key[Company] FAIL! res[" + head + "}}]\n"},
+      {R"({"ResponseHeader":{"ErrorCode":5,"ErrorMsg":"busy"}})", "- - 5", refused},
+      {"{}", "- - -1", "W [parse_response_header]parse ReponseHeader FAIL! res[{}]\n" + refused},
+      {"[%s]", "- - -1", "W [zel_get_hw_info_from_fw]HttpGet res[[%s]] parse FAIL!\n"}};
+  for (const auto& [answer, out, says] : kCases) {
     std::string text;
-    for (const char letter : c.answer) text += letter == '"' ? "\\\"" : std::string(1, letter);
-    test::set_router_fault(R"({"method": "*", "count": 1, "kind": )" +
-                           (text.empty() ? "\"http500\"}" : R"("garbage", "text": ")" + text + "\"}"));
-    char* firmware = nullptr;
-    char* hardware = nullptr;
-    EXPECT_EQ(
-        qo_logged([&] { EXPECT_EQ(zel_get_hw_info_from_fw(&firmware, &hardware), c.result) << c.answer; }),
-        "D [excute_http_get]req buffer" + url + c.says);
-    EXPECT_EQ(firmware != nullptr ? firmware : "", c.firmware) << c.answer;
-    EXPECT_EQ(hardware != nullptr ? hardware : "", c.hardware) << c.answer;
+    for (const char letter : answer) text += letter == '"' ? "\\\"" : std::string(1, letter);
+    test::set_router_fault(R"({"method": "*", "count": 1, "kind": "garbage", "text": ")" + text + "\"}");
+    char *firmware = nullptr, *hardware = nullptr;
+    int result = 7;
+    EXPECT_EQ(qo_logged([&] { result = zel_get_hw_info_from_fw(&firmware, &hardware); }),
+              "D [excute_http_get]req buffer[http://127.0.0.1:14000/api?method=query_router_info]\n" + says);
+    const auto shown = [](const char* name) { return std::string(name != nullptr ? name : "-") + " "; };
+    EXPECT_EQ(shown(firmware) + shown(hardware) + std::to_string(result), out) << answer;
     free(firmware);
     free(hardware);
   }
