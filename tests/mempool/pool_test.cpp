@@ -3,21 +3,16 @@
 #include <unistd.h>
 
 #include <cstring>
-#include <memory>
 #include <random>
 #include <thread>
 
 #include "mempool/blocks.h"
 #include "mempool/fill.h"
+#include "support/pool.h"
 
 namespace {
 
 using namespace zel::mempool;
-
-struct Destroy {
-  void operator()(mem_pool* pool) const { mem_destroy_pool(pool); }
-};
-using Pool = std::unique_ptr<mem_pool, Destroy>;
 
 Pool make_pool(size_t size, int safe = 0) {
   return Pool(mem_create_pool(size, nullptr, safe));
