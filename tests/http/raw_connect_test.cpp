@@ -124,9 +124,9 @@ TEST(HttpConnect, EachStepThatFailsHasItsCode) {
   listening(1, &port);  // and closed
   EXPECT_EQ(exchange(port, kLong), std::to_string(ECONNREFUSED - 200));
   far_away = true;
-  // The emulator hands out the host's number of a socket's error.
-  const int refused = *TEST_EMULATOR == '\0' ? ECONNREFUSED : 111;
-  EXPECT_EQ(exchange(port, kLong), std::to_string(refused - 200));
+  // The emulator hands out the host's number of a socket's error, 111.
+  const std::string refused = exchange(port, kLong);
+  EXPECT_TRUE(refused == std::to_string(ECONNREFUSED - 200) || (*TEST_EMULATOR != '\0' && refused == "-89"));
   EXPECT_EQ(exchange(Server({{answer("200 OK")}}).port(), kLong), answer("200 OK"));
   EXPECT_EQ(exchange(port, -1), "-103");
   const auto full = silent(&port);
