@@ -34,8 +34,6 @@ int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   check(rest == std::string(host) + path || (rest == host && strcmp(path, "/") == 0));
   check(strchr(host, '/') == nullptr && *path == '/');
   check(strchr(host, ':') != nullptr || port == 80);
-  const std::string name(host, strcspn(host, ":"));
-  in_addr address;
-  check(ip != nullptr ? name == ip : inet_pton(AF_INET, name.c_str(), &address) == 0);
+  check(ip == nullptr || strncmp(host, ip, strlen(ip)) == 0);
   return 0;
 }

@@ -99,8 +99,8 @@ ZEL_API int resolve_url(mem_pool* pool, const char* url, char** host, char** ip,
 
 /* Sends a request to a server and receives the response, on a connection of its own.
  * ip, port          IPv4 address in dotted form (names are not looked up), and the port
- * request           `request_length` bytes, sent in one go: what the socket does not take at once (some hundred
- *                   kilobytes fit) is not sent
+ * request           `request_length` bytes, sent in one go: what the socket does not take at once is not sent,
+ *                   which no result tells. On Ethernet some 75 kilobytes fit.
  * response          receives the whole response, terminated after its last byte; clear it before the call
  * response_length   receives its length; clear it before the call
  * timeout_ms        for the connection and for each wait for data
@@ -150,8 +150,8 @@ ZEL_API int parse_http_response(mem_pool* pool, char* response, int length, int*
 /* ---- Chunked bodies -------------------------------------------------------------------------------------- */
 
 /* A chunk is a line with its size in hexadecimal digits (of either case; nothing else may stand on the line), so many
- * bytes, and CR LF. The chunk of size 0 is the last. Lines as strtol reads numbers are taken, as in other calls:
- * blanks and a sign before it, and "0x". A size below 0 is as bad as no size, except for get_chunk_size. */
+ * bytes, and CR LF. The chunk of size 0 is the last. Sizes are read as by strtol, so blanks before them, even ends of
+ * lines, are taken, and a sign and "0x". A size below 0 is as bad as no size, except for get_chunk_size. */
 
 /* Reads the size of the chunk that begins a text.
  * data     receives the position after the line's end, null on failure; may be null

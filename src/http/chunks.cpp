@@ -20,10 +20,10 @@ struct SizeLine {
 };
 
 std::optional<SizeLine> read_size_line(string_view text) {
-  const size_t line_end = text.find(kLineEnd);
   const size_t number = text.find_first_not_of(kBlanks);
-  // From here on strtol stops at the line's end at the latest.
-  if (line_end == string_view::npos || number >= line_end) return std::nullopt;
+  const size_t line_end = text.find(kLineEnd, number);
+  // From the number on strtol stops at the line's end at the latest.
+  if (line_end == string_view::npos) return std::nullopt;
   char* number_end;
   const long size = strtol(text.data() + number, &number_end, 16);
   if (number_end != text.data() + line_end) return std::nullopt;

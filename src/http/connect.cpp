@@ -1,6 +1,7 @@
 // One request and its response on a connection of its own.
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <climits>
 #include <cstring>
 
@@ -37,8 +38,11 @@ class Received {
     length_ += count;
     *end() = '\0';
   }
-  // Gives the memory away.
-  Memory<void> release() { return Memory<void>(bytes_.release()); }
+  // Gives the memory away, without the room that is left.
+  Memory<void> release() {
+    resize(length_);
+    return Memory<void>(bytes_.release());
+  }
   const char* text() const { return bytes_.get(); }
   int length() const { return length_; }
 
@@ -69,8 +73,13 @@ class Ending {
   // Reads the headers once they are all there. False before that; a NUL among them hides their end.
   bool known(const Received& received) {
     if (body_at_ != 0) return true;
-    const char* const headers_end = strstr(received.text(), kHeadersEnd);
-    if (headers_end == nullptr) return false;
+    // What was searched before is not searched again, however small the pieces are in which the headers come.
+    const char* const rest = received.text() + searched_ - std::min(searched_, strlen(kHeadersEnd) - 1);
+    const char* const headers_end = strstr(rest, kHeadersEnd);
+    if (headers_end == nullptr) {
+      searched_ = static_cast<size_t>(rest + strlen(rest) - received.text());
+      return false;
+    }
     body_at_ = static_cast<int>(headers_end - received.text()) + static_cast<int>(strlen(kHeadersEnd));
     read({received.text(), static_cast<size_t>(body_at_)});
     return true;
@@ -95,6 +104,7 @@ class Ending {
     }
   }
 
+  size_t searched_ = 0;
   int body_at_ = 0;
   bool sized_ = false;
   int size_ = 0;

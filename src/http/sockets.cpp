@@ -13,6 +13,8 @@
 #include <cerrno>
 #include <chrono>
 
+#include "util/owners.h"
+
 namespace {
 
 using Clock = std::chrono::steady_clock;
@@ -25,12 +27,14 @@ bool waitable(int fd, int timeout_ms) {
   return fd < FD_SETSIZE && timeout_ms >= 0;
 }
 
-// Waits for some of these events of poll. Gives what came, 0 when the time is over, -1 for a failure.
+// Waits for some of these events of poll. Gives what came, 0 when the time is over, -1 with errno for a failure.
 int wait_for(int events, int fd, int timeout_ms) {
   pollfd wait = {fd, static_cast<short>(events), 0};
   const int ready = poll(&wait, 1, timeout_ms);
-  if (ready > 0) return (wait.revents & POLLNVAL) == 0 ? wait.revents : -1;
-  return ready;
+  if (ready <= 0) return ready;
+  if ((wait.revents & POLLNVAL) == 0) return wait.revents;
+  errno = EBADF;
+  return -1;
 }
 
 int time_left(Clock::time_point deadline) {
@@ -42,11 +46,7 @@ int time_left(Clock::time_point deadline) {
 int wait_for_data(int fd, int timeout_ms) {
   if (!waitable(fd, timeout_ms)) return -2;
   const auto deadline = Clock::now() + milliseconds(timeout_ms);
-  int came;
-  do {
-    errno = 0;
-    came = wait_for(POLLIN | POLLPRI, fd, time_left(deadline));
-  } while (came < 0 && errno == EINTR);
+  const int came = zel::retry([&] { return wait_for(POLLIN | POLLPRI, fd, time_left(deadline)); });
   if (came < 0) return -2;
   if (came == 0) return -3;
   return came == POLLPRI ? -4 : 0;

@@ -5,8 +5,10 @@
 #include <sys/resource.h>
 #include <sys/time.h>
 
-#include "raw.h"
 #include "server.h"
+#include "support/pool.h"
+#include "util/cases.h"
+#include "zel/http_raw.h"
 
 using namespace test;
 using namespace std::chrono_literals;
@@ -27,7 +29,7 @@ std::string exchange(int port, int timeout_ms) {
   int length = 0;
   const int code = http_connect(pool.get(), kHere, port, "GET", 3, &response, &length, timeout_ms);
   EXPECT_EQ(response != nullptr, code == 0);
-  return code == 0 ? text_of(response, length) : std::to_string(code);
+  return code == 0 ? std::string(response, response + length) : std::to_string(code);
 }
 
 Descriptor listening(int backlog, int* port) {
@@ -41,19 +43,13 @@ Descriptor listening(int backlog, int* port) {
 }
 
 // A port whose queue is full, so that connections to it stay unanswered.
-class Silent {
- public:
-  Silent() : door_(listening(0, &port_)) {
-    do waiting_.emplace_back(socket_create(AF_INET, SOCK_STREAM));
-    while (socket_connect(waiting_.back().get(), kHere, port_, kShort) == 0);
-  }
-  int port() const { return port_; }
-
- private:
-  int port_ = 0;
-  Descriptor door_;
-  std::vector<Descriptor> waiting_;
-};
+std::vector<Descriptor> silent(int* port) {
+  std::vector<Descriptor> held;
+  held.push_back(listening(0, port));
+  do held.emplace_back(socket_create(AF_INET, SOCK_STREAM));
+  while (socket_connect(held.back().get(), kHere, *port, kShort) == 0);
+  return held;
+}
 
 // The two ends of a TCP connection.
 struct Connection {
@@ -66,24 +62,6 @@ struct Connection {
   Descriptor here{socket_create(AF_INET, SOCK_STREAM)};
   Descriptor there;
 };
-
-// A signal every few milliseconds that does nothing but interrupt.
-void interrupt_waits() {
-  struct sigaction action {};
-  action.sa_handler = [](int) {};
-  sigaction(SIGALRM, &action, nullptr);
-  const itimerval often = {{0, 5000}, {0, 5000}};
-  setitimer(ITIMER_REAL, &often, nullptr);
-}
-
-// Makes every further descriptor too large for select.
-void use_up_selectable_descriptors() {
-  rlimit limit;
-  getrlimit(RLIMIT_NOFILE, &limit);
-  limit.rlim_cur = limit.rlim_max;
-  setrlimit(RLIMIT_NOFILE, &limit);
-  while (dup(0) < FD_SETSIZE) continue;
-}
 
 std::string sized(const std::string& length, size_t total) {
   std::string text = "HTTP/1.1 200 OK\r\ncontent-length:" + length + "\r\n\r\n";
@@ -106,15 +84,12 @@ int connect(int fd, const sockaddr* address, socklen_t size) {
 TEST(HttpConnect, EndsWhereTheHeadersSayAndNotAtAFullBuffer) {
   const std::string chunked = "HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\n1\r\na\r\n0\r\n\r\n";
   const Rows<Answer, int> kCases = {
-      {"length", {answer("200 OK", "12345"), End::kHang}, 0},
       {"one byte at a time", {answer("200 OK", "12345"), End::kHang, 1ms}, 0},
       {"full at the end of many pieces", {sized("2008", 2048), End::kClose, 1ms, 300}, 0},
-      {"pieces", {sized("2050", 2090), End::kHang, 1ms, 300}, 0},
       {"a megabyte", {answer("200 OK", std::string(1 << 20, 'x')), End::kHang}, 0},
-      {"repeated", {"HTTP/1.1 200 OK\r\nContent-Length: 99\r\nContent-length: 1\r\n\r\nx", End::kHang}, 0},
-      {"repeated too",
-       {"HTTP/1.1 200 OK\r\nTransfer-Encoding:chunked\r\nTransfer-Encoding:x\r\n\r\n", End::kHang},
-       0},
+      {"repeated", {sized("99\r\nContent-Length: 1", 90), End::kHang}, 0},
+      {"repeated too", {"HTTP\r\nTransfer-Encoding:chunked\r\nTransfer-Encoding:x\r\n\r\n", End::kHang}, 0},
+      {"a NUL before the headers' end", {std::string("HTTP\0\r\n\r\nbody", 13), End::kClose, 1ms}, 0},
       {"no value", {sized("", 0), End::kHang}, 0},
       {"negative", {sized("-9", 0), End::kHang}, 0},
       {"huge", {sized("99999999999999999999", 90), End::kHang}, -303},
@@ -124,14 +99,10 @@ TEST(HttpConnect, EndsWhereTheHeadersSayAndNotAtAFullBuffer) {
       {"chunked, closed", {chunked, End::kClose}, 0},
       {"chunked, silent", {chunked, End::kHang}, -303},
       {"length before chunked", {sized("0\r\nTransfer-Encoding:chunked", 0), End::kHang}, 0},
-      {"closed in the headers", {"HTTP/1.1 200 OK\r\n", End::kClose}, 0},
       {"closed at once", {"", End::kClose}, 0},
-      {"silent at once", {"", End::kHang}, -303},
       {"reset", {"", End::kReset}, -311},
       {"full, silent", {sized("1", 1024), End::kHang}, -303},
-      {"full, closed", {sized("1", 1024), End::kClose}, 0},
       {"one more than full", {sized("1", 1025), End::kHang}, 0},
-      {"full again", {sized("1", 2048), End::kHang}, -303},
       {"full a third time", {sized("1", 4096), End::kHang}, -303}};
   for (const auto& [why, answered, code] : kCases) {
     const Server server({answered});
@@ -153,62 +124,57 @@ TEST(HttpConnect, EachStepThatFailsHasItsCode) {
   listening(1, &port);  // and closed
   EXPECT_EQ(exchange(port, kLong), std::to_string(ECONNREFUSED - 200));
   far_away = true;
-  // The emulator hands out the host's number of a socket's error.
-  const int refused = *TEST_EMULATOR == '\0' ? ECONNREFUSED : 111;
-  EXPECT_EQ(exchange(port, kLong), std::to_string(refused - 200));
+  // The emulator hands out the host's number of a socket's error, 111.
+  const std::string refused = exchange(port, kLong);
+  EXPECT_TRUE(refused == std::to_string(ECONNREFUSED - 200) || (*TEST_EMULATOR != '\0' && refused == "-89"));
   EXPECT_EQ(exchange(Server({{answer("200 OK")}}).port(), kLong), answer("200 OK"));
-  EXPECT_EQ(exchange(Silent().port(), kShort), "-99");
   EXPECT_EQ(exchange(port, -1), "-103");
+  const auto full = silent(&port);
+  EXPECT_EQ(exchange(port, kShort), "-99");
   const Pool pool = new_pool();
   char* response = nullptr;
   int length = 0;
   EXPECT_EQ(http_connect(pool.get(), "no address", port, "x", 1, &response, &length, kLong), -102);
-  EXPECT_EQ(http_connect(pool.get(), kHere, port, "x", 0, &response, &length, kLong), -1);
-  EXPECT_EQ(http_connect(pool.get(), kHere, port, "x", 1, nullptr, &length, kLong), -1);
+  EXPECT_EQ(http_connect(pool.get(), kHere, port, "x", -1, &response, &length, kLong), -1);
 }
 
 TEST(HttpSockets, ReceiveWithinATime) {
   Connection tcp;
   char buffer[8];
   const int fd = tcp.here.get();
-  const auto peer_sends = [&](const char* text, int flags) {
-    EXPECT_EQ(socket_send(tcp.there.get(), text, static_cast<int>(strlen(text)), flags), strlen(text));
-  };
   for (const auto receive : {socket_recv, socket_recv2}) {
-    EXPECT_EQ(receive(-1, buffer, 8, 0), -1);
-    EXPECT_EQ(receive(fd, nullptr, 8, kShort), -1);
     EXPECT_EQ(receive(fd, buffer, -1, kShort), -1);
     EXPECT_EQ(receive(fd, buffer, 8, 0), receive == socket_recv ? -4 : 0);
     EXPECT_EQ(receive(fd, buffer, 8, -1), -2);
     EXPECT_EQ(receive(fd, buffer, 8, kShort), -3);
-    peer_sends("ab", 0);
+    socket_send(tcp.there.get(), "ab", 2, 0);
     EXPECT_EQ(receive(fd, buffer, 8, kShort), receive == socket_recv ? 2 : -3);
-    peer_sends("!", MSG_OOB);
+    socket_send(tcp.there.get(), "!", 1, MSG_OOB);
     EXPECT_EQ(receive(fd, buffer, 8, kLong), -4);
     EXPECT_EQ(recv(fd, buffer, 1, MSG_OOB), 1);
   }
   std::thread pieces([&] {
-    for (const char* piece : {"a", "b", "cd"}) peer_sends(piece, 0);
+    for (const int size : {1, 1, 2}) socket_send(tcp.there.get(), "ab", size, 0);
   });
   EXPECT_EQ(socket_recv2(fd, buffer, 3, kLong), 3);
   pieces.join();
   tcp.there = {};
   EXPECT_EQ(socket_recv2(fd, buffer, 3, kLong), -10);
   EXPECT_EQ(socket_recv(fd, buffer, 3, kLong), 0);
-  const Descriptor unconnected(socket_create(AF_INET, SOCK_STREAM));
-  EXPECT_EQ(socket_recv(unconnected.get(), buffer, 3, kLong), -11);
-  EXPECT_EQ(socket_recv2(unconnected.get(), buffer, 3, kLong), -11);
 }
 
 TEST(HttpSockets, ASignalEndsTheWaitForAConnectionButNotForData) {
-  const Silent silent;
+  int port;
+  const auto full = silent(&port);
   Connection tcp;
   char buffer[8];
-  interrupt_waits();
+  signal(SIGALRM, [](int) {});
+  const itimerval often = {{0, 5000}, {0, 5000}};  // us
+  setitimer(ITIMER_REAL, &often, nullptr);
   const auto start = std::chrono::steady_clock::now();
   EXPECT_EQ(socket_recv(tcp.here.get(), buffer, 8, kShort), -3);
   EXPECT_GE(std::chrono::steady_clock::now() - start, std::chrono::milliseconds(kShort));
-  EXPECT_EQ(exchange(silent.port(), kLong), "-103");
+  EXPECT_EQ(exchange(port, kLong), "-103");
 }
 
 TEST(HttpSockets, ASendToAClosedPeerFailsWithoutASignal) {
@@ -216,12 +182,15 @@ TEST(HttpSockets, ASendToAClosedPeerFailsWithoutASignal) {
   tcp.there = {};
   while (socket_send(tcp.here.get(), "x", 1, 0) == 1) continue;  // until the peer's reset is here
   EXPECT_EQ(errno, EPIPE);
-  EXPECT_EQ(socket_send(tcp.here.get(), "x", -1, 0), -1);
 }
 
 TEST(HttpSockets, DescriptorsTooLargeForSelectFail) {
   const Server server({{"", End::kHang}});
-  use_up_selectable_descriptors();
+  rlimit limit;
+  getrlimit(RLIMIT_NOFILE, &limit);
+  limit.rlim_cur = limit.rlim_max;
+  setrlimit(RLIMIT_NOFILE, &limit);
+  while (dup(0) < FD_SETSIZE) continue;
   EXPECT_EQ(exchange(server.port(), kShort), "-103");
   char buffer[8];
   const Descriptor large(socket_create(AF_INET, SOCK_STREAM));

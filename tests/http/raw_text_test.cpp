@@ -1,21 +1,15 @@
 // What the client on plain sockets writes and reads: lists, requests, URLs, responses, chunks. The program's own
 // pool calls take the place of the library's, to run out of memory.
-#include <dlfcn.h>
-
 #include <functional>
 #include <vector>
 
-#include "raw.h"
+#include "support/pool.h"
+#include "util/cases.h"
+#include "zel/http_raw.h"
 
 namespace {
 
 int allocations_left = -1;  // before one fails; negative: none does
-
-template <class Function>
-void* allocated(Function*, const char* name, mem_pool* pool, size_t size) {
-  if (allocations_left-- == 0) return nullptr;
-  return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name))(pool, size);
-}
 
 using Pairs = std::vector<std::pair<Text, Text>>;
 const Pairs kHeader = {{"H", "h"}};
@@ -44,7 +38,7 @@ std::string request(Text method, Text path, const Pairs& headers, const Pairs& p
   int length = body != nullptr ? static_cast<int>(strlen(body)) : 9;
   const int code = generate_http_request(pool.get(), method, path, list_of(pool, headers),
                                          list_of(pool, parameters), body, length, &text, &length);
-  return code == 0 && text[length] == '\0' ? text_of(text, length) : std::to_string(code);
+  return code == 0 && text[length] == '\0' ? std::string(text, text + length) : std::to_string(code);
 }
 
 // Status, version, headers and body of a response; or the failure's code.
@@ -59,76 +53,61 @@ std::string parsed(const std::string& text, bool dechunk = true) {
   if (code != 0) return std::to_string(code);
   EXPECT_TRUE(length == 0 || body + length == response.data() + text.size() || body[length] == '\0') << text;
   return std::to_string(status) + " " + (version != nullptr ? version : "none") + " " + shown(list) +
-         (body != nullptr ? " " + text_of(body, length) : "");
+         (body != nullptr ? " " + std::string(body, body + length) : "");
 }
 
 }  // namespace
 
 void* mem_palloc_safe(mem_pool* pool, size_t size) {
-  return allocated(mem_palloc_safe, __func__, pool, size);
+  return allocations_left-- == 0 ? nullptr : mem_palloc(pool, size);
 }
-
 void* mem_pcalloc_safe(mem_pool* pool, size_t size) {
-  return allocated(mem_pcalloc_safe, __func__, pool, size);
+  return allocations_left-- == 0 ? nullptr : mem_pcalloc(pool, size);
 }
 
 TEST(HttpRaw, ListsKeepOneElementOfANameNewestFirst) {
   const Pool pool = new_pool();
   http_header_elem* list = list_of(pool, {{"A", "1"}, {"B", "2"}, {"C", "3"}, {"b", "4"}});
-  EXPECT_EQ(shown(list), "C=3;b=4;A=1;");
   const Pairs kLeft = {{"X", "C=3;b=4;A=1;"}, {"B", "C=3;A=1;"}, {"c", "A=1;"}, {"A", ""}};
   for (const auto& [name, left] : kLeft) {
     EXPECT_EQ(http_header_list_del_elem(pool.get(), &list, name), 0);
     EXPECT_EQ(shown(list), left);
   }
   EXPECT_EQ(http_header_list_add_elem(pool.get(), &list, "A", nullptr), -1);
-  EXPECT_EQ(http_header_list_del_elem(pool.get(), nullptr, "A"), -1);
 }
 
 TEST(HttpRaw, RequestsAndFormsAreWrittenFromLists) {
-  EXPECT_EQ(request("PUT", "/a", {{"Host", "h"}}, {}), "PUT /a HTTP/1.1\r\nHost:h\r\n\r\n");
+  EXPECT_EQ(request("PUT", "/a", kHeader, {}), "PUT /a HTTP/1.1\r\nH:h\r\n\r\n");
   EXPECT_EQ(request("POST", "/", kHeader, {}, "x\ny"), "POST / HTTP/1.1\r\nH:h\r\n\r\nx\ny");
   EXPECT_EQ(request("GET", "/", {{"H", ""}, {"I", "-"}}, {{"a", "1"}, {"b", "2 &"}, {"c", "-"}}),
             "GET /?b=2 &&a=1 HTTP/1.1\r\nH:\r\n\r\n");
   EXPECT_EQ(request("GET", "/", {{"H", "-"}}, {{"b", "-"}}), "GET /? HTTP/1.1\r\n\r\n");
   EXPECT_EQ(request("delete", "/", {}, {}), "-1");  // the missing headers come first
-  for (Text method : {"get", "GETS", "GE", ""}) EXPECT_EQ(request(method, "/", kHeader, {}), "-2");
+  for (Text method : {"get", "GETS"}) EXPECT_EQ(request(method, "/", kHeader, {}), "-2");
 
   const Pool pool = new_pool();
   char* text = nullptr;
   int length = 0;
   const http_header_elem* const list = list_of(pool, {{"a b", "1&2"}, {"\xff=", ""}, {"skipped", "-"}});
-  EXPECT_EQ(http_encode_post_data(pool.get(), list, &text, nullptr), 0);
   EXPECT_EQ(http_encode_post_data(pool.get(), list, &text, &length), 0);
-  EXPECT_EQ(text_of(text, length), "%FF%3D=&a%20b=1%262");
-  EXPECT_EQ(http_encode_post_data(pool.get(), nullptr, &text, &length), -1);
+  EXPECT_EQ(std::string(text, text + length), "%FF%3D=&a%20b=1%262");
   EXPECT_EQ(generate_http_request(pool.get(), "GET", "", list, nullptr, "b", -1, &text, &length), -1);
 }
 
 TEST(HttpRaw, UrlsAreTakenApart) {
-  const std::string long_label(64, 'n');  // which no resolver asks for
-  const Rows<std::string, int, Text, Text> kCases = {
-      {"http://10.0.0.1:8080/x/y", "10.0.0.1:8080", 8080, "/x/y", "10.0.0.1"},
-      {"10.0.0.2", "10.0.0.2", 80, "/", "10.0.0.2"},
-      {"http:///", "", 80, "/", nullptr},
-      {long_label.c_str(), long_label, 80, "/", nullptr},
-      {"10.0.0.3:99999999999x:2/?a=b", "10.0.0.3:99999999999x:2", INT_MAX, "/?a=b", "10.0.0.3"}};
+  const std::pair<Text, std::string> kCases[] = {
+      {"http://10.0.0.1:8080/x/y", "10.0.0.1:8080 8080 /x/y 10.0.0.1"},
+      {"http:///", " 80 / none"},
+      {"10.0.0.3:99999999999x:2/?a", "10.0.0.3:99999999999x:2 2147483647 /?a 10.0.0.3"}};
   const Pool pool = new_pool();
-  for (const auto& [url, host, port, path, ip] : kCases) {
-    char *found_host = nullptr, *found_path = nullptr, *found_ip = nullptr;
-    int found_port = -5;
-    EXPECT_EQ(resolve_url(pool.get(), url, nullptr, &found_ip, &found_port, nullptr), 0) << url;
-    EXPECT_EQ(found_port, -5) << url;
-    EXPECT_EQ(resolve_url(pool.get(), url, &found_host, &found_ip, &found_port, &found_path), 0) << url;
-    EXPECT_EQ(found_host, host) << url;
-    EXPECT_EQ(found_port, port) << url;
-    EXPECT_STREQ(found_path, path) << url;
-    EXPECT_STREQ(found_ip, ip) << url;
+  for (const auto& [url, parts] : kCases) {
+    char none[] = "none", *host = nullptr, *path = nullptr, *ip = none;
+    int port = -5;
+    EXPECT_EQ(resolve_url(pool.get(), url, nullptr, &ip, &port, nullptr), 0) << url;
+    EXPECT_TRUE(port == -5 && ip == none) << url;
+    EXPECT_EQ(resolve_url(pool.get(), url, &host, &ip, &port, &path), 0) << url;
+    EXPECT_EQ(host + (" " + std::to_string(port)) + " " + path + " " + ip, parts);
   }
-  char* host = nullptr;
-  EXPECT_EQ(resolve_url(pool.get(), "https://a", &host, nullptr, nullptr, nullptr), 0);
-  EXPECT_STREQ(host, "https:");
-  EXPECT_EQ(resolve_url(pool.get(), "", nullptr, nullptr, nullptr, nullptr), -1);
 }
 
 TEST(HttpRaw, ResponsesAreTakenApart) {
@@ -137,18 +116,13 @@ TEST(HttpRaw, ResponsesAreTakenApart) {
   const std::string headers = "200 HTTP/1.1 transfer-encoding=Chunked;Te=Chunked; ";
   const std::pair<std::string, std::string> kCases[] = {
       {ok + "A: 1\r\nB:2\r\na: 3\r\n\r\nbody", "200 HTTP/1.1 B=2;a=3; body"},
-      {ok + "\r\n\r\n", "200 HTTP/1.1  \r\n"},
       {"HTTP/1.0 404 Not\nA: b\n\nC: d", "404 HTTP/1.0 A=b;"},
-      {ok + "A: b\r\nC: d", "200 HTTP/1.1 A=b;"},
       {ok + "\tA :  b\t \r\nC:\r\n\r\n", "200 HTTP/1.1 C=;A= b; "},
       {ok + "what\r\nA: b:c\r\nwhat\r\n\r\n", "200 HTTP/1.1 A=b:c; "},
       {ok + n63 + ":" + v1022 + "w\r\n\r\n", "200 HTTP/1.1 " + n63 + "=" + v1022 + "w; "},
       {ok + n63 + "n: " + v1022 + "w\r\n\r\n", "200 HTTP/1.1 " + n63 + "=" + v1022 + "; "},
       {"HTTP/1.1-and-some-more 00000000000002001 OK\r\n", "20 HTTP/1.1-and-so "},
-      {"HTTP/1.1\r\n", "0 HTTP/1.1 "},
       {"\r\nA: b\r\n\r\nc", "0 none A=b; c"},
-      {"HTTP/1.1 200 OK\r", "-2"},
-      {"", "-1"},
       {chunked + "3\r\nabc\r\n1\r\nd\r\n0\r\n\r\n", headers + "abcd"},
       {chunked + "ff\r\nabc", headers + "abc"},
       {chunked + "?", headers}};
@@ -158,52 +132,33 @@ TEST(HttpRaw, ResponsesAreTakenApart) {
 
 TEST(HttpRaw, ChunkSizesAreReadAsHexadecimalLines) {
   // text, size, and where the data begin
-  const Rows<int, int> kCases = {{"1a\r\ndata", 26, 4},
-                                 {"1A\r\n", 26, 4},
-                                 {"0\r\n\r\n", 0, 3},
-                                 {" 0x10\r\n", 16, 7},
-                                 {"-2\r\n", -2, 4},
-                                 {"80000000\r\n", INT_MAX, 10},
-                                 {"1234567890abcdef12\r\n", INT_MAX, 20}};
+  const Rows<int, int> kCases = {
+      {"1a\r\ndata", 26, 4},  {"\r\n 0xA\r\n", 10, 8}, {"-2\r\n", -2, 4}, {"80000000\r\n", INT_MAX, 10},
+      {"1a;x=1\r\n", -1, -1}, {"1a\r", -1, -1},        {"\r\n", -1, -1}};
   for (const auto& [text, size, data_at] : kCases) {
     Exact exact{std::string(text)};
-    char* data = nullptr;
-    EXPECT_EQ(get_chunk_size(exact.data(), static_cast<int>(exact.size()), &data), size) << text;
-    EXPECT_EQ(data, exact.data() + data_at) << text;
-  }
-  for (Text text : {"1a;x=1\r\n", "1a", "1a\r", "\r\n1a\r\n", "\r\n", "", "0x\r\n", " \t", "+\r\n"}) {
-    Exact exact{std::string(text)};
     char* data = exact.data();
-    EXPECT_EQ(get_chunk_size(exact.data(), static_cast<int>(exact.size()), &data), -1) << text;
-    EXPECT_EQ(data, nullptr) << text;
+    EXPECT_EQ(get_chunk_size(exact.data(), static_cast<int>(exact.size()), &data), size) << text;
+    EXPECT_EQ(data, data_at < 0 ? nullptr : exact.data() + data_at) << text;
   }
 }
 
-TEST(HttpRaw, ChunksAreCountedFoundAndPutTogether) {
+// The fuzz target of get_chunk holds the calls against each other.
+TEST(HttpRaw, ChunksAreCountedAndPutTogether) {
   // body, its whole chunks, whether it has its end, and its data
-  const Rows<int, int, std::string> kCases = {{"3\r\nabc\r\n0\r\n\r\n", 2, 1, "abc"},
-                                              {"3\r\nabc\r\n0\r\n", 1, 0, "abc"},
-                                              {"3\r\nabc\r\n0\r\nTrailer: x\r\n\r\n", 2, 1, "abc"},
-                                              {"3\r\nabc\r\nA\r\n0123456789\r\n", 2, 0, "abc0123456789"},
-                                              {"3\r\nabc\r", 0, 0, "abc"},
-                                              {"1\r\na\r\n7fffffff\r\nbc\r\n", 1, 0, "abc\r\n"},
-                                              {"1\r\na\r\n-1\r\nb\r\n0\r\n\r\n", 1, 0, "a"},
-                                              {"1\r\na\r\n1;x\r\nb\r\n", 1, 0, "a"},
-                                              {"", 0, 0, ""}};
-  for (const auto& [text, count, ended, data] : kCases) {
+  const std::pair<Text, Text> kCases[] = {{"3\r\nabc\r\n0\r\n\r\n", "2 1 abc"},
+                                          {"3\r\nabc\r\n0\r\n", "1 0 abc"},
+                                          {"3\r\nabc\r\n0\r\nTrailer: x\r\n\r\n", "2 1 abc"},
+                                          {"3\r\nabc\r\nA\r\n0123456789\r\n", "2 0 abc0123456789"},
+                                          {"3\r\nabc\r", "0 0 abc"},
+                                          {"1\r\na\r\n7fffffff\r\nbc\r\n", "1 0 abc\r\n"},
+                                          {"1\r\na\r\n-1\r\nb\r\n0\r\n\r\n", "1 0 a"}};
+  for (const auto& [text, found] : kCases) {
     Exact body{std::string(text)};
     const int length = static_cast<int>(body.size());
-    EXPECT_EQ(get_chunk_num(body.data(), length), count) << text;
-    EXPECT_EQ(check_chunk_page_end(body.data(), length), ended) << text;
-    int found = 0;
-    char *begin = nullptr, *end = body.data();
-    for (char* last = end; get_chunk(body.data(), length, found, &begin, &end) == 0; last = end, ++found) {
-      EXPECT_EQ(begin, last) << text;
-    }
-    EXPECT_EQ(found, count) << text;
-    EXPECT_EQ(get_chunk(body.data(), length, -1, &begin, &end), -1) << text;
-    EXPECT_EQ(get_chunk_page(body.data(), length), data.size()) << text;
-    EXPECT_EQ(body.all().substr(0, data.size()), data);
+    std::string counted = std::to_string(get_chunk_num(body.data(), length)) + " " +
+                          std::to_string(check_chunk_page_end(body.data(), length)) + " ";
+    EXPECT_EQ(counted.append(body.data(), body.data() + get_chunk_page(body.data(), length)), found) << text;
   }
 }
 
@@ -223,8 +178,7 @@ TEST(HttpRaw, ShortMemoryIsAFailureOfEveryCall) {
   for (const auto& call : kCalls) {
     int needed = 0;
     for (allocations_left = 0; call() == -1; allocations_left = ++needed) ASSERT_LT(needed, 5);
-    EXPECT_GT(needed, 0);
-    EXPECT_EQ(allocations_left, 0);  // it succeeded only when none failed
+    EXPECT_TRUE(needed > 0 && allocations_left == 0);  // it succeeded only when none failed
   }
   allocations_left = -1;
 }

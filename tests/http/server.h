@@ -33,8 +33,9 @@ inline std::string answer(const std::string& status, const std::string& body = "
   return "HTTP/1.1 " + status + "\r\nContent-Length: " + std::to_string(body.size()) + "\r\n\r\n" + body;
 }
 
-// Listens on a loopback port, one of its own if it is "0". Connections are served one after the other; the nth request gets the
-// nth answer, and the last answer is repeated. Clients close their connections before the server goes.
+// Listens on a loopback port, one of its own if it is "0". Connections are served one after the other; the nth
+// request gets the nth answer, and the last answer is repeated. Clients close their connections before the server
+// goes.
 class Server {
  public:
   explicit Server(std::vector<Answer> answers, SSL_CTX* tls = nullptr, const std::string& port = "0")

@@ -4,13 +4,12 @@
 
 #include <atomic>
 #include <cstring>
-#include <memory>
 #include <random>
 #include <thread>
 #include <tuple>
 
 #include "mempool/blocks.h"
-#include "util/owners.h"
+#include "support/pool.h"
 
 // The linker's names (--wrap) for the functions that the pool calls and for the real ones. Memory comes dirty.
 static int until_failure = 0;  // 1: the next allocation fails; 0: none does
@@ -40,7 +39,6 @@ void __wrap_free(void* memory) {
 namespace {
 
 using namespace zel::mempool;
-using Pool = std::unique_ptr<mem_pool, zel::Call<mem_destroy_pool>>;
 
 Pool make_pool(size_t size, int safe = 0) {
   return Pool(mem_create_pool(size, nullptr, safe));
