@@ -2,10 +2,6 @@
 // another one, and checks what has come. Needs ability 1 (download). Usage: downloader URL MD5
 //
 // Exits 0 if the file is complete and has the digest.
-#include <fcntl.h>
-#include <sys/mman.h>
-#include <sys/stat.h>
-
 #include <chrono>
 #include <cstdlib>
 #include <cstring>
@@ -57,26 +53,13 @@ bool pause_and_resume(const char* id) {
          say("resume", zel_download_task_resume(id)) && wait_while(id, ZEL_TASK_PAUSED);
 }
 
-// Empty if the file cannot be read.
-std::string digest_of(const std::string& path) {
-  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  struct stat status {};
-  if (file < 0 || fstat(file, &status) != 0) return "";
-  const auto size = static_cast<size_t>(status.st_size);
-  void* const bytes = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, file, 0);
-  close(file);
-  if (bytes == MAP_FAILED) return "";
-  char digest[33];
-  md5_string(bytes, static_cast<int>(size), digest);
-  munmap(bytes, size);
-  return digest;
-}
-
 bool compare(const std::string& path, const char* expected) {
-  const std::string digest = digest_of(path);
-  std::printf("MD5 of the file:  %s\nMD5 it should be: %s\n%s\n", digest.c_str(), expected,
-              digest == expected ? "They are equal." : "They DIFFER.");
-  return digest == expected;
+  char digest[33] = "";
+  if (zel_check_file_md5(path.c_str(), digest) != 0) return false;
+  const bool equal = std::strcmp(digest, expected) == 0;
+  std::printf("MD5 of the file:  %s\nMD5 it should be: %s\n%s\n", digest, expected,
+              equal ? "They are equal." : "They DIFFER.");
+  return equal;
 }
 
 bool delete_another(const char* url, const char* directory) {

@@ -12,7 +12,10 @@
  *
  * What holds for every call:
  *  - It first checks that the caller holds ability 1 (ability_download), then its arguments, then makes one
- *    HTTP request to the daemon on this machine, port 6800, and blocks until the answer is there.
+ *    HTTP request to the daemon on this machine, port 6800, and blocks until the answer is there. Calls that
+ *    wait twice 10 seconds make it again if it fails.
+ *  - -1 does not mean that nothing was done: the daemon may have carried out a request whose answer came too
+ *    late or broke off, and refused the second one for that.
  *  - The daemon's answer is kept as far as 9,999 characters, indentation included. A longer one makes the call
  *    fail; a task's entry in a list takes about 150, so that lists fail from some 60 tasks of all plug-ins on.
  *  - What goes wrong with the daemon is logged at level 3, with the tag "[ZEL]". Why the daemon refused is not
@@ -91,13 +94,14 @@ typedef struct task_info {
 ZEL_API int zel_download_task_create(const task_param* param, char* task_id);
 
 /* Reads one task's progress, also that of another plug-in's task.
+ * task_id  may lie in `info`
  * info     receives it. Members are filled in the order task_id, status, total_length, completed_length,
  *          download_speed, error_code; if the daemon's answer is malformed the rest is left as it was.
  * Returns  0, 8000, 8051, 8006, or -1, also for an id that the daemon does not know. Waits up to 20 seconds. */
 ZEL_API int zel_download_task_query(const char* task_id, task_info* info);
 
-/* The two calls about lists see all active tasks, and of waiting (with paused) and of ended ones 100 each. The
- * plug-in "1" sees the tasks of all plug-ins, others their own. They wait up to twice 10 seconds. */
+/* The two calls about lists see all active tasks, and 100 each of waiting (with paused) and of ended ones (with
+ * deleted). The plug-in "1" sees the tasks of all plug-ins, others their own. They wait up to twice 10 seconds. */
 
 /* Counts the tasks whose appid is the caller's.
  * Returns  the count, 8000 (which cannot be told from a count of 8000), or -1. */

@@ -5,6 +5,9 @@
 namespace routerbox::aria {
 namespace {
 
+constexpr std::string_view kMethod = "method";
+constexpr std::string_view kInnerMethod = "methodName";  // in system.multicall
+
 constexpr const char* kTelling[] = {"aria2.tellActive", "aria2.tellWaiting", "aria2.tellStopped",
                                     "aria2.tellStatus"};
 
@@ -54,7 +57,7 @@ class Document {
   bool wide_ = false;
 };
 
-std::string text_member(const Json& object, const char* name) {
+std::string text_member(const Json& object, std::string_view name) {
   const auto found = object.find(name);
   return found != object.end() && found->is_string() ? found->get<std::string>() : "";
 }
@@ -76,15 +79,15 @@ Exchange::Exchange(const std::string& request) : request_(request) {
 
 void Exchange::read(Json* document) {
   const Json::json_pointer whole;
-  if (!document->is_array()) return read_call(document, "method", whole / "result");
+  if (!document->is_array()) return read_call(document, kMethod, whole / "result");
   size_t answered = 0;
   for (Json& call : *document) {
     if (!call.is_object()) continue;  // the daemon answers nothing to it
-    read_call(&call, "method", whole / answered++ / "result");
+    read_call(&call, kMethod, whole / answered++ / "result");
   }
 }
 
-void Exchange::read_call(Json* call, const char* name, const Json::json_pointer& result) {
+void Exchange::read_call(Json* call, std::string_view name, const Json::json_pointer& result) {
   if (!call->is_object()) return;
   const std::string method = text_member(*call, name);
   methods_.push_back(method);
@@ -97,9 +100,11 @@ void Exchange::read_call(Json* call, const char* name, const Json::json_pointer&
   } else if (method == "aria2.addUri") {
     const Json* const options = first_of(Json::value_t::object, params);
     calls_.push_back({Call::kAdds, result, options != nullptr ? text_member(*options, "appid") : "", false});
-  } else if (method == "system.multicall" && !params->empty() && params->front().is_array()) {
+  } else if (method == "system.multicall" && name == kMethod && !params->empty() &&
+             params->front().is_array()) {
+    // The daemon refuses another one within.
     size_t place = 0;
-    for (Json& inner : params->front()) read_call(&inner, "methodName", result / place++ / 0);
+    for (Json& inner : params->front()) read_call(&inner, kInnerMethod, result / place++ / 0);
   }
 }
 
@@ -126,7 +131,7 @@ std::string Exchange::finish(const std::string& answer, Appids* appids) const {
     if (!tree.is_structured() || !tree.contains(call.result)) continue;  // the daemon refused
     Json& result = tree[call.result];
     if (call.kind == Call::kAdds) {
-      if (result.is_string() && !call.appid.empty()) appids->remember(result.get<std::string>(), call.appid);
+      if (result.is_string()) appids->remember(result.get<std::string>(), call.appid);
       continue;
     }
     told = true;

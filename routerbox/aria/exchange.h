@@ -1,6 +1,7 @@
 // exchange.h: what there is to do about the appids in one request and its answer.
 #pragma once
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "../http/json.h"
@@ -37,7 +38,7 @@ class Exchange {
   };
 
   void read(Json* document);
-  void read_call(Json* call, const char* name, const Json::json_pointer& result);
+  void read_call(Json* call, std::string_view name, const Json::json_pointer& result);
   void read_tell(Json* params, const Json::json_pointer& result);
 
   std::string request_;

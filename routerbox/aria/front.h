@@ -2,7 +2,8 @@
 //
 //   /box/fault      the faults (http/fault.h, faults.h); a batch has a fault's method when one of its calls has
 //   anything else   the daemon's, passed on as it came, with the appids in answers to JSON-RPC in a POST
-// Without the daemon the answer is HTTP status 502.
+// Without the daemon the answer is HTTP status 502. The daemon chooses a new task's gid, and requests go to it as
+// they came: a task whose creation had no answer yet when the front was killed is of no plug-in.
 #pragma once
 #include <shared_mutex>
 

@@ -28,7 +28,7 @@ std::optional<Part> part_of(const httplib::Ranges& ranges, uint64_t size) {
   const auto length = static_cast<ssize_t>(size);
   if (first >= length || (first < 0 && last <= 0)) return std::nullopt;
   if (first < 0) return Part{static_cast<uint64_t>(std::max<ssize_t>(0, length - last)), size};
-  const ssize_t end = last < 0 ? length : std::min(last + 1, length);
+  const ssize_t end = last < 0 || last >= length ? length : last + 1;
   return Part{static_cast<uint64_t>(first), static_cast<uint64_t>(end)};
 }
 

@@ -13,7 +13,8 @@ class Exchange {
  public:
   Exchange() noexcept : turn_(turns_) {}
 
-  // False if the transfer failed, or if there is no request because memory was short.
+  // False if the transfer failed, or if there is no request because memory was short. The time-out is that of
+  // one attempt.
   bool post(const JsonText& request, int timeout_s, int attempts) noexcept;
 
   const char* answer() const noexcept;

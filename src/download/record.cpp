@@ -71,7 +71,7 @@ namespace zel::download {
 
 void copy_task_id(char* field, const char* gid) noexcept {
   const size_t length = strnlen(gid, ZEL_TASK_ID_SIZE - 1);
-  memcpy(field, gid, length);
+  memmove(field, gid, length);
   memset(field + length, 0, ZEL_TASK_ID_SIZE - length);
 }
 

@@ -8,7 +8,7 @@
 
 namespace zel::download {
 
-// Fills ZEL_TASK_ID_SIZE bytes: the text, cut so that it ends in the field, then NULs.
+// Fills ZEL_TASK_ID_SIZE bytes: the text, cut so that it ends in the field, then NULs. The text may lie there.
 void copy_task_id(char* field, const char* gid) noexcept;
 
 // Fills all but the id, in the order of the daemon's keys. Returns 0; -1, logged under the name of the caller,

@@ -6,7 +6,6 @@
 
 namespace {
 
-using std::chrono::milliseconds;
 using test::HttpReply;
 
 constexpr int kPort = 8080;
@@ -30,7 +29,7 @@ TEST(BoxFiles, SendsWhatIsAskedForAndSaysWhatItSends) {
       {"/bytes/0", "", 200, 0, 0, true, "Content-Length: 0\r\n"},
       {"/bytes/200000", "70000-", 206, 70000, 200000, true, "Content-Range: bytes 70000-199999/200000\r\n"},
       {"/bytes/10", "3-5", 206, 3, 6, true, "Content-Range: bytes 3-5/10\r\n"},
-      {"/bytes/10", "8-20", 206, 8, 10, true, "Content-Range: bytes 8-9/10\r\n"},
+      {"/bytes/10", "8-9223372036854775807", 206, 8, 10, true, "Content-Range: bytes 8-9/10\r\n"},
       {"/bytes/10", "-3", 206, 7, 10, true, "Content-Range: bytes 7-9/10\r\n"},
       {"/bytes/10", "10-", 416, 0, 0, true, "Content-Range: bytes */10\r\n"},
       {"/bytes/10", "0-1,3-4", 416, 0, 0, true, "Content-Range: bytes */10\r\n"},
@@ -51,13 +50,6 @@ TEST(BoxFiles, SendsWhatIsAskedForAndSaysWhatItSends) {
   const HttpReply head = test::http("HEAD", "/bytes/12", "", kPort);
   EXPECT_EQ("", head.body);
   EXPECT_NE(std::string::npos, head.head.find("Content-Length: 12\r\n"));
-}
-
-TEST(BoxFiles, KeepsToTheSpeedItIsGiven) {
-  const HttpReply reply = test::http("GET", "/slow/20000/8000", "", kPort);
-  EXPECT_TRUE(content(0, 8000) == reply.body);
-  EXPECT_GE(reply.took, milliseconds(400));
-  EXPECT_GE(reply.pieces, 4U);
 }
 
 }  // namespace
