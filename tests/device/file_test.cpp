@@ -163,7 +163,9 @@ TEST_F(Files, AreDownloadedWholeOrStayAsTheyWere) {
       routerbox::files::fill_content(0, wanted.data(), wanted.size());
       EXPECT_EQ(seen, static_cast<double>(wanted.size()));
     } else {
-      EXPECT_EQ(log, "D Downloading " + url + ".\n\nD Failed to download " + url + ": " + says + ".\n\n");
+      EXPECT_EQ(log,
+                std::string("D Downloading ").append(url).append(".\n\nD Failed to download ").append(url) +
+                    ": " + says + ".\n\n");
       EXPECT_EQ(unlink((path.substr(0, path.size() - 2) + last).c_str()), 0) << "what came stays beside it";
     }
     EXPECT_EQ(content_of(path), wanted) << url;
@@ -189,7 +191,7 @@ TEST_F(Files, AreComparedWithTheirDigestIgnoringCaseAndNothingElse) {
 }
 
 std::string owned(char* text) {
-  const std::string copy = text != nullptr ? text : "(null)";
+  std::string copy = text != nullptr ? text : "(null)";
   free(text);
   return copy;
 }

@@ -15,7 +15,8 @@ namespace {
 // Runs `body` with each layout of the tools' output.
 template <class Body>
 void with_both_layouts(Body body) {
-  const std::string usual = getenv("PATH");
+  const char* const path_now = getenv("PATH");
+  const std::string usual = path_now != nullptr ? path_now : "/usr/bin:/bin";
   for (const std::string& path : {usual, "/var/run/router/busybox:" + usual}) {
     SCOPED_TRACE(path);
     setenv("PATH", path.c_str(), 1);
