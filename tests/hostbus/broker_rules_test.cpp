@@ -51,15 +51,6 @@ TEST_F(BrokerRules, EveryWrongRequestHasItsStatus) {
   EXPECT_TRUE(other_.waiting().empty());
 }
 
-TEST_F(BrokerRules, ListingsAreSortedAndLeaveOutWhatHasNoReadableSignature) {
-  for (const char* name : {"b", "a\xc3\xa4", "aZ", "c"}) owner_.add_object(name);
-  owner_.request(add("aa", {}));
-  owner_.request(add("a.cut-method", attribute(kSignature, {{0x82, 0, 0, 5, 9, 0, 0, 0}})));
-  std::string listed;
-  for (const Received& answer : other_.request(lookup("a*"))) listed += answer.text(kPath) + " ";
-  EXPECT_EQ(listed, "aZ a\xc3\xa4  ");
-}
-
 TEST_F(BrokerRules, OnlyTheOwnerAnswersAndIncompleteAnswersAreDropped) {
   RawClient stranger(path_);
   const ByteString of_object = number(kObject, owner_.add_object(""));

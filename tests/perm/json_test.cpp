@@ -28,14 +28,6 @@ TEST(JsonMember, IsFoundByItsExactNameFirstThenIgnoringCase) {
   EXPECT_EQ(zel::json_member(nullptr, "x"), nullptr);
 }
 
-TEST(JsonType, HasTheClassicNumbers) {
-  static const char* const kTexts[] = {"false", "true", "null", "1", "\"s\"", "[]", "{}"};
-  for (int number = 0; number < 7; ++number) {
-    EXPECT_EQ(zel::json_type(zel::JsonTree(cJSON_Parse(kTexts[number])).get()), number);
-  }
-  EXPECT_EQ(zel::json_type(nullptr), -1);
-}
-
 TEST(JsonBits, TakeSignedAndUnsignedSpellingsOf32Bits) {
   static const struct {
     const char* text;

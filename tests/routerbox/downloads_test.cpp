@@ -112,34 +112,4 @@ TEST(BoxDownloads, RemembersAnAppidBesideANameInAnotherCoding) {
   }
 }
 
-TEST(BoxDownloads, MisbehavesOnceAsItIsTold) {
-  result("aria2.addUri", new_task("/bytes/9", {{"pause", "true"}, {"out", "a"}, {"appid", "7"}}));
-  const json batch = json::array(
-      {call("aria2.getVersion", json::array()), call("aria2.tellWaiting", {0, 9, {"gid", "status"}})});
-  const json right = answer(batch);
-  const json gid = right[1]["result"][0]["gid"];
-  const struct {
-    const char* fault;
-    const char* place;  // in the answer to the batch
-    json value;         // null: nothing is there
-  } kCases[] = {
-      {R"("kind": "error", "code": 7)", "/error/code", 7},
-      {R"("kind": "size")", "/1", {}},
-      {R"("kind": "size", "elements": 3)", "/2/result/0/appid", "7"},
-      {R"("kind": "without")", "/1/result/0", {{"gid", gid}, {"status", "paused"}}},
-      {R"("kind": "without", "member": "result")", "/0/result", {}},
-      {R"("kind": "types")", "/1/result/0", {{"gid", 16}, {"status", 6}, {"appid", 1}}},
-      {R"("kind": "garbage", "text": "[5]")", "", json::array({5})},
-  };
-  for (const auto& c : kCases) {
-    const std::string fault = std::string(R"({"method": "aria2.tellWaiting", "count": 1, )") + c.fault + "}";
-    EXPECT_EQ(200, test::http("POST", "/box/fault", fault, kFront).status) << c.fault;
-    EXPECT_EQ("7", result("aria2.tellStatus", json::array({gid})).at("appid"));
-    const json got = answer(batch);
-    const json::json_pointer place(c.place);
-    EXPECT_EQ(c.value, got.contains(place) ? got.at(place) : json()) << c.fault << got;
-    EXPECT_EQ(right, answer(batch)) << c.fault;
-  }
-}
-
 }  // namespace

@@ -55,23 +55,6 @@ TEST_F(OrdinaryUser, HasTheWholeBox) {
   EXPECT_NE(std::string::npos, outcome.output.find("1003 | zel1003\n")) << outcome.output;
 }
 
-TEST_F(OrdinaryUser, IsToldWhatIsMissing) {
-  static const struct {
-    const char* why;
-    const char* ranges;
-    const char* line;
-    const char* output;
-  } kCases[] = {
-      {"no subordinate ids", "", "$ROUTERBOX -- true", "usermod --add-subuids"},
-      {"no id tools", kRange, "env PATH=/nowhere $ROUTERBOX -- /bin/true", "install uidmap"},
-  };
-  for (const auto& c : kCases) {
-    const Outcome outcome = run_as_tester(folder_, c.ranges, c.line);
-    EXPECT_EQ(125, outcome.status) << c.why << ": " << outcome.output;
-    EXPECT_NE(std::string::npos, outcome.output.find(c.output)) << c.why << ": " << outcome.output;
-  }
-}
-
 TEST(SubordinateIds, SeveralRangesFollowEachOtherInside) {
   const auto ranges =
       routerbox::ranges_of("a:5:1\nme:1000:10\nbroken\n77:3000:20\nme:x:1\nme:9:0\n", "me", 77);

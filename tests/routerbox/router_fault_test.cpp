@@ -36,18 +36,4 @@ TEST(BoxRouter, CarriesASettingOutUnlessTheFaultStandsInItsPlace) {
   }
 }
 
-TEST(BoxRouter, RefusesAFaultItDoesNotUnderstand) {
-  static const char* const kWrong[] = {
-      R"({"method": "*", "kind": "sleepy"})",          R"({"kind": "cut"})",
-      R"({"method": "*", "kind": "cut", "ms": 5})",    R"({"method": "*", "kind": "cut", "bytes": "5"})",
-      R"({"method": "*", "kind": "cut", "count": 0})", "{",
-  };
-  for (const char* fault : kWrong) {
-    const HttpReply reply = test::http("POST", "/box/fault", fault);
-    EXPECT_EQ(400, reply.status) << fault;
-    EXPECT_NE("", reply.body) << fault;
-  }
-  EXPECT_EQ("[]", test::http("GET", "/box/fault").body);
-}
-
 }  // namespace

@@ -1,7 +1,6 @@
 // The box's router as a well-behaved client finds it. Every case has a box and a router of its own.
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <nlohmann/json.hpp>
 
 #include "support/router.h"
@@ -87,13 +86,6 @@ TEST(BoxRouter, LogsEveryRequestBeforeItsAnswer) {
   EXPECT_EQ("\ttab?here\ta=?\t101\t-\n", line.substr(line.find('\t')));
   test::http("GET", "/other");
   EXPECT_NE(std::string::npos, test::router_log().find("\tGET /other\t-\tHTTP 404\t-\n"));
-}
-
-TEST(BoxRouter, KeepsItsStateInItsFile) {
-  test::change_router_state(R"({"Info": {"Company": "Other"}})");
-  std::ifstream file("/var/run/router/state.json");
-  EXPECT_EQ(state(), json::parse(file, nullptr, false));
-  EXPECT_EQ("Other", answer("query_router_info").at("Info").at("Company"));
 }
 
 }  // namespace

@@ -9,13 +9,6 @@ TEST(Case, OnlyTheAsciiLettersChange) {
   }
 }
 
-TEST(Freep, FreesAndClearsThePointer) {
-  int* numbers = static_cast<int*>(std::malloc(8));
-  qo_freep(&numbers);
-  EXPECT_EQ(numbers, nullptr);
-  qo_freep(nullptr);
-}
-
 TEST(Charncpy, CopiesExactlyNBytesAndReturnsOneMore) {
   Exact out(3);
   EXPECT_EQ(qo_charncpy(out.data(), Exact(std::string("a\0b", 3)).data(), 3), 4U);
