@@ -10,10 +10,6 @@ class BrokerRules : public BrokerTest {
   RawClient other_{path_};
 };
 
-ByteString add(const std::string& name, const ByteString& more) {
-  return frame(kAdd, 1, 0, {text(kPath, name), more});
-}
-
 ByteString remove(uint32_t object) {
   return frame(kRemove, 1, 0, {number(kObject, object)});
 }
