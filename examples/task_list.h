@@ -2,23 +2,15 @@
 #ifndef EXAMPLES_TASK_LIST_H
 #define EXAMPLES_TASK_LIST_H
 
-#include <unistd.h>
-#include <zel/zel.h>
-
 #include <cstdio>
 #include <vector>
 
+#include "plugin.h"
+
 // Whether the program runs as a plug-in; says so, or why not.
 inline bool say_who(const char* program) {
-  char appid[PERM_APPID_SIZE] = {};
-  std::setvbuf(stdout, nullptr, _IOLBF, 0);
-  zel_debug = 0;  // The library's messages without function names and lines.
-  if (perm_get_id(appid) != 0) {
-    std::fprintf(stderr,
-                 "%s: user %u is no plug-in's; run it in a router box, under a uid of the package file\n",
-                 program, getuid());
-    return false;
-  }
+  char appid[PERM_APPID_SIZE];
+  if (begin_plugin(program, appid) != 0) return false;
   std::printf("I am plug-in %s, user %u; ability 1 (download): %s\n", appid, getuid(),
               perm_check(ability_download, appid) == 0 ? "granted" : "not granted");
   return true;
