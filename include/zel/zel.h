@@ -8,7 +8,7 @@
  *  1. Texts are NUL-terminated. Sizes of buffers count bytes and include the NUL.
  *  2. A pointer must not be null unless the call says what null means.
  *  3. Results are int: 0 for success, -1 (or a code the call lists) for failure. Permission calls give codes
- *     of the 7000 range.
+ *     of the 7000 range, download calls of the 8000 range.
  *  4. Records and output buffers belong to the caller. Text that a call hands out allocated says so; it is
  *     freed with zel_free or free.
  *  5. Unless a call says otherwise it may be made by any thread. "Takes the global lock" means the one
