@@ -51,6 +51,7 @@ class Box {
     if (!options_.no_perm) fill_permission_table();
     for (size_t i = 0; i < options_.start.size(); ++i) start_plugin(options_.start[i], plan_.started[i]);
     const int status = run_command();
+    tell_of_failed_plugins();
     processes_.stop(plugins_, kEndLimit);
     stop_service(downloads_.front, "the front of the download daemon");
     // It takes its time to save its tasks. An end with unfinished ones is not told by its status as a good one.
@@ -132,8 +133,25 @@ class Box {
     plugins_.push_back(process);
     if (options_.no_broker || !package.may_receive_cloud_messages()) return;
     const std::string object = "zel_" + plugin.appid;
-    if (wait_for_object(processes_, object, process, kObjectLimit) == ObjectWait::kLimit)
+    const ObjectWait waited = wait_for_object(processes_, object, process, kObjectLimit);
+    if (waited == ObjectWait::kLimit)
       say(plugin.appid + " has made no bus object " + object + " so far; going on without it");
+    if (waited == ObjectWait::kOwnerEnded)
+      say(plugin.appid + " ended before it made its bus object " + object + ", " + end_of(process));
+  }
+
+  std::string end_of(pid_t process) const {
+    const int status = *processes_.ended(process);
+    return status > 128 ? "killed by signal " + std::to_string(status - 128)
+                        : "with status " + std::to_string(status);
+  }
+
+  // What a plug-in's own lines may not tell: that it is not there any more.
+  void tell_of_failed_plugins() const {
+    for (size_t i = 0; i < plugins_.size(); ++i) {
+      if (processes_.ended(plugins_[i]).value_or(0) != 0)
+        say(options_.start[i].appid + " ended before the command, " + end_of(plugins_[i]));
+    }
   }
 
   int run_command() {

@@ -39,7 +39,7 @@ typedef int (*zel_cloud_msg_handler)(const char* message, uint32_t length, char*
                                      uint32_t answer_size);
 
 /* Sets the plug-in's handler, instead of any earlier one. Messages that arrive before the first are answered
- * with an empty text and status 0.
+ * with an empty text and status 0; a sender may take that, of a plug-in that has just started, for "not yet".
  * Returns  0; -1 if the handler is null, the object does not exist (zel_service_init comes first), or the
  *          caller's appid is unknown or lacks ability 2. Nothing is logged.
  * Threads  any; takes the global lock. */

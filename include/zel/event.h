@@ -41,7 +41,8 @@ ZEL_API int zel_event_subscribe(uint32_t event, zel_event_callback callback);
 ZEL_API int zel_event_unsubscribe(uint32_t event);
 
 /* Connects the receiver; zel_service_init does this for a plug-in with ability 5.
- * Returns  0, also when there is one that is served already; -1 if the bus cannot be reached or refuses (logged at level 3).
+ * Returns  0, also when there is one that is served already; -1 if the bus cannot be reached or refuses
+ *          (logged at level 3).
  * Threads  any; takes the global lock. */
 ZEL_API int zel_event_init(void);
 

@@ -133,14 +133,14 @@ ZEL_API int is_file_video(const char* name);
 /* Returns 1 if the program `mount` lists the path, or one that contains it, as of type vfat; else 0. */
 ZEL_API int is_type_fat(const char* path);
 
-/* What the router's "norva_db df PATH" prints. In commands here and below, a path of letters, digits and
+/* What the router's "norva_db df PATH" prints (found through PATH; a router box has none: put a script there). In commands here and below, a path of letters, digits and
  * "_-./+,:=@%" stands as it is; any other is quoted for the shell.
  * buffer   1024 bytes; receives the second line, or the first if there is no second
  * Returns  0 if two lines came, else -1; so too for a command over 511 bytes (logged at level 1). */
 ZEL_API int get_df_info(const char* path, char* buffer);
 
 /* Size of the file system that holds a directory, in MiB, from the program `df`. Its output goes through a file
- * in /var, which the caller needs the right to make.
+ * in /var, which the caller needs the right to make: where /var is root's, as in a router box, only root can.
  * used, total  receive the figures on success only
  * Returns      0 or -1; the reason is logged at level 2, except for output that is no table. */
 ZEL_API int getFsSize(const char* path, int64_t* used, int64_t* total);

@@ -1,22 +1,23 @@
 /* router.h: reading router information and changing its DNS servers.
  * Conventions common to all headers are in zel.h.
  *
- * Most calls ask the router's management interface with one HTTP request and take up to 10 seconds. Those about
- * DNS take up to twice 16 seconds for each request; setting and resetting make two. Each query exists as a vendor_ call too, without the permission check
- * and with all its results.
+ * Most calls ask the router's management interface with one HTTP request and take up to 10 seconds. Those
+ * about DNS take up to twice 16 seconds for each request; setting and resetting make two. Each query exists
+ * as a vendor_ call too, without the permission check and with all its results.
  *
  * What holds for every call:
  *  - Standard output gets what is exchanged with the management interface (setting and resetting DNS sends
- *    the PPPoE account's password, in clear) and what went wrong with it, with the router's own text. Refusals
- *    of the information calls are logged at level 3 under "[ZRAPI]".
+ *    the PPPoE account's password, in clear) and what went wrong with it, with the router's own text;
+ *    zel_debug does not turn this off. Refusals of the information calls are logged at level 3 under
+ *    "[ZRAPI]".
  *  - The router's answer has at most 9,999 characters; a longer one is a failure. A member that is missing or
  *    of another type is one too; what was filled before it stays filled.
  *  - Nothing is allocated for the caller. A call takes up to 32 KB of the calling thread's stack, up to
  *    128 KB if the router answers with a thousand lists inside one another.
- *  - Any thread may call, also a callback of the library, during which the global lock is
- *    held, so that the process neither receives nor sends anything on the bus meanwhile. The calls themselves
- *    take only locks of their own: those about DNS wait for each other, as one exchange with the router is not
- *    to mix with another's.
+ *  - Any thread may call, also a callback of the library, during which the global lock is held, so that the
+ *    process neither receives nor sends anything on the bus meanwhile. The calls themselves take only locks
+ *    of their own: those about DNS wait for each other, as one exchange with the router is not to mix with
+ *    another's.
  *  - libcurl's proxy variables count here too: where http_proxy is set, no_proxy must name the router. */
 #ifndef ZEL_ROUTER_H
 #define ZEL_ROUTER_H

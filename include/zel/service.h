@@ -20,8 +20,9 @@ struct ubus_context;
  * the event receiver (ability 5, see event.h). If either exists, one detached service thread serves them for
  * the life of the process.
  * Returns  0 on success, also without either ability, and on every call after the first, even if that failed;
- *          -1 if the appid is unknown, or the object or the receiver could not be made. What was set up
- *          before the failure stays.
+ *          -1 if the appid is unknown, or the object or the receiver could not be made. The object
+ *          comes first: if that fails (mostly because another process of the same appid has it), the receiver
+ *          is not tried. What was set up before the failure stays.
  * Threads  a call made while another thread is in its first waits for that one, then returns 0; so not with
  *          the global lock held. The service thread takes none of the plug-in's signals. */
 ZEL_API int zel_service_init(void);

@@ -10,7 +10,8 @@
  *  3. Results are int: 0 for success, -1 (or a code the call lists) for failure. Permission calls give codes
  *     of the 7000 range, download calls of the 8000 range.
  *  4. Records and output buffers belong to the caller. Text that a call hands out allocated says so; it is
- *     freed with zel_free or free.
+ *     freed with zel_free or free. After a failure outputs hold what the call says of it, else nothing to
+ *     rely on.
  *  5. Unless a call says otherwise it may be made by any thread. "Takes the global lock" means the one
  *     recursive lock of service.h: a call that takes it waits while another thread is in such a call or a
  *     handler runs.

@@ -26,7 +26,8 @@ class Section {
   Section() : table_(attach()), semid_(table_->semid) {
     // Before the lock: the semaphore that a table of zeros names is somebody else's.
     if (!is_filled(*table_))
-      throw Failure(kFailed, "the permission table is not initialised", "Run: zelctl perm init");
+      throw Failure(kFailed, "the permission table is not initialised",
+                    "On the router, run: zelctl perm init. On a PC, run zelctl inside a router box.");
     locked_ = perm_common_sem_p(semid_) == 0;
   }
   ~Section() {
