@@ -104,7 +104,8 @@ TEST_F(Zelctl, WritesNothingFromATableThatWasNeverFilled) {
   ASSERT_EQ(semctl(0, 0, SETVAL, 0), 0)
       << "a table of zeros names this one; whoever waits for it waits for ever";
   static const Case kCases[] = {
-      {"insert", "$Z perm insert 7 --name x --uid 7", 3, "not initialised\nRun: zelctl perm init"},
+      {"insert", "$Z perm insert 7 --name x --uid 7", 3,
+       "not initialised\nOn the router, run: zelctl perm init"},
       {"what to do", "$Z perm init && $Z perm show 1001", 0, "everything"},
   };
   check(kCases);
