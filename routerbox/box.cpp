@@ -80,7 +80,8 @@ class Box {
       fail_errno("cannot make /etc/norva");
     if (!options_.packages.empty()) write_file(kPackageFile, plan_.packages_text, 0644);
     if (!options_.permissions.empty()) write_file(kPermissionFile, plan_.permissions_text, 0644);
-    if (!options_.start.empty() || !options_.as.empty()) let_plugins_through();
+    // Also for a command that becomes a plug-in's user by itself.
+    if (!plan_.packages.empty()) let_plugins_through();
     // Entered anew, since the old one may lie below a private folder by now.
     if (::chdir(plan_.folder.c_str()) != 0 && ::chdir("/") != 0) fail_errno("cannot enter /");
   }
