@@ -23,41 +23,31 @@ zel_partition_info partitions[2];
 int none = 0;
 int two = 2;
 
-// Each guarded call, rightly called for 0 and wrongly for other numbers.
-int device_name(int bad) {
-  return zel_get_device_name(bad ? nullptr : text, 8);
-}
-int device_id(int bad) {
-  return zel_get_device_id(bad ? nullptr : text, 8);
-}
-int wan_speed(int bad) {
-  return zel_get_wan_speed(bad ? nullptr : &speed);
-}
-int wan_status(int bad) {
-  return zel_get_wan_status(bad ? nullptr : &status);
-}
 int* count(int bad) {
   return bad == 2 ? nullptr : bad == 3 ? &none : &two;
 }
-int wifi_info(int bad) {
-  return zel_get_wifi_info(bad == 1 ? nullptr : networks, count(bad));
-}
-int partition_info(int bad) {
-  return zel_get_partition_info(bad == 1 ? nullptr : partitions, count(bad));
-}
 
+// Each guarded call, rightly called for 0 and wrongly for other numbers.
 const struct Call {
   const char* name;
-  int (*call)(int);
+  int (*call)(int bad);
   int ability, argument_line, permission_line, bad;
   const char* complaint;
 } kCalls[] = {
-    {"zel_get_device_name", device_name, 6, 32, 36, 1, "NULL name buf\n\n"},
-    {"zel_get_device_id", device_id, 6, 53, 57, 1, "NULL device_id buf\n\n"},
-    {"zel_get_wan_speed", wan_speed, 7, 74, 78, 1, "NULL param\n\n"},
-    {"zel_get_wan_status", wan_status, 7, 93, 97, 1, "NULL param\n\n"},
-    {"zel_get_wifi_info", wifi_info, 8, 112, 116, 3, "invalid param\n\n"},
-    {"zel_get_partition_info", partition_info, 14, 131, 135, 3, "invalid param\n\n"},
+    {"zel_get_device_name", [](int bad) { return zel_get_device_name(bad ? nullptr : text, 8); }, 6, 32, 36,
+     1, "NULL name buf\n\n"},
+    {"zel_get_device_id", [](int bad) { return zel_get_device_id(bad ? nullptr : text, 8); }, 6, 53, 57, 1,
+     "NULL device_id buf\n\n"},
+    {"zel_get_wan_speed", [](int bad) { return zel_get_wan_speed(bad ? nullptr : &speed); }, 7, 74, 78, 1,
+     "NULL param\n\n"},
+    {"zel_get_wan_status", [](int bad) { return zel_get_wan_status(bad ? nullptr : &status); }, 7, 93, 97, 1,
+     "NULL param\n\n"},
+    {"zel_get_wifi_info",
+     [](int bad) { return zel_get_wifi_info(bad == 1 ? nullptr : networks, count(bad)); }, 8, 112, 116, 3,
+     "invalid param\n\n"},
+    {"zel_get_partition_info",
+     [](int bad) { return zel_get_partition_info(bad == 1 ? nullptr : partitions, count(bad)); }, 14, 131,
+     135, 3, "invalid param\n\n"},
 };
 
 // What a refused call logs, without the time, in the long and the short form.
