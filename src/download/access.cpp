@@ -1,19 +1,21 @@
 #include "download/access.h"
 
+#include <zel/perm.h>
+
 #include <cstring>
 
-#include "perm/permit.h"
 #include "service/log.h"
 
 namespace {
 
 int check(const char* who, char (&appid)[PERM_APPID_SIZE]) {
   memset(appid, 0, 4);
-  const zel::Permit permit = zel::ask_permit(ability_download, appid);
-  ZEL_TRACE_AS(who, "[ZEL]", "get_id_ret:%d  appid:%s \n", permit.found, appid);
-  if (permit.found != 0) return -1;
-  ZEL_TRACE_AS(who, "[ZEL]", "perm_check_ret:%d\n", permit.granted);
-  return permit.granted == 0 ? 0 : -1;
+  const int found = perm_get_id(appid);
+  ZEL_TRACE_AS(who, "[ZEL]", "get_id_ret:%d  appid:%s \n", found, appid);
+  if (found != 0) return -1;
+  const int granted = perm_check(ability_download, appid);
+  ZEL_TRACE_AS(who, "[ZEL]", "perm_check_ret:%d\n", granted);
+  return granted == 0 ? 0 : -1;
 }
 
 }  // namespace

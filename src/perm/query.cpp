@@ -3,7 +3,6 @@
 
 #include <cctype>
 
-#include "perm/permit.h"
 #include "perm/shared_table.h"
 #include "service/log.h"
 
@@ -67,17 +66,4 @@ int perm_check(uint32_t ability, const char* appid) {
     return PERM_BAD_ARGUMENT;
   }
   return ask_table([&](const perm_table& table) { return find_grant(table, ability, appid); });
-}
-
-zel::Permit zel::ask_permit(uint32_t ability, char* appid) noexcept {
-  int granted = 0;
-  bool asked = false;
-  const int found = ask_table([&](const perm_table& table) {
-    const int result = find_id(table, appid);
-    asked = result == 0 && all_digits(appid);
-    if (asked) granted = find_grant(table, ability, appid);
-    return result;
-  });
-  if (found == 0 && !asked) granted = perm_check(ability, appid);  // It says what is wrong with the appid.
-  return {found, granted};
 }

@@ -70,16 +70,6 @@ uint32_t peer_of(const Bytes& frame) {
   return be32_to_cpu(header_of(frame).peer);
 }
 
-uint32_t number_of(const Bytes& frame, int id) {
-  blob_attr* attr = nullptr;
-  size_t rem = 0;
-  if (frame.empty()) return UINT32_MAX;
-  blob_for_each_attr(attr, outer(frame), rem) {
-    if (static_cast<int>(blob_id(attr)) == id && blob_len(attr) == 4) return blob_get_u32(attr);
-  }
-  return UINT32_MAX;
-}
-
 Bytes operator+(Bytes first, const Bytes& second) {
   first.insert(first.end(), second.begin(), second.end());
   return first;

@@ -26,8 +26,6 @@ Bytes invoke(uint16_t seq, uint32_t caller, uint32_t object, const char* method)
 int type_of(const Bytes& frame);
 uint16_t seq_of(const Bytes& frame);
 uint32_t peer_of(const Bytes& frame);
-// A number among the message attributes; 0xffffffff when absent.
-uint32_t number_of(const Bytes& frame, int id);
 Bytes operator+(Bytes first, const Bytes& second);
 
 // A wait in the script or in the test takes at most ten seconds; then the test fails.
