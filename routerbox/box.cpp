@@ -8,6 +8,7 @@
 #include <chrono>
 #include <filesystem>
 #include <iostream>
+#include <set>
 
 #include "bus.h"
 #include "mounts.h"
@@ -135,23 +136,23 @@ class Box {
     if (options_.no_broker || !package.may_receive_cloud_messages()) return;
     const std::string object = "zel_" + plugin.appid;
     const ObjectWait waited = wait_for_object(processes_, object, process, kObjectLimit);
+    if (waited == ObjectWait::kOwnerEnded) tell_of_end(plugins_.size() - 1);
     if (waited == ObjectWait::kLimit)
       say(plugin.appid + " has made no bus object " + object + " so far; going on without it");
-    if (waited == ObjectWait::kOwnerEnded)
-      say(plugin.appid + " ended before it made its bus object " + object + ", " + end_of(process));
   }
 
-  std::string end_of(pid_t process) const {
-    const int status = *processes_.ended(process);
-    return status > 128 ? "killed by signal " + std::to_string(status - 128)
-                        : "with status " + std::to_string(status);
+  // What a plug-in's own lines may not tell: that it is not there any more. Once for each.
+  void tell_of_end(size_t plugin) {
+    const int status = *processes_.ended(plugins_[plugin]);
+    if (!told_.insert(plugin).second) return;
+    say(options_.start[plugin].appid + " has ended, " +
+        (status > 128 ? "killed by signal " + std::to_string(status - 128)
+                      : "with status " + std::to_string(status)));
   }
 
-  // What a plug-in's own lines may not tell: that it is not there any more.
-  void tell_of_failed_plugins() const {
+  void tell_of_failed_plugins() {
     for (size_t i = 0; i < plugins_.size(); ++i) {
-      if (processes_.ended(plugins_[i]).value_or(0) != 0)
-        say(options_.start[i].appid + " ended before the command, " + end_of(plugins_[i]));
+      if (processes_.ended(plugins_[i]).value_or(0) != 0) tell_of_end(i);
     }
   }
 
@@ -181,7 +182,8 @@ class Box {
   pid_t router_ = 0;
   pid_t files_ = 0;
   DownloadServers downloads_;
-  std::vector<pid_t> plugins_;
+  std::vector<pid_t> plugins_;  // in the order of options_.start
+  std::set<size_t> told_;       // of them, whose end was told
 };
 
 std::string find_broker(const Options& options, const std::string& own) {
