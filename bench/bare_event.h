@@ -1,6 +1,5 @@
 /* bare_event.h: an event as programs send and hear it that use libubus alone. */
-#ifndef BENCH_BARE_EVENT_H
-#define BENCH_BARE_EVENT_H
+#pragma once
 
 #ifdef __cplusplus
 extern "C" {
@@ -14,6 +13,4 @@ int bare_send(const char* text);
 
 #ifdef __cplusplus
 }
-#endif
-
 #endif

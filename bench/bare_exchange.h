@@ -1,6 +1,5 @@
 /* bare_exchange.h: a cloud message sent without the library. */
-#ifndef BENCH_BARE_EXCHANGE_H
-#define BENCH_BARE_EXCHANGE_H
+#pragma once
 
 #ifdef __cplusplus
 extern "C" {
@@ -12,6 +11,4 @@ char* bare_exchange(const char* target, const char* message);
 
 #ifdef __cplusplus
 }
-#endif
-
 #endif

@@ -8,8 +8,8 @@
 #include <memory>
 #include <random>
 
+#include <zel/util.h>
 #include "pairs.h"
-#include "zel/util.h"
 
 namespace {
 

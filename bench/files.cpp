@@ -9,8 +9,8 @@
 #include <string>
 #include <vector>
 
+#include <zel/file.h>
 #include "pairs.h"
-#include "zel/file.h"
 
 namespace {
 

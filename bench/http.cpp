@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
+#include <zel/http.h>
 #include "canned_server.h"
 #include "pairs.h"
-#include "zel/http.h"
 
 // The program's own allocator counts and passes on to the C library's. The names are that library's.
 extern "C" {

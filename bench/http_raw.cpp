@@ -14,9 +14,9 @@
 #include <string>
 #include <vector>
 
+#include <zel/http_raw.h>
 #include "canned_server.h"
 #include "pairs.h"
-#include "zel/http_raw.h"
 
 namespace {
 

@@ -13,8 +13,8 @@
 #include <random>
 #include <vector>
 
+#include <zel/mempool.h>
 #include "pairs.h"
-#include "zel/mempool.h"
 #ifdef WITH_APR
 #include <apr_pools.h>
 #endif

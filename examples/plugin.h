@@ -1,6 +1,5 @@
 /* plugin.h: how every example begins. */
-#ifndef EXAMPLES_PLUGIN_H
-#define EXAMPLES_PLUGIN_H
+#pragma once
 
 #include <stdio.h>
 #include <unistd.h>
@@ -17,5 +16,3 @@ static inline int begin_plugin(const char* program, char appid[PERM_APPID_SIZE])
           program, (unsigned)getuid());
   return -1;
 }
-
-#endif

@@ -1,6 +1,5 @@
 // task_list.h: how the examples about downloads show tasks.
-#ifndef EXAMPLES_TASK_LIST_H
-#define EXAMPLES_TASK_LIST_H
+#pragma once
 
 #include <cstdio>
 #include <vector>
@@ -37,5 +36,3 @@ inline bool print_tasks() {
   for (const task_info& task : tasks) print_task(task);
   return true;
 }
-
-#endif

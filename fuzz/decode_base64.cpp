@@ -1,5 +1,5 @@
+#include <zel/util.h>
 #include "input.h"
-#include "zel/util.h"
 
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const int length = static_cast<int>(size);

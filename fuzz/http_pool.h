@@ -1,9 +1,9 @@
 // What the targets of the client on plain sockets share.
 #pragma once
 
+#include <zel/http_raw.h>
 #include "input.h"
 #include "support/pool.h"
-#include "zel/http_raw.h"
 
 // Takes a line off a text.
 inline std::string take_line(std::string* text) {

@@ -1,7 +1,7 @@
 #include <cstring>
 
+#include <zel/util.h>
 #include "input.h"
-#include "zel/util.h"
 
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
   const std::string input = text_of(data, size);

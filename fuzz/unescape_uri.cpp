@@ -1,5 +1,5 @@
+#include <zel/util.h>
 #include "input.h"
-#include "zel/util.h"
 
 // The first byte is the type.
 int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {

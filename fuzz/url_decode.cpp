@@ -1,5 +1,5 @@
+#include <zel/util.h>
 #include "input.h"
-#include "zel/util.h"
 
 namespace {
 

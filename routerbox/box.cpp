@@ -75,16 +75,15 @@ class Box {
     for (const PrivateFolder& folder : kPrivateFolders) make_private(folder, keep);
     write_file("/etc/passwd", with_accounts(passwd, plan_.packages), 0644);
     write_file("/etc/group", with_groups(group, plan_.packages), 0644);
-    if (::mkdir("/dev/shm", 01777) != 0 || ::chmod("/dev/shm", 01777) != 0)
-      fail_errno("cannot make /dev/shm");
-    if (::mkdir("/etc/norva", 0755) != 0 || ::chmod("/etc/norva", 0755) != 0)
+    if (mkdir("/dev/shm", 01777) != 0 || chmod("/dev/shm", 01777) != 0) fail_errno("cannot make /dev/shm");
+    if (mkdir("/etc/norva", 0755) != 0 || chmod("/etc/norva", 0755) != 0)
       fail_errno("cannot make /etc/norva");
     if (!options_.packages.empty()) write_file(kPackageFile, plan_.packages_text, 0644);
     if (!options_.permissions.empty()) write_file(kPermissionFile, plan_.permissions_text, 0644);
     // Also for a command that becomes a plug-in's user by itself.
     if (!plan_.packages.empty()) let_plugins_through();
     // Entered anew, since the old one may lie below a private folder by now.
-    if (::chdir(plan_.folder.c_str()) != 0 && ::chdir("/") != 0) fail_errno("cannot enter /");
+    if (chdir(plan_.folder.c_str()) != 0 && chdir("/") != 0) fail_errno("cannot enter /");
   }
 
   std::vector<std::string> programs() const {
@@ -120,13 +119,13 @@ class Box {
   }
 
   static void bring_loopback_up() {
-    const Descriptor socket(::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    const Descriptor probe(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
     ifreq request{};
     std::strncpy(request.ifr_name, "lo", IFNAMSIZ - 1);
-    if (!socket || ::ioctl(socket.get(), SIOCGIFFLAGS, &request) != 0)
+    if (!probe || ioctl(probe.get(), SIOCGIFFLAGS, &request) != 0)
       fail_errno("cannot find the box's loopback");
     request.ifr_flags = static_cast<short>(request.ifr_flags | IFF_UP);
-    if (::ioctl(socket.get(), SIOCSIFFLAGS, &request) != 0) fail_errno("cannot bring the box's loopback up");
+    if (ioctl(probe.get(), SIOCSIFFLAGS, &request) != 0) fail_errno("cannot bring the box's loopback up");
   }
 
   void start_plugin(const Background& plugin, const std::string& program) {

@@ -22,28 +22,28 @@ constexpr milliseconds kBetweenTries(2);
 constexpr const char* kSockets[] = {"/var/run/ubus/ubus.sock", "/var/run/ubus.sock"};
 
 bool accepts(const char* path) {
-  const Descriptor end(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  const Descriptor end(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   std::strncpy(address.sun_path, path, sizeof address.sun_path - 1);
-  return ::connect(end.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+  return connect(end.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
 }
 
 struct FreeConnection {
-  void operator()(ubus_context* connection) const { ::ubus_free(connection); }
+  void operator()(ubus_context* connection) const { ubus_free(connection); }
 };
 
 // In a process of its own: the bus library waits without limit for a broker that stays silent, and changes
 // signal handling.
 int find_object(const std::string& name) {
   while (true) {
-    const std::unique_ptr<ubus_context, FreeConnection> bus(::ubus_connect(nullptr));
+    const std::unique_ptr<ubus_context, FreeConnection> bus(ubus_connect(nullptr));
     while (bus && !bus->sock.eof) {
       uint32_t id = 0;
-      if (::ubus_lookup_id(bus.get(), name.c_str(), &id) == 0) return 0;
-      ::usleep(std::chrono::microseconds(kBetweenTries).count());
+      if (ubus_lookup_id(bus.get(), name.c_str(), &id) == 0) return 0;
+      usleep(std::chrono::microseconds(kBetweenTries).count());
     }
-    ::usleep(std::chrono::microseconds(kBetweenTries).count());
+    usleep(std::chrono::microseconds(kBetweenTries).count());
   }
 }
 
@@ -60,7 +60,7 @@ ObjectWait wait_for_object(Processes& processes, const std::string& name, pid_t 
   const pid_t finder = processes.start_task([&] { return find_object(name); });
   processes.serve([&] { return processes.ended(finder) || processes.ended(owner); }, limit);
   if (processes.ended(finder)) return ObjectWait::kFound;
-  ::kill(finder, SIGKILL);
+  kill(finder, SIGKILL);
   processes.serve([&] { return processes.ended(finder).has_value(); }, kStopLimit);
   return processes.ended(owner) ? ObjectWait::kOwnerEnded : ObjectWait::kLimit;
 }

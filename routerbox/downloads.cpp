@@ -82,12 +82,12 @@ Downloads find_downloads(const std::string& own_folder, const std::string& folde
 }
 
 DownloadServers start_downloads(Processes& processes, const Downloads& downloads) {
-  if (::mkdir(kDownloadsFolder, 0755) != 0 || ::chmod(kDownloadsFolder, 0755) != 0)
+  if (mkdir(kDownloadsFolder, 0755) != 0 || chmod(kDownloadsFolder, 0755) != 0)
     fail_errno(std::string("cannot make ") + kDownloadsFolder);
   const std::string kept = downloads.folder.empty() ? kDownloadsFolder : downloads.folder;
   const std::string session = kept + "/session";
   // The daemon insists on the file it is to read.
-  if (!Descriptor(::open(session.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644)))
+  if (!Descriptor(open(session.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644)))
     fail_errno("cannot write " + session, "--downloads must name a folder that can be written");
   const std::string advice = std::string("look at ") + kDownloadsFolder + "/daemon.log";
   DownloadServers servers;

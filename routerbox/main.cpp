@@ -32,22 +32,22 @@ sigset_t awaited_signals() {
 [[noreturn]] void be_process_one(const Plan& plan, Descriptor control, const sigset_t& mask) {
   int status = kBoxFailed;
   try {
-    if (::prctl(PR_SET_PDEATHSIG, SIGKILL) != 0) fail_errno("cannot tie the box to its caller");
+    if (prctl(PR_SET_PDEATHSIG, SIGKILL) != 0) fail_errno("cannot tie the box to its caller");
     status = run_box(plan, std::move(control), mask);
   } catch (const std::exception& error) {
     status = told(error);
   }
   std::cout << std::flush;
-  ::_exit(status);
+  _exit(status);
 }
 
 int watch(pid_t box, int control, const sigset_t& signals) {
   while (true) {
     siginfo_t news{};
-    if (::sigwaitinfo(&signals, &news) < 0) continue;
+    if (sigwaitinfo(&signals, &news) < 0) continue;
     int status = 0;
     if (news.si_signo == SIGCHLD) {
-      if (::waitpid(box, &status, WNOHANG) != box) continue;
+      if (waitpid(box, &status, WNOHANG) != box) continue;
       if (WIFEXITED(status)) return WEXITSTATUS(status);
       throw Failure("the box was ended by signal " + std::to_string(WTERMSIG(status)));
     }
@@ -68,18 +68,18 @@ int run(int argc, char** argv) {
   const Plan plan = make_plan(read_options(argc, argv));
   const sigset_t signals = awaited_signals();
   sigset_t before;
-  ::sigprocmask(SIG_BLOCK, &signals, &before);
-  ::signal(SIGCHLD, SIG_DFL);  // an inherited "ignore" would hide the box's end
+  sigprocmask(SIG_BLOCK, &signals, &before);
+  signal(SIGCHLD, SIG_DFL);  // an inherited "ignore" would hide the box's end
   enter_namespaces(highest_uid(plan));
   Pipe control = make_pipe();
-  const pid_t box = ::fork();
+  const pid_t box = fork();
   if (box < 0) fail_errno("cannot start the box");
   if (box == 0) {
     control.write.close();
     be_process_one(plan, std::move(control.read), before);
   }
   control.read.close();
-  ::signal(SIGPIPE, SIG_IGN);  // after the fork, so that no program in the box inherits it
+  signal(SIGPIPE, SIG_IGN);  // after the fork, so that no program in the box inherits it
   return watch(box, control.write.get(), signals);
 }
 
@@ -95,5 +95,5 @@ int main(int argc, char** argv) {
   }
   // Not through exit(): this process can start no other once process 1 has ended, and the sanitizers' leak
   // check at exit, which needs one, would change the status.
-  ::_exit(status);
+  _exit(status);
 }

@@ -24,14 +24,14 @@ Management find_management(const std::string& own_folder, const std::string& sta
   if (!state_file.empty()) management.state = read_file(state_file, "--router takes a readable file or none");
   if (log_file.empty()) return management;
   // Made here, because only what exists on the host can stay visible in the box.
-  const Descriptor log(::open(log_file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644));
+  const Descriptor log(open(log_file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644));
   if (!log) fail_errno("cannot open " + log_file, "--router-log must name a file that can be written");
   management.log = fs::absolute(log_file).lexically_normal();
   return management;
 }
 
 pid_t start_management(Processes& processes, const Management& management) {
-  if (::mkdir(kRouterFolder, 0755) != 0 || ::chmod(kRouterFolder, 0755) != 0)
+  if (mkdir(kRouterFolder, 0755) != 0 || chmod(kRouterFolder, 0755) != 0)
     fail_errno(std::string("cannot make ") + kRouterFolder);
   if (!management.state.empty()) write_file(kRouterState, management.state, 0644);
   put_tools(management.tools, management.program, kRouterState, kRouterFolder);

@@ -65,7 +65,7 @@ std::string find_tool(const IdTool& tool) {
 std::vector<IdRange> granted(const IdTool& tool, const std::string& name, uid_t highest_id) {
   std::ifstream file(tool.table);
   const std::string table((std::istreambuf_iterator<char>(file)), {});
-  std::vector<IdRange> ranges = ranges_of(table, name, ::getuid());
+  std::vector<IdRange> ranges = ranges_of(table, name, getuid());
   // Behind every range there is, so that no two users share ids.
   const std::string more = std::to_string(first_free_id(table)) + "-" +
                            std::to_string(first_free_id(table) + std::max(highest_id, 65535U));
@@ -86,31 +86,31 @@ pid_t start_mapper(const IdTool& tool, pid_t owner, std::vector<std::string> map
   std::vector<std::string> words{program, std::to_string(owner)};
   words.insert(words.end(), map.begin(), map.end());
   const std::vector<char*> arguments = exec_arguments(words);
-  const pid_t child = ::fork();
+  const pid_t child = fork();
   if (child < 0) fail_errno("cannot start a process");
   if (child > 0) return child;
   char byte = 0;
-  if (retry([&] { return ::read(go, &byte, 1); }) == 1) ::execv(program.c_str(), arguments.data());
-  ::_exit(kNotExecutable);
+  if (retry([&] { return read(go, &byte, 1); }) == 1) execv(program.c_str(), arguments.data());
+  _exit(kNotExecutable);
 }
 
 bool succeeded(pid_t child) {
   int status = 0;
-  return retry([&] { return ::waitpid(child, &status, 0); }) == child && status == 0;
+  return retry([&] { return waitpid(child, &status, 0); }) == child && status == 0;
 }
 
 void enter_user_namespace(uid_t highest_id) {
-  const passwd* const account = ::getpwuid(::getuid());
-  const std::string name = account != nullptr ? account->pw_name : std::to_string(::getuid());
+  const passwd* const account = getpwuid(getuid());
+  const std::string name = account != nullptr ? account->pw_name : std::to_string(getuid());
   find_tool(kUidTool);
   find_tool(kGidTool);
   const std::vector<IdRange> uids = granted(kUidTool, name, highest_id);
   const std::vector<IdRange> gids = granted(kGidTool, name, highest_id);
 
   Pipe go = make_pipe();
-  const pid_t uid_mapper = start_mapper(kUidTool, ::getpid(), map_arguments(::getuid(), uids), go.read.get());
-  const pid_t gid_mapper = start_mapper(kGidTool, ::getpid(), map_arguments(::getgid(), gids), go.read.get());
-  const int entered = ::unshare(CLONE_NEWUSER);
+  const pid_t uid_mapper = start_mapper(kUidTool, getpid(), map_arguments(getuid(), uids), go.read.get());
+  const pid_t gid_mapper = start_mapper(kGidTool, getpid(), map_arguments(getgid(), gids), go.read.get());
+  const int entered = unshare(CLONE_NEWUSER);
   const int error = errno;
   if (entered == 0) write_all(go.write.get(), "go");
   go.write.close();
@@ -122,16 +122,16 @@ void enter_user_namespace(uid_t highest_id) {
         std::string(mapped_uids ? kGidTool.program : kUidTool.program) +
         " refused to map the ids; it must be set-uid root, on a file system mounted without nosuid: "
         "sudo apt-get install --reinstall uidmap");
-  if (::setresgid(0, 0, 0) != 0 || ::setresuid(0, 0, 0) != 0)
+  if (setresgid(0, 0, 0) != 0 || setresuid(0, 0, 0) != 0)
     fail_errno("cannot become root of the user namespace");
 }
 
 }  // namespace
 
 void enter_namespaces(uid_t highest_id) {
-  const bool root = ::geteuid() == 0;
+  const bool root = geteuid() == 0;
   if (!root) enter_user_namespace(highest_id);
-  if (::unshare(kBoxNamespaces) == 0) return;
+  if (unshare(kBoxNamespaces) == 0) return;
   fail_errno("cannot make namespaces",
              root ? "this root lacks CAP_SYS_ADMIN; start the container with --privileged or run outside it"
                   : switched_off());

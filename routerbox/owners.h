@@ -39,7 +39,7 @@ struct Pipe {
 
 inline Pipe make_pipe() {
   int ends[2];
-  if (::pipe2(ends, O_CLOEXEC) != 0) fail_errno("cannot make a pipe");
+  if (pipe2(ends, O_CLOEXEC) != 0) fail_errno("cannot make a pipe");
   return {Descriptor(ends[0]), Descriptor(ends[1])};
 }
 

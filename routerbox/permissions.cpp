@@ -27,7 +27,7 @@ constexpr Meaning kMeanings[] = {
 }  // namespace
 
 void fill_permission_table() {
-  const int code = ::perm_init();
+  const int code = perm_init();
   if (code == 0) return;
   const Meaning* const row = std::find_if(std::begin(kMeanings), std::end(kMeanings),
                                           [&](const Meaning& meaning) { return meaning.code == code; });

@@ -21,19 +21,19 @@ struct Streams {
 };
 
 Streams background_streams() {
-  Streams streams{Descriptor(::open("/dev/null", O_RDONLY | O_CLOEXEC)), make_pipe(), make_pipe()};
+  Streams streams{Descriptor(open("/dev/null", O_RDONLY | O_CLOEXEC)), make_pipe(), make_pipe()};
   if (!streams.input) fail_errno("cannot open /dev/null");
   return streams;
 }
 
 bool take_streams(const Streams& streams) {
-  return ::dup2(streams.input.get(), STDIN_FILENO) >= 0 &&
-         ::dup2(streams.output.write.get(), STDOUT_FILENO) >= 0 &&
-         ::dup2(streams.errors.write.get(), STDERR_FILENO) >= 0 && ::setsid() >= 0;
+  return dup2(streams.input.get(), STDIN_FILENO) >= 0 &&
+         dup2(streams.output.write.get(), STDOUT_FILENO) >= 0 &&
+         dup2(streams.errors.write.get(), STDERR_FILENO) >= 0 && setsid() >= 0;
 }
 
 bool become(uid_t uid) {
-  return ::setgroups(0, nullptr) == 0 && ::setresgid(uid, uid, uid) == 0 && ::setresuid(uid, uid, uid) == 0;
+  return setgroups(0, nullptr) == 0 && setresgid(uid, uid, uid) == 0 && setresuid(uid, uid, uid) == 0;
 }
 
 // In the new child: becomes the program, or tells why not on `report`: the exit status, then the text.
@@ -47,12 +47,12 @@ bool become(uid_t uid) {
   } else if (launch.uid && !become(*launch.uid)) {
     text = "cannot become uid " + std::to_string(*launch.uid) + ": " + std::strerror(errno);
   } else {
-    ::execv(launch.program.c_str(), arguments.data());
+    execv(launch.program.c_str(), arguments.data());
     status = errno == ENOENT ? kNotFound : kNotExecutable;
     text = explain_exec(launch.program, errno);
   }
   write_all(report, status + text);
-  ::_exit(status);
+  _exit(status);
 }
 
 int shell_status(int status) {
@@ -66,15 +66,15 @@ Processes::Processes(Descriptor control, const sigset_t& mask) : control_(std::m
   sigfillset(&all);
   sigemptyset(&children);
   sigaddset(&children, SIGCHLD);
-  ::sigprocmask(SIG_BLOCK, &all, nullptr);
-  signals_ = Descriptor(::signalfd(-1, &children, SFD_CLOEXEC | SFD_NONBLOCK));
+  sigprocmask(SIG_BLOCK, &all, nullptr);
+  signals_ = Descriptor(signalfd(-1, &children, SFD_CLOEXEC | SFD_NONBLOCK));
   if (!signals_) fail_errno("cannot watch for ended processes");
 }
 
 pid_t Processes::fork_child() {
-  const pid_t child = ::fork();
+  const pid_t child = fork();
   if (child < 0) fail_errno("cannot start a process in the box");
-  if (child == 0) ::sigprocmask(SIG_SETMASK, &mask_, nullptr);
+  if (child == 0) sigprocmask(SIG_SETMASK, &mask_, nullptr);
   return child;
 }
 
@@ -98,7 +98,7 @@ pid_t Processes::start(const Launch& launch) {
 
 pid_t Processes::start_task(const std::function<int()>& body) {
   const pid_t child = fork_child();
-  if (child == 0) ::_exit(body());
+  if (child == 0) _exit(body());
   return child;
 }
 
@@ -111,7 +111,7 @@ bool Processes::serve(const std::function<bool()>& done, std::optional<Limit> li
     for (const LineRelay& relay : relays_) watched.push_back({relay.descriptor(), POLLIN, 0});
     const auto left = std::chrono::ceil<Limit>(end - Clock::now());
     if (limit && left.count() <= 0) return false;
-    const int ready = ::poll(watched.data(), watched.size(), limit ? static_cast<int>(left.count()) : -1);
+    const int ready = poll(watched.data(), watched.size(), limit ? static_cast<int>(left.count()) : -1);
     if (ready < 0 && errno != EINTR) fail_errno("cannot wait for the box's processes");
     if (watched[0].revents != 0) take_signals();
     collect();
@@ -123,18 +123,17 @@ bool Processes::serve(const std::function<bool()>& done, std::optional<Limit> li
 void Processes::take_signals() {
   unsigned char number = 0;
   // Nobody is left outside. Process 1 ends, and the kernel ends the rest.
-  if (retry([&] { return ::read(control_.get(), &number, 1); }) != 1) ::_exit(kBoxFailed);
+  if (retry([&] { return read(control_.get(), &number, 1); }) != 1) _exit(kBoxFailed);
   if (target_ == 0) throw Failure("stopped by a signal before the command ran", kKilledBase + number);
-  if (!ended(target_)) ::kill(target_, number);
+  if (!ended(target_)) kill(target_, number);
 }
 
 void Processes::collect() {
   signalfd_siginfo news;
-  while (::read(signals_.get(), &news, sizeof news) > 0) {
+  while (read(signals_.get(), &news, sizeof news) > 0) {
   }
   int status = 0;
-  for (pid_t process; (process = ::waitpid(-1, &status, WNOHANG)) > 0;)
-    ended_[process] = shell_status(status);
+  for (pid_t process; (process = waitpid(-1, &status, WNOHANG)) > 0;) ended_[process] = shell_status(status);
 }
 
 void Processes::pump_relays() {
@@ -152,7 +151,7 @@ void Processes::stop(const std::vector<pid_t>& processes, Limit limit) {
   };
   const auto signal_all = [&](int number) {
     for (const pid_t process : processes)
-      if (!ended(process)) ::kill(-process, number);
+      if (!ended(process)) kill(-process, number);
   };
   signal_all(SIGTERM);
   if (!serve(all_ended, limit)) {

@@ -23,7 +23,7 @@ bool is_file(const fs::path& path) {
 }
 
 bool executable(const fs::path& path) {
-  return ::access(path.c_str(), X_OK) == 0;
+  return access(path.c_str(), X_OK) == 0;
 }
 
 std::string octal(mode_t mode) {
@@ -88,7 +88,7 @@ std::vector<char*> exec_arguments(std::vector<std::string>& words) {
 }
 
 std::string explain_exec(const std::string& program, int error) {
-  const std::string subject = program + " cannot be executed by uid " + std::to_string(::geteuid());
+  const std::string subject = program + " cannot be executed by uid " + std::to_string(geteuid());
   if (error != EACCES) {
     const std::string hint = error == ENOENT ? "; it or the interpreter it names is missing" : "";
     return subject + ": " + std::strerror(error) + hint;
@@ -97,7 +97,7 @@ std::string explain_exec(const std::string& program, int error) {
   for (const fs::path& part : fs::path(program)) {
     walked /= part;
     struct stat status {};
-    if (::stat(walked.c_str(), &status) != 0 || ::eaccess(walked.c_str(), X_OK) != 0)
+    if (stat(walked.c_str(), &status) != 0 || eaccess(walked.c_str(), X_OK) != 0)
       return subject + ": " + walked.string() + " (mode " + octal(status.st_mode) + ", owner " +
              std::to_string(status.st_uid) + ") does not let it through; run chmod o+x " + walked.string() +
              " or move the program to a folder that every user may enter";

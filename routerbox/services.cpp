@@ -33,12 +33,12 @@ pid_t start_service(Processes& processes, const Launch& launch, const Service& s
 }
 
 bool port_accepts(uint16_t port) {
-  const Descriptor end(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  const Descriptor end(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_port = htons(port);
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  return ::connect(end.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+  return connect(end.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
 }
 
 }  // namespace routerbox

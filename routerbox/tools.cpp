@@ -27,7 +27,7 @@ std::string find_tool(const std::string& name) {
 }
 
 void make_folder(const std::string& path) {
-  if (::mkdir(path.c_str(), 0755) != 0 || ::chmod(path.c_str(), 0755) != 0) fail_errno("cannot make " + path);
+  if (mkdir(path.c_str(), 0755) != 0 || chmod(path.c_str(), 0755) != 0) fail_errno("cannot make " + path);
 }
 
 // The router's disks are not the host's: a device the host has is the real blkid's, any other the router's.
@@ -61,10 +61,10 @@ void put_tools(const Tools& tools, const std::string& boxrouter, const std::stri
   write_file(daemon + "/norva_daemon_shell", "#!/bin/sh\nexec " + router + " --daemon \"$*\"\n", 0755);
   make_folder(busybox);
   for (const char* tool : kBusyboxTools)
-    if (!tools.busybox.empty() && ::symlink(tools.busybox.c_str(), (busybox + "/" + tool).c_str()) != 0)
+    if (!tools.busybox.empty() && symlink(tools.busybox.c_str(), (busybox + "/" + tool).c_str()) != 0)
       fail_errno("cannot make a link in " + busybox);
   const char* const path = std::getenv("PATH");
-  ::setenv("PATH", (bin + ":" + (path != nullptr ? path : "/usr/local/bin:/usr/bin:/bin")).c_str(), 1);
+  setenv("PATH", (bin + ":" + (path != nullptr ? path : "/usr/local/bin:/usr/bin:/bin")).c_str(), 1);
 }
 
 }  // namespace routerbox

@@ -27,7 +27,7 @@ std::string name_of(unsigned number, char* Record::*name, Look look) {
 std::optional<Account> peer_account(int socket) {
   ucred peer{};
   socklen_t size = sizeof peer;
-  if (::getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0) return std::nullopt;
+  if (getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0) return std::nullopt;
   return Account{name_of(peer.uid, &passwd::pw_name, ::getpwuid_r),
                  name_of(peer.gid, &group::gr_name, ::getgrgid_r)};
 }

@@ -15,8 +15,8 @@ namespace {
 // The mask is the process's own; it is put back for whatever comes later.
 class FileModeMask {
  public:
-  explicit FileModeMask(mode_t mask) : old_(::umask(mask)) {}
-  ~FileModeMask() { ::umask(old_); }
+  explicit FileModeMask(mode_t mask) : old_(umask(mask)) {}
+  ~FileModeMask() { umask(old_); }
   FileModeMask(const FileModeMask&) = delete;
   FileModeMask& operator=(const FileModeMask&) = delete;
 
@@ -44,16 +44,16 @@ sockaddr_un address_of(const std::string& path) {
 
 void make_directory_of(const std::string& path) {
   const FileModeMask mask(022);  // every user must be able to reach the socket
-  ::mkdir(directory_of(path).c_str(), 0755);
+  mkdir(directory_of(path).c_str(), 0755);
 }
 
 void clear_path(const std::string& path) {
   struct stat found {};
-  if (::lstat(path.c_str(), &found) != 0) return;
+  if (lstat(path.c_str(), &found) != 0) return;
   if (!S_ISSOCK(found.st_mode) && !S_ISLNK(found.st_mode)) {
     throw StartError(path + " exists and is not a socket: remove it or choose another path with -s");
   }
-  ::unlink(path.c_str());
+  unlink(path.c_str());
 }
 
 [[noreturn]] void explain_bind(const std::string& path, int error) {
@@ -75,30 +75,30 @@ ListenSocket::ListenSocket(const std::string& path, bool make_directory) : path_
   const sockaddr_un address = address_of(path);
   if (make_directory) make_directory_of(path);
   clear_path(path);
-  fd_ = OwnedFd(::socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+  fd_ = OwnedFd(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
   if (!fd_) throw StartError("no descriptor left for the socket: raise the limit of open files");
   {
     const FileModeMask mask(0111);  // mode 0666: every user may connect
-    if (::bind(fd_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+    if (bind(fd_.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
       explain_bind(path, errno);
     }
   }
   struct stat made {};
-  if (::lstat(path.c_str(), &made) == 0) {
+  if (lstat(path.c_str(), &made) == 0) {
     device_ = made.st_dev;
     inode_ = made.st_ino;
   }
-  if (::listen(fd_.get(), SOMAXCONN) != 0) explain_bind(path, errno);
+  if (listen(fd_.get(), SOMAXCONN) != 0) explain_bind(path, errno);
 }
 
 ListenSocket::~ListenSocket() {
   struct stat now {};
-  if (::lstat(path_.c_str(), &now) != 0) return;
-  if (now.st_dev == device_ && now.st_ino == inode_) ::unlink(path_.c_str());
+  if (lstat(path_.c_str(), &now) != 0) return;
+  if (now.st_dev == device_ && now.st_ino == inode_) unlink(path_.c_str());
 }
 
 OwnedFd ListenSocket::accept() const {
-  return OwnedFd(retry([&] { return ::accept4(fd_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC); }));
+  return OwnedFd(retry([&] { return accept4(fd_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC); }));
 }
 
 }  // namespace hostbus

@@ -29,7 +29,7 @@ class OwnedFd {
 
  private:
   void reset() {
-    if (fd_ >= 0) ::close(fd_);
+    if (fd_ >= 0) close(fd_);
     fd_ = -1;
   }
 

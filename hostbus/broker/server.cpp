@@ -31,17 +31,17 @@ OwnedFd catch_stop_signals() {
   sigemptyset(&stop);
   sigaddset(&stop, SIGTERM);
   sigaddset(&stop, SIGINT);
-  ::sigprocmask(SIG_BLOCK, &stop, nullptr);
-  OwnedFd fd(::signalfd(-1, &stop, SFD_NONBLOCK | SFD_CLOEXEC));
+  sigprocmask(SIG_BLOCK, &stop, nullptr);
+  OwnedFd fd(signalfd(-1, &stop, SFD_NONBLOCK | SFD_CLOEXEC));
   if (!fd) throw StartError("no descriptor left for signals: raise the limit of open files");
   return fd;
 }
 
 void raise_descriptor_limit() {
   rlimit limit{};
-  if (::getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
+  if (getrlimit(RLIMIT_NOFILE, &limit) != 0) return;
   limit.rlim_cur = limit.rlim_max;
-  ::setrlimit(RLIMIT_NOFILE, &limit);
+  setrlimit(RLIMIT_NOFILE, &limit);
 }
 
 }  // namespace

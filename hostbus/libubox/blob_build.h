@@ -1,6 +1,5 @@
 // blob_build.h: what blob and blobmsg share for putting attributes into a buffer.
-#ifndef HOSTBUS_LIBUBOX_BLOB_BUILD_H
-#define HOSTBUS_LIBUBOX_BLOB_BUILD_H
+#pragma once
 
 #include <libubox/blob.h>
 
@@ -19,5 +18,3 @@ blob_attr* append(blob_buf* buf, uint32_t word, size_t payload);
 void* open_container(blob_buf* buf, uint32_t word, size_t payload);
 
 }  // namespace hostbus
-
-#endif

@@ -1,6 +1,5 @@
 // context.h: what the parts of the client share about a connection.
-#ifndef HOSTBUS_LIBUBUS_CONTEXT_H
-#define HOSTBUS_LIBUBUS_CONTEXT_H
+#pragma once
 
 #include <libubus.h>
 #include <optional>
@@ -84,5 +83,3 @@ void serve_invoke(ubus_context* ctx, const Message& message);
 void serve_notify(ubus_context* ctx, const Message& message);
 
 }  // namespace hostbus
-
-#endif

@@ -1,6 +1,5 @@
 // deadline.h: the end of a wait, and the wait.
-#ifndef HOSTBUS_LIBUBUS_DEADLINE_H
-#define HOSTBUS_LIBUBUS_DEADLINE_H
+#pragma once
 
 #include <chrono>
 #include <optional>
@@ -30,5 +29,3 @@ class Deadline {
 bool wait_for(int fd, short events, const Deadline& limit);
 
 }  // namespace hostbus
-
-#endif

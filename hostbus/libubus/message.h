@@ -1,6 +1,5 @@
 // message.h: messages on the bus socket: building, taking apart, sending and receiving them.
-#ifndef HOSTBUS_LIBUBUS_MESSAGE_H
-#define HOSTBUS_LIBUBUS_MESSAGE_H
+#pragma once
 
 #include <ubusmsg.h>
 #include <array>
@@ -83,5 +82,3 @@ class FrameReader {
 };
 
 }  // namespace hostbus
-
-#endif

@@ -133,8 +133,9 @@ ZEL_API int is_file_video(const char* name);
 /* Returns 1 if the program `mount` lists the path, or one that contains it, as of type vfat; else 0. */
 ZEL_API int is_type_fat(const char* path);
 
-/* What the router's "norva_db df PATH" prints (found through PATH; a router box has none: put a script there). In commands here and below, a path of letters, digits and
- * "_-./+,:=@%" stands as it is; any other is quoted for the shell.
+/* What the router's "norva_db df PATH" prints (found through PATH; a router box has none: put a script there). In
+ * commands here and below, a path of letters, digits and "_-./+,:=@%" stands as it is; any other is quoted for the
+ * shell.
  * buffer   1024 bytes; receives the second line, or the first if there is no second
  * Returns  0 if two lines came, else -1; so too for a command over 511 bytes (logged at level 1). */
 ZEL_API int get_df_info(const char* path, char* buffer);

@@ -20,7 +20,7 @@ httplib::Headers passed_on(const httplib::Headers& headers) {
   httplib::Headers result;
   for (const auto& [name, value] : headers)
     if (std::none_of(std::begin(kNotPassedOn), std::end(kNotPassedOn),
-                     [&name = name](const char* own) { return ::strcasecmp(own, name.c_str()) == 0; }))
+                     [&name = name](const char* own) { return strcasecmp(own, name.c_str()) == 0; }))
       result.emplace(name, value);
   return result;
 }

@@ -37,13 +37,13 @@ Content generated(uint64_t size) {
 std::optional<Content> opened(const fs::path& folder, const fs::path& name) {
   for (const fs::path& part : name)
     if (part == ".." || part == "/") return std::nullopt;
-  auto file = std::make_shared<Descriptor>(::open((folder / name).c_str(), O_RDONLY | O_CLOEXEC));
+  auto file = std::make_shared<Descriptor>(open((folder / name).c_str(), O_RDONLY | O_CLOEXEC));
   struct stat status {};
-  if (!*file || ::fstat(file->get(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
+  if (!*file || fstat(file->get(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
   return Content{static_cast<uint64_t>(status.st_size),
                  [file = std::move(file)](uint64_t offset, char* block, size_t length) {
                    const auto place = static_cast<off_t>(offset);
-                   return ::pread(file->get(), block, length, place) == static_cast<ssize_t>(length);
+                   return pread(file->get(), block, length, place) == static_cast<ssize_t>(length);
                  }};
 }
 

@@ -16,7 +16,7 @@ constexpr size_t kThreads = 64;
 void reuse_port(socket_t socket) {
   // Only the port of a server that has ended. The library's default would let two servers share it.
   const int yes = 1;
-  ::setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
+  setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
 }
 
 }  // namespace
@@ -40,15 +40,15 @@ void LoopbackServer::serve_until_signal(const std::string& program) {
   sigemptyset(&signals);
   sigaddset(&signals, SIGTERM);
   sigaddset(&signals, SIGINT);
-  ::pthread_sigmask(SIG_BLOCK, &signals, nullptr);  // before any thread, so that all inherit it
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);  // before any thread, so that all inherit it
   std::thread([&] {
     listen_after_bind();
     std::cerr << program + ": cannot listen any more\n" << std::flush;
-    ::_exit(1);
+    _exit(1);
   }).detach();
   int number = 0;
-  ::sigwait(&signals, &number);
-  ::_exit(0);
+  sigwait(&signals, &number);
+  _exit(0);
 }
 
 }  // namespace routerbox

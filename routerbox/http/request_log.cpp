@@ -11,9 +11,9 @@ namespace {
 
 std::string now() {
   timespec time{};
-  ::clock_gettime(CLOCK_REALTIME, &time);
+  clock_gettime(CLOCK_REALTIME, &time);
   tm parts{};
-  ::gmtime_r(&time.tv_sec, &parts);
+  gmtime_r(&time.tv_sec, &parts);
   char date[32], text[48];
   std::strftime(date, sizeof date, "%Y-%m-%dT%H:%M:%S", &parts);
   std::snprintf(text, sizeof text, "%s.%03dZ", date, static_cast<int>(time.tv_nsec / 1'000'000));
@@ -30,8 +30,8 @@ std::string column(std::string text) {
 }  // namespace
 
 RequestLog::RequestLog(const std::string& file)
-    : file_(file.empty() ? ::fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0)
-                         : ::open(file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644)) {
+    : file_(file.empty() ? fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0)
+                         : open(file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644)) {
   if (!file_) fail_errno("cannot open the request log " + file);
 }
 

@@ -10,7 +10,7 @@ namespace {
 
 bool address_from(const std::string& text, uint32_t* address) {
   in_addr parsed{};
-  if (::inet_pton(AF_INET, text.c_str(), &parsed) != 1) return false;
+  if (inet_pton(AF_INET, text.c_str(), &parsed) != 1) return false;
   *address = ntohl(parsed.s_addr);
   return true;
 }

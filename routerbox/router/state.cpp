@@ -57,7 +57,7 @@ void replace_file(const std::string& file, const std::string& text, mode_t mode)
 
 State::State(std::string file, std::string info_file)
     : file_(std::move(file)), info_file_(std::move(info_file)) {
-  const bool exists = !file_.empty() && ::access(file_.c_str(), F_OK) == 0;
+  const bool exists = !file_.empty() && access(file_.c_str(), F_OK) == 0;
   document_ =
       exists ? parse(read_file(file_), file_) : parse(std::string(kBuiltInState), "the built-in state");
   if (!exists) save(document_);

@@ -2,7 +2,7 @@
 
 #include <cstdio>
 
-#include "service/bus.h"
+#include "bus/connect.h"
 
 void dump_blob_buf(const blob_buf* buffer) {
   puts("dump_blob_buf");

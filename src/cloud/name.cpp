@@ -5,9 +5,9 @@
 #include <cstdio>
 #include <cstring>
 
-#include "service/log.h"
-#include "util/owners.h"
-#include "util/plain_format.h"
+#include "base/handles.h"
+#include "base/log.h"
+#include "base/plain_format.h"
 
 int zel_cloud_get_object_name(char* name, size_t size) {
   char appid[PERM_APPID_SIZE] = {};

@@ -7,9 +7,10 @@
 #include <cstddef>
 #include <cstring>
 
-#include "service/bus.h"
-#include "service/log.h"
-#include "service/loop.h"
+#include "base/handles.h"
+#include "base/log.h"
+#include "bus/connect.h"
+#include "bus/loop.h"
 
 // The method handler finds the record from the address of its object, so the object is a member, not a
 // pointer.

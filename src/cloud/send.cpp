@@ -3,8 +3,9 @@
 
 #include <cstring>
 
-#include "service/bus.h"
-#include "service/log.h"
+#include "base/handles.h"
+#include "base/log.h"
+#include "bus/connect.h"
 
 namespace {
 

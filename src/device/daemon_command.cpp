@@ -5,8 +5,8 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "service/qo_level.h"
-#include "util/owners.h"
+#include "base/handles.h"
+#include "base/qo_level.h"
 
 #define DAEMON_SHELL "/usr/local/localshell/norva_daemon_shell"
 

@@ -3,10 +3,11 @@
 
 #include <cstring>
 
-#include "device/whole_file.h"
+#include "base/handles.h"
+#include "base/json.h"
+#include "file/whole_file.h"
 #include "router/copy.h"
 #include "router/daemon_file.h"
-#include "util/json.h"
 
 // Plug-ins are compiled against it.
 static_assert(sizeof(zel_device_info) == 324);

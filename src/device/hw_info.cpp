@@ -6,8 +6,8 @@
 
 #include <cstring>
 
+#include "base/qo_level.h"
 #include "router/client.h"
-#include "service/qo_level.h"
 
 namespace {
 

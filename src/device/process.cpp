@@ -3,7 +3,8 @@
 
 #include <cstdlib>
 
-#include "util/new_text.h"
+#include "base/handles.h"
+#include "base/new_text.h"
 
 int zel_detect_proc(const char* name) {
   const zel::Memory<char> pattern = name != nullptr ? zel::within_quotes(name) : nullptr;

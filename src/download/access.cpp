@@ -4,7 +4,7 @@
 
 #include <cstring>
 
-#include "service/log.h"
+#include "base/log.h"
 
 namespace {
 

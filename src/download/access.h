@@ -1,6 +1,5 @@
 // access.h: whether the caller may use the download daemon.
-#ifndef ZEL_SRC_DOWNLOAD_ACCESS_H
-#define ZEL_SRC_DOWNLOAD_ACCESS_H
+#pragma once
 
 #include <zel/perm.h>
 
@@ -12,5 +11,3 @@ int check_permission_appid(char (&appid)[PERM_APPID_SIZE]) noexcept;
 int check_permission() noexcept;
 
 }  // namespace zel::download
-
-#endif

@@ -1,11 +1,11 @@
 // Pausing, resuming and deleting a task.
 #include <zel/download.h>
 
+#include "base/json.h"
+#include "base/log.h"
 #include "download/access.h"
 #include "download/exchange.h"
 #include "download/request.h"
-#include "service/log.h"
-#include "util/json.h"
 
 namespace {
 

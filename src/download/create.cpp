@@ -5,11 +5,11 @@
 
 #include <cstring>
 
+#include "base/json.h"
 #include "download/access.h"
 #include "download/exchange.h"
 #include "download/record.h"
 #include "download/request.h"
-#include "util/json.h"
 
 namespace {
 

@@ -5,7 +5,7 @@
 
 #include <cstring>
 
-#include "service/log.h"
+#include "base/log.h"
 
 char dst_buffer[51200];
 

@@ -1,10 +1,9 @@
 // exchange.h: one request to the download daemon, and its answer.
-#ifndef ZEL_SRC_DOWNLOAD_EXCHANGE_H
-#define ZEL_SRC_DOWNLOAD_EXCHANGE_H
+#pragma once
 
 #include <mutex>
 
-#include "util/owners.h"
+#include "base/json.h"
 
 namespace zel::download {
 
@@ -29,5 +28,3 @@ class Exchange {
 int failed(const char* who, const char* message, int line = __builtin_LINE()) noexcept;
 
 }  // namespace zel::download
-
-#endif

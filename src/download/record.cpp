@@ -3,8 +3,8 @@
 #include <cstddef>
 #include <cstring>
 
+#include "base/number.h"
 #include "download/exchange.h"
-#include "util/number.h"
 
 // Plug-ins are compiled against these.
 static_assert(sizeof(task_info) == 56 && offsetof(task_info, status) == 24);

@@ -1,10 +1,9 @@
 // record.h: what the daemon tells about a task, as a task_info.
-#ifndef ZEL_SRC_DOWNLOAD_RECORD_H
-#define ZEL_SRC_DOWNLOAD_RECORD_H
+#pragma once
 
 #include <zel/download.h>
 
-#include "util/json.h"
+#include "base/json.h"
 
 namespace zel::download {
 
@@ -16,5 +15,3 @@ void copy_task_id(char* field, const char* gid) noexcept;
 int fill_progress(const char* who, const cJSON* entry, task_info* info) noexcept;
 
 }  // namespace zel::download
-
-#endif

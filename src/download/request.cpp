@@ -4,7 +4,7 @@
 
 #include <iterator>
 
-#include "service/log.h"
+#include "base/log.h"
 
 namespace {
 

@@ -1,9 +1,8 @@
 // request.h: JSON-RPC requests as the daemon gets them. Where memory is short, a request comes out null, never
 // with a part missing.
-#ifndef ZEL_SRC_DOWNLOAD_REQUEST_H
-#define ZEL_SRC_DOWNLOAD_REQUEST_H
+#pragma once
 
-#include "util/owners.h"
+#include "base/json.h"
 
 namespace zel::download {
 
@@ -30,5 +29,3 @@ bool append_status_keys(cJSON* params) noexcept;
 JsonText print(const JsonTree& request, bool whole) noexcept;
 
 }  // namespace zel::download
-
-#endif

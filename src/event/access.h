@@ -1,6 +1,5 @@
 // access.h: who the caller is and what it may do, for all event calls.
-#ifndef ZEL_SRC_EVENT_ACCESS_H
-#define ZEL_SRC_EVENT_ACCESS_H
+#pragma once
 
 #include <cstdint>
 
@@ -12,5 +11,3 @@ inline constexpr const char* kBusEvent = "zel.event";
 bool event_allowed(const char* who, uint32_t ability) noexcept;
 
 }  // namespace zel
-
-#endif

@@ -3,10 +3,10 @@
 
 #include <utility>
 
+#include "base/log.h"
+#include "bus/connect.h"
+#include "bus/loop.h"
 #include "event/access.h"
-#include "service/bus.h"
-#include "service/log.h"
-#include "service/loop.h"
 
 zel_event_callback zel_event_cb[ZEL_EVENT_COUNT];  // Both guarded by the global lock.
 ubus_context* zel_event_ctx = nullptr;

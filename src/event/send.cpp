@@ -1,9 +1,9 @@
 #include <zel/event.h>
 #include <zel/perm.h>
 
+#include "base/log.h"
+#include "bus/connect.h"
 #include "event/access.h"
-#include "service/bus.h"
-#include "service/log.h"
 
 namespace {
 

@@ -1,14 +1,17 @@
 // easy.h: a handle for one transfer of libcurl.
-#ifndef ZEL_SRC_HTTP_EASY_H
-#define ZEL_SRC_HTTP_EASY_H
+#pragma once
 
-#include "util/owners.h"
+#include <curl/curl.h>
+
+#include <memory>
+
+#include "base/handles.h"
 
 namespace zel::http {
+
+using CurlEasy = std::unique_ptr<CURL, Call<curl_easy_cleanup>>;
 
 // Null if libcurl cannot make one. Any thread may call.
 CurlEasy new_easy();
 
 }  // namespace zel::http
-
-#endif

@@ -3,7 +3,7 @@
 #include <cstring>
 #include <string_view>
 
-#include "zel/http.h"
+#include <zel/http.h>
 
 namespace {
 

@@ -7,8 +7,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "base/sigpipe.h"
 #include "http/easy.h"
-#include "service/sigpipe.h"
 
 namespace zel::http {
 namespace {

@@ -1,8 +1,7 @@
 // transfer.h: what get, post and post_https do, before their exceptions become -1.
-#ifndef ZEL_SRC_HTTP_TRANSFER_H
-#define ZEL_SRC_HTTP_TRANSFER_H
+#pragma once
 
-#include "zel/http.h"
+#include <zel/http.h>
 
 namespace zel::http {
 
@@ -14,5 +13,3 @@ enum Method : unsigned { kGet = 1, kPost = 2, kPostHttps = 4 };
 void transfer(HttpUploader& uploader, Method method, int timeout, int max_retry);
 
 }  // namespace zel::http
-
-#endif

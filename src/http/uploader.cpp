@@ -5,9 +5,9 @@
 #include <exception>
 #include <stdexcept>
 
+#include <zel/http.h>
+#include "base/handles.h"
 #include "http/transfer.h"
-#include "util/owners.h"
-#include "zel/http.h"
 
 namespace {
 

@@ -2,8 +2,8 @@
 #include <exception>
 #include <memory>
 
-#include "zel/http.h"
-#include "zel/util.h"
+#include <zel/http.h>
+#include <zel/util.h>
 
 namespace {
 

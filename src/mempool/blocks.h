@@ -1,6 +1,5 @@
 // blocks.h: the blocks of a pool and the small pieces cut from them.
-#ifndef ZEL_SRC_MEMPOOL_BLOCKS_H
-#define ZEL_SRC_MEMPOOL_BLOCKS_H
+#pragma once
 
 #include <zel/mempool.h>
 
@@ -121,5 +120,3 @@ void* cut(mem_pool* pool, std::size_t size) noexcept {
 }
 
 }  // namespace zel::mempool
-
-#endif

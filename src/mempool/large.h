@@ -1,12 +1,11 @@
 // large.h: memory of its own for a request that no block serves.
-#ifndef ZEL_SRC_MEMPOOL_LARGE_H
-#define ZEL_SRC_MEMPOOL_LARGE_H
+#pragma once
 
 #include <zel/mempool.h>
 
 #include <cstddef>
 
-#include "util/owners.h"
+#include "base/handles.h"
 
 namespace zel::mempool {
 
@@ -19,5 +18,3 @@ void* adopt_large(mem_pool* pool, Memory<void> memory) noexcept;
 void free_large_pieces(mem_pool* pool) noexcept;
 
 }  // namespace zel::mempool
-
-#endif

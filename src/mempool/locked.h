@@ -1,6 +1,5 @@
 // locked.h: the lock of a pool that was made with the `safe` flag.
-#ifndef ZEL_SRC_MEMPOOL_LOCKED_H
-#define ZEL_SRC_MEMPOOL_LOCKED_H
+#pragma once
 
 #include <zel/mempool.h>
 
@@ -22,5 +21,3 @@ class PoolSection {
 };
 
 }  // namespace zel::mempool
-
-#endif

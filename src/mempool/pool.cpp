@@ -6,10 +6,10 @@
 #include <cstring>
 #include <new>
 
+#include "base/handles.h"
 #include "mempool/blocks.h"
 #include "mempool/large.h"
 #include "mempool/locked.h"
-#include "util/owners.h"
 
 namespace {
 

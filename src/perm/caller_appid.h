@@ -1,6 +1,5 @@
 // caller_appid.h: who the caller is, for a family of guarded calls.
-#ifndef ZEL_SRC_PERM_CALLER_APPID_H
-#define ZEL_SRC_PERM_CALLER_APPID_H
+#pragma once
 
 #include <zel/perm.h>
 
@@ -26,5 +25,3 @@ class CallerAppid {
 };
 
 }  // namespace zel
-
-#endif

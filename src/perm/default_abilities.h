@@ -1,6 +1,5 @@
 // default_abilities.h: the catalogue a router has when nobody wrote it another one.
-#ifndef ZEL_SRC_PERM_DEFAULT_ABILITIES_H
-#define ZEL_SRC_PERM_DEFAULT_ABILITIES_H
+#pragma once
 
 namespace zel {
 
@@ -17,5 +16,3 @@ inline constexpr int kDefaultAbilityLevel = 3;
 extern const DefaultAbility kDefaultAbilities[kDefaultAbilityCount];
 
 }  // namespace zel
-
-#endif

@@ -1,10 +1,9 @@
 // json_file.h: where the permission system's two files are, and reading one.
-#ifndef ZEL_SRC_PERM_JSON_FILE_H
-#define ZEL_SRC_PERM_JSON_FILE_H
+#pragma once
 
 #include <zel/perm.h>
 
-#include "util/json.h"
+#include "base/json.h"
 
 namespace zel {
 
@@ -18,5 +17,3 @@ int read_elements(const char* path, const char* key, int room, bool (*store)(per
                   perm_table* table) noexcept;
 
 }  // namespace zel
-
-#endif

@@ -4,8 +4,8 @@
 
 #include <cstring>
 
+#include "base/replace_file.h"
 #include "perm/json_file.h"
-#include "util/replace_file.h"
 
 namespace {
 

@@ -4,9 +4,10 @@
 
 #include <cstring>
 
+#include "base/handles.h"
+#include "base/replace_file.h"
 #include "perm/default_abilities.h"
 #include "perm/json_file.h"
-#include "util/replace_file.h"
 
 namespace {
 

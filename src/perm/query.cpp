@@ -3,8 +3,8 @@
 
 #include <cctype>
 
+#include "base/log.h"
 #include "perm/shared_table.h"
-#include "service/log.h"
 
 namespace {
 

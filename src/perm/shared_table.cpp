@@ -7,7 +7,7 @@
 #include <cerrno>
 #include <cstring>
 
-#include "service/log.h"
+#include "base/log.h"
 
 namespace {
 

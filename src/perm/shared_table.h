@@ -1,6 +1,5 @@
 // shared_table.h: the permission table, attached and locked for the length of a scope.
-#ifndef ZEL_SRC_PERM_SHARED_TABLE_H
-#define ZEL_SRC_PERM_SHARED_TABLE_H
+#pragma once
 
 #include <zel/perm.h>
 #include <zel/util.h>
@@ -9,7 +8,7 @@
 #include <cstring>
 #include <memory>
 
-#include "util/owners.h"
+#include "base/handles.h"
 
 namespace zel {
 
@@ -76,5 +75,3 @@ Walk find_slot(const perm_table& table, Matches matches) {
 }
 
 }  // namespace zel
-
-#endif

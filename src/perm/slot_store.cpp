@@ -4,7 +4,7 @@
 #include <sys/uio.h>
 #include <unistd.h>
 
-#include "util/owners.h"
+#include "base/handles.h"
 
 namespace {
 

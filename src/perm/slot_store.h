@@ -1,6 +1,5 @@
 // slot_store.h: changing a slot of the shared table.
-#ifndef ZEL_SRC_PERM_SLOT_STORE_H
-#define ZEL_SRC_PERM_SLOT_STORE_H
+#pragma once
 
 #include <zel/perm.h>
 
@@ -13,5 +12,3 @@ namespace zel {
 void store_slot(perm_table* table, int index, const perm_plugin_slot& slot, int32_t count) noexcept;
 
 }  // namespace zel
-
-#endif

@@ -2,8 +2,8 @@
 #include <zel/perm.h>
 #include <zel/router.h>
 
+#include "base/log.h"
 #include "perm/caller_appid.h"
-#include "service/log.h"
 
 namespace {
 

@@ -1,13 +1,12 @@
 // client.h: the router's management interface: one GET whose parameters are its method text, one JSON answer.
 //
 // What goes wrong here is printed to standard output under the name of the function, twice in brackets.
-#ifndef ZEL_SRC_ROUTER_CLIENT_H
-#define ZEL_SRC_ROUTER_CLIENT_H
+#pragma once
 
 #include <cstdint>
 #include <cstdio>
 
-#include "util/json.h"
+#include "base/json.h"
 
 #define ROUTER_PRINT(who, text, ...) printf("[%s][%s]" text, (who), (who), ##__VA_ARGS__)
 
@@ -72,5 +71,3 @@ class Query {
 };
 
 }  // namespace zel
-
-#endif

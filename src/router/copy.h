@@ -1,6 +1,5 @@
 // copy.h: texts of other programs into the fixed fields and buffers of a caller.
-#ifndef ZEL_SRC_ROUTER_COPY_H
-#define ZEL_SRC_ROUTER_COPY_H
+#pragma once
 
 #include <cstddef>
 #include <cstring>
@@ -21,5 +20,3 @@ inline void fill_buffer(char* buffer, int length, const char* text) noexcept {
 }
 
 }  // namespace zel
-
-#endif

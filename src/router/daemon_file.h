@@ -2,13 +2,10 @@
 //
 // Its two readers have not more in common: one insists on the right to write the file, the other on its size, and
 // their failures differ. Neither may wait when somebody else has put a FIFO there, as anyone may in /tmp.
-#ifndef ZEL_SRC_ROUTER_DAEMON_FILE_H
-#define ZEL_SRC_ROUTER_DAEMON_FILE_H
+#pragma once
 
 namespace zel {
 
 inline constexpr const char* kDaemonFile = "/tmp/norva_daemon.info";
 
 }  // namespace zel
-
-#endif

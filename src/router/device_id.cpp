@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 #include <zel/router.h>
 
+#include "base/handles.h"
 #include "router/client.h"
 #include "router/copy.h"
 #include "router/daemon_file.h"

@@ -2,6 +2,7 @@
 
 #include <cstring>
 
+#include "base/handles.h"
 #include "router/client.h"
 #include "router/copy.h"
 

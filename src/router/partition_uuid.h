@@ -1,6 +1,5 @@
 // partition_uuid.h: the file-system UUID of a partition, from the router's blkid.
-#ifndef ZEL_SRC_ROUTER_PARTITION_UUID_H
-#define ZEL_SRC_ROUTER_PARTITION_UUID_H
+#pragma once
 
 #include <zel/router.h>
 
@@ -11,5 +10,3 @@ namespace zel {
 void get_partition_uuid(zel_partition_info* partition, const char* name) noexcept;
 
 }  // namespace zel
-
-#endif

@@ -3,10 +3,10 @@
 
 #include <cstddef>
 
+#include "base/number.h"
 #include "router/client.h"
 #include "router/copy.h"
 #include "router/partition_uuid.h"
-#include "util/number.h"
 
 using zel::get_cjson_item;
 using zel::kJsonArray;

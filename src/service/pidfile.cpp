@@ -5,7 +5,7 @@
 #include <cstdio>
 #include <cstring>
 
-#include "util/owners.h"
+#include "base/handles.h"
 
 int zel_store_pid(const char* path) {
   zel::Descriptor file(open(path, O_RDWR | O_CREAT | O_CLOEXEC, 0777));

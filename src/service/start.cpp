@@ -6,9 +6,9 @@
 
 #include <mutex>
 
-#include "service/lock.h"
-#include "service/log.h"
-#include "service/loop.h"
+#include "base/lock.h"
+#include "base/log.h"
+#include "bus/loop.h"
 
 namespace {
 

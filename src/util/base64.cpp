@@ -4,7 +4,7 @@
 #include <climits>
 #include <cstring>
 
-#include "zel/util.h"
+#include <zel/util.h>
 
 namespace {
 

@@ -1,6 +1,6 @@
 #include "util/digest.h"
 
-#include "zel/util.h"
+#include <zel/util.h>
 
 namespace zel {
 

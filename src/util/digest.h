@@ -1,6 +1,5 @@
 // digest.h: MD5 digests as text.
-#ifndef ZEL_SRC_UTIL_DIGEST_H
-#define ZEL_SRC_UTIL_DIGEST_H
+#pragma once
 
 #include <openssl/md5.h>
 
@@ -10,5 +9,3 @@ namespace zel {
 void write_digest(const unsigned char (&digest)[MD5_DIGEST_LENGTH], char* output) noexcept;
 
 }  // namespace zel
-
-#endif

@@ -3,8 +3,8 @@
 #include <cstdlib>
 #include <cstring>
 
+#include <zel/util.h>
 #include "util/percent.h"
-#include "zel/util.h"
 
 namespace {
 

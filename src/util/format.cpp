@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "zel/util.h"
+#include <zel/util.h>
 
 char* time2str(time_t seconds, char* destination, size_t size) {
   struct tm date;

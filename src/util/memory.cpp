@@ -4,7 +4,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "zel/util.h"
+#include <zel/util.h>
 
 char* zel_strdup(const char* text) {
   return text != nullptr ? strdup(text) : nullptr;

@@ -3,7 +3,7 @@
 
 #include <cstdlib>
 
-#include "zel/util.h"
+#include <zel/util.h>
 
 void generate_rand_hex_fill(char* destination, int length) {
   struct timeval now;

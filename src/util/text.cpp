@@ -2,7 +2,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "zel/util.h"
+#include <zel/util.h>
 
 namespace {
 

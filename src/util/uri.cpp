@@ -1,6 +1,6 @@
 // Percent escapes of URIs and their relatives.
+#include <zel/util.h>
 #include "util/percent.h"
-#include "zel/util.h"
 
 namespace {
 

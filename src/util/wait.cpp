@@ -3,7 +3,7 @@
 
 #include <cerrno>
 
-#include "zel/util.h"
+#include <zel/util.h>
 
 int qo_wait_signal(pthread_cond_t* condition, pthread_mutex_t* mutex, int milliseconds) {
   constexpr long kSecond = 1000000000;

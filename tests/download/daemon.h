@@ -1,11 +1,10 @@
 // daemon.h: the download daemon, played by the test inside its box, and what the calls do about it.
-#ifndef TESTS_DOWNLOAD_DAEMON_H
-#define TESTS_DOWNLOAD_DAEMON_H
+#pragma once
 
 #include <string>
 #include <utility>
 
-#include "http/server.h"
+#include "support/http_server.h"
 
 constexpr uid_t kAll = 10001;     // See packages.json: 1001, with all abilities,
 constexpr uid_t kNobody = 10004;  // and one with none. Root is the plug-in "1".
@@ -29,5 +28,3 @@ std::string logged(Body body) {
   body();
   return seen.log;
 }
-
-#endif

@@ -13,13 +13,13 @@ using namespace test;
 
 // The recordings were made by root; an account with a name of another length has frames of another length.
 wire::Frame for_this_account(wire::Frame frame) {
-  const passwd* user = ::getpwuid(::geteuid());
-  const group* group = ::getgrgid(::getegid());
+  const passwd* user = getpwuid(geteuid());
+  const group* group = getgrgid(getegid());
   std::erase_if(frame.masks, [](const auto& mask) { return mask.name == "USER" || mask.name == "GROUP"; });
   const ByteString recorded = joined({text(kUser, "root"), text(kGroup, "root")});
   const ByteString own =
-      joined({text(kUser, user != nullptr ? user->pw_name : std::to_string(::geteuid())),
-              text(kGroup, group != nullptr ? group->gr_name : std::to_string(::getegid()))});
+      joined({text(kUser, user != nullptr ? user->pw_name : std::to_string(geteuid())),
+              text(kGroup, group != nullptr ? group->gr_name : std::to_string(getegid()))});
   const auto at = std::search(frame.bytes.begin(), frame.bytes.end(), recorded.begin(), recorded.end());
   if (at == frame.bytes.end()) return frame;
   const auto rest = frame.bytes.erase(at, at + static_cast<std::ptrdiff_t>(recorded.size()));

@@ -89,12 +89,12 @@ TEST_F(BrokerRules, AClientsObjectsGoWithItNewestFirst) {
 TEST_F(BrokerRules, ServesWhatWasWrittenJustBeforeAHangUp) {
   RawClient listener(path_);
   listener.listen_to("last.*");
-  ::kill(broker_.pid(), SIGSTOP);
+  kill(broker_.pid(), SIGSTOP);
   owner_.send(event("last.words"));
   owner_.close();
   other_.send(lookup("none"));
-  ::shutdown(other_.fd(), SHUT_WR);
-  ::kill(broker_.pid(), SIGCONT);
+  shutdown(other_.fd(), SHUT_WR);
+  kill(broker_.pid(), SIGCONT);
   EXPECT_TRUE(listener.receive());
   EXPECT_TRUE(other_.receive());
   EXPECT_FALSE(other_.receive());
@@ -102,10 +102,10 @@ TEST_F(BrokerRules, ServesWhatWasWrittenJustBeforeAHangUp) {
 
 TEST_F(BrokerRules, EveryUserMayDoEverythingAndTheOwnerLearnsWhoCallsFromTheBrokerAlone) {
   // The broker sees who the process was when it connected.
-  const bool root = ::geteuid() == 0;
-  ASSERT_TRUE(!root || (::setegid(54322) == 0 && ::seteuid(54321) == 0));
+  const bool root = geteuid() == 0;
+  ASSERT_TRUE(!root || (setegid(54322) == 0 && seteuid(54321) == 0));
   RawClient plugin(path_);
-  ASSERT_TRUE(!root || (::seteuid(0) == 0 && ::setegid(0) == 0));
+  ASSERT_TRUE(!root || (seteuid(0) == 0 && setegid(0) == 0));
   plugin.add_object("plugin");
   plugin.listen_to("a");
   EXPECT_EQ(plugin.status_of(event("b")), 0U);

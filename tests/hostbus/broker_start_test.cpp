@@ -10,7 +10,7 @@ TEST_F(BrokerStart, EndsWithStatusZeroOnEitherSignalAndRemovesItsSocket) {
   for (const int signal : {SIGTERM, SIGINT}) {
     BrokerProcess broker(path_);
     RawClient client(path_);
-    ::kill(broker.pid(), SIGHUP);  // its terminal hangs up: no reason to end
+    kill(broker.pid(), SIGHUP);  // its terminal hangs up: no reason to end
     EXPECT_TRUE(client.waiting().empty());
     const auto end = broker.end(signal);
     EXPECT_EQ(end.status, 0) << "signal " << signal;

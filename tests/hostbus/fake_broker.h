@@ -1,6 +1,5 @@
 // fake_broker.h: a broker played by a test, frame by frame, for the real client library.
-#ifndef TESTS_HOSTBUS_FAKE_BROKER_H
-#define TESTS_HOSTBUS_FAKE_BROKER_H
+#pragma once
 
 #include <libubus.h>
 #include <functional>
@@ -81,5 +80,3 @@ class Message {
 };
 
 }  // namespace fake
-
-#endif

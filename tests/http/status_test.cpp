@@ -3,7 +3,7 @@
 
 #include <memory>
 
-#include "zel/http.h"
+#include <zel/http.h>
 
 TEST(HttpStatus, TheLastStatusLineDecidesAndAFollowedRedirectPutsItsLocationIntoTheBody) {
   const std::string ok = "HTTP/1.1 200 OK\r\n\r\n";

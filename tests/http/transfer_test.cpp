@@ -1,8 +1,8 @@
 // Transfers against servers of every kind.
 #include <gtest/gtest.h>
 
-#include "server.h"
-#include "zel/http.h"
+#include <zel/http.h>
+#include "support/http_server.h"
 
 using namespace test;
 using namespace std::chrono_literals;

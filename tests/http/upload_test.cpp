@@ -2,8 +2,8 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 
-#include "server.h"
-#include "zel/http.h"
+#include <zel/http.h>
+#include "support/http_server.h"
 
 static FILE* file_with(const char* text) {
   FILE* const file = tmpfile();

@@ -1,11 +1,10 @@
 // router.h: the router's management interface, played by the test inside its box.
-#ifndef TESTS_ROUTER_ROUTER_H
-#define TESTS_ROUTER_ROUTER_H
+#pragma once
 
 #include <string>
 #include <vector>
 
-#include "http/server.h"
+#include "support/http_server.h"
 
 // Gives the bodies in turn, the last one again and again; "" is a failure of the server.
 class Router {
@@ -39,5 +38,3 @@ class Router {
 inline std::string good(const std::string& members) {
   return R"({"ResponseHeader":{"ErrorCode":0,"ErrorMsg":""})" + (members.empty() ? "" : "," + members) + "}";
 }
-
-#endif

@@ -77,7 +77,7 @@ TEST(RouterBox, TakesFoldersOfTheHostForFilesAndDownloads) {
       "#!/bin/sh\n"
       "exec ${0%rpc}ask 6800 'POST /jsonrpc' "
       "'{\"id\": 1, \"jsonrpc\": \"2.0\", \"method\": \"aria2.'\"$1\"'\", \"params\": ['\"$2\"']}'\n");
-  ::setenv("FOLDER", folder.root().c_str(), 1);
+  setenv("FOLDER", folder.root().c_str(), 1);
   static const Case kCases[] = {
       {"a file", "$ROUTERBOX -q --files $FOLDER -- $FOLDER/ask 8080 'GET /files/greeting'", 0, "\ngood day"},
       {"none outside", "$ROUTERBOX -q --files $FOLDER -- $FOLDER/ask 8080 'GET /files/../x'", 0, " 404 "},
@@ -93,7 +93,7 @@ TEST(RouterBox, TakesFoldersOfTheHostForFilesAndDownloads) {
 
 TEST(RouterBox, SharesNothingWithTheHost) {
   const HostFolder folder;
-  const int semaphore = ::semget(IPC_PRIVATE, 1, 0600);
+  const int semaphore = semget(IPC_PRIVATE, 1, 0600);
   ASSERT_GE(semaphore, 0);
   const std::string before = whole("/proc/sysvipc/sem") + whole("/proc/sysvipc/shm");
   const std::string mark = folder.root().substr(folder.root().rfind('/') + 1);
@@ -104,24 +104,24 @@ TEST(RouterBox, SharesNothingWithTheHost) {
   EXPECT_EQ("", seen.output);
   EXPECT_EQ(0, seen.status);
   EXPECT_EQ(before, whole("/proc/sysvipc/sem") + whole("/proc/sysvipc/shm"));
-  ::semctl(semaphore, 0, IPC_RMID);
+  semctl(semaphore, 0, IPC_RMID);
   for (const char* place : {"/tmp/in-", "/etc/in-", "/var/run/in-"})
     EXPECT_FALSE(std::filesystem::exists(place + mark)) << place;
 
-  const int listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+  const int listener = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
   socklen_t size = sizeof address;
-  ASSERT_EQ(0, ::bind(listener, reinterpret_cast<sockaddr*>(&address), size));
-  ASSERT_EQ(0, ::listen(listener, 1));
-  ASSERT_EQ(0, ::getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size));
+  ASSERT_EQ(0, bind(listener, reinterpret_cast<sockaddr*>(&address), size));
+  ASSERT_EQ(0, listen(listener, 1));
+  ASSERT_EQ(0, getsockname(listener, reinterpret_cast<sockaddr*>(&address), &size));
   const std::string dial =
       "bash -c 'exec 3<>/dev/tcp/127.0.0.1/" + std::to_string(ntohs(address.sin_port)) + "'";
   EXPECT_EQ(0, run(dial).status);
   // "refused" and not "unreachable": the box's loopback is up, and nobody listens there.
   EXPECT_NE(std::string::npos, run("$ROUTERBOX -q -- " + dial).output.find("refused"));
-  ::close(listener);
+  close(listener);
 }
 
 TEST(RouterBox, LetsPlugInsThroughToTheirPrograms) {

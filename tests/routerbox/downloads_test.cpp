@@ -94,7 +94,7 @@ TEST(BoxDownloads, RemembersTheAppidsOfAllTasksThroughEveryEnd) {
       EXPECT_TRUE(c.server == std::string("front") || post("[]").status == 502);
       start(c.server, c.port);
     }
-    while (result("aria2.tellActive", json::array()).size() != 1) ::usleep(10'000);
+    while (result("aria2.tellActive", json::array()).size() != 1) usleep(10'000);
     const json got = answer(batch);
     ASSERT_EQ(expected.size(), got.size()) << c.server;
     for (size_t i = 0; i < got.size(); ++i) EXPECT_EQ(expected[i], got[i]["result"]) << c.server << i;

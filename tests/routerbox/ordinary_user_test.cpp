@@ -35,7 +35,7 @@ Outcome run_as_tester(const HostFolder& folder, const std::string& ranges, const
 class OrdinaryUser : public testing::Test {
  protected:
   void SetUp() override {
-    if (::geteuid() != 0) GTEST_SKIP() << "only root can become another user";
+    if (geteuid() != 0) GTEST_SKIP() << "only root can become another user";
     if (run("setpriv --reuid 4242 --regid 4242 --clear-groups test -x $ROUTERBOX").status != 0)
       GTEST_SKIP() << "the build folder is closed to other users";
   }

@@ -11,16 +11,16 @@
 namespace fs = std::filesystem;
 
 Outcome run(const std::string& line) {
-  ::setenv("ROUTERBOX", TEST_BIN "/routerbox", 1);
-  ::setenv("PACKAGES", TEST_DATA "/../support/packages.json", 1);
-  ::setenv("LINE", line.c_str(), 1);
-  std::FILE* const stream = ::popen("exec timeout -k 5 30 sh -c \"$LINE\" 2>&1", "r");
+  setenv("ROUTERBOX", TEST_BIN "/routerbox", 1);
+  setenv("PACKAGES", TEST_DATA "/../support/packages.json", 1);
+  setenv("LINE", line.c_str(), 1);
+  std::FILE* const stream = popen("exec timeout -k 5 30 sh -c \"$LINE\" 2>&1", "r");
   if (stream == nullptr) return {-1, "no shell"};
   Outcome outcome;
   char block[4096];
   for (size_t count; (count = std::fread(block, 1, sizeof block, stream)) > 0;)
     outcome.output.append(block, count);
-  const int status = ::pclose(stream);
+  const int status = pclose(stream);
   outcome.status = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
   return outcome;
 }
@@ -35,7 +35,7 @@ void check(std::span<const Case> cases) {
 
 HostFolder::HostFolder() {
   char name[] = "/tmp/routerbox-test-XXXXXX";
-  path_ = ::mkdtemp(name);
+  path_ = mkdtemp(name);
   fs::permissions(path_, fs::perms(0755));
 }
 

@@ -7,7 +7,7 @@
 #include <cstring>
 #include <string>
 
-#include "service/bus.h"
+#include "bus/connect.h"
 #include "support/process.h"
 
 namespace {

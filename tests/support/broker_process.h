@@ -50,16 +50,16 @@ class BrokerProcess {
   // Sends the signal, if it is not 0, and waits for the end, which must come within ten seconds. The end of
   // its output is the end of the process: nobody else has the pipe.
   End end(int signal) {
-    ::kill(pid_, signal);
+    kill(pid_, signal);
     End end;
     char room[4096];
     for (ssize_t count = 1; count > 0;) {
-      if (!readable(output_.get())) ::kill(pid_, SIGKILL);
-      count = ::read(output_.get(), room, sizeof room);
+      if (!readable(output_.get())) kill(pid_, SIGKILL);
+      count = read(output_.get(), room, sizeof room);
       if (count > 0) end.printed.append(room, static_cast<size_t>(count));
     }
     int status = 0;
-    ::waitpid(std::exchange(pid_, -1), &status, 0);
+    waitpid(std::exchange(pid_, -1), &status, 0);
     end.status = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
     return end;
   }
@@ -76,16 +76,16 @@ class BrokerProcess {
     for (std::string& word : words) pointers.push_back(word.data());
     pointers.push_back(nullptr);
     int ends[2];
-    if (::pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error("no pipe for the broker's output");
+    if (pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error("no pipe for the broker's output");
     output_ = hostbus::OwnedFd(ends[0]);
     const hostbus::OwnedFd input(ends[1]);
-    pid_ = ::fork();
+    pid_ = fork();
     if (pid_ != 0) return;
-    ::prctl(PR_SET_PDEATHSIG, SIGKILL);
-    ::dup2(input.get(), STDOUT_FILENO);
-    ::dup2(input.get(), STDERR_FILENO);
-    ::execvp(pointers[0], pointers.data());
-    ::_exit(127);
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    dup2(input.get(), STDOUT_FILENO);
+    dup2(input.get(), STDERR_FILENO);
+    execvp(pointers[0], pointers.data());
+    _exit(127);
   }
 
   // Another broker may have had the path before.
@@ -93,7 +93,7 @@ class BrokerProcess {
     ucred peer{};
     socklen_t size = sizeof peer;
     const hostbus::OwnedFd fd = connected(path);
-    return fd && ::getsockopt(fd.get(), SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 && peer.pid == pid_;
+    return fd && getsockopt(fd.get(), SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 && peer.pid == pid_;
   }
 
   hostbus::OwnedFd output_;
@@ -107,7 +107,7 @@ class BrokerTest : public testing::Test {
 
   static std::string made_directory() {
     std::string path = "/tmp/bus-XXXXXX";
-    if (::mkdtemp(path.data()) == nullptr) throw std::runtime_error("cannot make a directory in /tmp");
+    if (mkdtemp(path.data()) == nullptr) throw std::runtime_error("cannot make a directory in /tmp");
     std::filesystem::permissions(path, std::filesystem::perms{0755});
     return path;
   }

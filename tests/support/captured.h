@@ -1,6 +1,5 @@
 // captured.h: what a piece of code writes to one of the process's streams.
-#ifndef TESTS_SUPPORT_CAPTURED_H
-#define TESTS_SUPPORT_CAPTURED_H
+#pragma once
 
 #include <sys/mman.h>
 #include <unistd.h>
@@ -27,5 +26,3 @@ std::string captured(FILE* stream, Body body) {
   close(memory);
   return text;
 }
-
-#endif

@@ -1,6 +1,5 @@
 // disk.h: small disks and files on them, for tests that are root in a box.
-#ifndef TESTS_SUPPORT_DISK_H
-#define TESTS_SUPPORT_DISK_H
+#pragma once
 
 #include <gtest/gtest.h>
 #include <sys/mount.h>
@@ -29,5 +28,3 @@ inline std::string content_of(const std::string& path) {
   std::ifstream file(path, std::ios::binary);
   return {std::istreambuf_iterator<char>(file), {}};
 }
-
-#endif

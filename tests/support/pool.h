@@ -2,7 +2,7 @@
 
 #include <memory>
 
-#include "zel/mempool.h"
+#include <zel/mempool.h>
 
 struct DestroyPool {
   void operator()(mem_pool* pool) const { mem_destroy_pool(pool); }

@@ -1,6 +1,5 @@
 // process.h: code that runs in a process of its own, as a plug-in does.
-#ifndef TESTS_SUPPORT_PROCESS_H
-#define TESTS_SUPPORT_PROCESS_H
+#pragma once
 
 #include <sys/types.h>
 
@@ -38,5 +37,3 @@ class Process {
 
 // Runs `body` to its end under a user id and returns its exit status.
 int run_as(uid_t uid, const std::function<int()>& body);
-
-#endif

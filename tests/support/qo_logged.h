@@ -1,6 +1,5 @@
 // qo_logged.h: what a piece of code logs with QO_Log, of every level.
-#ifndef TESTS_SUPPORT_QO_LOGGED_H
-#define TESTS_SUPPORT_QO_LOGGED_H
+#pragma once
 
 #include <zel/service.h>
 
@@ -20,5 +19,3 @@ std::string qo_logged(Body body) {
   }
   return lines;
 }
-
-#endif

@@ -125,18 +125,18 @@ constexpr int kLimitMs = 10000;
 
 inline bool readable(int fd, int limit_ms = kLimitMs) {
   pollfd wait{fd, POLLIN, 0};
-  return ::poll(&wait, 1, limit_ms) > 0;
+  return poll(&wait, 1, limit_ms) > 0;
 }
 
 // Empty when nobody listens there.
 inline hostbus::OwnedFd connected(const std::string& path) {
-  hostbus::OwnedFd fd(::socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  hostbus::OwnedFd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
   const timeval limit{kLimitMs / 1000, 0};
-  ::setsockopt(fd.get(), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
+  setsockopt(fd.get(), SOL_SOCKET, SO_SNDTIMEO, &limit, sizeof limit);
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   path.copy(address.sun_path, sizeof address.sun_path - 1);
-  const int result = ::connect(fd.get(), reinterpret_cast<sockaddr*>(&address), sizeof address);
+  const int result = connect(fd.get(), reinterpret_cast<sockaddr*>(&address), sizeof address);
   return result == 0 ? std::move(fd) : hostbus::OwnedFd();
 }
 
@@ -204,7 +204,7 @@ class RawClient {
   bool read_from(size_t at, ByteString* bytes) const {
     for (ssize_t count; at < bytes->size(); at += static_cast<size_t>(count)) {
       if (!readable(fd())) throw std::runtime_error("the broker sends nothing for ten seconds");
-      count = ::recv(fd(), bytes->data() + at, bytes->size() - at, 0);
+      count = recv(fd(), bytes->data() + at, bytes->size() - at, 0);
       if (count <= 0) return false;
     }
     return true;

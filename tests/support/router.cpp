@@ -18,14 +18,14 @@ namespace {
 using Clock = std::chrono::steady_clock;
 
 hostbus::OwnedFd dialled(int port) {
-  hostbus::OwnedFd link(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  hostbus::OwnedFd link(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
   const timeval limit{20, 0};
-  ::setsockopt(link.get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
+  setsockopt(link.get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_port = htons(static_cast<uint16_t>(port));
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  EXPECT_EQ(0, ::connect(link.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address));
+  EXPECT_EQ(0, connect(link.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address));
   return link;
 }
 
@@ -50,12 +50,12 @@ HttpReply http(const std::string& method, const std::string& target, const std::
                               " HTTP/1.1\r\nHost: router\r\nContent-Length: " + std::to_string(body.size()) +
                               "\r\n" + headers + "\r\n" + body;
   EXPECT_EQ(static_cast<ssize_t>(request.size()),
-            ::send(link.get(), request.data(), request.size(), MSG_NOSIGNAL));
+            send(link.get(), request.data(), request.size(), MSG_NOSIGNAL));
   HttpReply reply;
   std::string answer;
   char block[65536];
   // The servers close the connection behind every answer.
-  for (ssize_t count; (count = ::read(link.get(), block, sizeof block)) > 0; ++reply.pieces)
+  for (ssize_t count; (count = read(link.get(), block, sizeof block)) > 0; ++reply.pieces)
     answer.append(block, static_cast<size_t>(count));
   reply.took = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start);
   read_answer(answer, &reply);

@@ -1,6 +1,5 @@
 // wire_capture.h: reads the recorded bus frames in tests/hostbus/wire and compares frames with them.
-#ifndef TESTS_SUPPORT_WIRE_CAPTURE_H
-#define TESTS_SUPPORT_WIRE_CAPTURE_H
+#pragma once
 
 #include <cstdint>
 #include <map>
@@ -54,5 +53,3 @@ std::string difference(const Frame& recorded, const Bytes& seen, Bindings& bindi
 Bytes with_bindings(const Frame& recorded, const Bindings& bindings, uint16_t seq);
 
 }  // namespace wire
-
-#endif

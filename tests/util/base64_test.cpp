@@ -1,6 +1,6 @@
 #include <random>
 
-#include "cases.h"
+#include "support/cases.h"
 
 namespace {
 

@@ -1,6 +1,6 @@
 #include <cstdlib>
 
-#include "cases.h"
+#include "support/cases.h"
 
 namespace {
 

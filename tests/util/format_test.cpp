@@ -1,7 +1,7 @@
 #include <cstdlib>
 #include <limits>
 
-#include "cases.h"
+#include "support/cases.h"
 
 TEST(Md5String, GivesTheKnownDigests) {
   Exact data(std::string("message digest"));

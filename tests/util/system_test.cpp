@@ -6,7 +6,7 @@
 #include <chrono>
 #include <filesystem>
 
-#include "cases.h"
+#include "support/cases.h"
 #include "support/disk.h"
 #include "support/qo_logged.h"
 

@@ -1,6 +1,6 @@
 #include <cstdlib>
 
-#include "cases.h"
+#include "support/cases.h"
 
 TEST(Case, OnlyTheAsciiLettersChange) {
   for (int c = -300; c < 600; ++c) {

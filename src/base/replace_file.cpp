@@ -1,0 +1,128 @@
+#include "base/replace_file.h"
+
+#include <fcntl.h>
+#include <sys/random.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstring>
+
+namespace {
+
+constexpr int kMostLinks = 40;  // The kernel's own limit.
+constexpr int kMostNames = 100;
+
+// Replaces `path` by what it leads to, which need not exist yet.
+bool follow_links(char (&path)[PATH_MAX]) {
+  for (int links = 0;; ++links) {
+    char to[PATH_MAX];
+    const ssize_t length = readlink(path, to, sizeof to - 1);
+    if (length < 0) return errno == EINVAL || errno == ENOENT;  // No link; or nothing there yet.
+    if (links == kMostLinks) return false;
+    to[length] = '\0';
+    const char* const slash = strrchr(path, '/');
+    const size_t kept = to[0] == '/' || slash == nullptr ? 0 : static_cast<size_t>(slash + 1 - path);
+    if (kept + static_cast<size_t>(length) >= sizeof path) return false;
+    memcpy(path + kept, to, static_cast<size_t>(length) + 1);
+  }
+}
+
+// Cuts the name off and opens the folder that is left.
+zel::Descriptor open_folder(char (&path)[PATH_MAX], const char** name) {
+  constexpr int kHow = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+  char* const slash = strrchr(path, '/');
+  *name = slash != nullptr ? slash + 1 : path;
+  if (slash == nullptr) return zel::Descriptor(open(".", kHow));
+  if (slash == path) return zel::Descriptor(open("/", kHow));
+  *slash = '\0';
+  return zel::Descriptor(open(path, kHow));
+}
+
+void remove_left_over(int folder, const char* prefix) {
+  zel::Descriptor again(openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  const zel::Directory listing(fdopendir(again.get()));
+  if (!listing) return;
+  again.release();
+  while (const dirent* const entry = readdir(listing.get())) {
+    if (strncmp(entry->d_name, prefix, strlen(prefix)) == 0) unlinkat(folder, entry->d_name, 0);
+  }
+}
+
+bool write_whole(int fd, const char* text, size_t length) {
+  while (length > 0) {
+    const ssize_t written = zel::retry([&] { return write(fd, text, length); });
+    if (written <= 0) return false;
+    text += written;
+    length -= static_cast<size_t>(written);
+  }
+  return true;
+}
+
+}  // namespace
+
+namespace zel {
+
+FileReplacement::FileReplacement(const char* path) noexcept {
+  char target[PATH_MAX];
+  if (snprintf(target, sizeof target, "%s", path) >= static_cast<int>(sizeof target)) return;
+  if (!follow_links(target)) return;
+  const char* name = nullptr;
+  folder_ = open_folder(target, &name);
+  if (folder_ && !open_beside(name)) file_ = Descriptor();
+}
+
+FileReplacement::~FileReplacement() {
+  if (temporary_[0] != '\0') unlinkat(folder_.get(), temporary_, 0);
+}
+
+bool FileReplacement::open_beside(const char* name) noexcept {
+  if (snprintf(name_, sizeof name_, "%s", name) >= static_cast<int>(sizeof name_)) return false;
+  Descriptor old(openat(folder_.get(), name, O_RDWR | O_CLOEXEC));
+  if (!old) return errno == ENOENT && create(0666);
+
+  // Not fstat, which refuses a file dated after 2038 where times have 32 bits.
+  struct statx status {};
+  if (statx(old.get(), "", AT_EMPTY_PATH, STATX_TYPE | STATX_MODE | STATX_UID | STATX_GID, &status) != 0)
+    return false;
+  if (!S_ISREG(status.stx_mode)) {
+    file_ = std::move(old);  // A device, say: it has no content to keep, and must not become a file.
+    return true;
+  }
+  // The owner first: changing it clears bits of the mode.
+  return create(0600) && fchown(file_.get(), status.stx_uid, status.stx_gid) == 0 &&
+         fchmod(file_.get(), status.stx_mode & 07777U) == 0;
+}
+
+bool FileReplacement::create(mode_t mode) noexcept {
+  char prefix[NAME_MAX + 1];
+  char temporary[NAME_MAX + 1];
+  if (snprintf(prefix, sizeof prefix, ".%s.new-", name_) >= static_cast<int>(sizeof prefix)) return false;
+  remove_left_over(folder_.get(), prefix);
+  auto suffix = static_cast<unsigned>(gettid());
+  for (int tries = 0; tries < kMostNames; ++tries) {
+    const int length = snprintf(temporary, sizeof temporary, "%s%u", prefix, suffix);
+    if (length >= static_cast<int>(sizeof temporary)) return false;
+    file_ = Descriptor(openat(folder_.get(), temporary, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
+    if (file_) memcpy(temporary_, temporary, sizeof temporary_);
+    if (file_ || errno != EEXIST) break;
+    // A folder has the name, maybe on purpose: the next one cannot be foreseen.
+    if (getrandom(&suffix, sizeof suffix, GRND_NONBLOCK) != static_cast<ssize_t>(sizeof suffix)) ++suffix;
+  }
+  return static_cast<bool>(file_);
+}
+
+bool FileReplacement::finish(const char* text, size_t length) noexcept {
+  if (!write_whole(file_.get(), text, length)) return false;
+  const bool flushed = temporary_[0] == '\0' || fsync(file_.get()) == 0;
+  const bool closed = close(file_.release()) == 0;
+  return flushed && closed && (temporary_[0] == '\0' || move_into_place());
+}
+
+bool FileReplacement::move_into_place() noexcept {
+  if (renameat(folder_.get(), temporary_, folder_.get(), name_) != 0) return false;
+  temporary_[0] = '\0';
+  // Some file systems have nothing to flush for a folder, and say so.
+  return fsync(folder_.get()) == 0 || errno == EINVAL;
+}
+
+}  // namespace zel

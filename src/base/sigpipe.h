@@ -1,0 +1,23 @@
+// sigpipe.h: writing to a peer that may be gone.
+#pragma once
+
+namespace zel {
+
+// Keeps SIGPIPE from the calling thread for its lifetime, and with it the end of the process when the peer has
+// gone. A signal that was raised meanwhile is taken out; one that the plug-in had pending or blocked
+// stays so.
+class SigpipeGuard {
+ public:
+  SigpipeGuard() noexcept;
+  ~SigpipeGuard();
+  SigpipeGuard(const SigpipeGuard&) = delete;
+  SigpipeGuard& operator=(const SigpipeGuard&) = delete;
+
+ private:
+  bool engaged_;
+};
+
+// Takes out a SIGPIPE that a thread has pending while it blocks the signal.
+void discard_sigpipe() noexcept;
+
+}  // namespace zel

@@ -1,0 +1,51 @@
+// The size of main memory.
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+
+#include <zel/device.h>
+#include <zel/util.h>
+#include "base/handles.h"
+
+namespace {
+
+int next_thousands(char** rest) {
+  const char* const field = strtok_r(nullptr, " \t\n:", rest);
+  return field != nullptr ? static_cast<int>(strtol(field, nullptr, 10) / 1000) : 0;
+}
+
+}  // namespace
+
+int qo_get_memory_info(int* total, int* used) {
+  if (total == nullptr || used == nullptr) return -1;
+  *total = *used = 0;
+  zel::Pipe output(popen("free", "re"));
+  if (!output) return 0;
+  char line[1024];
+  bool found = false;
+  // Reads on behind the line, so that the result is not that of a program whose output was cut off.
+  while (fgets(line, sizeof line, output.get()) != nullptr) {
+    char* rest = nullptr;
+    const char* const name = found ? nullptr : strtok_r(line, " \t\n:", &rest);
+    if (name == nullptr || qo_strcasecmp(name, "Mem") != 0) continue;
+    found = true;
+    *total = next_thousands(&rest);
+    *used = next_thousands(&rest);
+  }
+  return pclose(output.release());
+}
+
+int GetRamInKB(void) {
+  constexpr char kName[] = "MemTotal:";
+  constexpr size_t kNameLength = sizeof kName - 1;
+  const zel::File file(fopen("/proc/meminfo", "re"));
+  char line[256];
+  while (file && fgets(line, sizeof line, file.get()) != nullptr) {
+    if (strncmp(line, kName, kNameLength) != 0) continue;
+    char* end = nullptr;
+    const long long number = strtoll(line + kNameLength, &end, 10);
+    if (end == line + kNameLength) continue;
+    return number <= INT_MAX ? static_cast<int>(number) : INT_MAX;
+  }
+  return -1;
+}
