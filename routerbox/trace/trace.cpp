@@ -59,7 +59,7 @@ Trace::Trace(const std::string& folder, off_t limit)
   if (!fd_) fail_errno("cannot open the trace " + file_);
 }
 
-void Trace::write(const TraceLine& line) {
+void Trace::record(const TraceLine& line) {
   if (!fd_) return;
   Json json = {{"at", std::round((monotonic_seconds() - started_) * 1e6) / 1e6},
                {"time", utc_now()},
@@ -79,7 +79,7 @@ void Trace::append(const std::string& line) {
   struct stat status {};
   if (fstat(fd_.get(), &status) == 0 && status.st_size + static_cast<off_t>(text.size()) > limit_)
     return report_once("it has reached its limit of " + std::to_string(limit_) + " bytes");
-  const ssize_t written = retry([&] { return ::write(fd_.get(), text.data(), text.size()); });
+  const ssize_t written = retry([&] { return write(fd_.get(), text.data(), text.size()); });
   if (written == static_cast<ssize_t>(text.size())) {
     broken_ = false;
     return;

@@ -49,7 +49,7 @@ class Trace {
   // An empty `folder`: nothing is kept. Throws Failure when the file cannot be opened.
   explicit Trace(const std::string& folder, off_t limit = kLongestTrace);
 
-  void write(const TraceLine& line);
+  void record(const TraceLine& line);
 
  private:
   void append(const std::string& line);

@@ -42,7 +42,7 @@ TEST_F(TraceFile, HoldsLongAndForeignTextsWithinBounds) {
   };
   for (const auto& c : kCases) {
     std::filesystem::remove(folder_.path("trace.jsonl"));
-    Trace(folder_.root()).write({Channel::kBus, "a", "b", "c", "0", {}, c.details});
+    Trace(folder_.root()).record({Channel::kBus, "a", "b", "c", "0", {}, c.details});
     EXPECT_EQ(c.expected, only_line().at("details")) << c.why;
   }
   std::filesystem::remove(folder_.path("trace.jsonl"));
@@ -59,7 +59,7 @@ TEST_F(TraceFile, KeepsLinesOfManyWritersWhole) {
     writers.emplace_back([&] {
       Trace trace(folder_.root());
       for (int i = 0; i < kLines; ++i)
-        trace.write({Channel::kLife, std::string(700, 'w'), "", "", "", {}, {}});
+        trace.record({Channel::kLife, std::string(700, 'w'), "", "", "", {}, {}});
     });
   for (std::thread& writer : writers) writer.join();
   std::istringstream lines(routerbox::read_file(folder_.path("trace.jsonl")));
@@ -81,7 +81,7 @@ TEST_F(TraceFile, ThatCannotGrowIsReportedOnce) {
     if (c.link != nullptr) std::filesystem::create_symlink(c.link, folder_.path("trace.jsonl"));
     testing::internal::CaptureStderr();
     Trace trace(folder_.root(), c.limit);
-    for (int i = 0; i < 9; ++i) trace.write({Channel::kLife, "a", "b", "c", "d", {}, {}});
+    for (int i = 0; i < 9; ++i) trace.record({Channel::kLife, "a", "b", "c", "d", {}, {}});
     const std::string report = testing::internal::GetCapturedStderr();
     EXPECT_NE(std::string::npos, report.find(c.report)) << c.why << report;
     EXPECT_EQ(1, std::count(report.begin(), report.end(), '\n')) << c.why << report;
