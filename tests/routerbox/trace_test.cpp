@@ -47,7 +47,7 @@ TEST_F(TraceFile, HoldsLongAndForeignTextsWithinBounds) {
   }
   std::filesystem::remove(folder_.path("trace.jsonl"));
   Trace(folder_.root())
-      .write({Channel::kBus, long_text, "", "", "", {}, Json(Json::array_t(100, long_text))});
+      .record({Channel::kBus, long_text, "", "", "", {}, Json(Json::array_t(100, long_text))});
   EXPECT_EQ(cut, only_line().at("from"));
   EXPECT_GT(2000U, only_line().at("details").get<std::string>().size());
 }
