@@ -53,9 +53,14 @@ enum perm_ability {
   ability_control_plug = 15
 };
 
+#define PERM_ABILITY_COUNT 15 /* abilities are 1 to this */
 #define PERM_APPID_SIZE 64    /* an appid with its NUL */
 #define PERM_ABILITY_SLOTS 32 /* ability descriptions in the table */
 #define PERM_PLUGIN_SLOTS 100 /* plug-ins in the table */
+
+/* The reserved plug-ins, which perm_init adds. */
+#define PERM_DAEMON_APPID "1"  /* the system's daemon */
+#define PERM_MANAGER_APPID "2" /* the package manager */
 
 /* ---- The shared table: a binary format, the same on every machine -------------------------------------- */
 

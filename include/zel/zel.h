@@ -36,5 +36,6 @@
 #include <zel/router.h>
 #include <zel/service.h>
 #include <zel/util.h>
+#include <zel/version.h>
 
 #endif

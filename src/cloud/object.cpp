@@ -2,7 +2,6 @@
 #include <sys/socket.h>
 #include <unistd.h>
 #include <zel/cloud.h>
-#include <zel/perm.h>
 
 #include <cstddef>
 #include <cstring>
@@ -11,6 +10,7 @@
 #include "base/log.h"
 #include "bus/connect.h"
 #include "bus/loop.h"
+#include "perm/guard.h"
 
 // The method handler finds the record from the address of its object, so the object is a member, not a
 // pointer.
@@ -130,9 +130,8 @@ int publish(const char* who, zel::BusLink link) {
   return 0;
 }
 
-bool caller_may_use_cloud() {
-  char appid[PERM_APPID_SIZE] = {};
-  return perm_get_id(appid) == 0 && perm_check(ability_cloud_communication, appid) == 0;
+bool caller_may_use_cloud(const char* who) {
+  return zel::Guard("[ZEL]", zel::Guard::Logs::kNothing).permits(ability_cloud_communication, who);
 }
 
 bool object_exists() {
@@ -150,7 +149,7 @@ int store_handler(zel_cloud_msg_handler handler) {
 }  // namespace
 
 int zel_cloud_msg_init(void) {
-  if (!caller_may_use_cloud()) return -1;
+  if (!caller_may_use_cloud(__func__)) return -1;
   const zel::BusSection section;
   if (zel_cloud_get_object_name(zel_object_name, sizeof zel_object_name) == -1) {
     ZEL_LOG(LOG_ERR, "[ZEL]", "Failed to get object name\n\n");
@@ -170,7 +169,7 @@ int zel_cloud_msg_init_dbg(const char* name) {
 }
 
 int zel_cloud_msg_handler_register(zel_cloud_msg_handler handler) {
-  if (handler == nullptr || !object_exists() || !caller_may_use_cloud()) return -1;
+  if (handler == nullptr || !object_exists() || !caller_may_use_cloud(__func__)) return -1;
   return store_handler(handler);
 }
 

@@ -1,13 +1,18 @@
-// access.h: whether the caller may use the download daemon.
+// access.h: whether the caller may use the download daemon. Asked anew by each call.
 #pragma once
 
-#include <zel/perm.h>
+#include "perm/guard.h"
 
 namespace zel::download {
 
-// Return 0 if the caller's appid is known and holds the ability, else -1. Both ask the table anew each time.
-// The first tells the appid as well; clear it before.
-int check_permission_appid(char (&appid)[PERM_APPID_SIZE]) noexcept;
-int check_permission() noexcept;
+// Its traces are known by the names of the two checks.
+class Access : public Guard {
+ public:
+  Access() noexcept : Guard("[ZEL]", Logs::kAnswers) {}
+
+  // For calls that need the appid afterwards.
+  [[nodiscard]] bool check_permission_appid() { return permits(ability_download, __func__); }
+  [[nodiscard]] bool check_permission() { return permits(ability_download, __func__); }
+};
 
 }  // namespace zel::download

@@ -47,7 +47,7 @@ int read_answer(const char* who, const cJSON* answer) {
 }
 
 int perform(const Control& control, const char* task_id) {
-  if (zel::download::check_permission() != 0) return ZEL_DOWNLOAD_NOT_PERMITTED;
+  if (!zel::download::Access().check_permission()) return ZEL_DOWNLOAD_NOT_PERMITTED;
   if (task_id == nullptr || *task_id == '\0') return ZEL_DOWNLOAD_NO_TASK_ID;
 
   const JsonText request = print_request(control.method, task_id);

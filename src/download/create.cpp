@@ -67,13 +67,13 @@ bool normal_task_create(Exchange* daemon, const task_param& param, const char* a
 }  // namespace
 
 int zel_download_task_create(const task_param* param, char* task_id) {
-  char appid[PERM_APPID_SIZE] = {};
-  if (zel::download::check_permission_appid(appid) != 0) return ZEL_DOWNLOAD_NOT_PERMITTED;
+  zel::download::Access access;
+  if (!access.check_permission_appid()) return ZEL_DOWNLOAD_NOT_PERMITTED;
   if (const int refused = check_task_param(param); refused != 0) return refused;
   if (task_id == nullptr) return ZEL_DOWNLOAD_NO_OUTPUT;
 
   Exchange daemon;
-  if (!normal_task_create(&daemon, *param, appid)) return -1;
+  if (!normal_task_create(&daemon, *param, access.appid())) return -1;
   const JsonTree answer = daemon.parse();
   if (!answer) return zel::download::failed(__func__, "Parse dst_buffer error\n");
   const cJSON* const gid = zel::json_member(answer.get(), "result", zel::kJsonString);

@@ -84,19 +84,20 @@ int visit_tasks(const char* who, const cJSON* lists, Visit visit) {
 // Whose tasks the caller sees. Kept: the two calls take different owners for the caller.
 class Viewer {
  public:
-  bool is_permitted() noexcept { return zel::download::check_permission_appid(appid_) == 0; }
+  bool is_permitted() { return access_.check_permission_appid(); }
   bool counts(const char* owner) const noexcept {
-    const size_t length = strlen(appid_);
-    return sees_all() || (strlen(owner) == length && qo_strncasecmp(owner, appid_, length) == 0);
+    const size_t length = strlen(appid());
+    return sees_all() || (strlen(owner) == length && qo_strncasecmp(owner, appid(), length) == 0);
   }
   bool lists(const char* owner) const noexcept {
-    return sees_all() || strncmp(owner, appid_, strlen(appid_)) == 0;
+    return sees_all() || strncmp(owner, appid(), strlen(appid())) == 0;
   }
 
  private:
-  bool sees_all() const noexcept { return strlen(appid_) == 1 && qo_strncasecmp(appid_, "1", 1) == 0; }
+  const char* appid() const noexcept { return access_.appid(); }
+  bool sees_all() const noexcept { return strcmp(appid(), PERM_DAEMON_APPID) == 0; }
 
-  char appid_[PERM_APPID_SIZE] = {};
+  zel::download::Access access_;
 };
 
 int get_result_item_info(task_info* list, int index, const cJSON* entry) {

@@ -45,7 +45,7 @@ int read_answer(const char* who, const cJSON* answer, const char* task_id, task_
 }  // namespace
 
 int zel_download_task_query(const char* task_id, task_info* info) {
-  if (zel::download::check_permission() != 0) return ZEL_DOWNLOAD_NOT_PERMITTED;
+  if (!zel::download::Access().check_permission()) return ZEL_DOWNLOAD_NOT_PERMITTED;
   if (task_id == nullptr || *task_id == '\0') return ZEL_DOWNLOAD_NO_TASK_ID;
   if (info == nullptr) return ZEL_DOWNLOAD_NO_OUTPUT;
 

@@ -1,13 +1,12 @@
-// access.h: who the caller is and what it may do, for all event calls.
+// access.h: what sending and receiving share.
 #pragma once
 
-#include <cstdint>
+#include "perm/guard.h"
 
 namespace zel {
 
 inline constexpr const char* kBusEvent = "zel.event";
 
-// Whether the caller's appid is known and holds the ability. If not, logs why under the name of the call.
-bool event_allowed(const char* who, uint32_t ability) noexcept;
+inline Guard event_guard("[ZE]", Guard::Logs::kRefusals);
 
 }  // namespace zel

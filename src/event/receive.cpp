@@ -102,7 +102,7 @@ int zel_event_subscribe(uint32_t event, zel_event_callback callback) {
     ZEL_LOG(LOG_ERR, "[ZE]", "invalid event or NULL cb\n\n");
     return -1;
   }
-  if (!zel::event_allowed(__func__, ability_notify_rcv)) return -1;
+  if (!zel::event_guard.permits(ability_notify_rcv, __func__)) return -1;
   store_callback(event, callback);
   ZEL_LOG(LOG_INFO, "[ZE]", "subscribed event: (%s) cb(%p) !\n\n", kEventNames[event],
           reinterpret_cast<void*>(callback));
@@ -114,7 +114,7 @@ int zel_event_unsubscribe(uint32_t event) {
     ZEL_LOG(LOG_ERR, "[ZE]", "invalid event\n\n");
     return -1;
   }
-  if (!zel::event_allowed(__func__, ability_notify_rcv)) return -1;
+  if (!zel::event_guard.permits(ability_notify_rcv, __func__)) return -1;
   store_callback(event, nullptr);
   ZEL_LOG(LOG_INFO, "[ZE]", "unsubscribed event: %s!\n\n", kEventNames[event]);
   return 0;

@@ -38,7 +38,7 @@ int zel_event_send(uint32_t event, uint32_t subevent, const char* data) {
     ZEL_LOG(LOG_ERR, "[ZE]", "invalid event\n\n");
     return -1;
   }
-  if (!zel::event_allowed(__func__, ability_notify_send)) return -1;
+  if (!zel::event_guard.permits(ability_notify_send, __func__)) return -1;
   ZEL_TRACE("[ZE]", "event:%d, subev:%d, data:%s\n", static_cast<int>(event), static_cast<int>(subevent),
             data != nullptr ? data : "(null)");
 

@@ -1,9 +1,11 @@
 #include "perm/default_abilities.h"
 
+#include <iterator>
+
 namespace zel {
 
 // Labels and descriptions are GB2312, the encoding the router's pages are in; beside each the same in UTF-8.
-const DefaultAbility kDefaultAbilities[kDefaultAbilityCount] = {
+const DefaultAbility kDefaultAbilities[] = {
     // 下载: 视频、文件等资源下载
     {"ability_download", "\xCF\xC2\xD4\xD8",
      "\xCA\xD3\xC6\xB5\xA1\xA2\xCE\xC4\xBC\xFE\xB5\xC8\xD7\xCA\xD4\xB4\xCF\xC2\xD4\xD8"},
@@ -43,5 +45,6 @@ const DefaultAbility kDefaultAbilities[kDefaultAbilityCount] = {
     {"ability_control_plug", "\xB2\xE5\xBC\xFE\xBF\xD8\xD6\xC6",
      "\xBF\xD8\xD6\xC6\xB2\xE5\xBC\xFE\xC6\xF4\xB6\xAF\xBA\xCD\xCD\xA3\xD6\xB9"},
 };
+static_assert(std::size(kDefaultAbilities) == PERM_ABILITY_COUNT);
 
 }  // namespace zel

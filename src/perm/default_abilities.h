@@ -1,6 +1,8 @@
 // default_abilities.h: the catalogue a router has when nobody wrote it another one.
 #pragma once
 
+#include <zel/perm.h>
+
 namespace zel {
 
 struct DefaultAbility {
@@ -9,10 +11,9 @@ struct DefaultAbility {
   const char* description;
 };
 
-inline constexpr int kDefaultAbilityCount = 15;
 inline constexpr int kDefaultAbilityLevel = 3;
 
 // Element i describes ability i + 1.
-extern const DefaultAbility kDefaultAbilities[kDefaultAbilityCount];
+extern const DefaultAbility kDefaultAbilities[PERM_ABILITY_COUNT];
 
 }  // namespace zel

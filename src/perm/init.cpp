@@ -13,8 +13,8 @@ struct ReservedPlugin {
   uint32_t abilitybits;
 };
 constexpr ReservedPlugin kReserved[] = {
-    {"1", "DAEMON", 0xFFFFFFFDU},  // Kept: all but cloud communication (2).
-    {"2", "NPKG", 0xFFFFFFFFU},
+    {PERM_DAEMON_APPID, "DAEMON", 0xFFFFFFFDU},  // Kept: all but cloud communication (2).
+    {PERM_MANAGER_APPID, "NPKG", 0xFFFFFFFFU},
 };
 
 void add_if_missing(perm_table* table, const ReservedPlugin& plugin) {

@@ -56,7 +56,7 @@ zel::JsonText print_defaults() {
   const zel::JsonTree root(cJSON_CreateObject());
   cJSON* const array = cJSON_AddArrayToObject(root.get(), "ability");
   if (array == nullptr) return nullptr;
-  for (int i = 0; i < zel::kDefaultAbilityCount; ++i) {
+  for (int i = 0; i < PERM_ABILITY_COUNT; ++i) {
     if (!add_default(array, i)) return nullptr;
   }
   return zel::JsonText(cJSON_PrintUnformatted(root.get()));

@@ -8,6 +8,8 @@
 
 namespace {
 
+static_assert(ability_control_plug == PERM_ABILITY_COUNT);
+
 bool all_digits(const char* text) {
   for (; *text != '\0'; ++text) {
     if (isdigit(static_cast<unsigned char>(*text)) == 0) return false;
@@ -59,8 +61,7 @@ int perm_get_id(char* appid) {
 }
 
 int perm_check(uint32_t ability, const char* appid) {
-  if (ability < ability_download || ability > ability_control_plug || appid == nullptr)
-    return PERM_BAD_ARGUMENT;
+  if (ability < 1 || ability > PERM_ABILITY_COUNT || appid == nullptr) return PERM_BAD_ARGUMENT;
   if (!all_digits(appid)) {
     ZEL_LOG_LONG(LOG_DEBUG, "[PERM]", "appid is not all digit");
     return PERM_BAD_ARGUMENT;

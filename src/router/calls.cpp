@@ -2,41 +2,28 @@
 #include <zel/perm.h>
 #include <zel/router.h>
 
+#include <cstring>
+
 #include "base/log.h"
-#include "perm/caller_appid.h"
+#include "perm/guard.h"
 
 namespace {
 
 constexpr int kRefused = -1;
 constexpr int kQueryFailed = -2;
 
-zel::CallerAppid router_api_appid;
+zel::Guard router_api_guard("[ZRAPI]", zel::Guard::Logs::kRefusals);
 
 // The checks in front of a query. Its messages are known by fixed lines.
-struct Guard {
+struct Checks {
   const char* who;
   uint32_t ability;
   int argument_line;
   int permission_line;
 
-  bool accepts(bool arguments, const char* complaint) const {
+  bool pass(bool arguments, const char* complaint) const {
     if (!arguments) ZEL_LOG_AT(who, argument_line, LOG_ERR, "[ZRAPI]", "%s", complaint);
-    return arguments && permitted();
-  }
-
- private:
-  bool permitted() const {
-    char appid[PERM_APPID_SIZE];
-    if (!router_api_appid.get(appid)) {
-      ZEL_LOG_AT(who, permission_line, LOG_ERR, "[ZRAPI]", "invalid app!\n");
-      return false;
-    }
-    if (perm_check(ability, appid) != 0) {
-      ZEL_LOG_AT(who, permission_line, LOG_ERR, "[ZRAPI]", "NO permission: app(%s) perm(%d)!\n", appid,
-                 static_cast<int>(ability));
-      return false;
-    }
-    return true;
+    return arguments && router_api_guard.permits(ability, who, permission_line);
   }
 };
 
@@ -64,38 +51,38 @@ bool is_array(const void* records, const int* count) {
 }  // namespace
 
 int zel_get_device_name(char* name, int length) {
-  const Guard guard{__func__, ability_system, 32, 36};
-  if (!guard.accepts(name != nullptr, "NULL name buf\n\n")) return kRefused;
+  const Checks checks{__func__, ability_system, 32, 36};
+  if (!checks.pass(name != nullptr, "NULL name buf\n\n")) return kRefused;
   return of_text(vendor_get_device_name(name, length), name, length);
 }
 
 int zel_get_device_id(char* device_id, int length) {
-  const Guard guard{__func__, ability_system, 53, 57};
-  if (!guard.accepts(device_id != nullptr, "NULL device_id buf\n\n")) return kRefused;
+  const Checks checks{__func__, ability_system, 53, 57};
+  if (!checks.pass(device_id != nullptr, "NULL device_id buf\n\n")) return kRefused;
   return of_text(vendor_get_device_id(device_id, length), device_id, length);
 }
 
 int zel_get_wan_speed(zel_wan_speed* speed) {
-  const Guard guard{__func__, ability_wan, 74, 78};
-  if (!guard.accepts(speed != nullptr, "NULL param\n\n")) return kRefused;
+  const Checks checks{__func__, ability_wan, 74, 78};
+  if (!checks.pass(speed != nullptr, "NULL param\n\n")) return kRefused;
   return of_record(vendor_get_wan_speed(speed));
 }
 
 int zel_get_wan_status(zel_wan_status* status) {
-  const Guard guard{__func__, ability_wan, 93, 97};
-  if (!guard.accepts(status != nullptr, "NULL param\n\n")) return kRefused;
+  const Checks checks{__func__, ability_wan, 93, 97};
+  if (!checks.pass(status != nullptr, "NULL param\n\n")) return kRefused;
   return of_record(vendor_get_wan_status(status));
 }
 
 int zel_get_wifi_info(zel_wifi_info* networks, int* count) {
-  const Guard guard{__func__, ability_wifi, 112, 116};
-  if (!guard.accepts(is_array(networks, count), "invalid param\n\n")) return kRefused;
+  const Checks checks{__func__, ability_wifi, 112, 116};
+  if (!checks.pass(is_array(networks, count), "invalid param\n\n")) return kRefused;
   return of_array(vendor_get_wifi_info(networks, count));
 }
 
 int zel_get_partition_info(zel_partition_info* partitions, int* count) {
-  const Guard guard{__func__, ability_disk, 131, 135};
-  if (!guard.accepts(is_array(partitions, count), "invalid param\n\n")) return kRefused;
+  const Checks checks{__func__, ability_disk, 131, 135};
+  if (!checks.pass(is_array(partitions, count), "invalid param\n\n")) return kRefused;
   return of_array(vendor_get_partition_info(partitions, count));
 }
 
