@@ -140,7 +140,8 @@ TEST(PermLock, IsGivenBackByTheKernelAndNeverGivenTwice) {
     sigaction(SIGALRM, &quiet, nullptr);  // Without SA_RESTART: the wait is interrupted again and again.
     const itimerval often = {{0, 2000}, {0, 2000}};
     setitimer(ITIMER_REAL, &often, nullptr);
-    if (perm_common_sem_p(semid) != -1 || errno != EINTR) return 1;  // A step of its own ends with the signal.
+    if (perm_common_sem_p(semid) != -1 || errno != EINTR)
+      return 1;  // A step of its own ends with the signal.
     self.ready();
     return perm_check(1, "1001");
   });
