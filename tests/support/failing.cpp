@@ -98,7 +98,8 @@ FAILS(kStat, int, access, -1, (const char* path, int mode), path, mode)
 FAILS(kStat, int, stat, -1, (const char* path, struct stat* status), path, status)
 FAILS(kStat, int, stat64, -1, (const char* path, struct stat64* status), path, status)
 FAILS(kStat, int, lstat64, -1, (const char* path, struct stat64* status), path, status)
-FAILS(kStat, int, statx, -1, (int folder, const char* path, int flags, unsigned mask, struct statx* status), folder, path, flags, mask, status)
+FAILS(kStat, int, statx, -1, (int folder, const char* path, int flags, unsigned mask, struct statx* status),
+      folder, path, flags, mask, status)
 FAILS(kStat, int, fchown, -1, (int fd, uid_t user, gid_t group), fd, user, group)
 FAILS(kStat, int, fchmod, -1, (int fd, mode_t mode), fd, mode)
 FAILS(kProgram, pid_t, fork, -1, (), )
@@ -106,16 +107,19 @@ FAILS(kProgram, FILE*, popen, nullptr, (const char* command, const char* mode), 
 FAILS(kProgram, int, system, -1, (const char* command), command)
 FAILS(kSocket, int, socket, -1, (int domain, int type, int protocol), domain, type, protocol)
 FAILS(kSocket, int, connect, -1, (int fd, const void* address, unsigned size), fd, address, size)
-FAILS(kSocket, int, select, -1, (int count, fd_set* in, fd_set* out, fd_set* bad, timeval* limit), count, in, out, bad, limit)
+FAILS(kSocket, int, select, -1, (int count, fd_set* in, fd_set* out, fd_set* bad, timeval* limit),
+      count, in, out, bad, limit)
 FAILS(kSocket, int, poll, -1, (pollfd* events, nfds_t count, int limit), events, count, limit)
-FAILS(kThread, int, pthread_create, errno, (pthread_t* thread, const pthread_attr_t* how, void* (*body)(void*), void* argument), thread, how, body, argument)
+FAILS(kThread, int, pthread_create, errno, (pthread_t* thread, const pthread_attr_t* how, void* (*body)(void*), void* argument),
+      thread, how, body, argument)
 FAILS(kSegment, int, ftok, -1, (const char* path, int project), path, project)
 FAILS(kSegment, int, shmget, -1, (int key, size_t size, int flags), key, size, flags)
 FAILS(kSegment, void*, shmat, reinterpret_cast<void*>(-1), (int id, const void* at, int flags), id, at, flags)
 FAILS(kSemaphore, int, semget, -1, (int key, int count, int flags), key, count, flags)
 FAILS(kSemaphore, int, semctl, -1, (int id, int number, int command, long value), id, number, command, value)
 // Only taking can fail: what is given is never waited for.
-FAILS_IF(operations->sem_op < 0, kSemaphore, int, semop, -1, (int id, sembuf* operations, size_t count), id, operations, count)
+FAILS_IF(operations->sem_op < 0, kSemaphore, int, semop, -1, (int id, sembuf* operations, size_t count),
+      id, operations, count)
 FAILS_AFTER(kClose, int, close, -1, (int fd), fd)
 FAILS_AFTER(kClose, int, fclose, -1, (FILE* file), file)
 FAILS_AFTER(kProgram, int, pclose, -1, (FILE* pipe), pipe)
