@@ -110,7 +110,8 @@ FAILS(kSocket, int, connect, -1, (int fd, const void* address, unsigned size), f
 FAILS(kSocket, int, select, -1, (int count, fd_set* in, fd_set* out, fd_set* bad, timeval* limit),
       count, in, out, bad, limit)
 FAILS(kSocket, int, poll, -1, (pollfd* events, nfds_t count, int limit), events, count, limit)
-FAILS(kThread, int, pthread_create, errno, (pthread_t* thread, const pthread_attr_t* how, void* (*body)(void*), void* argument),
+using Body = void*(void*);
+FAILS(kThread, int, pthread_create, errno, (pthread_t* thread, const pthread_attr_t* how, Body* body, void* argument),
       thread, how, body, argument)
 FAILS(kSegment, int, ftok, -1, (const char* path, int project), path, project)
 FAILS(kSegment, int, shmget, -1, (int key, size_t size, int flags), key, size, flags)
