@@ -7,7 +7,7 @@
 #include <memory>
 #include <thread>
 
-#include "../owners.h"
+#include "../io.h"
 #include "content.h"
 #include "transfer.h"
 

@@ -3,7 +3,7 @@
 #include <mutex>
 #include <string>
 
-#include "../owners.h"
+#include "../io.h"
 
 namespace routerbox {
 

@@ -3,20 +3,20 @@
 #include <iostream>
 #include <optional>
 
-#include "../failure.h"
+#include "../places.h"
+#include "../program.h"
 #include "faults.h"
 #include "server.h"
 
 namespace routerbox::router {
 namespace {
 
-constexpr int kPort = 14000;
 constexpr int kNoSuchPartition = 2;  // as blkid has it
 
 struct Settings {
   std::string state, log, daemon_info;
   std::optional<std::string> partition, question;  // the empty text is one of no answer, not none
-  int port = kPort;
+  int port = kRouterPort;
 };
 
 void describe(CLI::App* app, Settings* settings) {
@@ -29,7 +29,7 @@ void describe(CLI::App* app, Settings* settings) {
   app->add_option("--log", settings->log,
                   "File for one line per request: time, method, parameters, answer code, fault\n"
                   "(default: standard output)");
-  app->add_option("--port", settings->port, "TCP port (default: 14000)")->check(CLI::Range(1, 65535));
+  app->add_option("--port", settings->port, "TCP port")->check(CLI::Range(1, 65535))->capture_default_str();
   app->add_option("--uuid", settings->partition,
                   "Print the UUID of this partition (such as sda1) as the state has it, and end");
   app->add_option("--daemon-info", settings->daemon_info,
@@ -77,10 +77,5 @@ int run(int argc, char** argv) {
 }  // namespace routerbox::router
 
 int main(int argc, char** argv) {
-  try {
-    return routerbox::router::run(argc, argv);
-  } catch (const std::exception& error) {
-    std::cerr << std::string("boxrouter: ") + error.what() + "\n" << std::flush;
-    return 1;
-  }
+  return routerbox::run_program("boxrouter", routerbox::router::run, argc, argv);
 }

@@ -4,7 +4,7 @@
 #include <mutex>
 #include <string>
 
-namespace routerbox::aria {
+namespace routerbox::downloads {
 
 // Kept in a file that is whole at any moment, so that neither an end of this program nor one of the daemon
 // loses what it remembers. Safe from any thread.
@@ -25,4 +25,4 @@ class Appids {
   std::map<std::string, std::string> appids_;  // by gid; guarded by mutex_, as is the file
 };
 
-}  // namespace routerbox::aria
+}  // namespace routerbox::downloads

@@ -1,14 +1,8 @@
-#include "bus.h"
+#include "objects.h"
 
 #include <libubus.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 
-#include <algorithm>
-#include <iterator>
 #include <memory>
-
-#include "services.h"
 
 namespace routerbox {
 namespace {
@@ -17,17 +11,6 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds kStopLimit(1000);
 constexpr milliseconds kBetweenTries(2);
-
-// Where the bus libraries look, those since October 2020 and the older ones.
-constexpr const char* kSockets[] = {"/var/run/ubus/ubus.sock", "/var/run/ubus.sock"};
-
-bool accepts(const char* path) {
-  const Descriptor end(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  std::strncpy(address.sun_path, path, sizeof address.sun_path - 1);
-  return connect(end.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
-}
 
 struct FreeConnection {
   void operator()(ubus_context* connection) const { ubus_free(connection); }
@@ -48,12 +31,6 @@ int find_object(const std::string& name) {
 }
 
 }  // namespace
-
-pid_t start_broker(Processes& processes, const std::string& program) {
-  return start_service(processes, {program, {program}, {}, "bus | "},
-                       {"the broker", kSockets[0], "name another with --broker PROGRAM"},
-                       [] { return std::any_of(std::begin(kSockets), std::end(kSockets), accepts); });
-}
 
 ObjectWait wait_for_object(Processes& processes, const std::string& name, pid_t owner,
                            std::chrono::milliseconds limit) {

@@ -1,6 +1,6 @@
 #include "faults.h"
 
-namespace routerbox::aria {
+namespace routerbox::downloads {
 namespace {
 
 constexpr int kMostCode = std::numeric_limits<int>::max();
@@ -41,4 +41,4 @@ std::vector<FaultKind> own_faults() {
   };
 }
 
-}  // namespace routerbox::aria
+}  // namespace routerbox::downloads

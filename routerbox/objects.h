@@ -1,4 +1,4 @@
-// bus.h: the box's broker, and objects on its bus.
+// objects.h: objects on the box's bus.
 #pragma once
 #include <chrono>
 #include <string>
@@ -6,9 +6,6 @@
 #include "processes.h"
 
 namespace routerbox {
-
-// Starts the broker and returns when its socket takes connections. Throws Failure when it does not.
-pid_t start_broker(Processes& processes, const std::string& program);
 
 enum class ObjectWait { kFound, kOwnerEnded, kLimit };
 

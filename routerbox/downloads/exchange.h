@@ -7,7 +7,7 @@
 #include "../http/json.h"
 #include "appids.h"
 
-namespace routerbox::aria {
+namespace routerbox::downloads {
 
 // A request is a call, a batch of calls, or either with system.multicall, which holds calls again. The real
 // daemon takes the option "appid" without a complaint and forgets it; the router's reports it in every task
@@ -47,4 +47,4 @@ class Exchange {
   std::vector<Call> calls_;
 };
 
-}  // namespace routerbox::aria
+}  // namespace routerbox::downloads

@@ -12,7 +12,7 @@
 #include "../http/request_log.h"
 #include "exchange.h"
 
-namespace routerbox::aria {
+namespace routerbox::downloads {
 
 class Front {
  public:
@@ -35,4 +35,4 @@ class Front {
   LoopbackServer http_;
 };
 
-}  // namespace routerbox::aria
+}  // namespace routerbox::downloads

@@ -4,9 +4,9 @@
 #include <filesystem>
 
 #include "../http/json.h"
-#include "../owners.h"
+#include "../io.h"
 
-namespace routerbox::aria {
+namespace routerbox::downloads {
 
 Appids::Appids(std::string file) : file_(std::move(file)) {
   if (!std::filesystem::exists(file_)) return;
@@ -31,4 +31,4 @@ std::string Appids::of(const std::string& gid) const {
   return found != appids_.end() ? found->second : "";
 }
 
-}  // namespace routerbox::aria
+}  // namespace routerbox::downloads

@@ -1,4 +1,4 @@
-#include "services.h"
+#include "service.h"
 
 #include <netinet/in.h>
 #include <sys/socket.h>
@@ -16,18 +16,17 @@ constexpr milliseconds kBetweenTries(2);
 
 }  // namespace
 
-pid_t start_service(Processes& processes, const Launch& launch, const Service& service,
-                    const std::function<bool()>& accepts) {
-  const pid_t process = processes.start(launch);
+pid_t start_server(Processes& processes, const Server& server) {
+  const std::string& program = server.launch.program;
+  const pid_t process = processes.start(server.launch);
   const auto end = Clock::now() + kLimit;
-  while (!accepts()) {
+  while (!server.serves()) {
     if (processes.serve([&] { return processes.ended(process).has_value(); }, kBetweenTries))
-      throw Failure(service.name + " " + launch.program + " ended at once, with status " +
-                    std::to_string(*processes.ended(process)) + "; see its lines above, or " +
-                    service.advice);
+      throw Failure(server.title + " " + program + " ended at once, with status " +
+                    std::to_string(*processes.ended(process)) + "; see its lines above, or " + server.advice);
     if (Clock::now() > end)
-      throw Failure(service.name + " " + launch.program + " takes no connections at " + service.place + "; " +
-                    service.advice);
+      throw Failure(server.title + " " + program + " takes no connections at " + server.place + "; " +
+                    server.advice);
   }
   return process;
 }

@@ -5,7 +5,7 @@
 #include <algorithm>
 #include <mutex>
 
-namespace routerbox::aria {
+namespace routerbox::downloads {
 namespace {
 
 constexpr int kBadGateway = 502;
@@ -109,4 +109,4 @@ Reply Front::ask_daemon(const httplib::Request& request, const std::string& body
   return reply;
 }
 
-}  // namespace routerbox::aria
+}  // namespace routerbox::downloads

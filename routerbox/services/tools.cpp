@@ -1,17 +1,16 @@
 #include "tools.h"
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cstdlib>
 
-#include "owners.h"
-#include "programs.h"
+#include "../io.h"
+#include "../places.h"
+#include "../programs.h"
 
 namespace routerbox {
 namespace {
 
-constexpr const char* kDaemonFolder = "/usr/local/localshell";
 constexpr const char* kBusyboxTools[] = {"ps", "df", "mount", "free"};
 
 // An ordinary user's PATH lacks the folders where system tools may be.
@@ -24,10 +23,6 @@ std::string find_tool(const std::string& name) {
     }
   }
   return {};
-}
-
-void make_folder(const std::string& path) {
-  if (mkdir(path.c_str(), 0755) != 0 || chmod(path.c_str(), 0755) != 0) fail_errno("cannot make " + path);
 }
 
 // The router's disks are not the host's: a device the host has is the real blkid's, any other the router's.
@@ -54,7 +49,7 @@ Tools find_tools() {
 void put_tools(const Tools& tools, const std::string& boxrouter, const std::string& state,
                const std::string& folder) {
   const std::string router = quoted(boxrouter) + " --state " + quoted(state);
-  const std::string bin = folder + "/bin", busybox = folder + "/busybox", daemon = kDaemonFolder;
+  const std::string bin = folder + "/bin", busybox = folder + "/busybox", daemon = kDaemonScripts;
   make_folder(bin);
   write_file(bin + "/blkid", blkid_script(tools, router), 0755);
   make_folder(daemon);

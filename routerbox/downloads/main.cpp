@@ -1,16 +1,17 @@
-// main.cpp: boxaria, which makes the router's download daemon out of a stock aria2.
+// main.cpp: boxdownloads, which makes the router's download daemon out of a stock aria2.
 #include <CLI/CLI.hpp>
-#include <iostream>
 
+#include "../places.h"
+#include "../program.h"
 #include "faults.h"
 #include "front.h"
 
-namespace routerbox::aria {
+namespace routerbox::downloads {
 namespace {
 
 struct Settings {
   std::string appids, log;
-  int port = 6800, daemon_port = 16800;
+  int port = kDownloadsPort, daemon_port = kDaemonPort;
 };
 
 int run(int argc, char** argv) {
@@ -19,31 +20,27 @@ int run(int argc, char** argv) {
       "Passes JSON-RPC on to a stock aria2 and adds to it what the router's daemon has: it keeps the option\n"
       "\"appid\" of aria2.addUri and reports it with every task. GET, POST and DELETE /box/fault make it\n"
       "misbehave.",
-      "boxaria");
+      "boxdownloads");
   app.add_option("--appids", settings.appids, "File in which the appids are kept")->required();
   app.add_option("--log", settings.log,
                  "File for one line per request: time, methods, request, HTTP status, fault\n"
                  "(default: standard output)");
-  app.add_option("--port", settings.port, "TCP port (default: 6800)")->check(CLI::Range(1, 65535));
-  app.add_option("--daemon-port", settings.daemon_port, "TCP port of the aria2 (default: 16800)")
-      ->check(CLI::Range(1, 65535));
+  app.add_option("--port", settings.port, "TCP port")->check(CLI::Range(1, 65535))->capture_default_str();
+  app.add_option("--daemon-port", settings.daemon_port, "TCP port of the aria2")
+      ->check(CLI::Range(1, 65535))
+      ->capture_default_str();
   CLI11_PARSE(app, argc, argv);
   Appids appids(settings.appids);
   Faults faults(own_faults());
   RequestLog log(settings.log);
   Front front(settings.daemon_port, appids, faults, log);
   front.http().bind(settings.port);
-  front.http().serve_until_signal("boxaria");
+  front.http().serve_until_signal("boxdownloads");
 }
 
 }  // namespace
-}  // namespace routerbox::aria
+}  // namespace routerbox::downloads
 
 int main(int argc, char** argv) {
-  try {
-    return routerbox::aria::run(argc, argv);
-  } catch (const std::exception& error) {
-    std::cerr << std::string("boxaria: ") + error.what() + "\n" << std::flush;
-    return 1;
-  }
+  return routerbox::run_program("boxdownloads", routerbox::downloads::run, argc, argv);
 }

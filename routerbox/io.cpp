@@ -1,4 +1,4 @@
-#include "owners.h"
+#include "io.h"
 
 #include <poll.h>
 #include <sys/stat.h>
@@ -39,6 +39,10 @@ void write_file(const std::string& path, const std::string& text, mode_t mode) {
   const Descriptor file(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, mode));
   if (!file || fchmod(file.get(), mode) != 0 || !write_all(file.get(), text))
     fail_errno("cannot write " + path);
+}
+
+void make_folder(const std::string& path, mode_t mode) {
+  if (mkdir(path.c_str(), mode) != 0 || chmod(path.c_str(), mode) != 0) fail_errno("cannot make " + path);
 }
 
 }  // namespace routerbox

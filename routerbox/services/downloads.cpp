@@ -1,19 +1,19 @@
-#include "downloads.h"
-
-#include <sys/stat.h>
-
 #include <filesystem>
 
-#include "programs.h"
-#include "services.h"
+#include "../places.h"
+#include "../programs.h"
+#include "service.h"
 
 namespace routerbox {
 namespace {
 
 namespace fs = std::filesystem;
 
-constexpr uint16_t kPort = 6800;
-constexpr uint16_t kDaemonPort = 16800;
+struct Downloads {
+  std::string daemon;  // aria2c
+  std::string front;   // boxdownloads
+  std::string folder;  // of the host, for what they keep; empty: they keep it in the box
+};
 
 std::string find_aria2() {
   try {
@@ -52,7 +52,7 @@ std::vector<std::string> daemon_words(const Downloads& downloads, const std::str
 std::vector<std::string> front_words(const Downloads& downloads, const std::string& kept) {
   return {downloads.front,
           "--port",
-          std::to_string(kPort),
+          std::to_string(kDownloadsPort),
           "--daemon-port",
           std::to_string(kDaemonPort),
           "--appids",
@@ -61,42 +61,51 @@ std::vector<std::string> front_words(const Downloads& downloads, const std::stri
           std::string(kDownloadsFolder) + "/front.log"};
 }
 
-pid_t start(Processes& processes, const std::string& name, const std::vector<std::string>& words,
-            const Service& service, uint16_t port) {
+// In the box the folder /var/run/downloads has for each of the two, `daemon` and `front`, a script of this name that
+// starts it, NAME.pid with its process, and NAME.log. A test ends one by its process and starts it again by its
+// script. Both run as root of the box: the daemon can write wherever a plug-in can, and what it writes is
+// root's and readable by all.
+Server server_of(const std::string& name, const std::vector<std::string>& words, const std::string& title,
+                 uint16_t port, const std::string& advice, End end) {
   const std::string script = std::string(kDownloadsFolder) + "/" + name;
   write_file(script, start_script(name, words), 0755);
-  return start_service(processes, {script, {script}, {}, "downloads | "}, service,
-                       [port] { return port_accepts(port); });
+  return {title,
+          port_place(port),
+          [port] { return port_accepts(port); },
+          advice,
+          {script, {script}, {}, "downloads | "},
+          end};
 }
 
-}  // namespace
-
-Downloads find_downloads(const std::string& own_folder, const std::string& folder) {
-  Downloads downloads{
-      find_aria2(), find_own(own_folder, "boxaria", "the download daemon's front", "--downloads"), {}};
-  if (folder.empty()) return downloads;
-  if (!fs::is_directory(folder))
-    throw Failure("--downloads takes a folder or nothing; " + folder + " is none");
-  downloads.folder = fs::absolute(folder).lexically_normal();
-  return downloads;
-}
-
-DownloadServers start_downloads(Processes& processes, const Downloads& downloads) {
-  if (mkdir(kDownloadsFolder, 0755) != 0 || chmod(kDownloadsFolder, 0755) != 0)
-    fail_errno(std::string("cannot make ") + kDownloadsFolder);
+std::vector<Server> lay_out(const Downloads& downloads) {
+  make_folder(kDownloadsFolder);
   const std::string kept = downloads.folder.empty() ? kDownloadsFolder : downloads.folder;
   const std::string session = kept + "/session";
   // The daemon insists on the file it is to read.
   if (!Descriptor(open(session.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0644)))
     fail_errno("cannot write " + session, "--downloads must name a folder that can be written");
-  const std::string advice = std::string("look at ") + kDownloadsFolder + "/daemon.log";
-  DownloadServers servers;
-  servers.daemon = start(processes, "daemon", daemon_words(downloads, kept),
-                         {"the download daemon", "port " + std::to_string(kDaemonPort), advice}, kDaemonPort);
-  servers.front = start(
-      processes, "front", front_words(downloads, kept),
-      {"the download daemon's front", "port " + std::to_string(kPort), "mend its files in " + kept}, kPort);
-  return servers;
+  return {server_of("daemon", daemon_words(downloads, kept), "the download daemon", kDaemonPort,
+                    std::string("look at ") + kDownloadsFolder + "/daemon.log",
+                    downloads.folder.empty() ? End::kAtOnce : End::kAny),
+          server_of("front", front_words(downloads, kept), "the download daemon's front", kDownloadsPort,
+                    "mend its files in " + kept, End::kClean)};
+}
+
+}  // namespace
+
+std::optional<Service> find_downloads(const Options& options, const std::string& own_folder) {
+  if (!options.downloads) return std::nullopt;
+  Downloads downloads{
+      find_aria2(), find_own(own_folder, "boxdownloads", "the download daemon's front", "--downloads"), {}};
+  Service service{"downloads", {downloads.daemon, downloads.front}, {}};
+  if (!options.downloads_folder.empty()) {
+    if (!fs::is_directory(options.downloads_folder))
+      throw Failure("--downloads takes a folder or nothing; " + options.downloads_folder + " is none");
+    downloads.folder = fs::absolute(options.downloads_folder).lexically_normal();
+    service.paths.push_back(downloads.folder);
+  }
+  service.lay_out = [downloads] { return lay_out(downloads); };
+  return service;
 }
 
 }  // namespace routerbox

@@ -2,7 +2,7 @@
 #pragma once
 #include "../http/fault.h"
 
-namespace routerbox::aria {
+namespace routerbox::downloads {
 
 //   error    "code" (1), "text": one error object in place of the whole answer, also of a batch's; the calls are
 //            not carried out
@@ -11,4 +11,4 @@ namespace routerbox::aria {
 //   types    every text of the answer is a number
 std::vector<FaultKind> own_faults();
 
-}  // namespace routerbox::aria
+}  // namespace routerbox::downloads

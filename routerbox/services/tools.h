@@ -10,8 +10,6 @@ struct Tools {
   std::string busybox;
 };
 
-inline constexpr const char* kDaemonInfo = "/tmp/norva_daemon.info";
-
 Tools find_tools();
 
 // Puts into the box, whose router is `boxrouter` with the state in `state`:

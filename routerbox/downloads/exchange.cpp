@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-namespace routerbox::aria {
+namespace routerbox::downloads {
 namespace {
 
 constexpr std::string_view kMethod = "method";
@@ -143,4 +143,4 @@ std::string Exchange::finish(const std::string& answer, Appids* appids) const {
   return told ? document.text() : answer;
 }
 
-}  // namespace routerbox::aria
+}  // namespace routerbox::downloads
