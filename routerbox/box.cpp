@@ -15,6 +15,7 @@
 #include "places.h"
 #include "processes.h"
 #include "programs.h"
+#include "trace/peers.h"
 
 namespace routerbox {
 namespace {
@@ -72,10 +73,19 @@ class Box {
       fail_errno("cannot make /etc/norva");
     if (!options_.packages.empty()) write_file(kPackageFile, plan_.packages_text, 0644);
     if (!options_.permissions.empty()) write_file(kPermissionFile, plan_.permissions_text, 0644);
+    make_folder(kBoxFolder, 0700);
+    write_roster(kBoxFolder, roster());
     // Also for a command that becomes a plug-in's user by itself.
     if (!plan_.packages.empty()) let_plugins_through();
     // Entered anew, since the old one may lie below a private folder by now.
     if (chdir(plan_.folder.c_str()) != 0 && chdir("/") != 0) fail_errno("cannot enter /");
+  }
+
+  Roster roster() const {
+    Roster roster{monotonic_seconds(), {}};
+    for (const Package& package : plan_.packages)
+      roster.plugins.push_back({package.appname, package.appid, package.uid});
+    return roster;
   }
 
   std::vector<std::string> kept_paths() const {

@@ -9,7 +9,6 @@
 
 #include "box.h"
 #include "namespaces.h"
-#include "program.h"
 
 namespace routerbox {
 namespace {
@@ -17,7 +16,7 @@ namespace {
 constexpr int kPassedOn[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGUSR1, SIGUSR2};
 
 int report(const std::exception& error) {
-  report_failure("routerbox", error);
+  std::cerr << std::string("routerbox: ") + error.what() + "\n" << std::flush;
   const auto* const failure = dynamic_cast<const Failure*>(&error);
   return failure != nullptr ? failure->status() : kBoxFailed;
 }

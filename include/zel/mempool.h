@@ -32,15 +32,12 @@ ZEL_EXTERN_C_BEGIN
 
 /* ---- Records: to be read, and changed only where it says so --------------------------------------------- */
 
-/* In front of each pool, where nobody sees it, lies what it remembers of the room in its blocks. A program that
- * changes a block's `last` or `end`, or the pool's `current`, is not noticed there, and gets wrong memory. */
-
 /* At the start of every block. */
 typedef struct mem_pool_data {
-  char* last; /* first free byte */
+  char* last; /* first free byte; may be moved within the block, back to give small pieces up together */
   char* end;  /* one past the block's last byte */
   struct mem_pool_data* next;
-  unsigned int failed; /* how often a block was added although it was searched and not the last one */
+  unsigned int failed; /* how often a block was added after this one was searched; passed over from 6 on */
 } mem_pool_data;
 
 /* One large piece; the record itself is a small piece. */
@@ -69,7 +66,7 @@ typedef struct mem_pool_cleanup_file_t {
 typedef struct mem_pool {
   mem_pool_data d;
   size_t max;                /* largest small request */
-  mem_pool_data* current;    /* where the search for room begins */
+  mem_pool_data* current;    /* where the search for room begins; may be set to any of the pool's blocks */
   mem_pool_large* large;     /* newest first */
   mem_pool_cleanup* cleanup; /* newest first; may be set to null, which forgets them all */
   void* log;
@@ -81,9 +78,8 @@ typedef struct mem_pool {
 
 /* Makes a pool.
  * size  of a block, with 64 bytes for the pool itself: the first block offers size - 64 bytes, each later one
- *       size - 16. `max` becomes size - 64, at most 4095. On the router the system is asked for size + 16 bytes
- *       for the first block (those in front are the pool's memory of its room) and size for each later one; on
- *       64-bit machines for more, which makes the numbers above the same.
+ *       size - 16. `max` becomes size - 64, at most 4095. On the router the system is asked for `size` bytes a
+ *       block; on 64-bit machines for more, which makes the numbers above the same.
  * log   kept in the pool, otherwise unused; may be null.
  * safe  not 0: the pool gets a lock, see Threads above.
  * Returns the pool, which mem_destroy_pool ends; null when size is less than 64 or memory is short. */

@@ -1,8 +1,6 @@
 // main.cpp: boxdownloads, which makes the router's download daemon out of a stock aria2.
-#include <CLI/CLI.hpp>
-
+#include "../http/program.h"
 #include "../places.h"
-#include "../program.h"
 #include "faults.h"
 #include "front.h"
 
@@ -11,7 +9,8 @@ namespace {
 
 struct Settings {
   std::string appids, log;
-  int port = kDownloadsPort, daemon_port = kDaemonPort;
+  int daemon_port = kDaemonPort;
+  ServerOptions server{kDownloadsPort, {}};
 };
 
 int run(int argc, char** argv) {
@@ -25,16 +24,16 @@ int run(int argc, char** argv) {
   app.add_option("--log", settings.log,
                  "File for one line per request: time, methods, request, HTTP status, fault\n"
                  "(default: standard output)");
-  app.add_option("--port", settings.port, "TCP port")->check(CLI::Range(1, 65535))->capture_default_str();
+  add_server_options(&app, &settings.server);
   app.add_option("--daemon-port", settings.daemon_port, "TCP port of the aria2")
       ->check(CLI::Range(1, 65535))
       ->capture_default_str();
   CLI11_PARSE(app, argc, argv);
   Appids appids(settings.appids);
   Faults faults(own_faults());
-  RequestLog log(settings.log);
+  RequestLog log(settings.log, settings.server.box, Channel::kDownloads, "downloads");
   Front front(settings.daemon_port, appids, faults, log);
-  front.http().bind(settings.port);
+  front.http().bind(settings.server.port);
   front.http().serve_until_signal("boxdownloads");
 }
 
@@ -42,5 +41,5 @@ int run(int argc, char** argv) {
 }  // namespace routerbox::downloads
 
 int main(int argc, char** argv) {
-  return routerbox::run_program("boxdownloads", routerbox::downloads::run, argc, argv);
+  return routerbox::run_server("boxdownloads", routerbox::downloads::run, argc, argv);
 }

@@ -1,10 +1,10 @@
 // main.cpp: boxrouter, the management interface of a router that does not exist.
-#include <CLI/CLI.hpp>
 #include <iostream>
 #include <optional>
 
+#include "../failure.h"
+#include "../http/program.h"
 #include "../places.h"
-#include "../program.h"
 #include "faults.h"
 #include "server.h"
 
@@ -16,7 +16,7 @@ constexpr int kNoSuchPartition = 2;  // as blkid has it
 struct Settings {
   std::string state, log, daemon_info;
   std::optional<std::string> partition, question;  // the empty text is one of no answer, not none
-  int port = kRouterPort;
+  ServerOptions server{kRouterPort, {}};
 };
 
 void describe(CLI::App* app, Settings* settings) {
@@ -29,7 +29,7 @@ void describe(CLI::App* app, Settings* settings) {
   app->add_option("--log", settings->log,
                   "File for one line per request: time, method, parameters, answer code, fault\n"
                   "(default: standard output)");
-  app->add_option("--port", settings->port, "TCP port")->check(CLI::Range(1, 65535))->capture_default_str();
+  add_server_options(app, &settings->server);
   app->add_option("--uuid", settings->partition,
                   "Print the UUID of this partition (such as sda1) as the state has it, and end");
   app->add_option("--daemon-info", settings->daemon_info,
@@ -56,9 +56,9 @@ int print_daemon_answer(const State& state, const std::string& question) {
   Faults faults(own_faults());
   const Json document = state.read();
   for (const Json& fault : document.value("faults", Json::array())) faults.add(fault);
-  RequestLog log(settings.log);
+  RequestLog log(settings.log, settings.server.box, Channel::kRouter, "router");
   Server server(state, faults, log);
-  server.http().bind(settings.port);
+  server.http().bind(settings.server.port);
   server.http().serve_until_signal("boxrouter");  // the log and the state are complete after every request
 }
 
@@ -77,5 +77,5 @@ int run(int argc, char** argv) {
 }  // namespace routerbox::router
 
 int main(int argc, char** argv) {
-  return routerbox::run_program("boxrouter", routerbox::router::run, argc, argv);
+  return routerbox::run_server("boxrouter", routerbox::router::run, argc, argv);
 }

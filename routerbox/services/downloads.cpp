@@ -2,6 +2,7 @@
 
 #include "../places.h"
 #include "../programs.h"
+#include "../trace/peers.h"
 #include "service.h"
 
 namespace routerbox {
@@ -57,6 +58,8 @@ std::vector<std::string> front_words(const Downloads& downloads, const std::stri
           std::to_string(kDaemonPort),
           "--appids",
           kept + "/appids.json",
+          "--box",
+          kBoxFolder,
           "--log",
           std::string(kDownloadsFolder) + "/front.log"};
 }

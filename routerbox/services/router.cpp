@@ -2,6 +2,7 @@
 
 #include "../places.h"
 #include "../programs.h"
+#include "../trace/peers.h"
 #include "service.h"
 #include "tools.h"
 
@@ -26,7 +27,8 @@ std::vector<Server> lay_out(const Router& router) {
            [] { return port_accepts(kRouterPort); },
            "mend the file given to --router",
            {router.program,
-            {"boxrouter", "--state", kRouterState, "--log", router.log, "--daemon-info", kDaemonInfo},
+            {"boxrouter", "--state", kRouterState, "--log", router.log, "--daemon-info", kDaemonInfo, "--box",
+             kBoxFolder},
             {},
             "router | "}}};
 }

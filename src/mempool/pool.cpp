@@ -37,12 +37,11 @@ void* mem_calloc(size_t size, void* /*log*/) {
 }
 
 mem_pool* mem_create_pool(size_t size, void* log, int safe) {
-  constexpr size_t kInFront = sizeof(Hints) + kPoolHeader;
-  if (size < kCountedHeader || size > SIZE_MAX - kInFront) return nullptr;
+  if (size < kCountedHeader || size > SIZE_MAX - kPoolHeader) return nullptr;
   const size_t offered = size - kCountedHeader;
-  zel::Memory<void> memory(memalign(kAlignment, kInFront + offered));
+  zel::Memory<void> memory(memalign(kAlignment, kPoolHeader + offered));
   if (memory == nullptr) return nullptr;
-  auto* const pool = new (static_cast<char*>(memory.get()) + sizeof(Hints)) mem_pool;
+  auto* const pool = new (memory.get()) mem_pool;
   if (safe != 0 && pthread_mutex_init(&pool->mutex, nullptr) != 0) return nullptr;
   char* const first = start_of(&pool->d) + kPoolHeader;
   pool->d = {first, first + offered, nullptr, 0};
@@ -52,7 +51,7 @@ mem_pool* mem_create_pool(size_t size, void* log, int safe) {
   pool->cleanup = nullptr;
   pool->log = log;
   pool->safe = static_cast<uintptr_t>(safe);
-  new (memory.release()) Hints{Cursor(&pool->d)};
+  memory.release();
   return pool;
 }
 
@@ -62,8 +61,7 @@ void mem_destroy_pool(mem_pool* pool) {
     if (entry->handler != nullptr) entry->handler(entry->data);
   }
   free_large_pieces(pool);
-  for (mem_pool_data* block = pool->d.next; block != nullptr;) free(std::exchange(block, block->next));
-  free(&hints_of(pool));
+  for (mem_pool_data* block = &pool->d; block != nullptr;) free(std::exchange(block, block->next));
 }
 
 void mem_reset_pool(mem_pool* pool) {
@@ -74,9 +72,6 @@ void mem_reset_pool(mem_pool* pool) {
   for (mem_pool_data* block = &pool->d; block != nullptr; block = block->next) {
     block->last = start_of(block) + kPoolHeader;
   }
-  // What room there is, the next search will tell.
-  Hints& hints = hints_of(pool);
-  hints = {Cursor(hints.last.block), SIZE_MAX, SIZE_MAX};
 }
 
 void* mem_palloc(mem_pool* pool, size_t size) {

@@ -14,6 +14,7 @@
 // The linker's names (--wrap) for the functions that the pool calls and for the real ones. Memory comes dirty.
 static int until_failure = 0;  // 1: the next allocation fails; 0: none does
 static std::atomic<int> frees = 0;
+static size_t last_aligned = 0;  // bytes
 extern "C" {
 void* __real_malloc(size_t size);
 void* __real_memalign(size_t alignment, size_t size);
@@ -28,6 +29,7 @@ void* __wrap_malloc(size_t size) {
   return given(__real_malloc(size), size);
 }
 void* __wrap_memalign(size_t alignment, size_t size) {
+  last_aligned = size;
   return given(__real_memalign(alignment, size), size);
 }
 void __wrap_free(void* memory) {
@@ -69,6 +71,8 @@ TEST(MemPool, OffersTheSameNumbersOnEveryMachine) {
   } rows[] = {{65, 1, 1}, {4096, 4032, 4032}, {4159, 4095, 4095}, {4160, 4095, 4096}, {8192, 4095, 8128}};
   for (const auto& row : rows) {
     const Pool pool = make_pool(row.size);
+    EXPECT_EQ(last_aligned, row.size + kPoolHeader - kCountedHeader)
+        << "not a byte more than the record says";
     EXPECT_TRUE(pool->max == row.max && room(pool->d) == row.first) << row.size;
     add_block(pool.get());
     EXPECT_EQ(room(*pool->d.next), row.first + 47) << "its own header is 48 bytes smaller";
@@ -100,15 +104,37 @@ TEST(MemPool, AlwaysTakesTheFirstBlockWithRoom) {
   }
 }
 
-TEST(MemPool, LeavesABlockBehindAtTheSeventhOneThatFollows) {
+TEST(MemPool, LeavesABlockBehindAtTheSixthOneThatFollows) {
   const Pool pool = make_pool(128);
   for (unsigned added = 1; added <= 8; ++added) {
     add_block(pool.get());
-    EXPECT_EQ(pool->d.failed, added < 7 ? added - 1 : 6);
-    EXPECT_EQ(pool->current == &pool->d, added < 7);
+    EXPECT_EQ(pool->d.failed, std::min(added, 6U)) << "the last block counts as the others do";
+    EXPECT_EQ(pool->current == &pool->d, added < 6) << added;
   }
+  EXPECT_EQ(pool->d.next->failed, 6U);
   mem_reset_pool(pool.get());
-  EXPECT_EQ(pool->current, pool->d.next->next);
+  EXPECT_EQ(pool->current, pool->d.next->next->next);
+}
+
+TEST(MemPool, GoesWhereItsRecordPoints) {
+  const Pool pool = make_pool(256);
+  mem_pool* const p = pool.get();
+  void* const first = mem_palloc(p, 100);
+  add_block(p);
+  add_block(p);
+  mem_pool_data* const second = p->d.next;
+  mem_pool_data* const last = second->next;
+  p->d.last = static_cast<char*>(first);
+  EXPECT_EQ(mem_palloc(p, 100), first) << "given up";
+  p->current = last;
+  EXPECT_EQ(mem_pnalloc(p, 1), reinterpret_cast<char*>(last) + kLaterHeader + 1)
+      << "the first has room, but is not asked";
+  last->failed = 5;
+  fill(p);
+  const void* const in_new_block = mem_pnalloc(p, 1);
+  EXPECT_EQ(in_new_block, reinterpret_cast<char*>(last->next) + kLaterHeader);
+  EXPECT_EQ(p->current, last->next) << "the last one too is left behind";
+  EXPECT_EQ(second->failed, 1U) << "not on the way";
 }
 
 TEST(MemPool, FreesLargePiecesAndUsesTheirRecordsAgain) {
