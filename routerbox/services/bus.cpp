@@ -42,7 +42,7 @@ std::optional<Service> find_bus(const Options& options, const std::string& own_f
   const std::string program = find_broker(options.broker.empty() ? own_folder + "/hostbusd" : options.broker);
   return Service{"bus", {program}, [program] {
                    return std::vector<Server>{
-                       {"the broker", kBusSockets[0], serves, kAdvice, {program, {program}, {}, "bus | "}}};
+                       {"the broker", kBusSockets[0], serves, kAdvice, {program, {program}}}};
                  }};
 }
 

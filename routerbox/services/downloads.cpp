@@ -76,7 +76,7 @@ Server server_of(const std::string& name, const std::vector<std::string>& words,
           port_place(port),
           [port] { return port_accepts(port); },
           advice,
-          {script, {script}, {}, "downloads | "},
+          {script, {script}},
           end};
 }
 
