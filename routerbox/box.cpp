@@ -48,9 +48,8 @@ class Box {
   }
 
   int direct() {
-    start_control(std::move(ends_.control),
-                  box_verbs({plan_, processes_, plugins_, services_, bus_,
-                             [this](size_t place) { start_plugin(place); }}));
+    start_control(std::move(ends_.control), box_verbs({plan_, processes_, plugins_, services_, bus_,
+                                                       [this](size_t place) { start_plugin(place); }}));
     services_.start_all();
     if (!plan_.zelctl.empty()) fill_permission_table();
     for (size_t place = 0; place < plugins_.size(); ++place) start_plugin(place);
@@ -66,7 +65,8 @@ class Box {
   // As the router does when it starts.
   void fill_permission_table() {
     std::string output;
-    const Launch launch{plan_.zelctl, {"zelctl", "perm", "init"}, {}, [&](std::string_view piece) { output += piece; }};
+    const Launch launch{
+        plan_.zelctl, {"zelctl", "perm", "init"}, {}, [&](std::string_view piece) { output += piece; }};
     const int status = processes_.wait(processes_.start(launch));
     if (status != 0)
       throw Failure("the permission table was not filled, zelctl perm init ended with status " +
@@ -115,8 +115,14 @@ class Box {
 
 PluginRun plugin_from(const Background& wanted, const std::vector<Package>& packages) {
   const Package& package = package_of(packages, wanted.appid);
-  return {package.appname, package.appid,          package.appid, package.uid, package.may_receive_cloud_messages(),
-          find_program(wanted.words.front()), wanted.words,  {}};
+  return {package.appname,
+          package.appid,
+          package.appid,
+          package.uid,
+          package.may_receive_cloud_messages(),
+          find_program(wanted.words.front()),
+          wanted.words,
+          {}};
 }
 
 }  // namespace
@@ -134,7 +140,8 @@ Plan make_plan(const Options& options) {
     plan.permissions_text = read_file(options.permissions, "--permissions must name a readable file");
   if (!options.as.empty()) package_of(plan.packages, options.as);
   for (const FindService find : kServices)
-    if (std::optional<Service> service = find(options, plan.own)) plan.services.push_back(std::move(*service));
+    if (std::optional<Service> service = find(options, plan.own))
+      plan.services.push_back(std::move(*service));
   plan.boxbus = find_own(plan.own, "boxbus", "the box's way to its bus", "");
   if (!options.no_perm)
     plan.zelctl =
@@ -148,7 +155,7 @@ int run_box(const Plan& plan, Ends ends, const sigset_t& mask) {
   sigset_t all;
   sigfillset(&all);
   sigprocmask(SIG_BLOCK, &all, nullptr);  // before any thread, so that all inherit it
-  lay_out(plan, ends.folder.get(), [&](const std::string& line) {
+  lay_out(plan, ends.folder, [&](const std::string& line) {
     if (!plan.options.quiet) write_all(STDERR_FILENO, "routerbox: " + line + "\n");
   });
   return Box(plan, std::move(ends), mask).run();

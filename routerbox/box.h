@@ -34,7 +34,7 @@ inline constexpr const char* kReady = "\n";
 struct Ends {
   Descriptor outside;  // numbers of signals (processes.h)
   Descriptor control;  // the control socket
-  Descriptor folder;   // of the host, for the box's trace and roster
+  std::string folder;  // of the host, for the box's trace and roster
   Descriptor ready;    // gets kReady when all has started; may be none
 };
 

@@ -47,7 +47,8 @@ int number_in(const Json& arguments, const char* name) {
   if (value.is_number_integer()) return value.get<int>();
   const std::string text = value.is_string() ? value.get<std::string>() : "";
   if (text.empty() || text.size() > 9 || text.find_first_not_of("0123456789") != std::string::npos)
-    throw Failure(std::string("'") + name + "' must be a whole number, not '" + text + "'", kWrongCommandLine);
+    throw Failure(std::string("'") + name + "' must be a whole number, not '" + text + "'",
+                  kWrongCommandLine);
   return std::stoi(text);
 }
 
@@ -64,10 +65,9 @@ class BoxVerbs {
   explicit BoxVerbs(const BoxParts& parts) : parts_(parts) {}
 
   Json carry_out(const std::string& verb, const Json& arguments) {
-    const auto row = std::find_if(std::begin(kVerbs), std::end(kVerbs),
-                                  [&](const auto& known) { return verb == known.name; });
-    if (row == std::end(kVerbs)) throw Failure("a box has no verb '" + verb + "'", kWrongCommandLine);
-    return (this->*row->run)(arguments);
+    for (const Row& row : kVerbs)
+      if (verb == row.name) return (this->*row.run)(arguments);
+    throw Failure("a box has no verb '" + verb + "'", kWrongCommandLine);
   }
 
  private:
@@ -75,7 +75,7 @@ class BoxVerbs {
     const char* name;
     Json (BoxVerbs::*run)(const Json& arguments);
   };
-  static const Row kVerbs[];
+  static const Row kVerbs[12];
 
   size_t plugin_named(const std::string& name) const {
     if (const std::optional<size_t> place = parts_.plugins.find(name)) return *place;
@@ -84,7 +84,10 @@ class BoxVerbs {
 
   void need_router(const char* verb) const {
     if (!parts_.services.has("router"))
-      throw Failure(std::string(verb) + " needs the box's router; start the box with --router, or with router = true in box.toml", kNo);
+      throw Failure(
+          std::string(verb) +
+              " needs the box's router; start the box with --router, or with router = true in box.toml",
+          kNo);
   }
 
   Json ps(const Json&) {
@@ -100,13 +103,17 @@ class BoxVerbs {
       shown.update(state_of(row));
       services.push_back(shown);
     }
-    return {{"box", parts_.plan.box}, {"folder", parts_.plan.folder}, {"plugins", plugins}, {"services", services}};
+    return {{"box", parts_.plan.box},
+            {"folder", parts_.plan.folder},
+            {"plugins", plugins},
+            {"services", services}};
   }
 
   // What `exec` and `shell` need to know of a plug-in, or of root.
   Json enter(const Json& arguments) {
     const std::string as = text_in(arguments, "as");
-    Json result = {{"folder", parts_.plan.folder}, {"path", std::getenv("PATH")}, {"uid", nullptr}, {"name", "root"}};
+    Json result = {
+        {"folder", parts_.plan.folder}, {"path", std::getenv("PATH")}, {"uid", nullptr}, {"name", "root"}};
     if (as.empty()) return result;
     if (const std::optional<size_t> place = parts_.plugins.find(as)) {
       const PluginRun run = parts_.plugins.row(*place).run;
@@ -138,12 +145,15 @@ class BoxVerbs {
       return {{"target", name}, {"stopped", stopped}, {"started", started}};
     }
     for (const char* service : kServiceNames)
-      if (name == service) throw Failure("the box was started without " + name + "; routerbox run --help lists the options", kNo);
+      if (name == service)
+        throw Failure("the box was started without " + name + "; routerbox run --help lists the options",
+                      kNo);
     const size_t place = plugin_named(name);
     const bool stopped = stop && parts_.plugins.stop(place);
     const bool running = parts_.plugins.row(place).state == Plugins::State::kRunning;
     if (start && !running) parts_.start_plugin(place);
-    return {{"target", parts_.plugins.row(place).run.name}, {"stopped", stopped}, {"started", start && !running}};
+    return {
+        {"target", parts_.plugins.row(place).run.name}, {"stopped", stopped}, {"started", start && !running}};
   }
 
   Json send(const Json& arguments) {
@@ -208,18 +218,19 @@ class BoxVerbs {
   std::mutex changing_;
 };
 
-const BoxVerbs::Row BoxVerbs::kVerbs[] = {
-    {"ps", &BoxVerbs::ps},     {"enter", &BoxVerbs::enter}, {"start", &BoxVerbs::start},
-    {"stop", &BoxVerbs::stop}, {"restart", &BoxVerbs::restart}, {"send", &BoxVerbs::send},
-    {"event", &BoxVerbs::event}, {"wan", &BoxVerbs::wan}, {"disk", &BoxVerbs::disk},
-    {"set", &BoxVerbs::set}, {"state", &BoxVerbs::state}, {"down", &BoxVerbs::down},
+const BoxVerbs::Row BoxVerbs::kVerbs[12] = {
+    {"ps", &BoxVerbs::ps},       {"enter", &BoxVerbs::enter},     {"start", &BoxVerbs::start},
+    {"stop", &BoxVerbs::stop},   {"restart", &BoxVerbs::restart}, {"send", &BoxVerbs::send},
+    {"event", &BoxVerbs::event}, {"wan", &BoxVerbs::wan},         {"disk", &BoxVerbs::disk},
+    {"set", &BoxVerbs::set},     {"state", &BoxVerbs::state},     {"down", &BoxVerbs::down},
 };
 
 }  // namespace
 
 ControlHandler box_verbs(const BoxParts& parts) {
   const auto verbs = std::make_shared<BoxVerbs>(parts);
-  return [verbs](const std::string& verb, const Json& arguments) { return verbs->carry_out(verb, arguments); };
+  return
+      [verbs](const std::string& verb, const Json& arguments) { return verbs->carry_out(verb, arguments); };
 }
 
 }  // namespace routerbox

@@ -45,10 +45,10 @@ Json BusClient::send(const PluginRun& plugin, const std::string& text) {
   const auto begin = Clock::now();
   const Outcome outcome = run({"send", plugin.object(), text});
   if (outcome.status == kNo)
-    throw Failure(plugin.name + " has no object " + plugin.object() + " on the bus; routerbox ps shows whether it runs",
-                  kNo);
-  if (outcome.status == kTimedOut)
-    throw Failure(plugin.name + " gave no answer within 8 seconds", kTimedOut);
+    throw Failure(
+        plugin.name + " has no object " + plugin.object() + " on the bus; routerbox ps shows whether it runs",
+        kNo);
+  if (outcome.status == kTimedOut) throw Failure(plugin.name + " gave no answer within 8 seconds", kTimedOut);
   Json answer = Json::parse(outcome.output, nullptr, false);
   if (outcome.status != kDone || !answer.is_object()) throw Failure(outcome.output, kFailed);
   answer["ms"] = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - begin).count();

@@ -37,7 +37,8 @@ Json arguments_of(const httplib::Request& request) {
 
 void refuse(httplib::Response& response, const std::string& text, int status) {
   response.status = 400;
-  response.set_content(text_of({{"error", text}, {"status", status >= kBoxFailed ? kFailed : status}}), kJson);
+  response.set_content(text_of({{"error", text}, {"status", status >= kBoxFailed ? kFailed : status}}),
+                       kJson);
 }
 
 void serve_verb(const ControlHandler& handler, const httplib::Request& request, httplib::Response& response) {
@@ -62,7 +63,8 @@ void start_control(Descriptor socket, ControlHandler handler) {
   server->Post("/[a-z]+", [handler = std::move(handler)](const auto& request, auto& response) {
     serve_verb(handler, request, response);
   });
-  server->Get("/verbs", [](const auto&, auto& response) { response.set_content(text_of(verbs_as_json()), kJson); });
+  server->Get("/verbs",
+              [](const auto&, auto& response) { response.set_content(text_of(verbs_as_json()), kJson); });
   std::thread([server] { server->listen_after_bind(); }).detach();
 }
 

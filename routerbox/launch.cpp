@@ -20,8 +20,10 @@ bool become(uid_t uid) {
 
 // What has to be done before the program is executed; throws Failure.
 void prepare(const Launch& launch, const Streams* streams) {
-  if (streams != nullptr && !take_streams(*streams)) fail_errno("cannot set up the streams of " + launch.program);
-  if (!launch.folder.empty() && chdir(launch.folder.c_str()) != 0) fail_errno("cannot enter " + launch.folder);
+  if (streams != nullptr && !take_streams(*streams))
+    fail_errno("cannot set up the streams of " + launch.program);
+  if (!launch.folder.empty() && chdir(launch.folder.c_str()) != 0)
+    fail_errno("cannot enter " + launch.folder);
   if (launch.uid && !become(*launch.uid)) fail_errno("cannot become uid " + std::to_string(*launch.uid));
 }
 

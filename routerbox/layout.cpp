@@ -21,7 +21,7 @@ namespace fs = std::filesystem;
 // The router's places. A row that later needs more of the host or less of it changes its kind.
 const PrivateFolder kPrivateFolders[] = {
     // Without the host's log, and so that a program that removes or replaces a device does so for itself alone.
-    {"/dev", Cover::kMirror, 0755, {"log", "shm"}},
+    {"/dev", Cover::kMirror, 0755, {"log", "shm", "pts", "ptmx"}},
     {"/etc", Cover::kMirror, 0755, {"norva", "passwd", "group"}},
     {"/tmp", Cover::kEmpty, 01777, {}},
     {"/usr/local", Cover::kMirror, 0755, {"localshell"}},
@@ -59,6 +59,15 @@ Roster roster_of(const Plan& plan) {
   return roster;
 }
 
+// The box's own, so that no program of it finds those of the machine.
+void make_terminals() {
+  make_folder("/dev/pts");
+  if (mount("devpts", "/dev/pts", "devpts", MS_NOSUID | MS_NOEXEC, "newinstance,ptmxmode=0666,mode=0620") !=
+          0 ||
+      symlink("pts/ptmx", "/dev/ptmx") != 0)
+    fail_errno("cannot make the box's terminals");
+}
+
 // Through its descriptor, as its path may lie below a private folder by now.
 void show_box_folder(int folder) {
   make_folder(kBoxFolder, 0700);
@@ -71,26 +80,30 @@ void bring_loopback_up() {
   const Descriptor probe(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   ifreq request{};
   std::strncpy(request.ifr_name, "lo", IFNAMSIZ - 1);
-  if (!probe || ioctl(probe.get(), SIOCGIFFLAGS, &request) != 0)
-    fail_errno("cannot find the box's loopback");
+  if (!probe || ioctl(probe.get(), SIOCGIFFLAGS, &request) != 0) fail_errno("cannot find the box's loopback");
   request.ifr_flags = static_cast<short>(request.ifr_flags | IFF_UP);
   if (ioctl(probe.get(), SIOCSIFFLAGS, &request) != 0) fail_errno("cannot bring the box's loopback up");
 }
 
 }  // namespace
 
-void lay_out(const Plan& plan, int box_folder, const std::function<void(const std::string&)>& say) {
+void lay_out(const Plan& plan, const std::string& box_folder,
+             const std::function<void(const std::string&)>& say) {
   const std::string passwd = read_file("/etc/passwd"), group = read_file("/etc/group");
   isolate_mounts();
+  // Of the box's own mounts, and before private folders hide it.
+  const Descriptor shown(open(box_folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  if (!shown) fail_errno("cannot open " + box_folder);
   const std::vector<std::string> keep = kept_paths(plan);
   for (const PrivateFolder& folder : kPrivateFolders) make_private(folder, keep);
   write_file("/etc/passwd", with_accounts(passwd, plan.packages), 0644);
   write_file("/etc/group", with_groups(group, plan.packages), 0644);
   make_folder("/dev/shm", 01777);
+  make_terminals();
   make_folder("/etc/norva");
   if (!plan.packages_text.empty()) write_file(kPackageFile, plan.packages_text, 0644);
   if (!plan.permissions_text.empty()) write_file(kPermissionFile, plan.permissions_text, 0644);
-  show_box_folder(box_folder);
+  show_box_folder(shown.get());
   write_roster(kBoxFolder, roster_of(plan));
   // Also for a command that becomes a plug-in's user by itself.
   if (!plan.packages.empty())

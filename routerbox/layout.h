@@ -9,6 +9,7 @@ namespace routerbox {
 
 // Lays the box out: private folders, the router's files, accounts, the box's folder, loopback. `say` hears of folders
 // that had to be opened for plug-ins. Throws Failure.
-void lay_out(const Plan& plan, int box_folder, const std::function<void(const std::string&)>& say);
+void lay_out(const Plan& plan, const std::string& box_folder,
+             const std::function<void(const std::string&)>& say);
 
 }  // namespace routerbox

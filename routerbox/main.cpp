@@ -1,4 +1,6 @@
 // main.cpp: routerbox: a verb, or the options of a box and its command.
+#include <unistd.h>
+
 #include <iostream>
 
 #include "failure.h"

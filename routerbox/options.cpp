@@ -37,7 +37,6 @@ Background background_from(const std::string& text) {
   return result;
 }
 
-
 Options parse(int argc, char** argv) {
   Options options;
   std::vector<std::string> start;

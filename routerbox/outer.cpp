@@ -54,8 +54,8 @@ int watch(pid_t box, int outside, const sigset_t& signals) {
       if (WIFEXITED(status)) return WEXITSTATUS(status);
       throw Failure("the box was ended by signal " + std::to_string(WTERMSIG(status)));
     }
-    const auto number = static_cast<char>(
-        news.si_signo | (news.si_code == SI_KERNEL ? Processes::kFromTerminal : 0));
+    const auto number =
+        static_cast<char>(news.si_signo | (news.si_code == SI_KERNEL ? Processes::kFromTerminal : 0));
     write_all(outside, {&number, 1});
   }
 }
@@ -73,7 +73,7 @@ std::string name_of(const Options& options) {
 int run(const Plan& plan, const BoxPlace& place, Descriptor ready) {
   Ends ends;
   ends.control = place.make_socket();
-  ends.folder = Descriptor(open(place.folder().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+  ends.folder = place.folder();
   ends.ready = std::move(ready);
   enter_namespaces(highest_uid(plan));
   const sigset_t signals = awaited_signals();

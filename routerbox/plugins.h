@@ -35,7 +35,7 @@ class Plugins {
     State state = State::kStopped;
     pid_t process = 0;
     int status = 0;  // of one that has ended
-    std::deque<std::string> last_lines;
+    std::deque<std::string> last_lines = {};
     bool reported = false;  // a sanitizer had something to say
   };
   struct Ways {

@@ -4,6 +4,7 @@
 #include <stdlib.h>
 #include <sys/eventfd.h>
 #include <sys/signalfd.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <termios.h>
 
@@ -13,9 +14,9 @@
 namespace routerbox {
 namespace {
 
-constexpr int kReadsInTurn = 16;     // of one program's output, so that none keeps the others waiting
-constexpr int kReadsAtEnd = 256;     // what a pipe or terminal can hold fits many times
-constexpr int kFullPauseMs = 10;     // until the printer is asked again
+constexpr int kReadsInTurn = 16;  // of one program's output, so that none keeps the others waiting
+constexpr int kReadsAtEnd = 256;  // what a pipe or terminal can hold fits many times
+constexpr int kFullPauseMs = 10;  // until the printer is asked again
 
 Descriptor open_null(int flags) {
   Descriptor null(open("/dev/null", flags | O_CLOEXEC));
@@ -62,7 +63,10 @@ Interrupted::Interrupted(int number)
     : Failure(std::string("stopped by ") + strsignal(number), kKilledBase + number) {}
 
 Processes::Processes(Descriptor outside, const sigset_t& mask, Printer& printer)
-    : outside_(std::move(outside)), wake_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)), mask_(mask), printer_(printer) {
+    : outside_(std::move(outside)),
+      wake_(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK)),
+      mask_(mask),
+      printer_(printer) {
   sigset_t children;
   sigemptyset(&children);
   sigaddset(&children, SIGCHLD);

@@ -17,7 +17,8 @@ constexpr const char* kPath = "/box/state";
 constexpr time_t kLimitSeconds = 5;
 
 std::string body_of(const httplib::Result& result) {
-  if (!result) throw Failure("the box's router does not answer; routerbox restart router starts it anew", kFailed);
+  if (!result)
+    throw Failure("the box's router does not answer; routerbox restart router starts it anew", kFailed);
   if (result->status != 200) throw Failure("the router refuses: " + result->body, kNo);
   return result->body;
 }
@@ -93,7 +94,8 @@ void RouterClient::change_disk(const std::string& name, bool add) const {
   const auto found = std::find(names.begin(), names.end(), name);
   if (add && found != names.end()) throw Failure("the router has the disk " + name + " already", kNo);
   if (!add && found == names.end())
-    throw Failure("the router has no disk '" + name + "'" + (names.empty() ? "" : advice_for(name, names)), kNo);
+    throw Failure("the router has no disk '" + name + "'" + (names.empty() ? "" : advice_for(name, names)),
+                  kNo);
   if (add)
     disks.push_back({{"Partition", name}, {"Used", "0"}, {"Available", "4194304"}});
   else

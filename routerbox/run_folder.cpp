@@ -38,8 +38,9 @@ Descriptor lock_of(const std::string& folder) {
 }
 
 void check_name(const std::string& name) {
-  const bool known = name.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789._-") ==
-                     std::string::npos;
+  const bool known =
+      name.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789._-") ==
+      std::string::npos;
   if (name.empty() || name.front() == '.' || name.size() > kLongestName || !known)
     throw Failure("'" + name + "' is no name for a box; it needs 1 to " + std::to_string(kLongestName) +
                   " letters, digits, '-', '_' or '.', the last one not first");

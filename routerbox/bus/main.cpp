@@ -60,7 +60,8 @@ void take_answer(ubus_request* request, int, blob_attr* reply) {
   blob_attr* description = nullptr;
   if (reply == nullptr) return;
   blobmsg_parse(kPolicy, 1, &description, blob_data(reply), static_cast<unsigned int>(blob_len(reply)));
-  if (description != nullptr) (*static_cast<Json*>(request->priv))["answer"] = blobmsg_get_string(description);
+  if (description != nullptr)
+    (*static_cast<Json*>(request->priv))["answer"] = blobmsg_get_string(description);
 }
 
 // A cloud message, as the router's cloud link sends it.

@@ -28,7 +28,8 @@ pid_t start_server(Processes& processes, const Server& server) {
   const auto end = Clock::now() + kLimit;
   while (!server.serves()) {
     if (const std::optional<int> status = processes.wait(process, kBetweenTries))
-      throw Failure(server.title + " " + program + " ended at once, with status " + std::to_string(*status) + "; see its lines above, or " + server.advice);
+      throw Failure(server.title + " " + program + " ended at once, with status " + std::to_string(*status) +
+                    "; see its lines above, or " + server.advice);
     if (Clock::now() > end)
       throw Failure(server.title + " " + program + " takes no connections at " + server.place + "; " +
                     server.advice);

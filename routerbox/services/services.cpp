@@ -110,8 +110,8 @@ void Services::note_end(pid_t process, int status) {
     if (row.process != process || row.state != State::kRunning) continue;
     row.state = State::kEnded;
     row.status = status;
-    say_(row.server.title + " has ended, with status " + std::to_string(status) +
-         "; routerbox start " + row.name + " starts it again");
+    say_(row.server.title + " has ended, with status " + std::to_string(status) + "; routerbox start " +
+         row.name + " starts it again");
   }
 }
 

@@ -1,5 +1,7 @@
 #include "commands.h"
 
+#include <signal.h>
+
 #include <CLI/CLI.hpp>
 #include <cstdlib>
 #include <cstring>
@@ -110,7 +112,8 @@ int start_box(const Verb& verb, int argc, char** argv) {
   const Options options = read_run_options(argc, argv);
   if (verb.name == std::string("run")) return run_in_front(options);
   if (!options.command.empty())
-    throw Failure("up takes no command; write routerbox up && routerbox exec -- COMMAND...", kWrongCommandLine);
+    throw Failure("up takes no command; write routerbox up && routerbox exec -- COMMAND...",
+                  kWrongCommandLine);
   const std::string name = run_in_background(options);
   std::cout << "the box " + name + " is up\n" << std::flush;
   return kDone;

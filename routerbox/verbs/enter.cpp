@@ -24,7 +24,8 @@ void enter(pid_t process_one) {
   const int namespaces =
       CLONE_NEWNS | CLONE_NEWNET | CLONE_NEWIPC | CLONE_NEWPID | CLONE_NEWUTS | (users ? CLONE_NEWUSER : 0);
   if (!process || setns(process.get(), namespaces) != 0) fail_errno("cannot enter the box");
-  if (users && (setresgid(0, 0, 0) != 0 || setresuid(0, 0, 0) != 0)) fail_errno("cannot become root of the box");
+  if (users && (setresgid(0, 0, 0) != 0 || setresuid(0, 0, 0) != 0))
+    fail_errno("cannot become root of the box");
 }
 
 }  // namespace

@@ -42,8 +42,8 @@ std::string memory_of(const Json& row) {
 std::string ps(const Json& result) {
   Table table{{"NAME", "APPID", "UID", "STATE", "PID", "MEMORY"}};
   for (const Json& row : result.at("plugins"))
-    table.push_back(
-        {shown(row, "name"), shown(row, "appid"), shown(row, "uid"), state_of(row), shown(row, "pid"), memory_of(row)});
+    table.push_back({shown(row, "name"), shown(row, "appid"), shown(row, "uid"), state_of(row),
+                     shown(row, "pid"), memory_of(row)});
   for (const Json& row : result.at("services"))
     table.push_back({shown(row, "name"), "-", "0", state_of(row), shown(row, "pid"), memory_of(row)});
   return aligned(table);
@@ -62,7 +62,8 @@ std::string state(const Json& result) {
 }
 
 std::string set(const Json& result) {
-  return shown(result, "path") + ": " + result.at("before").dump() + " -> " + result.at("value").dump() + "\n";
+  return shown(result, "path") + ": " + result.at("before").dump() + " -> " + result.at("value").dump() +
+         "\n";
 }
 
 constexpr struct {
@@ -87,7 +88,8 @@ std::string help_for(const Verb& verb) {
   if (!arguments.empty()) text += "\n" + aligned(arguments);
   return text +
          "\n--name names one of several boxes; --json prints the result as JSON.\n"
-         "Exit status: 0 done, 1 not there or no, 2 wrong command line, 3 failed, 4 not allowed, 5 timed out.\n";
+         "Exit status: 0 done, 1 not there or no, 2 wrong command line, 3 failed, 4 not allowed, 5 timed "
+         "out.\n";
 }
 
 std::string list_of_verbs() {

@@ -37,7 +37,12 @@ const std::vector<Verb>& verbs() {
        "routerbox up && routerbox ps",
        Where::kHere},
       {"down", "", {}, "Ends a box", "routerbox down", Where::kBox},
-      {"ps", "", {}, "Shows plug-ins and services: users, states, memory", "routerbox ps --json", Where::kBox},
+      {"ps",
+       "",
+       {},
+       "Shows plug-ins and services: users, states, memory",
+       "routerbox ps --json",
+       Where::kBox},
       {"shell",
        "[--as PLUGIN]",
        {},
@@ -129,7 +134,8 @@ void check_call(const std::string& name, const Json& arguments) {
   for (const Argument* argument : arguments_of(verb)) {
     names.emplace_back(argument->name);
     if (argument->required && !arguments.contains(argument->name))
-      throw Failure(name + " needs the argument '" + argument->name + "': " + argument->help, kWrongCommandLine);
+      throw Failure(name + " needs the argument '" + argument->name + "': " + argument->help,
+                    kWrongCommandLine);
   }
   for (const auto& [key, value] : arguments.items())
     if (std::find(names.begin(), names.end(), key) == names.end())
@@ -146,7 +152,8 @@ Json verbs_as_json() {
     for (const Argument* argument : arguments_of(verb))
       arguments.push_back(
           {{"name", argument->name}, {"required", argument->required}, {"help", argument->help}});
-    all.push_back({{"verb", verb.name}, {"arguments", arguments}, {"help", verb.help}, {"example", verb.example}});
+    all.push_back(
+        {{"verb", verb.name}, {"arguments", arguments}, {"help", verb.help}, {"example", verb.example}});
   }
   return all;
 }
