@@ -53,6 +53,13 @@ bool skip(int fd, std::size_t size) noexcept {
   return true;
 }
 
+// Leaves nothing to be read but the end.
+void end_connection(int fd) noexcept {
+  shutdown(fd, SHUT_RDWR);
+  char room[4096];
+  while (recv(fd, room, sizeof room, MSG_DONTWAIT) > 0) continue;
+}
+
 }  // namespace
 
 namespace zel {
@@ -61,8 +68,7 @@ void clear_bad_frames(int fd) noexcept {
   for (Head head{}; read_head(fd, &head);) {
     if (head.makes_sense() && padded(head.body()) <= kLargestBody) return;
     if (!head.makes_sense() || !skip(fd, kHeaderSize + head.body())) {
-      shutdown(fd, SHUT_RDWR);
-      return;
+      return end_connection(fd);
     }
   }
 }

@@ -182,7 +182,7 @@ constexpr std::chrono::milliseconds kFarewellLimit{1000};
 void answer_what_is_queued(ubus_context* bus) {
   using Clock = std::chrono::steady_clock;
   const Clock::time_point end = Clock::now() + kFarewellLimit;
-  const zel::BusMessage nothing;
+  zel::BusMessage nothing;
   for (unsigned int before = messages - 1; before != messages && nothing;) {
     before = messages;
     const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();

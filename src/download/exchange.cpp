@@ -13,7 +13,7 @@ static_assert(sizeof dst_buffer >= ZEL_HTTP_RESULT_SIZE);
 
 namespace zel::download {
 
-std::mutex Exchange::turns_;
+Mutex Exchange::turns_;
 
 bool Exchange::post(const JsonText& request, int timeout_s, int attempts) noexcept {
   constexpr char kDaemon[] = "http://127.0.0.1:6800/jsonrpc";
