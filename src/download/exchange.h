@@ -5,6 +5,7 @@
 
 #include "base/in_child.h"
 #include "base/json.h"
+#include "base/patience.h"
 
 namespace zel::download {
 
@@ -13,9 +14,8 @@ class Exchange {
  public:
   Exchange() noexcept : turn_(turns_) {}
 
-  // False if the transfer failed, or if there is no request because memory was short. The time-out is that of
-  // one attempt.
-  bool post(const JsonText& request, int timeout_s, int attempts) noexcept;
+  // False if the transfer failed, or if there is no request because memory was short.
+  [[nodiscard]] bool post(const JsonText& request, const Patience& patience);
 
   const char* answer() const noexcept;
   JsonTree parse() const noexcept;
@@ -26,6 +26,6 @@ class Exchange {
 };
 
 // Logs why a call fails, under its name and the line it fails in. Returns -1.
-int failed(const char* who, const char* message, int line = __builtin_LINE()) noexcept;
+int failed(const char* who, const char* message, int line = __builtin_LINE());
 
 }  // namespace zel::download
