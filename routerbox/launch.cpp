@@ -1,6 +1,7 @@
 #include "launch.h"
 
 #include <grp.h>
+#include <signal.h>
 
 #include <cstring>
 
@@ -20,6 +21,7 @@ bool become(uid_t uid) {
 
 // What has to be done before the program is executed; throws Failure.
 void prepare(const Launch& launch, const Streams* streams) {
+  signal(SIGPIPE, SIG_DFL);  // the HTTP library has it ignored
   if (streams != nullptr && !take_streams(*streams))
     fail_errno("cannot set up the streams of " + launch.program);
   if (!launch.folder.empty() && chdir(launch.folder.c_str()) != 0)
