@@ -5,7 +5,7 @@
 #include <sstream>
 
 #include "../duration.h"
-#include "../owners.h"
+#include "../io.h"
 
 namespace routerbox {
 namespace {

@@ -6,8 +6,8 @@
 #include <cstdio>
 
 #include "../failure.h"
+#include "../io.h"
 #include "../nearest.h"
-#include "../owners.h"
 
 namespace routerbox::router {
 namespace {
