@@ -1,7 +1,5 @@
 // Changing the table while the router runs. Each change is made and written to the package file under one hold of
 // the semaphore.
-#include <algorithm>
-
 #include "perm/shared_table.h"
 #include "perm/slot_store.h"
 
@@ -29,15 +27,10 @@ int index_of(const perm_table& table, const perm_plugin_slot* slot) {
 }
 
 int insert(perm_table* table, const perm_plugin_info& plugin) {
-  const auto begin = std::begin(table->plugins);
-  const auto end = std::end(table->plugins);
-  const auto same = [&](const perm_plugin_slot& slot) {
-    return slot.used != 0 && zel::has_appid(slot, plugin.appid);
-  };
-  if (std::any_of(begin, end, same)) return PERM_ALREADY_THERE;
-  const auto hole = std::find_if(begin, end, [](const perm_plugin_slot& slot) { return slot.used == 0; });
+  if (zel::has_plugin(*table, plugin.appid)) return PERM_ALREADY_THERE;
+  const perm_plugin_slot* const hole = zel::find_hole(table);
   // Kept: a full table drops the plug-in and says nothing; the file is written as if it had been stored.
-  if (hole != end) {
+  if (hole != nullptr) {
     zel::store_slot(table, index_of(*table, hole), used_slot(plugin), table->plugin_count + 1);
   }
   return write_file(table);

@@ -33,9 +33,9 @@ TEST(DaemonCommands, AskTheScriptByTheirNumbers) {
 
 TEST(DaemonCommands, KeepTheLinesThatFitAndNeverWritePastTheBuffer) {
   const std::tuple<std::string, size_t, std::string> kCases[] = {
-      {"a\\r\\n", 9, "a\r"},              // one character only goes
-      {"1234567\\n", 9, "1234567"},       // fits exactly with its NUL
-      {"ab\\n12345678\\nc\\n", 9, "ab"},  // nothing stays behind what did not fit
+      {"a\\r\\n", 9, "a\r"},                // one character only goes
+      {"1234567\\n", 9, "1234567"},         // fits exactly with its NUL
+      {"ab\\n12345678\\nc\\n", 9, "ab\n"},  // nothing stays behind what did not fit
       {std::string(300, 'x'), 270, std::string(255, 'x')},
       {"a", 0, ""}};
   for (const auto& [output, length, kept] : kCases) {
