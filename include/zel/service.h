@@ -111,8 +111,8 @@ ZEL_API void zel_freep(void* holder);
 ZEL_API char* zel_strncpy(char* destination, const char* source, size_t size);
 
 /* Writes the process id into the file at `path` (created with mode 0777 less the umask) and locks it until
- * the process ends, also across exec, so that a second instance is noticed. The file is not truncated first: digits of an
- * older, longer id stay behind a shorter one.
+ * the process ends, also across exec, so that a second instance is noticed. The file is not truncated first:
+ * digits of an older, longer id stay behind a shorter one.
  * Returns 0, or -1 if the file cannot be opened, another process holds its lock, or the write falls short. */
 ZEL_API int zel_store_pid(const char* path);
 
