@@ -40,6 +40,11 @@ bool came_up(const char* who, const char* side, bool up) {
   return up;
 }
 
+// Without memory for the table, say, nobody knows what the plug-in may, and nothing is refused.
+bool is_refusal(int check) {
+  return check != 0 && check != PERM_NO_SEGMENT && check != PERM_NOT_ATTACHED;
+}
+
 void serve(const char* who) {
   zel::start_service_thread();
   ZEL_LOG_AS(who, LOG_INFO, "[ZEL_SVC]", "zel service thread start!\n");
@@ -57,12 +62,12 @@ int zel_service_init(void) {
     ZEL_LOG(LOG_INFO, "[ZEL_SVC]", "get appid: fail!\n");
     return -1;
   }
-  const bool cloud = perm_check(ability_cloud_communication, appid) == 0;
-  if (cloud && !came_up(__func__, "cloud", zel_cloud_msg_init() != -1)) return -1;
-  const bool events = perm_check(ability_notify_rcv, appid) == 0;
-  if (events && !came_up(__func__, "event", zel_event_init() >= 0)) return -1;
+  const int cloud = perm_check(ability_cloud_communication, appid);
+  if (!is_refusal(cloud) && !came_up(__func__, "cloud", cloud == 0 && zel_cloud_msg_init() != -1)) return -1;
+  const int events = perm_check(ability_notify_rcv, appid);
+  if (!is_refusal(events) && !came_up(__func__, "event", events == 0 && zel_event_init() >= 0)) return -1;
 
-  if (cloud || events) serve(__func__);
+  if (cloud == 0 || events == 0) serve(__func__);
   ZEL_LOG(LOG_INFO, "[ZEL_SVC]", "zel service start!\n");
   return 0;
 }
