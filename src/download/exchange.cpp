@@ -13,7 +13,7 @@ static_assert(sizeof dst_buffer >= ZEL_HTTP_RESULT_SIZE);
 
 namespace zel::download {
 
-std::mutex Exchange::turns_;
+Mutex Exchange::turns_;
 
 bool Exchange::post(const JsonText& request, const Patience& patience) {
   constexpr char kDaemon[] = "http://" ZEL_DOWNLOAD_HOST ":6800/jsonrpc";

@@ -3,6 +3,7 @@
 
 #include <mutex>
 
+#include "base/in_child.h"
 #include "base/json.h"
 #include "base/patience.h"
 
@@ -20,8 +21,8 @@ class Exchange {
   JsonTree parse() const noexcept;
 
  private:
-  static std::mutex turns_;  // Guards dst_buffer.
-  const std::lock_guard<std::mutex> turn_;
+  static Mutex turns_;  // Guards dst_buffer.
+  const std::lock_guard<Mutex> turn_;
 };
 
 // Logs why a call fails, under its name and the line it fails in. Returns -1.

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <mutex>
 
+#include "base/in_child.h"
 #include "router/client.h"
 
 namespace {
@@ -25,7 +26,7 @@ struct wan_settings_cache {
   char static_gateway[kTextSize];
 };
 
-std::mutex dns_mutex;      // Held from a read to the end of what is sent because of it.
+zel::Mutex dns_mutex;      // Held from a read to the end of what is sent because of it.
 wan_settings_cache cache;  // Guarded by dns_mutex.
 
 // Returns `not_sent` if there was no answer.
