@@ -145,8 +145,9 @@ ZEL_API int perm_init(void);
  * 7014 means that the table was changed but the file may not be: it is as it was, or, if only the flush of its
  * folder failed, it has the change, which a power cut may undo. (Instead of a file, a device say, it is written to
  * as it is and may have a part.) The change is in force until the next boot; the process's
- * next call writes it too, also one that repeats the change and gives 0, 7015 or 7021 for that (7014 if it fails again).
- * In another process the next call that changes anything does, or perm_common_write_pluginfo.
+ * next call writes it too, also one that only repeats the change: its result is then what a repeated change gives (0,
+ * 7015 or 7021), or 7014 if the writing fails again. In another process the next call that changes anything does, or
+ * perm_common_write_pluginfo.
  *
  * plugin   its texts are NUL-terminated inside their fields; copied, may go after the call
  * Threads  any; wait for the table's semaphore, take no other lock. Nothing is logged but the failures of 7003
