@@ -20,7 +20,7 @@ void add_if_missing(perm_table* table, const ReservedPlugin& plugin) {
   perm_plugin_slot* const slot = zel::find_hole(table);
   if (slot == nullptr) return;
   slot->used = 1;
-  ++table->plugin_count;
+  table->plugin_count = zel::changed_count(*table, 1);
   slot->abilitybits = plugin.abilitybits;
   slot->uid = 0;
   qo_strncpy(slot->appname, plugin.appname, sizeof slot->appname);

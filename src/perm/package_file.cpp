@@ -22,7 +22,7 @@ bool store_plugin(perm_table* table, int index, const cJSON* element) {
   slot.abilitybits = zel::json_bits(abilitybits);
   slot.uid = zel::json_bits(uid);
   slot.used = 1;
-  ++table->plugin_count;
+  table->plugin_count = zel::changed_count(*table, 1);
   return true;
 }
 

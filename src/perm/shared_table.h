@@ -86,6 +86,11 @@ template <class Matches>
                      [&](const perm_plugin_slot& slot) { return slot.used != 0 && has_appid(slot, appid); });
 }
 
+// The table's count after a change of `by`, whatever another program has left there: no overflow.
+[[nodiscard]] inline int32_t changed_count(const perm_table& table, int32_t by) noexcept {
+  return static_cast<int32_t>(static_cast<uint32_t>(table.plugin_count) + static_cast<uint32_t>(by));
+}
+
 // The first free slot, or null.
 [[nodiscard]] inline perm_plugin_slot* find_hole(perm_table* table) noexcept {
   perm_plugin_slot* const end = std::end(table->plugins);

@@ -1,6 +1,7 @@
 #include "router/client.h"
 
 #include <zel/http.h>
+#include <zel/util.h>
 
 #include <cstring>
 
@@ -35,12 +36,18 @@ class Item {
   char address_[24];
 };
 
+// "WAN_TYPE" and "WAN_Type" are different members: neither may stand in for the other.
+bool has_namesake(const char* key) noexcept {
+  return qo_strcasecmp(key, "WAN_TYPE") == 0;
+}
+
 }  // namespace
 
 namespace zel {
 
 const cJSON* get_cjson_item(const cJSON* object, const char* key, JsonType type, Reporter reporter) {
-  const cJSON* const item = json_member(object, key, type);
+  const cJSON* const item =
+      has_namesake(key) ? json_exact_member(object, key, type) : json_member(object, key, type);
   if (item == nullptr) {
     REPORT(reporter, kQoWarning, __func__, "parse type[%d] key[%s] FAIL! res[%s]", static_cast<int>(type),
            key, Item(reporter, object).text());

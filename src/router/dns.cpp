@@ -109,8 +109,18 @@ void append_dns(char (&method)[256], const char* dns1, const char* dns2) {
            kind, dns2);
 }
 
+// What would end the request's URL early, so that the router stored half of the settings, or keep it from being sent.
+bool fits_url(const char* text) {
+  for (; *text != '\0'; ++text) {
+    const auto byte = static_cast<unsigned char>(*text);
+    if (byte <= ' ' || byte == 0x7F || byte == '#') return false;
+  }
+  return true;
+}
+
 // Reads the settings and sends them back; without DNS texts, which makes the router drop its own.
 int change(const char* who, const char* dns1, const char* dns2, int not_sent) {
+  if (dns1 != nullptr && (!fits_url(dns1) || !fits_url(dns2))) return not_sent;
   const std::lock_guard hold(dns_mutex);
   char scratch[2][kTextSize];
   const int failed_read = read_settings(scratch[0], scratch[1]);
@@ -121,9 +131,8 @@ int change(const char* who, const char* dns1, const char* dns2, int not_sent) {
   char method[256];
   if (const int failure = format_settings(method); failure != kDone) return failure;
   if (dns1 != nullptr) append_dns(method, dns1, dns2);
-  // The request would end there, and the router store half of the settings and lose the rest.
-  if (strchr(method, '#') != nullptr) {
-    ROUTER_PRINT(who, "a \"#\" in the settings cannot be sent!\n");
+  if (!fits_url(method)) {
+    ROUTER_PRINT(who, "a \"#\", blank or control character in the settings cannot be sent!\n");
     return not_sent;
   }
   zel::Exchange exchange(who);

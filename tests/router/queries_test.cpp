@@ -129,6 +129,7 @@ TEST(Queries, FillTheWanRecordsUntilAMemberIsMissing) {
       {R"("wan_net":0,"WAN_LINE":1e99,"WAN_IP":"","WAN_TYPE":1)", 0, 0, 1, "", 1},
       {R"("WAN_NET":1,"WAN_LINE":1,"WAN_IP":"0123456789abcdefg","WAN_TYPE":"0")", -1, 1, 1,
        "0123456789abcdef", kMarks},
+      {R"("WAN_NET":1,"WAN_LINE":1,"WAN_IP":"1","WAN_Type":0)", -1, 1, 1, "1", kMarks},
       {R"("WAN_NET":1,"WAN_IP":"1","WAN_TYPE":0)", -1, 1, kMarks, "UUUUUUUUUUUUUUUU", kMarks},
   };
   for (const auto& c : kCases) {

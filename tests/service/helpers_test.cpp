@@ -1,8 +1,10 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 #include <unistd.h>
 #include <zel/service.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstring>
 #include <string>
@@ -39,6 +41,24 @@ TEST_F(PidFile, IsLockedAgainstOtherProcessesWhileItsOwnerLives) {
   EXPECT_EQ(owner.finish(), 0);
   EXPECT_EQ(zel_store_pid(path_.c_str()), 0);
   EXPECT_EQ(content().substr(0, std::to_string(getpid()).size()), std::to_string(getpid()));
+}
+
+TEST_F(PidFile, StaysLockedAcrossExec) {
+  const pid_t owner = fork();
+  if (owner == 0) {
+    if (zel_store_pid(path_.c_str()) == 0) execlp("sleep", "sleep", "60", nullptr);
+    _exit(1);
+  }
+  char name[16] = {};
+  while (strcmp(name, "sleep\n") != 0) {
+    const int fd = open(("/proc/" + std::to_string(owner) + "/comm").c_str(), O_RDONLY | O_CLOEXEC);
+    name[std::max<ssize_t>(read(fd, name, sizeof name - 1), 0)] = '\0';
+    close(fd);
+    ASSERT_EQ(kill(owner, 0), 0);
+  }
+  EXPECT_EQ(zel_store_pid(path_.c_str()), -1);
+  kill(owner, SIGKILL);
+  waitpid(owner, nullptr, 0);
 }
 
 TEST_F(PidFile, KeepsTheDigitsOfALongerOldId) {
