@@ -5,7 +5,7 @@
 #include <sstream>
 
 #include "../duration.h"
-#include "../io.h"
+#include "../owners.h"
 
 namespace routerbox {
 namespace {
