@@ -112,13 +112,17 @@ class BoxVerbs {
   // What `exec` and `shell` need to know of a plug-in, or of root.
   Json enter(const Json& arguments) {
     const std::string as = text_in(arguments, "as");
-    Json result = {
-        {"folder", parts_.plan.folder}, {"path", std::getenv("PATH")}, {"uid", nullptr}, {"name", "root"}};
+    Json result = {{"folder", parts_.plan.folder},
+                   {"path", std::getenv("PATH")},
+                   {"data", ""},
+                   {"uid", nullptr},
+                   {"name", "root"}};
     if (as.empty()) return result;
     if (const std::optional<size_t> place = parts_.plugins.find(as)) {
       const PluginRun run = parts_.plugins.row(*place).run;
       result["uid"] = run.uid;
       result["name"] = run.name;
+      result["data"] = run.data;
       return result;
     }
     for (const Package& package : parts_.plan.packages) {
