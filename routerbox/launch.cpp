@@ -19,7 +19,7 @@ bool take_streams(const Streams& streams) {
 }
 
 void show_data(const std::string& folder) {
-  if (unshare(CLONE_NEWNS) != 0 || mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+  if (unshare(CLONE_NEWNS) != 0 || mount(nullptr, "/", nullptr, MS_REC | MS_SLAVE, nullptr) != 0 ||
       mount(folder.c_str(), kDataFolder, nullptr, MS_BIND, nullptr) != 0 || chdir(kDataFolder) != 0)
     fail_errno("cannot show " + folder + " as " + kDataFolder);
 }

@@ -53,8 +53,7 @@ int enter_box(const Line& line) {
     throw Failure("there is no command; write routerbox exec [--as PLUGIN] -- COMMAND...", kWrongCommandLine);
   const BoxClient box(line.name);
   const Json place = box.call("enter", {{"as", line.as}});
-  clean_environment({});
-  setenv("PATH", place.at("path").get<std::string>().c_str(), 1);
+  clean_environment(place.at("environment"));
   Launch launch;
   launch.words = shell ? std::vector<std::string>{"bash"} : line.command;
   launch.program = find_program(launch.words.front());
