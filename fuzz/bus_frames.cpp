@@ -43,11 +43,11 @@ constexpr uint32_t kOwn = 5000;
 
 int reply(ubus_context* ctx, ubus_object*, ubus_request_data* request, const char* method,
           blob_attr* message) {
-  check(strlen(method) < SIZE_MAX);
+  read_text(method);
   blobmsg_policy policy{.name = "msg", .type = BLOBMSG_TYPE_STRING};
   blob_attr* text = nullptr;
   blobmsg_parse(&policy, 1, &text, blob_data(message), static_cast<unsigned>(blob_len(message)));
-  if (text != nullptr) check(strlen(blobmsg_get_string(text)) < SIZE_MAX);
+  if (text != nullptr) read_text(blobmsg_get_string(text));
   return ubus_send_reply(ctx, request, message);
 }
 
@@ -64,9 +64,7 @@ void run_client(const std::string& path) {
   object.methods = methods;
   object.n_methods = 1;
   check(ubus_add_object(ctx, &object) == 0 && object.id == kOwn);
-  const auto note = [](ubus_context*, ubus_object_data* found, void*) {
-    check(strlen(found->path) < SIZE_MAX);
-  };
+  const auto note = [](ubus_context*, ubus_object_data* found, void*) { read_text(found->path); };
   ubus_lookup(ctx, nullptr, note, nullptr);
   while (!ctx->sock.eof) ubus_handle_event(ctx);
   ubus_free(ctx);

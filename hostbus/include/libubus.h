@@ -7,7 +7,7 @@
  *             10  the broker went away during the wait
  *             11  no memory
  * Waiting   such functions block. ubus_invoke takes milliseconds: 0 waits without limit, a negative number
- *           times out at once after sending. ubus_connect and ubus_reconnect wait ten seconds for the broker's
+ *           times out at once after sending. ubus_connect and ubus_reconnect wait five seconds for the broker's
  *           greeting (the router's library: without limit). The others wait without limit.
  * Memory    messages handed in are copied before the call returns and may be empty; the attribute's own id
  * does not matter. Objects, event handlers and requests belong to the caller and must stay in place while

@@ -26,7 +26,7 @@ zel::Descriptor open_socket(const char* path) {
 }
 
 // How long a broker may take to greet. One that is stopped would keep the program for ever.
-constexpr std::chrono::seconds kGreetingLimit(10);
+constexpr std::chrono::seconds kGreetingLimit(5);
 
 // Waits for the broker's greeting. Returns the client id, or 0 when none comes or it is not a greeting.
 uint32_t receive_greeting(int fd, FrameReader* reader) {

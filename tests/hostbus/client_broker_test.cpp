@@ -26,7 +26,7 @@ class ClientAndBroker : public BrokerTest {
   // What the object answers to a caller of its own.
   int answer() {
     RawClient caller(path_);
-    caller.send(call(object_.id));
+    caller.send(call(object_.id, {attribute(kPayload, {})}));
     if (!wait_input(owner_.get())) return -1;
     ubus_handle_event(owner_.get());
     return static_cast<int>(caller.receive().value().number(kCode).value());
