@@ -252,7 +252,8 @@ static inline int ubus_invoke(struct ubus_context* ctx, uint32_t obj, const char
 
 /* --- answering ------------------------------------------------------------------------------------------ */
 
-/* Sends a result of a call, before its handler returns; any number of times. msg null sends an empty one. Returns 0, 2 when msg is too large, 5 when the write failed. */
+/* Sends a result of a call, before its handler returns; any number of times. msg null sends an empty one.
+ * Returns 0, 2 when msg is too large, 5 when the write failed. */
 int ubus_send_reply(struct ubus_context* ctx, struct ubus_request_data* req, struct blob_attr* msg);
 
 /* --- events --------------------------------------------------------------------------------------------- */
