@@ -1,7 +1,5 @@
 // A plug-in whose broker ends and starts again.
 #include <gtest/gtest.h>
-#include <libubox/blobmsg.h>
-#include <libubus.h>
 #include <sys/stat.h>
 #include <zel/cloud.h>
 #include <zel/event.h>
@@ -12,6 +10,7 @@
 #include <ctime>
 #include <optional>
 
+#include "bus/libubus.h"
 #include "support/broker_process.h"
 #include "support/captured.h"
 #include "support/stopped_broker.h"
@@ -21,7 +20,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-const std::string kPath = UBUS_UNIX_SOCKET;
+const std::string kPath = test::kBusPath;
 constexpr milliseconds kServedWithin{1000};
 
 std::atomic<int> events = 0;
