@@ -292,8 +292,8 @@ TEST_F(CloudMessage, LibraryLeavesThePluginsSignalsAndSurvivesItsBroker) {
   EXPECT_EQ(ask("1001", "m"), "(null)");
 
   kill(test::broker_of(test::kBusPath), SIGKILL);
-  while (ask("1001", "m") != "(null)" || access(test::kBusPath.c_str(), F_OK) == 0) {
-    unlink(test::kBusPath.c_str());
+  while (ask("1001", "m") != "(null)" || access(test::kBusPath, F_OK) == 0) {
+    unlink(test::kBusPath);
   }
   const std::string log = captured(stderr, [] { ask("1001", "m"); });
   EXPECT_NE(log.find("[ZEL] Failed to connect to ubus\n\n\n"), std::string::npos) << log;
@@ -338,7 +338,7 @@ TEST_F(CloudMessage, MayArriveWhileTheObjectIsBeingPublished) {
       EXPECT_EQ(reply.peer(), 4242U);
     }
   });
-  while (unlink(test::kBusPath.c_str()) == 0 || symlink(played.path().c_str(), test::kBusPath.c_str()) != 0) {
+  while (unlink(test::kBusPath) == 0 || symlink(played.path().c_str(), test::kBusPath) != 0) {
   }
   EXPECT_EQ(zel_service_init_dbg("early"), 0);
   played.finish();

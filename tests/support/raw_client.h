@@ -13,7 +13,7 @@ namespace test {
 constexpr int kLimitMs = 10000;
 
 // Where the box's broker listens. The headers of libubus do not say it.
-inline const std::string kBusPath = "/var/run/ubus/ubus.sock";
+inline constexpr char kBusPath[] = "/var/run/ubus/ubus.sock";
 
 inline bool readable(int fd, int limit_ms = kLimitMs) {
   pollfd wait{fd, POLLIN, 0};
