@@ -25,6 +25,7 @@ void discard_sigpipe() noexcept {
   if (sigismember(&pending, SIGPIPE) != 1) return;
   const sigset_t sigpipe = sigpipe_only();
   const timespec no_wait{};
+  const CancelLater later;
   retry([&] { return sigtimedwait(&sigpipe, nullptr, &no_wait); });
 }
 

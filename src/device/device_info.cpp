@@ -31,7 +31,7 @@ bool fill_number(const cJSON* root, const char* key, int32_t* field) {
 int zel_get_device_info(zel_device_info* info) {
   if (info == nullptr) return -1;
   memset(info, 0, sizeof *info);
-  const zel::Memory<char> text = zel::whole_file(zel::kDaemonFile);
+  const zel::Memory<char> text = zel::read_whole_file(zel::kDaemonFile).text;
   const zel::JsonTree root(text ? cJSON_Parse(text.get()) : nullptr);
   const bool whole = fill_text(root.get(), "device_id", info->device_id) &&
                      fill_text(root.get(), "daemon_version", info->daemon_version) &&

@@ -8,25 +8,24 @@
 
 namespace zel {
 
-Memory<char> whole_file(const char* path) noexcept {
+WholeFile read_whole_file(const char* path) {
   // Kept: a file that the caller may only read is refused. A FIFO opened so waits for nobody, and has no end.
   const File file(path != nullptr ? fopen(path, "rb+e") : nullptr);
-  if (!file || fseeko(file.get(), 0, SEEK_END) != 0) return nullptr;
+  if (!file || fseeko(file.get(), 0, SEEK_END) != 0) return {};
   const off_t end = ftello(file.get());
-  if (end < 0 || static_cast<uint64_t>(end) >= SIZE_MAX) return nullptr;
-  const auto size = static_cast<size_t>(end);
-  Memory<char> text(static_cast<char*>(calloc(size + 1, 1)));
-  if (!text) return nullptr;
+  if (end < 0 || static_cast<uint64_t>(end) >= SIZE_MAX) return {};
+  Memory<char> text(static_cast<char*>(calloc(static_cast<size_t>(end) + 1, 1)));
+  if (!text) return {};
   rewind(file.get());
-  // A file that shrank meanwhile leaves NULs behind its text.
-  text.get()[fread(text.get(), 1, size, file.get())] = '\0';
-  return text;
+  // Less than that if the file shrank meanwhile.
+  const size_t size = fread(text.get(), 1, static_cast<size_t>(end), file.get());
+  return {std::move(text), size};
 }
 
 }  // namespace zel
 
 char* zel_get_buf_from_file(const char* path) {
-  return zel::whole_file(path).release();
+  return zel::read_whole_file(path).text.release();
 }
 
 int zel_save_file(const char* path, const void* bytes, size_t length) {
@@ -35,7 +34,7 @@ int zel_save_file(const char* path, const void* bytes, size_t length) {
   zel::Descriptor file(open(path, O_RDWR | O_CREAT | O_CLOEXEC, 0777));
   if (!file) return -1;
   const ssize_t written = zel::retry([&] { return write(file.get(), bytes, length); });
-  const bool closed = close(file.release()) == 0;
+  const bool closed = zel::close_written(std::move(file));
   return written >= 0 && static_cast<size_t>(written) == length && closed ? 0 : -1;
 }
 
