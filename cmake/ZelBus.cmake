@@ -1,5 +1,8 @@
 # bus::ubus is libubus with libubox: the installed pair if there is one (the router's SDK, a PC that
 # built them), else hostbus, our own for PCs, which has the same headers and names.
+if(NOT ZEL_BUS MATCHES "^(auto|system|hostbus)$")
+  message(FATAL_ERROR "ZEL_BUS is '${ZEL_BUS}'; it can be auto, system or hostbus.")
+endif()
 find_package(PkgConfig QUIET)
 if(NOT ZEL_BUS STREQUAL "hostbus")
   if(PkgConfig_FOUND)
@@ -22,6 +25,10 @@ elseif(NOT ZEL_BUS STREQUAL "hostbus" AND UBUS_INCLUDE_DIR AND UBUS_LIBRARY AND 
 elseif(ZEL_BUS STREQUAL "system")
   message(FATAL_ERROR "ZEL_BUS=system, but libubus.h, libubus or libubox was not found. "
     "Set CMAKE_PREFIX_PATH to where they are installed, or use -DZEL_BUS=hostbus.")
+elseif(CMAKE_CROSSCOMPILING AND NOT ZEL_BUS STREQUAL "hostbus")
+  message(FATAL_ERROR "libubus.h, libubus or libubox was not found for ${CMAKE_SYSTEM_PROCESSOR}. A router has them: set "
+    "CMAKE_FIND_ROOT_PATH or CMAKE_SYSROOT to the folder with its libraries and headers, PKG_CONFIG_LIBDIR to its "
+    "pkgconfig folder. To build for tests under emulation only, use -DZEL_BUS=hostbus; it is never installed.")
 else()
   set(ZEL_BUS_IS hostbus)
 endif()

@@ -21,7 +21,7 @@ bool is_system_object(uint32_t id) {
 
 }  // namespace
 
-Client& Broker::admit(OwnedFd socket, Account account, Poller& poller) {
+Client& Broker::admit(zel::Descriptor socket, Account account, Poller& poller) {
   const uint32_t id = unused_id(clients_);
   auto& client = clients_[id] = std::make_unique<Client>(id, std::move(socket), std::move(account), poller);
   client->send({.type = UBUS_MSG_HELLO, .seq = 0, .peer = id}, Body().bytes());

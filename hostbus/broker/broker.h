@@ -15,7 +15,7 @@ namespace hostbus {
 class Broker {
  public:
   // Greets a new client.
-  Client& admit(OwnedFd socket, Account account, Poller& poller);
+  Client& admit(zel::Descriptor socket, Account account, Poller& poller);
   Client* find(uint32_t id) const;
   void handle(Client& client, const Frame& frame);
   // Takes the client's objects away and closes its connection.

@@ -20,7 +20,7 @@ constexpr size_t kSmallInput = 4096;
 Client::Input Client::receive(std::span<uint8_t> scratch) {
   // Without room for ancillary data the kernel closes descriptors that come along.
   const ssize_t count =
-      retry([&] { return recv(socket_.get(), scratch.data(), scratch.size(), MSG_DONTWAIT); });
+      zel::retry([&] { return recv(socket_.get(), scratch.data(), scratch.size(), MSG_DONTWAIT); });
   if (count > 0) {
     input_.insert(input_.end(), scratch.begin(), scratch.begin() + count);
     return Input::kSome;
@@ -72,7 +72,8 @@ size_t Client::write(Bytes first, Bytes second) {
   msghdr message{};
   message.msg_iov = pieces;
   message.msg_iovlen = 2;
-  const ssize_t count = retry([&] { return sendmsg(socket_.get(), &message, MSG_NOSIGNAL | MSG_DONTWAIT); });
+  const ssize_t count =
+      zel::retry([&] { return sendmsg(socket_.get(), &message, MSG_NOSIGNAL | MSG_DONTWAIT); });
   if (count >= 0) return static_cast<size_t>(count);
   if (errno != EAGAIN && errno != ENOBUFS && errno != ENOMEM) {
     deaf_ = true;

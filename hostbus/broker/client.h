@@ -6,9 +6,9 @@
 #include <vector>
 
 #include "account.h"
+#include "base/handles.h"
 #include "message.h"
 #include "output_queue.h"
-#include "owned_fd.h"
 #include "poller.h"
 
 namespace hostbus {
@@ -19,7 +19,7 @@ class Client {
   enum class Input { kSome, kNone, kEnd };
   enum class Next { kFrame, kIncomplete, kBad };
 
-  Client(uint32_t id, OwnedFd socket, Account account, Poller& poller)
+  Client(uint32_t id, zel::Descriptor socket, Account account, Poller& poller)
       : id_(id), socket_(std::move(socket)), account_(std::move(account)), poller_(poller) {}
   ~Client() { poller_.remove(socket_.get()); }
   Client(const Client&) = delete;
@@ -55,7 +55,7 @@ class Client {
   void update_interest() { poller_.modify(socket_.get(), interest(), id_); }
 
   const uint32_t id_;
-  OwnedFd socket_;
+  zel::Descriptor socket_;
   const Account account_;
   Poller& poller_;
   std::vector<uint8_t> input_;

@@ -75,7 +75,7 @@ ListenSocket::ListenSocket(const std::string& path, bool make_directory) : path_
   const sockaddr_un address = address_of(path);
   if (make_directory) make_directory_of(path);
   clear_path(path);
-  fd_ = OwnedFd(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
+  fd_ = zel::Descriptor(socket(AF_UNIX, SOCK_STREAM | SOCK_NONBLOCK | SOCK_CLOEXEC, 0));
   if (!fd_) throw StartError("no descriptor left for the socket: raise the limit of open files");
   {
     const FileModeMask mask(0111);  // mode 0666: every user may connect
@@ -97,8 +97,9 @@ ListenSocket::~ListenSocket() {
   if (now.st_dev == device_ && now.st_ino == inode_) unlink(path_.c_str());
 }
 
-OwnedFd ListenSocket::accept() const {
-  return OwnedFd(retry([&] { return accept4(fd_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC); }));
+zel::Descriptor ListenSocket::accept() const {
+  return zel::Descriptor(
+      zel::retry([&] { return accept4(fd_.get(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC); }));
 }
 
 }  // namespace hostbus

@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "owned_fd.h"
+#include "base/handles.h"
 
 namespace hostbus {
 
@@ -22,11 +22,11 @@ class ListenSocket {
   int fd() const { return fd_.get(); }
 
   // The next waiting connection, non-blocking; empty with errno set when there is none.
-  OwnedFd accept() const;
+  zel::Descriptor accept() const;
 
  private:
   std::string path_;
-  OwnedFd fd_;  // keeps the inode in use, so that its number cannot come back under our path
+  zel::Descriptor fd_;  // keeps the inode in use, so that its number cannot come back under our path
   dev_t device_ = 0;
   ino_t inode_ = 0;
 };

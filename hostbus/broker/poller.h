@@ -5,7 +5,7 @@
 #include <cstdint>
 #include <span>
 
-#include "owned_fd.h"
+#include "base/handles.h"
 
 namespace hostbus {
 
@@ -23,7 +23,7 @@ class Poller {
   std::span<const epoll_event> wait(std::span<epoll_event> room, int timeout_ms);
 
  private:
-  OwnedFd epoll_;
+  zel::Descriptor epoll_;
 };
 
 }  // namespace hostbus

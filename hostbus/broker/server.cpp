@@ -24,7 +24,7 @@ constexpr int kAcceptsPerTurn = 16;
 // How soon to try again when there was no descriptor for a new client.
 constexpr int kAcceptPauseMs = 100;
 
-OwnedFd catch_stop_signals() {
+zel::Descriptor catch_stop_signals() {
   std::signal(SIGPIPE, SIG_IGN);
   std::signal(SIGHUP, SIG_IGN);  // on the bus it means "read your configuration again"; there is none
   sigset_t stop;
@@ -32,7 +32,7 @@ OwnedFd catch_stop_signals() {
   sigaddset(&stop, SIGTERM);
   sigaddset(&stop, SIGINT);
   sigprocmask(SIG_BLOCK, &stop, nullptr);
-  OwnedFd fd(signalfd(-1, &stop, SFD_NONBLOCK | SFD_CLOEXEC));
+  zel::Descriptor fd(signalfd(-1, &stop, SFD_NONBLOCK | SFD_CLOEXEC));
   if (!fd) throw StartError("no descriptor left for signals: raise the limit of open files");
   return fd;
 }
@@ -91,7 +91,7 @@ bool Server::dispatch(const epoll_event& event) {
 
 void Server::accept_clients() {
   for (int i = 0; i < kAcceptsPerTurn; ++i) {
-    OwnedFd connection = socket_.accept();
+    zel::Descriptor connection = socket_.accept();
     if (!connection) {
       // A connection that died while it waited is not the end of the row.
       if (errno == ECONNABORTED) continue;

@@ -29,7 +29,7 @@ class Server {
   void serve(uint32_t client, uint32_t events);
   void take_turn(Client& client);
 
-  OwnedFd stop_;
+  zel::Descriptor stop_;
   ListenSocket socket_;
   Poller poller_;
   Broker broker_;

@@ -2,45 +2,27 @@
 #include <poll.h>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <unistd.h>
-#include <cerrno>
+
 #include <new>
 #include <utility>
 
+#include "base/handles.h"
 #include "context.h"
 
 namespace hostbus {
 namespace {
 
-class Socket {
- public:
-  explicit Socket(int fd) : fd_(fd) {}
-  ~Socket() {
-    if (fd_ >= 0) close(fd_);
-  }
-  Socket(const Socket&) = delete;
-  Socket& operator=(const Socket&) = delete;
-
-  int get() const { return fd_; }
-  int release() { return std::exchange(fd_, -1); }
-
- private:
-  int fd_;
-};
-
-int open_socket(const char* path) {
+// Empty on failure.
+zel::Descriptor open_socket(const char* path) {
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
   const size_t length = strlen(path);
-  if (length >= sizeof(address.sun_path)) return -1;
+  if (length >= sizeof(address.sun_path)) return {};
   memcpy(address.sun_path, path, length);
-  Socket fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  if (fd.get() < 0) return -1;
-  int result = 0;
-  do {
-    result = connect(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof(address));
-  } while (result < 0 && errno == EINTR);
-  return result < 0 ? -1 : fd.release();
+  zel::Descriptor fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  const auto* at = reinterpret_cast<const sockaddr*>(&address);
+  if (!fd || zel::retry([&] { return connect(fd.get(), at, sizeof(address)); }) < 0) return {};
+  return fd;
 }
 
 // Waits for the broker's greeting. Returns the client id, or 0 when it is not a greeting.
@@ -55,8 +37,8 @@ uint32_t receive_greeting(int fd, FrameReader* reader) {
 }
 
 int open_connection(ubus_context* ctx, const char* path) {
-  Socket fd(open_socket(path == nullptr ? UBUS_UNIX_SOCKET : path));
-  if (fd.get() < 0) return UBUS_STATUS_CONNECTION_FAILED;
+  zel::Descriptor fd = open_socket(path == nullptr ? UBUS_UNIX_SOCKET : path);
+  if (!fd) return UBUS_STATUS_CONNECTION_FAILED;
   const uint32_t id = receive_greeting(fd.get(), &ctx->state->reader);
   if (id == 0) return UBUS_STATUS_UNKNOWN_ERROR;
   const int mode = fcntl(fd.get(), F_GETFL);

@@ -52,6 +52,7 @@ Front::Front(int daemon_port, Appids& appids, Faults& faults, RequestLog& log)
 }
 
 void Front::serve(const httplib::Request& request, const std::string& body, httplib::Response& response) {
+  const Arrival arrival = now();
   const Exchange exchange(body);
   const std::optional<Fault> fault = faults_.take(exchange.methods());
   Reply reply;
@@ -62,9 +63,12 @@ void Front::serve(const httplib::Request& request, const std::string& body, http
     fault->play(&reply);
   }
   const std::string methods = joined(exchange.methods());
-  log_.write(methods.empty() ? request.method + " " + request.target : methods,
-             body.empty() ? "" : text_of(Json(body)), std::to_string(reply.status),
-             fault ? fault->kind->name : "");
+  log_.write(request, arrival,
+             {methods.empty() ? request.method + " " + request.target : methods,
+              body.empty() ? "" : text_of(Json(body)),
+              std::to_string(reply.status),
+              fault ? fault->kind->name : "",
+              {{"request", body}, {"answer", reply.body ? Json(*reply.body) : reply.answer}}});
   send(reply, response);
 }
 

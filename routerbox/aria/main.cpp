@@ -1,7 +1,5 @@
 // main.cpp: boxaria, which makes the router's download daemon out of a stock aria2.
-#include <CLI/CLI.hpp>
-#include <iostream>
-
+#include "../http/program.h"
 #include "faults.h"
 #include "front.h"
 
@@ -10,7 +8,8 @@ namespace {
 
 struct Settings {
   std::string appids, log;
-  int port = 6800, daemon_port = 16800;
+  int daemon_port = 16800;
+  ServerOptions server{6800, {}};
 };
 
 int run(int argc, char** argv) {
@@ -24,15 +23,15 @@ int run(int argc, char** argv) {
   app.add_option("--log", settings.log,
                  "File for one line per request: time, methods, request, HTTP status, fault\n"
                  "(default: standard output)");
-  app.add_option("--port", settings.port, "TCP port (default: 6800)")->check(CLI::Range(1, 65535));
+  add_server_options(&app, &settings.server);
   app.add_option("--daemon-port", settings.daemon_port, "TCP port of the aria2 (default: 16800)")
       ->check(CLI::Range(1, 65535));
   CLI11_PARSE(app, argc, argv);
   Appids appids(settings.appids);
   Faults faults(own_faults());
-  RequestLog log(settings.log);
+  RequestLog log(settings.log, settings.server.box, Channel::kDownloads, "downloads");
   Front front(settings.daemon_port, appids, faults, log);
-  front.http().bind(settings.port);
+  front.http().bind(settings.server.port);
   front.http().serve_until_signal("boxaria");
 }
 
@@ -40,10 +39,5 @@ int run(int argc, char** argv) {
 }  // namespace routerbox::aria
 
 int main(int argc, char** argv) {
-  try {
-    return routerbox::aria::run(argc, argv);
-  } catch (const std::exception& error) {
-    std::cerr << std::string("boxaria: ") + error.what() + "\n" << std::flush;
-    return 1;
-  }
+  return routerbox::run_server("boxaria", routerbox::aria::run, argc, argv);
 }

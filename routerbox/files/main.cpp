@@ -1,7 +1,5 @@
 // main.cpp: boxfiles, the server that downloads in the box come from.
-#include <CLI/CLI.hpp>
-#include <iostream>
-
+#include "../http/program.h"
 #include "server.h"
 
 namespace routerbox::files {
@@ -11,29 +9,25 @@ constexpr int kPort = 8080;
 
 int run(int argc, char** argv) {
   std::string folder;
-  int port = kPort;
+  ServerOptions options{kPort, {}};
   CLI::App app(
       "Serves downloads on the loopback interface: /files/NAME from the folder, /bytes/N, /slow/RATE/N,\n"
       "/drop/K/N (closes after K), /status/CODE, /redirect/CODE?to=URL, /hang. Byte i of generated content\n"
       "is the top byte of the 64-bit product i * 0x9E3779B97F4A7C15.",
       "boxfiles");
   app.add_option("--folder", folder, "Folder with the files (default: none)");
-  app.add_option("--port", port, "TCP port (default: 8080)")->check(CLI::Range(1, 65535));
+  add_server_options(&app, &options);
   CLI11_PARSE(app, argc, argv);
-  LoopbackServer server;
-  route(&server, folder);
-  server.bind(port);
-  server.serve_until_signal("boxfiles");
+  Faults faults({});
+  RequestLog log(std::nullopt, options.box, Channel::kFiles, "files");
+  Server server(folder, faults, log);
+  server.http().bind(options.port);
+  server.http().serve_until_signal("boxfiles");
 }
 
 }  // namespace
 }  // namespace routerbox::files
 
 int main(int argc, char** argv) {
-  try {
-    return routerbox::files::run(argc, argv);
-  } catch (const std::exception& error) {
-    std::cerr << std::string("boxfiles: ") + error.what() + "\n" << std::flush;
-    return 1;
-  }
+  return routerbox::run_server("boxfiles", routerbox::files::run, argc, argv);
 }

@@ -2,6 +2,7 @@
 
 #include <sys/stat.h>
 
+#include <algorithm>
 #include <chrono>
 #include <filesystem>
 #include <memory>
@@ -47,37 +48,105 @@ std::optional<Content> opened(const fs::path& folder, const fs::path& name) {
                  }};
 }
 
+void send_file(const std::string& folder, const Request& request, Response& response, const Manner& manner) {
+  const std::optional<Content> file =
+      folder.empty() ? std::nullopt : opened(folder, request.matches[1].str());
+  if (file)
+    send_content(request, response, *file, manner);
+  else
+    response.status = kNotFound;
+}
+
+void send_bytes(const std::string&, const Request& request, Response& response, const Manner& manner) {
+  send_content(request, response, generated(number(request, 1)), manner);
+}
+
+void send_slowly(const std::string&, const Request& request, Response& response, const Manner& manner) {
+  Manner slow = manner;
+  slow.bytes_per_second = number(request, 1);
+  send_content(request, response, generated(number(request, 2)), slow);
+}
+
+void drop(const std::string&, const Request& request, Response& response, const Manner& manner) {
+  Manner dropping = manner;
+  dropping.drop_at = number(request, 1);
+  send_content(request, response, generated(number(request, 2)), dropping);
+}
+
+void send_status(const std::string&, const Request& request, Response& response, const Manner&) {
+  response.status = static_cast<int>(number(request, 1));
+  response.set_content("HTTP " + request.matches[1].str() + "\n", "text/plain");
+}
+
+void redirect(const std::string&, const Request& request, Response& response, const Manner&) {
+  response.set_redirect(request.get_param_value("to"), static_cast<int>(number(request, 1)));
+}
+
+void hang(const std::string&, const Request&, Response& response, const Manner&) {
+  response.status = 504;
+}
+
+// What a fault does to content on its way; the rest of it is the reply's own.
+Manner manner_of(const Reply& reply) {
+  constexpr int64_t kSecond = 1000;
+  Manner manner;
+  if (reply.cut_after != Reply().cut_after) manner.drop_at = reply.cut_after;
+  if (reply.between_bytes.count() > 0)
+    manner.bytes_per_second =
+        static_cast<uint64_t>(std::max<int64_t>(1, kSecond / reply.between_bytes.count()));
+  return manner;
+}
+
 }  // namespace
 
-void route(LoopbackServer* server, const std::string& folder) {
-  if (!folder.empty() && !fs::is_directory(folder)) throw Failure(folder + " is not a folder");
-  server->set_write_timeout(kPatienceSeconds);
-  server->Get("/files/(.+)", [folder](const Request& request, Response& response) {
-    const std::optional<Content> file =
-        folder.empty() ? std::nullopt : opened(folder, request.matches[1].str());
-    if (!file) {
-      response.status = kNotFound;
-      return;
-    }
-    send_content(request, response, *file, {});
+struct Server::Route {
+  const char* name;
+  const char* pattern;
+  void (*send)(const std::string& folder, const Request&, Response&, const Manner&);
+  std::chrono::milliseconds before;  // silence
+};
+
+Server::Server(std::string folder, Faults& faults, RequestLog& log)
+    : folder_(std::move(folder)), faults_(faults), log_(log) {
+  static constexpr Route kRoutes[] = {
+      {"files", "/files/(.+)", send_file, {}},
+      {"bytes", R"(/bytes/(\d{1,18}))", send_bytes, {}},
+      {"slow", R"(/slow/([1-9]\d{0,17})/(\d{1,18}))", send_slowly, {}},
+      {"drop", R"(/drop/(\d{1,18})/(\d{1,18}))", drop, {}},
+      {"status", R"(/status/([2-9]\d\d))", send_status, {}},
+      {"redirect", R"(/redirect/(3\d\d))", redirect, {}},
+      {"hang", "/hang", hang, kSilence},
+  };
+  if (!folder_.empty() && !fs::is_directory(folder_)) throw Failure(folder_ + " is not a folder");
+  http_.set_write_timeout(kPatienceSeconds);
+  route_faults(&http_, &faults_);
+  for (const Route& route : kRoutes)
+    http_.Get(route.pattern,
+              [this, &route](const auto& request, auto& response) { serve(route, request, response); });
+  // Without a match the request was none of the above, and has no line yet.
+  http_.set_error_handler([this](const Request& request, Response& response) {
+    if (request.matches.empty()) this->log(request, now(), response.status, "");
   });
-  server->Get(R"(/bytes/(\d{1,18}))", [](const Request& request, Response& response) {
-    send_content(request, response, generated(number(request, 1)), {});
-  });
-  server->Get(R"(/slow/([1-9]\d{0,17})/(\d{1,18}))", [](const Request& request, Response& response) {
-    send_content(request, response, generated(number(request, 2)), {number(request, 1), {}});
-  });
-  server->Get(R"(/drop/(\d{1,18})/(\d{1,18}))", [](const Request& request, Response& response) {
-    send_content(request, response, generated(number(request, 2)), {{}, number(request, 1)});
-  });
-  server->Get(R"(/status/([2-9]\d\d))", [](const Request& request, Response& response) {
-    response.status = static_cast<int>(number(request, 1));
-    response.set_content("HTTP " + request.matches[1].str() + "\n", "text/plain");
-  });
-  server->Get(R"(/redirect/(3\d\d))", [](const Request& request, Response& response) {
-    response.set_redirect(request.get_param_value("to"), static_cast<int>(number(request, 1)));
-  });
-  server->Get("/hang", [](const Request&, Response&) { std::this_thread::sleep_for(kSilence); });
+}
+
+void Server::serve(const Route& route, const Request& request, Response& response) {
+  constexpr int kOk = 200;
+  const Arrival arrival = now();
+  const std::optional<Fault> fault = faults_.take({route.name});
+  Reply reply;
+  reply.before = route.before;
+  if (fault) fault->play(&reply);
+  // A part of something has a status of its own, which is set when it is sent.
+  if (!reply.body) route.send(folder_, request, response, manner_of(reply));
+  const int status = reply.body ? reply.status : response.status;
+  log(request, arrival, status > 0 ? status : kOk, fault ? fault->kind->name : "");
+  if (reply.body) return send(reply, response);
+  std::this_thread::sleep_for(reply.before);
+}
+
+void Server::log(const Request& request, Arrival arrival, int status, const std::string& fault) {
+  log_.write(request, arrival,
+             {request.method + " " + request.target, "", std::to_string(status), fault, {}});
 }
 
 }  // namespace routerbox::files

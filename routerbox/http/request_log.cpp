@@ -3,22 +3,11 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <cstdio>
-#include <ctime>
+
+#include "../trace/peers.h"
 
 namespace routerbox {
 namespace {
-
-std::string now() {
-  timespec time{};
-  clock_gettime(CLOCK_REALTIME, &time);
-  tm parts{};
-  gmtime_r(&time.tv_sec, &parts);
-  char date[32], text[48];
-  std::strftime(date, sizeof date, "%Y-%m-%dT%H:%M:%S", &parts);
-  std::snprintf(text, sizeof text, "%s.%03dZ", date, static_cast<int>(time.tv_nsec / 1'000'000));
-  return text;
-}
 
 std::string column(std::string text) {
   if (text.empty()) return "-";
@@ -27,18 +16,40 @@ std::string column(std::string text) {
   return text;
 }
 
-}  // namespace
-
-RequestLog::RequestLog(const std::string& file)
-    : file_(file.empty() ? fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0)
-                         : open(file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644)) {
-  if (!file_) fail_errno("cannot open the request log " + file);
+Descriptor opened(const std::optional<std::string>& file) {
+  if (!file) return Descriptor();
+  Descriptor log(file->empty() ? fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0)
+                               : open(file->c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644));
+  if (!log) fail_errno("cannot open the request log " + *file);
+  return log;
 }
 
-void RequestLog::write(const std::string& method, const std::string& parameters, const std::string& code,
-                       const std::string& fault) {
-  std::string line = now();
-  for (const std::string& text : {method, parameters, code, fault}) line += '\t' + column(text);
+std::string client_of(const httplib::Request& request, const std::string& box) {
+  const auto port = [](int number) { return static_cast<uint16_t>(number); };
+  return name_of(owner_of({request.remote_addr, request.local_addr, port(request.remote_port),
+                           port(request.local_port)}),
+                 box);
+}
+
+}  // namespace
+
+RequestLog::RequestLog(const std::optional<std::string>& file, const std::string& box, Channel channel,
+                       std::string server)
+    : file_(opened(file)), box_(box), channel_(channel), server_(std::move(server)), trace_(box) {}
+
+void RequestLog::write(const httplib::Request& request, Arrival arrival, const Served& served) {
+  const std::chrono::nanoseconds took = now() - arrival;
+  if (file_) log(served);
+  if (box_.empty()) return;
+  Json details = served.details;
+  if (!served.fault.empty()) details["fault"] = served.fault;
+  trace_.record({channel_, client_of(request, box_), server_, served.method, served.code, took, details});
+}
+
+void RequestLog::log(const Served& served) {
+  std::string line = utc_now();
+  for (const std::string& text : {served.method, served.parameters, served.code, served.fault})
+    line += '\t' + column(text);
   const std::lock_guard lock(mutex_);
   write_all(file_.get(), line + '\n');
 }

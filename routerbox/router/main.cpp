@@ -1,9 +1,9 @@
 // main.cpp: boxrouter, the management interface of a router that does not exist.
-#include <CLI/CLI.hpp>
 #include <iostream>
 #include <optional>
 
 #include "../failure.h"
+#include "../http/program.h"
 #include "faults.h"
 #include "server.h"
 
@@ -16,7 +16,7 @@ constexpr int kNoSuchPartition = 2;  // as blkid has it
 struct Settings {
   std::string state, log, daemon_info;
   std::optional<std::string> partition, question;  // the empty text is one of no answer, not none
-  int port = kPort;
+  ServerOptions server{kPort, {}};
 };
 
 void describe(CLI::App* app, Settings* settings) {
@@ -29,7 +29,7 @@ void describe(CLI::App* app, Settings* settings) {
   app->add_option("--log", settings->log,
                   "File for one line per request: time, method, parameters, answer code, fault\n"
                   "(default: standard output)");
-  app->add_option("--port", settings->port, "TCP port (default: 14000)")->check(CLI::Range(1, 65535));
+  add_server_options(app, &settings->server);
   app->add_option("--uuid", settings->partition,
                   "Print the UUID of this partition (such as sda1) as the state has it, and end");
   app->add_option("--daemon-info", settings->daemon_info,
@@ -56,9 +56,9 @@ int print_daemon_answer(const State& state, const std::string& question) {
   Faults faults(own_faults());
   const Json document = state.read();
   for (const Json& fault : document.value("faults", Json::array())) faults.add(fault);
-  RequestLog log(settings.log);
+  RequestLog log(settings.log, settings.server.box, Channel::kRouter, "router");
   Server server(state, faults, log);
-  server.http().bind(settings.port);
+  server.http().bind(settings.server.port);
   server.http().serve_until_signal("boxrouter");  // the log and the state are complete after every request
 }
 
@@ -77,10 +77,5 @@ int run(int argc, char** argv) {
 }  // namespace routerbox::router
 
 int main(int argc, char** argv) {
-  try {
-    return routerbox::router::run(argc, argv);
-  } catch (const std::exception& error) {
-    std::cerr << std::string("boxrouter: ") + error.what() + "\n" << std::flush;
-    return 1;
-  }
+  return routerbox::run_server("boxrouter", routerbox::router::run, argc, argv);
 }

@@ -16,12 +16,18 @@ Server::Server(State& state, Faults& faults, RequestLog& log) : state_(state), f
 }
 
 void Server::serve_api(const httplib::Request& request, httplib::Response& response) {
+  const Arrival arrival = now();
   const Call call = parse_call(request.target);
   const std::optional<Fault> fault = faults_.take({call.method});
   Reply reply;
   reply.answer = !fault || fault->kind->effect == Effect::kFull ? answer(state_, call) : envelope(kDone, "");
   if (fault) fault->play(&reply);
-  log_.write(call.method, call.text, std::to_string(code_of(reply.answer)), fault ? fault->kind->name : "");
+  log_.write(request, arrival,
+             {call.method,
+              call.text,
+              std::to_string(code_of(reply.answer)),
+              fault ? fault->kind->name : "",
+              {{"parameters", call.text}, {"answer", reply.answer}}});
   send(reply, response);
 }
 
@@ -36,7 +42,9 @@ void Server::route_api() {
       return;
     }
     if (request.path.rfind("/box/", 0) != 0)
-      log_.write(request.method + " " + request.target, "", "HTTP " + std::to_string(response.status), "");
+      log_.write(
+          request, now(),
+          {request.method + " " + request.target, "", "HTTP " + std::to_string(response.status), "", {}});
   });
 }
 

@@ -19,8 +19,9 @@
 #include <thread>
 #include <vector>
 
-#include "hostbus/fake_broker.h"
 #include "support/captured.h"
+#include "support/genuine_ways.h"
+#include "support/played_broker.h"
 #include "support/process.h"
 
 namespace {
@@ -283,6 +284,7 @@ TEST_F(CloudMessage, LibraryLeavesThePluginsSignalsAndSurvivesItsBroker) {
   const auto own = [](int) {};
   for (const int signal : {SIGTERM, SIGCHLD}) std::signal(signal, own);
   std::signal(SIGINT, SIG_DFL);
+  genuine_ways.connect_takes_signals = true;
   ASSERT_EQ(zel_service_init_dbg("test"), 0);
   EXPECT_STREQ(zel_object_name, "zel_test");
   EXPECT_EQ(ask("1001", "m"), "(null)");
@@ -322,18 +324,16 @@ TEST_F(CloudMessage, ServiceThreadTakesNoSignalThePluginWaitsForLater) {
 
 TEST_F(CloudMessage, MayArriveWhileTheObjectIsBeingPublished) {
   kill(broker(), SIGKILL);
-  fake::Broker played([](fake::Broker& self) {
-    using fake::operator+;
-    const fake::Bytes add = self.read();
-    const auto ids = [](blob_buf* ids_of) {
-      blob_put_u32(ids_of, UBUS_ATTR_OBJID, 5000);
-      blob_put_u32(ids_of, UBUS_ATTR_OBJTYPE, 6000);
-    };
-    self.write(fake::data(add, ids) + fake::invoke(7, 4242, 5000, "send_cmd") + fake::status(add, 0));
-    for (const int type : {UBUS_MSG_DATA, UBUS_MSG_STATUS}) {
-      const fake::Bytes reply = self.read();
-      EXPECT_EQ(fake::type_of(reply), type);
-      EXPECT_EQ(fake::peer_of(reply), 4242U);
+  using namespace test;
+  PlayedBroker played([](const FrameSocket& self) {
+    const Received add = self.receive().value();
+    self.send(data(add, {number(kObject, kPlayedObject), number(kType, 6000)}));
+    self.send(sized_call(4242, kPlayedObject, "send_cmd", 64));
+    self.send(status(add, 0));
+    for (const int type : {kData, kStatus}) {
+      const Received reply = self.receive().value();
+      EXPECT_EQ(reply.type(), type);
+      EXPECT_EQ(reply.peer(), 4242U);
     }
   });
   while (unlink(UBUS_UNIX_SOCKET) == 0 || symlink(played.path().c_str(), UBUS_UNIX_SOCKET) != 0) {

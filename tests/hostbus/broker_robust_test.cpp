@@ -7,8 +7,6 @@ namespace {
 
 using namespace test;
 
-constexpr size_t kMaxBody = 1048576;
-
 class BrokerRobustness : public BrokerTest {
  protected:
   // A call and its answer between two clients that must go on working whatever a third one does.
@@ -48,7 +46,7 @@ TEST_F(BrokerRobustness, RandomBytesFromOneClientDoNotDisturbOthers) {
   pester([&] { return frame(random() % 12, 1, 0, {noise(4 * (random() % 100))}); });
   const ByteString signature = attribute(kSignature, {field(kTable, "m", {})});
   const ByteString sound[] = {frame(kAdd, 1, 0, {text(kPath, "n"), signature}), lookup("n*"),
-                              listen(1025, "e"), event("e", 8),
+                              registration(1025, "e"), event("e", 8),
                               frame(kStatus, 1, 1030, {number(kCode, 0), number(kObject, 1030)})};
   pester([&] {
     ByteString spoiled = sound[random() % std::size(sound)];

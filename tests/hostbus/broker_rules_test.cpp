@@ -33,9 +33,9 @@ TEST_F(BrokerRules, EveryWrongRequestHasItsStatus) {
       {"removal of a foreign object", remove(foreign), 6},
       {"unknown method of the event object", event_call("none", {}), 1},
       {"pattern missing", event_call("register", {field(kNumber, "object", {word(own)})}), 2},
-      {"listening on an unknown object", listen(nobodys, "a"), 4},
-      {"listening on a foreign object", listen(foreign, "a"), 6},
-      {"empty pattern", listen(own, ""), 6},
+      {"listening on an unknown object", registration(nobodys, "a"), 4},
+      {"listening on a foreign object", registration(foreign, "a"), 6},
+      {"empty pattern", registration(own, ""), 6},
       {"event whose data is text", event_call("send", {id, field(kString, "data", {terminated("b")})}), 2},
       {"the broker's own event", event("ubus.object.add"), 6},
   };

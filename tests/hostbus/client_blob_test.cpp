@@ -6,11 +6,12 @@
 #include <memory>
 #include <random>
 
-#include "fake_broker.h"
+#include "../support/wire_capture.h"
+#include "client.h"
 
 namespace {
 
-using fake::Message;
+using test::Message;
 using wire::Bytes;
 
 std::string hex_of(const blob_attr* attr) {

@@ -2,13 +2,14 @@
 // byte for byte.
 #include <gtest/gtest.h>
 
-#include "fake_broker.h"
+#include "../support/played_broker.h"
+#include "client.h"
 
 namespace {
 
-using fake::Broker;
-using fake::Bytes;
-using fake::Message;
+using test::FrameSocket;
+using test::Message;
+using test::Received;
 
 // The service and listener of the recordings.
 int g_status = 0;  // what the service's next call gives
@@ -43,7 +44,7 @@ int add_service(ubus_context* ctx) {
 template <int Status = 0>
 int serve(ubus_context* ctx) {
   g_status = Status;
-  if (!fake::wait_input(ctx)) return -1;
+  if (!test::wait_input(ctx)) return -1;
   ubus_handle_event(ctx);
   return ctx->sock.eof ? -1 : 0;
 }
@@ -99,7 +100,7 @@ struct Step {
 };
 
 // Plays the broker's side of one connection.
-void play(Broker& broker, const std::string& connection, const std::vector<Step>& steps) {
+void play(const FrameSocket& client, const std::string& connection, const std::vector<Step>& steps) {
   wire::Bindings bindings;
   uint16_t request_seq = 0;
   uint16_t call_seq = 0;
@@ -108,24 +109,23 @@ void play(Broker& broker, const std::string& connection, const std::vector<Step>
       const bool answers = frame.type == "STATUS" || frame.type == "DATA";
       if (frame.connection != connection || frame.type == "HELLO") continue;
       if (!frame.to_broker) {
-        if (!answers) call_seq = fake::seq_of(frame.bytes);
-        broker.write(wire::with_bindings(frame, bindings, answers ? request_seq : call_seq));
+        if (!answers) call_seq = Received{frame.bytes}.seq();
+        client.send(wire::with_bindings(frame, bindings, answers ? request_seq : call_seq));
         continue;
       }
-      const Bytes seen = broker.read();
-      EXPECT_EQ(wire::difference(frame, seen, bindings), "") << step.file;
-      if (seen.empty()) return;
-      if (!answers) request_seq = fake::seq_of(seen);
-      EXPECT_EQ(fake::seq_of(seen), answers ? call_seq : request_seq) << step.file;
+      const Received seen = client.receive().value();
+      EXPECT_EQ(wire::difference(frame, seen.bytes, bindings), "") << step.file;
+      if (!answers) request_seq = seen.seq();
+      EXPECT_EQ(seen.seq(), answers ? call_seq : request_seq) << step.file;
     }
   }
-  EXPECT_TRUE(broker.read().empty()) << "nothing is sent on closing";
+  EXPECT_FALSE(client.receive()) << "nothing is sent on closing";
 }
 
-void replay(const std::string& connection, const std::vector<Step>& steps,
-            const std::string& greeting = "01-hello.txt") {
-  Broker broker([&](Broker& b) { play(b, connection, steps); }, wire::load_capture(greeting).at(0).bytes);
-  fake::Context ctx = fake::connect(broker);
+void replay(const std::string& connection, const std::vector<Step>& steps) {
+  test::PlayedBroker broker([&](const FrameSocket& client) { play(client, connection, steps); },
+                            wire::load_capture("01-hello.txt").at(0).bytes);
+  const test::Context ctx = test::connect_to(broker.path());
   ASSERT_NE(ctx, nullptr);
   for (const Step& step : steps) EXPECT_EQ(step.action(ctx.get()), step.result) << step.file;
 }

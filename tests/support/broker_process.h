@@ -77,8 +77,8 @@ class BrokerProcess {
     pointers.push_back(nullptr);
     int ends[2];
     if (pipe2(ends, O_CLOEXEC) != 0) throw std::runtime_error("no pipe for the broker's output");
-    output_ = hostbus::OwnedFd(ends[0]);
-    const hostbus::OwnedFd input(ends[1]);
+    output_ = zel::Descriptor(ends[0]);
+    const zel::Descriptor input(ends[1]);
     pid_ = fork();
     if (pid_ != 0) return;
     prctl(PR_SET_PDEATHSIG, SIGKILL);
@@ -92,11 +92,11 @@ class BrokerProcess {
   bool serves(const std::string& path) const {
     ucred peer{};
     socklen_t size = sizeof peer;
-    const hostbus::OwnedFd fd = connected(path);
+    const zel::Descriptor fd = connected(path);
     return fd && getsockopt(fd.get(), SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 && peer.pid == pid_;
   }
 
-  hostbus::OwnedFd output_;
+  zel::Descriptor output_;
   pid_t pid_ = -1;
 };
 

@@ -10,15 +10,15 @@
 #include <fstream>
 #include <iterator>
 
-#include "../../hostbus/broker/owned_fd.h"
+#include "base/handles.h"
 
 namespace test {
 namespace {
 
 using Clock = std::chrono::steady_clock;
 
-hostbus::OwnedFd dialled(int port) {
-  hostbus::OwnedFd link(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+zel::Descriptor dialled(int port) {
+  zel::Descriptor link(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
   const timeval limit{20, 0};
   setsockopt(link.get(), SOL_SOCKET, SO_RCVTIMEO, &limit, sizeof limit);
   sockaddr_in address{};
@@ -45,7 +45,7 @@ void read_answer(const std::string& answer, HttpReply* reply) {
 HttpReply http(const std::string& method, const std::string& target, const std::string& body, int port,
                const std::string& headers) {
   const Clock::time_point start = Clock::now();
-  const hostbus::OwnedFd link = dialled(port);
+  const zel::Descriptor link = dialled(port);
   const std::string request = method + " " + target +
                               " HTTP/1.1\r\nHost: router\r\nContent-Length: " + std::to_string(body.size()) +
                               "\r\n" + headers + "\r\n" + body;

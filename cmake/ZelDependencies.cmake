@@ -1,0 +1,53 @@
+# What the library and its tools use. Everything that is missing is named at once, with Debian's package for it.
+set(ZEL_MISSING "" CACHE INTERNAL "")
+
+function(zel_missing what package)
+  string(APPEND ZEL_MISSING "  ${what}: Debian package ${package}\n")
+  set(ZEL_MISSING "${ZEL_MISSING}" CACHE INTERNAL "")
+endfunction()
+
+# zel_require_library(VARIABLE LIBRARY HEADER PACKAGE): sets VARIABLE to the library.
+function(zel_require_library variable library header package)
+  find_library(${variable} ${library})
+  find_path(${variable}_HEADERS ${header})
+  mark_as_advanced(${variable} ${variable}_HEADERS)
+  if(NOT ${variable} OR NOT ${variable}_HEADERS)
+    zel_missing("lib${library} with <${header}>" ${package})
+  endif()
+endfunction()
+
+# zel_require_header(VARIABLE HEADER PACKAGE): sets VARIABLE to the header's folder.
+function(zel_require_header variable header package)
+  find_path(${variable} ${header})
+  mark_as_advanced(${variable})
+  if(NOT ${variable})
+    zel_missing("<${header}>" ${package})
+  endif()
+endfunction()
+
+zel_require_library(ZEL_CJSON cjson cjson/cJSON.h libcjson-dev)
+zel_require_library(ZEL_CRYPTO crypto openssl/md5.h libssl-dev)
+zel_require_library(ZEL_CURL curl curl/curl.h libcurl4-openssl-dev)
+zel_require_header(ZEL_CLI11 CLI/CLI.hpp libcli11-dev)
+if(ZEL_TOOLS AND NOT CMAKE_CROSSCOMPILING)
+  zel_require_header(ZEL_HTTPLIB httplib.h libcpp-httplib-dev)
+  zel_require_header(ZEL_NLOHMANN nlohmann/json.hpp nlohmann-json3-dev)
+  find_program(PKG_CONFIG_EXECUTABLE pkg-config)
+  if(NOT PKG_CONFIG_EXECUTABLE)
+    zel_missing(pkg-config pkg-config)
+  endif()
+endif()
+if(ZEL_TOOLS AND ZEL_TESTS)
+  zel_require_library(ZEL_GTEST gtest gtest/gtest.h libgtest-dev)
+endif()
+if(ZEL_BENCH)
+  zel_require_library(ZEL_BENCHMARK benchmark benchmark/benchmark.h libbenchmark-dev)
+endif()
+
+if(ZEL_MISSING)
+  string(REGEX MATCHALL "[^ ]+\n" packages "${ZEL_MISSING}")
+  list(JOIN packages " " packages)
+  string(REPLACE "\n" "" packages "${packages}")
+  message(FATAL_ERROR "Missing:\n${ZEL_MISSING}Install them (apt-get install ${packages}), or set CMAKE_PREFIX_PATH, "
+    "in a cross build CMAKE_FIND_ROOT_PATH, to where they are. scripts/setup installs all that this repository uses.")
+endif()

@@ -1,0 +1,49 @@
+# What is installed, in components that can be had alone (cmake --install BUILD --component NAME):
+#   library      libzel.so.0, all that a plug-in needs to run
+#   development  headers, libzel.pc, the CMake package with zel::zel
+#   tools        zelctl
+#   box          routerbox and its servers
+#   hostbus      libubus, libubox and their broker, on PCs that have none
+include(GNUInstallDirs)
+
+# Programs in a folder of somebody's own find the libraries beside them. In the system's folders the loader knows
+# where to look, and a run path would keep it from what an administrator prefers.
+set(system_folders / /usr /usr/local)
+if(NOT CMAKE_INSTALL_PREFIX IN_LIST system_folders)
+  cmake_path(RELATIVE_PATH CMAKE_INSTALL_FULL_LIBDIR BASE_DIRECTORY ${CMAKE_INSTALL_FULL_BINDIR}
+    OUTPUT_VARIABLE libraries_from_programs)
+  set(CMAKE_INSTALL_RPATH "\$ORIGIN" "\$ORIGIN/${libraries_from_programs}")
+endif()
+
+# zel_install_hostbus(...): install(), but where the genuine libraries are or belong nothing takes their place.
+function(zel_install_hostbus)
+  if(ZEL_BUS_IS STREQUAL "hostbus" AND NOT CMAKE_CROSSCOMPILING)
+    install(${ARGN} COMPONENT hostbus)
+  endif()
+endfunction()
+
+function(zel_install_development)
+  install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/zel DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
+    COMPONENT development FILES_MATCHING PATTERN "*.h")
+
+  set(package ${CMAKE_INSTALL_LIBDIR}/cmake/zel)
+  include(CMakePackageConfigHelpers)
+  # The major version is the SONAME.
+  write_basic_package_version_file(${PROJECT_BINARY_DIR}/zelConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+  # No export of CMake's own: that would ask plug-ins for the bus libraries, which only the loader has to find.
+  configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/zelConfig.cmake.in ${PROJECT_BINARY_DIR}/zelConfig.cmake
+    INSTALL_DESTINATION ${package} PATH_VARS CMAKE_INSTALL_LIBDIR CMAKE_INSTALL_INCLUDEDIR
+    NO_CHECK_REQUIRED_COMPONENTS_MACRO)
+  install(FILES ${PROJECT_BINARY_DIR}/zelConfig.cmake ${PROJECT_BINARY_DIR}/zelConfigVersion.cmake
+    DESTINATION ${package} COMPONENT development)
+
+  # Its prefix is known when it is installed.
+  set(pc ${PROJECT_BINARY_DIR}/libzel.pc)
+  install(CODE "
+    set(LIBDIR \"${CMAKE_INSTALL_LIBDIR}\")
+    set(INCLUDEDIR \"${CMAKE_INSTALL_INCLUDEDIR}\")
+    set(DESCRIPTION \"${PROJECT_DESCRIPTION}\")
+    set(VERSION \"${PROJECT_VERSION}\")
+    configure_file(\"${PROJECT_SOURCE_DIR}/cmake/libzel.pc.in\" \"${pc}\" @ONLY)" COMPONENT development)
+  install(FILES ${pc} DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+endfunction()
