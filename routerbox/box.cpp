@@ -10,11 +10,12 @@
 #include <iostream>
 #include <set>
 
-#include "bus.h"
 #include "mounts.h"
-#include "permissions.h"
+#include "objects.h"
+#include "places.h"
 #include "processes.h"
 #include "programs.h"
+#include "trace/peers.h"
 
 namespace routerbox {
 namespace {
@@ -23,8 +24,6 @@ namespace fs = std::filesystem;
 
 constexpr std::chrono::milliseconds kObjectLimit(10000);
 constexpr std::chrono::milliseconds kEndLimit(2000);
-constexpr const char* kPackageFile = "/etc/norva/packages.json";
-constexpr const char* kPermissionFile = "/etc/norva/permissions.json";
 
 // The router's places. A row that later needs more of the host or less of it changes its kind.
 const PrivateFolder kPrivateFolders[] = {
@@ -45,21 +44,15 @@ class Box {
   int run() {
     lay_out();
     bring_loopback_up();
-    if (!options_.no_broker) broker_ = start_broker(processes_, plan_.broker);
-    if (options_.router) router_ = start_management(processes_, plan_.management);
-    if (options_.files) files_ = start_file_server(processes_, plan_.files);
-    if (options_.downloads) downloads_ = start_downloads(processes_, plan_.downloads);
-    if (!options_.no_perm) fill_permission_table();
+    for (const Service& service : plan_.services)
+      for (const Server& server : service.lay_out())
+        servers_.push_back({server.title, server.end, start_server(processes_, server)});
+    if (!plan_.zelctl.empty()) fill_permission_table();
     for (size_t i = 0; i < options_.start.size(); ++i) start_plugin(options_.start[i], plan_.started[i]);
     const int status = run_command();
     tell_of_failed_plugins();
     processes_.stop(plugins_, kEndLimit);
-    stop_service(downloads_.front, "the front of the download daemon");
-    // It takes its time to save its tasks. An end with unfinished ones is not told by its status as a good one.
-    if (!plan_.downloads.folder.empty()) processes_.stop({downloads_.daemon}, kEndLimit);
-    stop_service(files_, "the box's file server");
-    stop_service(router_, "the box's router");
-    stop_service(broker_, "the broker");
+    while (!servers_.empty()) stop_last_server();
     return status;
   }
 
@@ -80,28 +73,27 @@ class Box {
       fail_errno("cannot make /etc/norva");
     if (!options_.packages.empty()) write_file(kPackageFile, plan_.packages_text, 0644);
     if (!options_.permissions.empty()) write_file(kPermissionFile, plan_.permissions_text, 0644);
+    make_folder(kBoxFolder, 0700);
+    write_roster(kBoxFolder, roster());
     // Also for a command that becomes a plug-in's user by itself.
     if (!plan_.packages.empty()) let_plugins_through();
     // Entered anew, since the old one may lie below a private folder by now.
     if (chdir(plan_.folder.c_str()) != 0 && chdir("/") != 0) fail_errno("cannot enter /");
   }
 
-  std::vector<std::string> programs() const {
-    std::vector<std::string> paths{plan_.command};
-    for (const std::string& path :
-         {plan_.broker, plan_.management.program, plan_.management.tools.blkid,
-          plan_.management.tools.busybox, plan_.files.program, plan_.downloads.daemon, plan_.downloads.front})
-      if (!path.empty()) paths.push_back(path);
-    paths.insert(paths.end(), plan_.started.begin(), plan_.started.end());
-    return paths;
+  Roster roster() const {
+    Roster roster{monotonic_seconds(), {}};
+    for (const Package& package : plan_.packages)
+      roster.plugins.push_back({package.appname, package.appid, package.uid});
+    return roster;
   }
 
   std::vector<std::string> kept_paths() const {
-    std::vector<std::string> paths = programs();
-    paths.insert(paths.end(), {plan_.folder, plan_.own});
+    std::vector<std::string> paths{plan_.command, plan_.folder, plan_.own};
+    paths.insert(paths.end(), plan_.started.begin(), plan_.started.end());
+    for (const Service& service : plan_.services)
+      paths.insert(paths.end(), service.paths.begin(), service.paths.end());
     for (const std::string& path : options_.keep) paths.push_back(fs::absolute(path).lexically_normal());
-    for (const std::string& path : {plan_.management.log, plan_.files.folder, plan_.downloads.folder})
-      if (!path.empty()) paths.push_back(path);
     const size_t given = paths.size();
     for (size_t i = 0; i < given; ++i) paths.push_back(fs::weakly_canonical(paths[i]));
     return paths;
@@ -164,37 +156,40 @@ class Box {
     return *processes_.ended(command);
   }
 
-  void stop_service(pid_t service, const std::string& name) {
-    if (service == 0) return;
-    const bool gone = processes_.ended(service).has_value();
-    processes_.stop({service}, kEndLimit);
-    const int status = processes_.ended(service).value_or(kBoxFailed);
-    if (gone || status != 0)
-      say(name + " ended " + (gone ? "before the command" : "badly") + ", with status " +
+  // As the router does when it starts.
+  void fill_permission_table() {
+    const pid_t zelctl =
+        processes_.start({plan_.zelctl, {"zelctl", "perm", "init"}, {}, "perm | ", Output::kErrors});
+    processes_.serve([&] { return processes_.ended(zelctl).has_value(); }, {});
+    if (*processes_.ended(zelctl) != 0)
+      throw Failure("the permission table was not filled; zelctl perm init ended with status " +
+                    std::to_string(*processes_.ended(zelctl)) + ", its lines are above");
+  }
+
+  void stop_last_server() {
+    const auto [title, end, process] = servers_.back();
+    servers_.pop_back();
+    if (end == End::kAtOnce) return;
+    const bool gone = processes_.ended(process).has_value();
+    processes_.stop({process}, kEndLimit);
+    const int status = processes_.ended(process).value_or(kBoxFailed);
+    if (end == End::kClean && (gone || status != 0))
+      say(title + " ended " + (gone ? "before the command" : "badly") + ", with status " +
           std::to_string(status));
   }
 
   const Plan& plan_;
   const Options& options_;
   Processes processes_;
-  pid_t broker_ = 0;
-  pid_t router_ = 0;
-  pid_t files_ = 0;
-  DownloadServers downloads_;
-  std::vector<pid_t> plugins_;  // in the order of options_.start
-  std::set<size_t> told_;       // of them, whose end was told
+  struct Running {
+    std::string title;
+    End end;
+    pid_t process;
+  };
+  std::vector<Running> servers_;  // in the order of their start
+  std::vector<pid_t> plugins_;    // in the order of options_.start
+  std::set<size_t> told_;         // of them, whose end was told
 };
-
-std::string find_broker(const Options& options, const std::string& own) {
-  if (options.no_broker) return {};
-  const std::string program = options.broker.empty() ? own + "/hostbusd" : options.broker;
-  try {
-    return find_program(program);
-  } catch (const Failure& failure) {
-    throw Failure("the bus broker is missing: " + std::string(failure.what()) +
-                  ". Build the target hostbusd, name another with --broker PROGRAM, or use --no-broker");
-  }
-}
 
 }  // namespace
 
@@ -210,10 +205,12 @@ Plan make_plan(const Options& options) {
   if (!options.permissions.empty())
     plan.permissions_text = read_file(options.permissions, "--permissions must name a readable file");
   if (!options.as.empty()) package_of(plan.packages, options.as);
-  plan.broker = find_broker(options, plan.own);
-  if (options.router) plan.management = find_management(plan.own, options.router_state, options.router_log);
-  if (options.downloads) plan.downloads = find_downloads(plan.own, options.downloads_folder);
-  if (options.files) plan.files = find_file_server(plan.own, options.files_folder);
+  for (const FindService find : kServices)
+    if (std::optional<Service> service = find(options, plan.own))
+      plan.services.push_back(std::move(*service));
+  if (!options.no_perm)
+    plan.zelctl =
+        find_own(plan.own, "zelctl", "the program that fills the permission table", "it with --no-perm");
   for (const Background& plugin : options.start) {
     package_of(plan.packages, plugin.appid);
     plan.started.push_back(find_program(plugin.words.front()));

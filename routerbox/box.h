@@ -5,12 +5,10 @@
 #include <string>
 #include <vector>
 
-#include "downloads.h"
-#include "file_server.h"
-#include "management.h"
+#include "io.h"
 #include "options.h"
-#include "owners.h"
 #include "packages.h"
+#include "services/service.h"
 
 namespace routerbox {
 
@@ -19,13 +17,11 @@ struct Plan {
   Options options;
   std::string packages_text, permissions_text;
   std::vector<Package> packages;
-  std::string folder;  // the current one
-  std::string own;     // routerbox's
-  std::string broker;  // absolute paths from here on
-  Management management;
-  FileServer files;
-  Downloads downloads;
-  std::string command;
+  std::vector<Service> services;
+  std::string folder;                // the current one
+  std::string own;                   // routerbox's
+  std::string zelctl;                // fills the permission table, absolute path; empty: it stays unmade
+  std::string command;               // absolute paths, as the next ones
   std::vector<std::string> started;  // in the order of options.start
 };
 

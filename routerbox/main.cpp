@@ -15,7 +15,7 @@ namespace {
 
 constexpr int kPassedOn[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGUSR1, SIGUSR2};
 
-int told(const std::exception& error) {
+int report(const std::exception& error) {
   std::cerr << std::string("routerbox: ") + error.what() + "\n" << std::flush;
   const auto* const failure = dynamic_cast<const Failure*>(&error);
   return failure != nullptr ? failure->status() : kBoxFailed;
@@ -35,7 +35,7 @@ sigset_t awaited_signals() {
     if (prctl(PR_SET_PDEATHSIG, SIGKILL) != 0) fail_errno("cannot tie the box to its caller");
     status = run_box(plan, std::move(control), mask);
   } catch (const std::exception& error) {
-    status = told(error);
+    status = report(error);
   }
   std::cout << std::flush;
   _exit(status);
@@ -75,10 +75,10 @@ int run(int argc, char** argv) {
   const pid_t box = fork();
   if (box < 0) fail_errno("cannot start the box");
   if (box == 0) {
-    control.write.close();
+    control.write = Descriptor();
     be_process_one(plan, std::move(control.read), before);
   }
-  control.read.close();
+  control.read = Descriptor();
   signal(SIGPIPE, SIG_IGN);  // after the fork, so that no program in the box inherits it
   return watch(box, control.write.get(), signals);
 }
@@ -91,7 +91,7 @@ int main(int argc, char** argv) {
   try {
     status = routerbox::run(argc, argv);
   } catch (const std::exception& error) {
-    status = routerbox::told(error);
+    status = routerbox::report(error);
   }
   // Not through exit(): this process can start no other once process 1 has ended, and the sanitizers' leak
   // check at exit, which needs one, would change the status.

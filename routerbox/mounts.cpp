@@ -11,7 +11,7 @@
 #include <functional>
 #include <memory>
 
-#include "owners.h"
+#include "io.h"
 
 namespace routerbox {
 namespace {

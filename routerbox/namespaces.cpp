@@ -12,7 +12,7 @@
 #include <string>
 #include <vector>
 
-#include "owners.h"
+#include "io.h"
 #include "programs.h"
 #include "subids.h"
 
@@ -113,7 +113,7 @@ void enter_user_namespace(uid_t highest_id) {
   const int entered = unshare(CLONE_NEWUSER);
   const int error = errno;
   if (entered == 0) write_all(go.write.get(), "go");
-  go.write.close();
+  go.write = Descriptor();
   const bool mapped_uids = succeeded(uid_mapper), mapped_gids = succeeded(gid_mapper);
   errno = error;
   if (entered != 0) fail_errno("cannot make a user namespace", switched_off());

@@ -6,7 +6,7 @@
 #include <cstring>
 
 #include "failure.h"
-#include "management.h"
+#include "places.h"
 
 namespace routerbox {
 namespace {

@@ -58,11 +58,11 @@ bool is_routers_own(const std::string& appid) {
 
 Package package_from(const Entry& entry) {
   const std::string id = entry.text("appid");
-  entry.text("appname");
+  const std::string name = entry.text("appname");
   // The appid becomes an account name, a bus object name and an output prefix.
   if (id.empty() || id.size() > 63 || id.find_first_not_of("0123456789") != std::string::npos)
     entry.refuse("has the appid '" + id + "', which is not 1 to 63 decimal digits");
-  return {id, static_cast<uid_t>(entry.whole_number("uid", is_routers_own(id) ? 0 : 1, kLargestUid)),
+  return {name, id, static_cast<uid_t>(entry.whole_number("uid", is_routers_own(id) ? 0 : 1, kLargestUid)),
           static_cast<uint32_t>(
               static_cast<int64_t>(entry.whole_number("abilitybits", kLowestBits, kLargestBits)))};
 }

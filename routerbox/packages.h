@@ -9,7 +9,7 @@
 namespace routerbox {
 
 struct Package {
-  std::string appid;
+  std::string appname, appid;
   uid_t uid = 0;
   uint32_t abilities = 0;
 

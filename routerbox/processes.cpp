@@ -20,8 +20,9 @@ struct Streams {
   Pipe output, errors;
 };
 
-Streams background_streams() {
+Streams background_streams(Output output) {
   Streams streams{Descriptor(open("/dev/null", O_RDONLY | O_CLOEXEC)), make_pipe(), make_pipe()};
+  if (output == Output::kErrors) streams.output.write = Descriptor(open("/dev/null", O_WRONLY | O_CLOEXEC));
   if (!streams.input) fail_errno("cannot open /dev/null");
   return streams;
 }
@@ -80,17 +81,18 @@ pid_t Processes::fork_child() {
 
 pid_t Processes::start(const Launch& launch) {
   std::optional<Streams> streams;
-  if (launch.prefix) streams = background_streams();
+  if (launch.prefix) streams = background_streams(launch.output);
   Pipe report = make_pipe();
   const pid_t child = fork_child();
   if (child == 0) become_program(launch, streams ? &*streams : nullptr, report.write.get());
 
-  report.write.close();
+  report.write = Descriptor();
   std::string trouble;  // stays empty when the program was executed, which closes the pipe
   if (!read_all(report.read.get(), &trouble)) fail_errno("cannot hear from a new process");
   if (!trouble.empty()) throw Failure(trouble.substr(1), trouble.front());
   if (streams) {
-    relays_.emplace_back(std::move(streams->output.read), STDOUT_FILENO, *launch.prefix);
+    if (launch.output == Output::kAll)
+      relays_.emplace_back(std::move(streams->output.read), STDOUT_FILENO, *launch.prefix);
     relays_.emplace_back(std::move(streams->errors.read), STDERR_FILENO, *launch.prefix);
   }
   return child;

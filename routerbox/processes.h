@@ -11,10 +11,12 @@
 #include <string>
 #include <vector>
 
-#include "owners.h"
+#include "io.h"
 #include "relay.h"
 
 namespace routerbox {
+
+enum class Output { kAll, kErrors };  // what of a background program's is passed on
 
 struct Launch {
   std::string program;             // absolute path
@@ -23,6 +25,7 @@ struct Launch {
   // Prefix of its output lines. Such a program runs in the background: a session of its own (the terminal's
   // Ctrl-C is not for it), no input. Without one it has the box's own standard streams.
   std::optional<std::string> prefix;
+  Output output = Output::kAll;
 };
 
 // Single-threaded. All signals stay blocked while it lives, so nothing disturbs process 1.

@@ -2,7 +2,7 @@
 #pragma once
 #include <string>
 
-#include "owners.h"
+#include "io.h"
 
 namespace routerbox {
 

@@ -29,7 +29,7 @@ std::optional<Account> peer_account(int socket) {
   socklen_t size = sizeof peer;
   if (getsockopt(socket, SOL_SOCKET, SO_PEERCRED, &peer, &size) != 0) return std::nullopt;
   return Account{name_of(peer.uid, &passwd::pw_name, ::getpwuid_r),
-                 name_of(peer.gid, &group::gr_name, ::getgrgid_r)};
+                 name_of(peer.gid, &group::gr_name, ::getgrgid_r), peer.pid};
 }
 
 }  // namespace hostbus

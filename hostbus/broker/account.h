@@ -1,5 +1,7 @@
 #pragma once
 
+#include <sys/types.h>
+
 #include <optional>
 #include <string>
 
@@ -8,6 +10,7 @@ namespace hostbus {
 struct Account {
   std::string user;
   std::string group;
+  pid_t pid = 0;
 };
 
 // Who is at the other end of a unix socket. A user or group without a name is its number in decimal:

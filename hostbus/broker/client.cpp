@@ -17,6 +17,42 @@ constexpr size_t kSmallInput = 4096;
 
 }  // namespace
 
+Client::~Client() {
+  around_.monitor.remove(*this);
+  if (watched_ != 0) around_.poller.remove(socket_.get());
+}
+
+bool Client::read_on() {
+  reading_ = true;
+  return watch();
+}
+
+void Client::stop_reading() {
+  reading_ = false;
+  watch();
+}
+
+// One that waits for nothing is out of the poller, which reports the end of a connection to all it has.
+bool Client::watch() {
+  const uint32_t wanted = (reading_ ? EPOLLIN : 0U) | (has_output() ? EPOLLOUT : 0U);
+  if (wanted == watched_) return true;
+  if (wanted == 0) {
+    around_.poller.remove(socket_.get());
+  } else if (watched_ != 0) {
+    around_.poller.modify(socket_.get(), wanted, id_);
+  } else if (!around_.poller.add(socket_.get(), wanted, id_)) {
+    return false;
+  }
+  watched_ = wanted;
+  return true;
+}
+
+bool Client::hold(size_t bytes) {
+  if (bytes > kMaxHeld - held_) return false;
+  held_ += bytes;
+  return true;
+}
+
 Client::Input Client::receive(std::span<uint8_t> scratch) {
   // Without room for ancillary data the kernel closes descriptors that come along.
   const ssize_t count =
@@ -52,19 +88,20 @@ void Client::trim_input() {
 }
 
 void Client::send(const Header& header, Bytes body) {
+  if (header.type != UBUS_MSG_MONITOR) around_.monitor.show(*this, header, body, true);
   if (deaf_) return;
   const auto head = encode(header);
   const size_t sent = output_.empty() ? write(head, body) : 0;
   if (deaf_ || sent == head.size() + body.size()) return;
-  const bool was_empty = output_.empty();
   if (!output_.push(head, body)) return;
   output_.pop(sent);
-  if (was_empty) update_interest();
+  if (!watch()) stop_writing();
 }
 
 void Client::flush() {
+  if (output_.empty()) return;
   output_.pop(write(output_.bytes(), {}));
-  if (output_.empty()) update_interest();
+  watch();
 }
 
 size_t Client::write(Bytes first, Bytes second) {
@@ -75,11 +112,13 @@ size_t Client::write(Bytes first, Bytes second) {
   const ssize_t count =
       zel::retry([&] { return sendmsg(socket_.get(), &message, MSG_NOSIGNAL | MSG_DONTWAIT); });
   if (count >= 0) return static_cast<size_t>(count);
-  if (errno != EAGAIN && errno != ENOBUFS && errno != ENOMEM) {
-    deaf_ = true;
-    output_.clear();
-  }
+  if (errno != EAGAIN && errno != ENOBUFS && errno != ENOMEM) stop_writing();
   return 0;
+}
+
+void Client::stop_writing() {
+  deaf_ = true;
+  output_.clear();
 }
 
 }  // namespace hostbus

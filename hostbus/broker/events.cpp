@@ -12,6 +12,11 @@ void Events::listen(uint32_t object, Client& owner, std::string pattern) {
   listener.patterns.insert(std::move(pattern));
 }
 
+bool Events::listens(uint32_t object, const std::string& pattern) const {
+  const auto found = listeners_.find(object);
+  return found != listeners_.end() && found->second.patterns.contains(pattern);
+}
+
 void Events::forget(uint32_t object) {
   listeners_.erase(object);
 }

@@ -17,6 +17,7 @@ class Events {
  public:
   // A pattern that ends in '*' means every event that begins with the rest, any other only its equal.
   void listen(uint32_t object, Client& owner, std::string pattern);
+  bool listens(uint32_t object, const std::string& pattern) const;
   void forget(uint32_t object);
 
   // Sends the event to each object that wants it, once, except those of `sender` (null: to all).

@@ -43,8 +43,10 @@ Frame::Frame(std::span<uint8_t> bytes) : bytes_(bytes) {
 Attributes::Attributes(const Frame& frame) {
   static constexpr auto kRules = [] {
     std::array<blob_attr_info, UBUS_ATTR_MAX> rules{};
-    for (int id : {UBUS_ATTR_STATUS, UBUS_ATTR_OBJID, UBUS_ATTR_OBJTYPE}) rules[id].type = BLOB_ATTR_INT32;
+    for (int id : {UBUS_ATTR_STATUS, UBUS_ATTR_OBJID, UBUS_ATTR_OBJTYPE, UBUS_ATTR_TARGET})
+      rules[id].type = BLOB_ATTR_INT32;
     for (int id : {UBUS_ATTR_OBJPATH, UBUS_ATTR_METHOD}) rules[id].type = BLOB_ATTR_STRING;
+    rules[UBUS_ATTR_NO_REPLY].type = BLOB_ATTR_INT8;
     return rules;
   }();
   blob_parse_untrusted(frame.attribute(), frame.body().size(), table_.data(), kRules.data(), UBUS_ATTR_MAX);
@@ -67,6 +69,19 @@ Body::Body() {
 
 Body& Body::number(int id, uint32_t value) {
   require(blob_put_u32(&buffer_, id, value) != nullptr);
+  return *this;
+}
+
+Body& Body::flag(int id, bool value) {
+  require(blob_put_u8(&buffer_, id, value) != nullptr);
+  return *this;
+}
+
+Body& Body::numbers(int id, const std::set<uint32_t>& values) {
+  void* list = blob_nest_start(&buffer_, id);
+  require(list != nullptr);
+  for (const uint32_t value : values) number(0, value);
+  blob_nest_end(&buffer_, list);
   return *this;
 }
 

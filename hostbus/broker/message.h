@@ -7,6 +7,7 @@
 #include <array>
 #include <cstdint>
 #include <optional>
+#include <set>
 #include <span>
 
 namespace hostbus {
@@ -66,8 +67,12 @@ class Body {
   Body& operator=(const Body&) = delete;
 
   Body& number(int id, uint32_t value);
+  Body& flag(int id, bool value);
   Body& text(int id, const char* value);
   Body& data(int id, Bytes payload);
+
+  // An attribute of numbers.
+  Body& numbers(int id, const std::set<uint32_t>& values);
 
   // Fields, for a body that is the contents of a DATA attribute.
   Body& field(const char* name, uint32_t value);

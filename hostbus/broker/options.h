@@ -7,6 +7,7 @@ namespace hostbus {
 struct Options {
   std::string socket_path;
   bool built_in_path = true;  // no -s was given
+  std::string faults_path;    // empty: none
   bool help = false;
 };
 

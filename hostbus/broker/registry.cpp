@@ -19,10 +19,10 @@ std::shared_ptr<const ObjectType> Registry::add_type(std::vector<uint8_t> signat
   return type;
 }
 
-const Object& Registry::add(Client& owner, std::optional<std::string> name,
-                            std::shared_ptr<const ObjectType> type) {
+Object& Registry::add(Client& owner, std::optional<std::string> name,
+                      std::shared_ptr<const ObjectType> type) {
   const uint32_t id = unused_id(objects_);
-  const Object& object = objects_[id] = {id, &owner, std::move(name), std::move(type)};
+  Object& object = objects_[id] = {id, &owner, std::move(name), std::move(type)};
   if (object.name) names_.emplace(*object.name, &object);
   owned_[&owner].push_back(id);
   return object;
@@ -40,7 +40,7 @@ Object Registry::remove(uint32_t id) {
   return object;
 }
 
-const Object* Registry::find(uint32_t id) const {
+Object* Registry::find(uint32_t id) {
   const auto found = objects_.find(id);
   return found != objects_.end() ? &found->second : nullptr;
 }

@@ -26,6 +26,7 @@ struct Object {
   Client* owner = nullptr;
   std::optional<std::string> name;
   std::shared_ptr<const ObjectType> type;  // null: not shown to those who look it up
+  size_t held = 0;                         // what is kept of its owner's for it, in bytes
 };
 
 // The objects of all clients. Names are unique; a type lives as long as an object has it.
@@ -38,11 +39,11 @@ class Registry {
   std::shared_ptr<const ObjectType> add_type(std::vector<uint8_t> signature);
 
   // The name must be free.
-  const Object& add(Client& owner, std::optional<std::string> name, std::shared_ptr<const ObjectType> type);
+  Object& add(Client& owner, std::optional<std::string> name, std::shared_ptr<const ObjectType> type);
   // Takes the object out. If it was the last one of its type, type() no longer knows that.
   Object remove(uint32_t id);
 
-  const Object* find(uint32_t id) const;
+  Object* find(uint32_t id);
   const Names& names() const { return names_; }
 
   // The client's youngest object, 0 if it has none.

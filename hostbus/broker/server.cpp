@@ -2,9 +2,13 @@
 
 #include <sys/resource.h>
 #include <sys/signalfd.h>
+#include <sys/socket.h>
 
+#include <algorithm>
 #include <cerrno>
+#include <charconv>
 #include <csignal>
+#include <string_view>
 #include <utility>
 
 #include "start_error.h"
@@ -15,6 +19,7 @@ namespace {
 // Tokens of the poller below the ids of clients.
 constexpr uint64_t kStopToken = 0;
 constexpr uint64_t kListenToken = 1;
+constexpr uint64_t kFaultsToken = 2;
 
 // One turn of a client: a flood from one holds up the others no longer than this.
 constexpr size_t kBytesPerTurn = 65536;
@@ -23,6 +28,7 @@ constexpr int kAcceptsPerTurn = 16;
 
 // How soon to try again when there was no descriptor for a new client.
 constexpr int kAcceptPauseMs = 100;
+constexpr int kLongestWaitMs = 60000;
 
 zel::Descriptor catch_stop_signals() {
   std::signal(SIGPIPE, SIG_IGN);
@@ -44,14 +50,21 @@ void raise_descriptor_limit() {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
+const std::string& made_reachable(const Options& options) {
+  if (options.built_in_path) make_directory_of(options.socket_path);
+  return options.socket_path;
+}
+
 }  // namespace
 
 Server::Server(const Options& options)
     : stop_(catch_stop_signals()),
-      socket_(options.socket_path, options.built_in_path),
+      socket_({SOCK_STREAM, 0666, "-s"}, made_reachable(options)),  // every user may connect
       scratch_(kBytesPerTurn) {
   raise_descriptor_limit();
-  if (!poller_.add(stop_.get(), EPOLLIN, kStopToken) || !poller_.add(socket_.fd(), EPOLLIN, kListenToken)) {
+  if (!options.faults_path.empty()) faults_.emplace(options.faults_path);
+  if (!poller_.add(stop_.get(), EPOLLIN, kStopToken) || !poller_.add(socket_.fd(), EPOLLIN, kListenToken) ||
+      (faults_ && !poller_.add(faults_->fd(), EPOLLIN, kFaultsToken))) {
     throw StartError("the kernel cannot watch the socket: raise fs.epoll.max_user_watches");
   }
 }
@@ -68,12 +81,16 @@ void Server::run() {
     for (const uint32_t id : unfinished) {
       if (Client* client = broker_.find(id)) take_turn(*client);
     }
+    take_due_steps();
   }
 }
 
 int Server::wait_ms() const {
   if (!unfinished_.empty()) return 0;
-  return accepting_ ? -1 : kAcceptPauseMs;
+  if (postponed_.empty()) return accepting_ ? -1 : kAcceptPauseMs;
+  const auto left =
+      std::chrono::ceil<std::chrono::milliseconds>(postponed_.begin()->first - Clock::now()).count();
+  return static_cast<int>(std::clamp<long long>(left, 0, accepting_ ? kLongestWaitMs : kAcceptPauseMs));
 }
 
 bool Server::dispatch(const epoll_event& event) {
@@ -83,6 +100,10 @@ bool Server::dispatch(const epoll_event& event) {
     case kListenToken:
       accept_clients();
       return true;
+    case kFaultsToken:
+      faults_->take(
+          [this](const std::string& verb, const std::string& argument) { return obey(verb, argument); });
+      return true;
     default:
       serve(static_cast<uint32_t>(event.data.u64), event.events);
       return true;
@@ -91,7 +112,8 @@ bool Server::dispatch(const epoll_event& event) {
 
 void Server::accept_clients() {
   for (int i = 0; i < kAcceptsPerTurn; ++i) {
-    zel::Descriptor connection = socket_.accept();
+    zel::Descriptor connection(
+        zel::retry([&] { return accept4(socket_.fd(), nullptr, nullptr, SOCK_NONBLOCK | SOCK_CLOEXEC); }));
     if (!connection) {
       // A connection that died while it waited is not the end of the row.
       if (errno == ECONNABORTED) continue;
@@ -100,8 +122,7 @@ void Server::accept_clients() {
     }
     auto account = peer_account(connection.get());
     if (!account) continue;
-    Client& client = broker_.admit(std::move(connection), std::move(*account), poller_);
-    if (!client.watch()) broker_.release(client);
+    take(&Server::welcome, broker_.admit(std::move(connection), std::move(*account), poller_));
   }
 }
 
@@ -119,9 +140,36 @@ void Server::resume_accepting() {
 void Server::serve(uint32_t id, uint32_t events) {
   Client* client = broker_.find(id);
   if (client == nullptr) return;
-  if ((events & EPOLLOUT) != 0) client->flush();
+  if ((events & ~static_cast<uint32_t>(EPOLLIN)) != 0) client->flush();
+  if (client->listing) return go_on(*client);
   // One with frames left from its last turn is in the row of the unfinished.
-  if ((events & ~EPOLLOUT) != 0 && client->next() == Client::Next::kIncomplete) take_turn(*client);
+  const bool input = (events & ~static_cast<uint32_t>(EPOLLOUT)) != 0;
+  if (input && client->next() == Client::Next::kIncomplete) take(&Server::take_turn, *client);
+}
+
+void Server::take(Step step, Client& client) {
+  if (late_.count() == 0) return (this->*step)(client);
+  client.stop_reading();
+  postponed_.emplace(Clock::now() + late_, Postponed{client.id(), step});
+}
+
+void Server::take_due_steps() {
+  while (!postponed_.empty() && postponed_.begin()->first <= Clock::now()) {
+    const Postponed due = postponed_.extract(postponed_.begin()).mapped();
+    Client* client = broker_.find(due.client);
+    if (client != nullptr) (this->*due.step)(*client);
+  }
+}
+
+void Server::welcome(Client& client) {
+  broker_.greet(client);
+  if (!client.read_on()) broker_.release(client);
+}
+
+// What the listing kept waiting has its turn with the end of it.
+void Server::go_on(Client& client) {
+  broker_.go_on_listing(client);
+  if (!client.listing) take_turn(client);
 }
 
 void Server::take_turn(Client& client) {
@@ -129,21 +177,59 @@ void Server::take_turn(Client& client) {
     broker_.release(client);
     return;
   }
-  for (int i = 0; i < kFramesPerTurn && client.next() == Client::Next::kFrame; ++i) {
+  for (int i = 0; i < kFramesPerTurn && !client.listing && client.next() == Client::Next::kFrame; ++i) {
     broker_.handle(client, client.frame());
     client.drop_frame();
   }
+  if (client.listing) return client.stop_reading();
   switch (client.next()) {
     case Client::Next::kIncomplete:
       client.trim_input();
-      return;
+      break;
     case Client::Next::kFrame:
       unfinished_.push_back(client.id());
-      return;
+      break;
     case Client::Next::kBad:
       broker_.release(client);
       return;
   }
+  if (!client.read_on()) broker_.release(client);
+}
+
+std::string Server::obey(const std::string& verb, const std::string& argument) {
+  static constexpr struct {
+    std::string_view verb;
+    std::string (Server::*order)(const std::string& argument);
+  } kOrders[] = {
+      {"late", &Server::be_late}, {"drop", &Server::drop}, {"oversize", &Server::pass_oversize_calls}};
+  for (const auto& row : kOrders) {
+    if (row.verb == verb) return (this->*row.order)(argument);
+  }
+  return "unknown order \"" + verb + "\": see hostbusd --help";
+}
+
+// What is postponed already comes when it was to come, or at once when nothing is to be late any more.
+std::string Server::be_late(const std::string& milliseconds) {
+  int late = -1;
+  const char* end = milliseconds.data() + milliseconds.size();
+  const auto read = std::from_chars(milliseconds.data(), end, late);
+  if (read.ec != std::errc() || read.ptr != end || late < 0) {
+    return "\"" + milliseconds + "\" is no number of milliseconds";
+  }
+  late_ = std::chrono::milliseconds(late);
+  if (late > 0) return "";
+  for (const auto& [due, waiting] : std::exchange(postponed_, {})) postponed_.emplace(Clock::now(), waiting);
+  return "";
+}
+
+std::string Server::drop(const std::string& object_or_pid) {
+  return broker_.drop(object_or_pid) ? "" : "no client has object or process id \"" + object_or_pid + "\"";
+}
+
+std::string Server::pass_oversize_calls(const std::string& on_or_off) {
+  if (on_or_off != "on" && on_or_off != "off") return "oversize takes on or off, not \"" + on_or_off + "\"";
+  broker_.pass_oversize_calls(on_or_off == "on");
+  return "";
 }
 
 }  // namespace hostbus

@@ -71,6 +71,18 @@ enum ubus_msg_attr {
   UBUS_ATTR_MAX
 };
 
+/* Attributes of a MONITOR message: a frame that a client sent (SEND 0) or got (SEND 1). */
+enum ubus_monitor_attr {
+  UBUS_MONITOR_CLIENT, /* INT32: the client's id */
+  UBUS_MONITOR_PEER,   /* INT32: peer of the frame's header */
+  UBUS_MONITOR_SEND,   /* INT8 */
+  UBUS_MONITOR_SEQ,    /* INT32 */
+  UBUS_MONITOR_TYPE,   /* INT32: enum ubus_msg_type */
+  UBUS_MONITOR_DATA,   /* container of the frame's attributes */
+  __UBUS_MONITOR_MAX,
+  UBUS_MONITOR_MAX = __UBUS_MONITOR_MAX - 1
+};
+
 enum ubus_msg_status {
   UBUS_STATUS_OK,
   UBUS_STATUS_INVALID_COMMAND,

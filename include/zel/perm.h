@@ -166,7 +166,8 @@ ZEL_API int perm_update(const perm_plugin_info* plugin);
 /* Creates or opens the semaphore set and sets semaphore 0 to 1. Returns its id, or -1 (logged at level 7). */
 ZEL_API int perm_common_sem_init(void);
 
-/* Take and give semaphore 0 of the set; the kernel gives it back if the process dies. Return 0, or -1. */
+/* Take and give semaphore 0 of the set; the kernel gives it back if the process dies. Return 0, or -1 with errno, also
+ * when a signal ends the wait (EINTR): call again then. */
 ZEL_API int perm_common_sem_p(int semid);
 ZEL_API int perm_common_sem_v(int semid);
 

@@ -1,15 +1,14 @@
 // main.cpp: boxfiles, the server that downloads in the box come from.
 #include "../http/program.h"
+#include "../places.h"
 #include "server.h"
 
 namespace routerbox::files {
 namespace {
 
-constexpr int kPort = 8080;
-
 int run(int argc, char** argv) {
   std::string folder;
-  ServerOptions options{kPort, {}};
+  ServerOptions options{kFilesPort, {}};
   CLI::App app(
       "Serves downloads on the loopback interface: /files/NAME from the folder, /bytes/N, /slow/RATE/N,\n"
       "/drop/K/N (closes after K), /status/CODE, /redirect/CODE?to=URL, /hang. Byte i of generated content\n"

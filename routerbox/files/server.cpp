@@ -8,7 +8,7 @@
 #include <memory>
 #include <thread>
 
-#include "../owners.h"
+#include "../io.h"
 #include "content.h"
 #include "transfer.h"
 

@@ -6,7 +6,7 @@
 #include <mutex>
 #include <string>
 
-#include "../owners.h"
+#include "../io.h"
 #include "../trace/trace.h"
 
 namespace routerbox {

@@ -4,19 +4,19 @@
 
 #include "../failure.h"
 #include "../http/program.h"
+#include "../places.h"
 #include "faults.h"
 #include "server.h"
 
 namespace routerbox::router {
 namespace {
 
-constexpr int kPort = 14000;
 constexpr int kNoSuchPartition = 2;  // as blkid has it
 
 struct Settings {
   std::string state, log, daemon_info;
   std::optional<std::string> partition, question;  // the empty text is one of no answer, not none
-  ServerOptions server{kPort, {}};
+  ServerOptions server{kRouterPort, {}};
 };
 
 void describe(CLI::App* app, Settings* settings) {

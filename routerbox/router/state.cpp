@@ -5,7 +5,7 @@
 #include <cstdio>
 
 #include "../failure.h"
-#include "../owners.h"
+#include "../io.h"
 
 namespace routerbox::router {
 namespace {

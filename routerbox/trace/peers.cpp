@@ -11,7 +11,7 @@
 #include <cstring>
 
 #include "../http/json.h"
-#include "../owners.h"
+#include "../io.h"
 
 namespace routerbox {
 namespace {

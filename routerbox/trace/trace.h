@@ -8,7 +8,7 @@
 #include <string>
 
 #include "../http/json.h"
-#include "../owners.h"
+#include "../io.h"
 
 namespace routerbox {
 

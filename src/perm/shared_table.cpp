@@ -19,7 +19,7 @@ constexpr int kCreate = IPC_CREAT | 0666;
 int change_semaphore(int semid, short change) {
   // SEM_UNDO: the kernel gives back what a process held when it died.
   sembuf operation{0, change, SEM_UNDO};
-  return zel::retry([&] { return semop(semid, &operation, 1); });
+  return semop(semid, &operation, 1);
 }
 
 }  // namespace

@@ -30,11 +30,13 @@ using AttachedTable = std::unique_ptr<perm_table, Call<perm_common_shm_unmap>>;
 // Attaches the table, or says in `result` why not: 7003 or 7004.
 AttachedTable attach_table(int* result) noexcept;
 
-// Holds the table's semaphore. If it cannot be taken (the table was never initialised, say), the work goes on
-// without the lock, and what was not taken is not given: that would let two processes in later.
+// Holds the table's semaphore, however often a signal interrupts the wait. If it cannot be taken (the table was
+// never initialised, say), the work goes on without the lock, and what was not taken is not given: that would let
+// two processes in later.
 class TableSection {
  public:
-  explicit TableSection(int semid) noexcept : semid_(semid), taken_(perm_common_sem_p(semid) == 0) {}
+  explicit TableSection(int semid) noexcept
+      : semid_(semid), taken_(retry([&] { return perm_common_sem_p(semid); }) == 0) {}
   ~TableSection() {
     if (taken_) perm_common_sem_v(semid_);
   }

@@ -78,9 +78,9 @@ TEST(RealDownloads, GoThroughTheirStates) {
 TEST(RealDownloads, EndInEveryKindOfError) {
   ASSERT_EQ(mkdir("/tmp/small", 0755), 0);
   ASSERT_EQ(mount("small", "/tmp/small", "tmpfs", 0, "size=1m"), 0);
-  ASSERT_EQ(system("kill -KILL $(cat /var/run/aria/daemon.pid)"), 0);
+  ASSERT_EQ(system("kill -KILL $(cat /var/run/downloads/daemon.pid)"), 0);
   captured(stderr, [] { ASSERT_TRUE(wait_until([] { return zel_download_task_getnum() == -1; })); });
-  ASSERT_EQ(system("trap '' XFSZ; ulimit -f 4000; /var/run/aria/daemon >/dev/null 2>&1 &"), 0);
+  ASSERT_EQ(system("trap '' XFSZ; ulimit -f 4000; /var/run/downloads/daemon >/dev/null 2>&1 &"), 0);
   captured(stderr, [] { ASSERT_TRUE(wait_until([] { return zel_download_task_getnum() == 0; })); });
   // For tasks to come; the calls have no argument for it.
   const std::string options = R"({"jsonrpc":"2.0","id":"1","method":"aria2.changeGlobalOption","params":[)"

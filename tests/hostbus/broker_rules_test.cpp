@@ -14,6 +14,14 @@ ByteString remove(uint32_t object) {
   return frame(kRemove, 1, 0, {number(kObject, object)});
 }
 
+ByteString subscription(size_t type, uint32_t subscriber, uint32_t target) {
+  return frame(type, 1, 0, {number(kObject, subscriber), number(kTarget, target)});
+}
+
+ByteString watching(const std::string& method) {
+  return frame(kInvoke, 1, 3, {number(kObject, 3), text(kMethod, method), attribute(kPayload, {})});
+}
+
 TEST_F(BrokerRules, EveryWrongRequestHasItsStatus) {
   const uint32_t own = owner_.add_object("own");
   const uint32_t foreign = other_.add_object("foreign");
@@ -38,6 +46,14 @@ TEST_F(BrokerRules, EveryWrongRequestHasItsStatus) {
       {"empty pattern", registration(own, ""), 6},
       {"event whose data is text", event_call("send", {id, field(kString, "data", {terminated("b")})}), 2},
       {"the broker's own event", event("ubus.object.add"), 6},
+      {"subscription to nothing", subscription(kSubscribe, own, nobodys), 4},
+      {"subscription of a foreign object", subscription(kSubscribe, foreign, own), 2},
+      {"subscription to an own object", subscription(kSubscribe, own, own), 2},
+      {"end of a subscription that is none", subscription(kUnsubscribe, own, foreign), 4},
+      {"notification of a foreign object",
+       frame(kNotify, 1, 0, {number(kObject, foreign), text(kMethod, "m")}), 6},
+      {"end of watching that did not begin", watching("remove"), 4},
+      {"unknown method of the watching object", watching("none"), 1},
   };
   for (const auto& [why, request, status] : rows) {
     const Received answer = owner_.request(request).back();
@@ -73,6 +89,58 @@ TEST_F(BrokerRules, PatternsChooseEventsByTheirBeginning) {
     ASSERT_EQ(other_.status_of(event(name)), 0U);
     EXPECT_EQ(listener.waiting().size(), wanted ? 1U : 0U) << pattern << " and " << name;
   }
+}
+
+TEST_F(BrokerRules, SubscribersGetWhatTheOwnerNotifiesUntilEitherGoes) {
+  const uint32_t target = owner_.add_object("target");
+  const uint32_t subscriber = other_.add_object("");
+  const auto told_active = [&] { return owner_.receive().value().payload(kActive).value(); };
+  ASSERT_EQ(other_.status_of(subscription(kSubscribe, subscriber, target)), 0U);
+  EXPECT_EQ(told_active(), ByteString{1});
+  ASSERT_EQ(other_.status_of(subscription(kSubscribe, subscriber, target)), 0U) << "again changes nothing";
+
+  const ByteString news = frame(kNotify, 5, target, {number(kObject, target), text(kMethod, "news")});
+  const Received answer = owner_.request(news).back();
+  EXPECT_EQ(answer.payload(kSubscribers), number(0, subscriber));
+  const Received heard = other_.receive().value();
+  EXPECT_EQ(heard.type(), kInvoke);
+  EXPECT_EQ(heard.peer(), owner_.id());
+  EXPECT_EQ(heard.number(kObject), subscriber);
+  EXPECT_EQ(heard.text(kMethod), "news");
+  const ByteString quiet = attribute(kNoReply, {{1}});
+  owner_.send(frame(kNotify, 6, target, {number(kObject, target), text(kMethod, "quiet"), quiet}));
+  EXPECT_EQ(other_.receive().value().text(kMethod), "quiet");
+  EXPECT_TRUE(owner_.waiting().empty());
+
+  ASSERT_EQ(other_.status_of(subscription(kUnsubscribe, subscriber, target)), 0U);
+  EXPECT_EQ(told_active(), ByteString{0});
+  ASSERT_EQ(other_.status_of(subscription(kSubscribe, subscriber, target)), 0U);
+  owner_.close();
+  const Received gone = other_.receive().value();
+  EXPECT_EQ(gone.type(), kUnsubscribe);
+  EXPECT_EQ(gone.number(kTarget), target);
+}
+
+TEST_F(BrokerRules, AWatcherSeesWhatOthersSendAndGet) {
+  RawClient watcher(path_);
+  ASSERT_EQ(watcher.status_of(watching("add")), 0U);
+  EXPECT_EQ(watcher.status_of(watching("add")), 9U);
+  owner_.request(lookup("none"));
+  enum { kClient, kPeer, kSent, kSeq, kFrameType, kFrameData };
+  const std::pair<uint8_t, uint32_t> rows[] = {{0, kLookup}, {1, kStatus}};
+  for (uint16_t count = 1; const auto& [sent, type] : rows) {
+    const Received seen = watcher.receive().value();
+    EXPECT_EQ(seen.type(), kMonitor);
+    EXPECT_EQ(seen.seq(), count++);
+    EXPECT_EQ(seen.number(kClient), owner_.id());
+    EXPECT_EQ(seen.payload(kSent), ByteString{sent});
+    EXPECT_EQ(seen.number(kSeq), 1U);
+    EXPECT_EQ(seen.number(kFrameType), type);
+    EXPECT_EQ(seen.payload(kFrameData), sent == 0 ? text(kPath, "none") : number(kCode, 4));
+  }
+  ASSERT_EQ(watcher.status_of(watching("remove")), 0U);
+  owner_.request(lookup("none"));
+  EXPECT_TRUE(watcher.waiting().empty());
 }
 
 TEST_F(BrokerRules, AClientsObjectsGoWithItNewestFirst) {

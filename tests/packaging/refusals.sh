@@ -23,7 +23,7 @@ refused ZelPlatform "runs Linux; Darwin has none" CMAKE_SYSTEM_NAME=Darwin
 refused ZelPlatform "is GNU 10.2.1; it has to be GCC 11" $linux CMAKE_CXX_COMPILER_ID=GNU CMAKE_CXX_COMPILER_VERSION=10.2.1
 refused ZelPlatform "is Clang 13.0.1; it has to be" $linux CMAKE_CXX_COMPILER_ID=Clang CMAKE_CXX_COMPILER_VERSION=13.0.1
 refused ZelPlatform "is Intel 2021; it has to be" $linux CMAKE_CXX_COMPILER_ID=Intel CMAKE_CXX_COMPILER_VERSION=2021
-refused ZelDependencies "apt-get install libcjson-dev libssl-dev libcurl4-openssl-dev libcli11-dev)" $empty
+refused ZelDependencies "apt-get install libcjson-dev libssl-dev libcurl4-openssl-dev)" $empty
 refused ZelDependencies "<gtest/gtest.h>: Debian package libgtest-dev" $empty ZEL_TOOLS=ON ZEL_TESTS=ON
 refused ZelDependencies "<nlohmann/json.hpp>: Debian package nlohmann-json3-dev" $empty ZEL_TOOLS=ON
 refused ZelBus "A router has them: set CMAKE_FIND_ROOT_PATH" $empty ZEL_BUS=auto CMAKE_CROSSCOMPILING=ON

@@ -39,12 +39,12 @@ json new_task(const std::string& path, const json& options) {
 }
 
 void end(const std::string& server, const std::string& signal) {
-  const std::string pid = "$(cat /var/run/aria/" + server + ".pid)";
+  const std::string pid = "$(cat /var/run/downloads/" + server + ".pid)";
   run("kill -" + signal + " " + pid + "; tail --pid=" + pid + " -f /dev/null");
 }
 
 void start(const std::string& server, const char* port) {
-  run("/var/run/aria/" + server + " >/dev/null 2>&1 &");
+  run("/var/run/downloads/" + server + " >/dev/null 2>&1 &");
   run(std::string("bash -c 'until (exec 3<>/dev/tcp/127.0.0.1/") + port +
       ") 2>/dev/null; do sleep 0.01; done'");
 }

@@ -25,8 +25,10 @@ class BrokerProcess {
   };
 
   // On a socket; it is listening then.
-  explicit BrokerProcess(const std::string& path) {
-    start({"-s", path});
+  explicit BrokerProcess(const std::string& path, const std::vector<std::string>& more = {}) {
+    std::vector<std::string> arguments = {"-s", path};
+    arguments.insert(arguments.end(), more.begin(), more.end());
+    start(arguments);
     for (int left = kLimitMs; !serves(path); --left) {
       if (left == 0) throw std::runtime_error("the broker does not listen");
       std::this_thread::sleep_for(std::chrono::milliseconds(1));

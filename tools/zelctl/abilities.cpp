@@ -2,23 +2,15 @@
 
 #include <algorithm>
 #include <charconv>
-#include <optional>
 #include <string_view>
 
-#include "report.h"
+#include "failure.h"
+#include "text.h"
 
 namespace zelctl {
 namespace {
 
 constexpr std::string_view kPrefix = "ability_";
-
-template <class Number>
-std::optional<Number> number_from(std::string_view text, int base = 10) {
-  Number number{};
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, base);
-  const bool whole = error == std::errc{} && end == text.data() + text.size();
-  return whole ? std::optional(number) : std::nullopt;
-}
 
 std::vector<std::string> split(const std::string& text) {
   std::vector<std::string> parts(1);
@@ -61,8 +53,8 @@ std::string ability_list(uint32_t bits) {
 }
 
 int ability_from(const Table& table, const std::string& text) {
-  const int number = number_from<int>(text).value_or(0);
-  if (number >= 1 && number <= kAbilities) return number;
+  uint64_t number = 0;
+  if (number_from(text, &number) && number >= 1 && number <= kAbilities) return static_cast<int>(number);
   for (const Ability& ability : table.abilities) {
     const std::string_view name = ability.name;
     const bool same =
@@ -78,7 +70,9 @@ uint32_t bits_from(const Table& table, const std::string& text) {
   if (text == "all") return UINT32_MAX;
   if (text == "none") return 0;
   if (text.starts_with("0x")) {
-    if (const auto bits = number_from<uint32_t>(std::string_view(text).substr(2), 16)) return *bits;
+    uint32_t bits = 0;
+    const auto [end, error] = std::from_chars(text.data() + 2, text.data() + text.size(), bits, 16);
+    if (error == std::errc{} && end == text.data() + text.size()) return bits;
   }
   uint32_t bits = 0;
   for (const std::string& item : split(text)) bits |= bits_of_item(table, item);

@@ -1,6 +1,6 @@
 // abilities.h: sets of abilities as people write and read them.
 #pragma once
-#include "table.h"
+#include "perm_table.h"
 
 namespace zelctl {
 

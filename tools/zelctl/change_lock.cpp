@@ -6,27 +6,35 @@
 
 #include <cerrno>
 
-#include "report.h"
+#include "output.h"
 
 namespace zelctl {
 namespace {
 
 // In memory, like the table, and not in flash. Root's alone, or else anybody could keep it.
 constexpr const char* kLockFile = "/var/run/zelctl.lock";
+constexpr int kLimitSeconds = 30;  // a change takes as long as the flash does
 
 bool lock(int fd) {
-  int result = -1;
-  do {
-    result = flock(fd, LOCK_EX);
-  } while (result == -1 && errno == EINTR);
-  return result == 0;
+  for (int tenths = 0; tenths < kLimitSeconds * 10; ++tenths) {
+    if (flock(fd, LOCK_EX | LOCK_NB) == 0) return true;
+    if (errno != EWOULDBLOCK && errno != EINTR) return false;
+    if (tenths == 10) note("another change is under way; waiting for it");
+    usleep(100'000);
+  }
+  errno = ETIMEDOUT;
+  return false;
 }
 
 }  // namespace
 
 ChangeLock::ChangeLock() : fd_(open(kLockFile, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600)) {
   if (fd_ != -1 && lock(fd_)) return;
+  const bool late = fd_ != -1 && errno == ETIMEDOUT;
   if (fd_ != -1) close(fd_);
+  if (late)
+    throw Failure(kTimedOut, "another change has been under way for 30 s",
+                  "Who makes it: fuser -v /var/run/zelctl.lock");
   throw Failure(kFailed, std::string(kLockFile) + " could not be locked",
                 "Make /var/run a folder that root can write to.");
 }

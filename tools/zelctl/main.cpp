@@ -1,59 +1,73 @@
-// zelctl: what the router's administrators and scripts do with the SDK's system side.
+// zelctl: looks at, asks, changes and mends what the router's plug-ins use.
+#include <unistd.h>
 #include <zel/service.h>
 
-#include <CLI/CLI.hpp>
-#include <algorithm>
-#include <cstdio>
-#include <cstring>
+#include <csignal>
 
-#include "groups.h"
+#include "command_line.h"
+#include "families.h"
+#include "help.h"
+#include "output.h"
+#include "plugin_user.h"
+
+namespace zelctl {
+
+std::span<const Family* const> families() {
+  static constexpr const Family* kFamilies[] = {&kPermFamily, &kHelpFamily, &kCompletionFamily};
+  return kFamilies;
+}
 
 namespace {
 
-constexpr const char* kFooter =
-    "Exit status: 0 done (or: yes), 1 the answer is no, 2 wrong command line, 3 failed, 4 needs root.\n"
-    "With --json, standard output is one JSON document; a failure is {\"error\", \"code\", \"advice\"}.";
-
-// Also for a command line that cannot be understood.
-bool wants_json(int argc, char** argv) {
-  return std::any_of(argv, argv + argc, [](const char* word) { return std::strcmp(word, "--json") == 0; });
+int tell_version() {
+  const JsonTree json = json_object();
+  add(json.get(), "version", ZELCTL_VERSION);
+  tell("zelctl " ZELCTL_VERSION "\n", json);
+  return kDone;
 }
 
-int run(const zelctl::Session& session, int argc, char** argv) {
-  CLI::App app("Manages the router's plug-in system.", "zelctl");
-  app.footer(kFooter);
-  app.fallthrough();  // --json may stand behind the command
-  app.require_subcommand(1);
-  app.set_version_flag("--version", "zelctl " ZELCTL_VERSION);
-  app.add_flag("--json")->description("For scripts: results as JSON");
-  zelctl::add_perm_group(app, session);
-  try {
-    app.parse(argc, argv);
-  } catch (const CLI::ParseError& error) {
-    if (error.get_exit_code() == 0) return app.exit(error);  // --help, --version
-    throw zelctl::Failure(zelctl::kUsage, error.what(), "Run it with --help for more information.");
+int run(int argc, char** argv) {
+  const CommandLine line = parse(argc, argv);
+  silence_library(line.manner);
+  if (line.version) return tell_version();
+  if (line.help) {
+    tell_help(line.help_about);
+    return kDone;
   }
-  return zelctl::kDone;
+  if (line.call.command == nullptr)
+    throw Failure(kUsage, "a command is missing", "All of them: zelctl --help");
+  if (line.as != nullptr) become(appid_value(line.as));
+  if (line.call.command->root && geteuid() != 0)
+    throw Failure(kNotPermitted, std::string(line.call.command->words) + " is not permitted to this user",
+                  "Run it as root.");
+  return line.call.command->run(line.call);
 }
 
-int told(const zelctl::Session& session, const zelctl::Failure& failure) {
-  zelctl::tell(session, failure);
+// A document is wanted of every failure, also of those before the command line is understood.
+int report(const Failure& failure, bool json) {
+  if (json) silence_library({true, manner().verbose});
+  tell(failure);
   return failure.exit();
 }
 
 }  // namespace
+}  // namespace zelctl
 
 int main(int argc, char** argv) {
+  using namespace zelctl;
+  std::signal(SIGPIPE, SIG_IGN);
   zel_debug = 0;
-  const zelctl::Session session{wants_json(argc, argv)};
+  take_streams();
   try {
     try {
-      return run(session, argc, argv);
-    } catch (const zelctl::Failure& failure) {
-      return told(session, failure);
+      return run(argc, argv);
+    } catch (const Failure& failure) {
+      return report(failure, wants_json(argc, argv));
     }
+  } catch (const OutputClosed&) {
+    return kDone;
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "zelctl: %s\n", error.what());
-    return zelctl::kFailed;
+    note(error.what());
+    return kFailed;
   }
 }

@@ -31,9 +31,9 @@ constexpr Meaning kMeanings[] = {
     {PERM_PERMISSIONS, kFailed, "/etc/norva/permissions.json could not be made or read",
      "Mend the file, or remove it to get the default one, then run: zelctl perm init"},
     {PERM_PACKAGES, kFailed, "/etc/norva/packages.json could not be read",
-     "Mend the file, then run: zelctl perm init. Until then zelctl changes nothing, since that would write "
-     "the "
-     "file anew without what could not be read."},
+     "Mend the file (zelctl perm lint shows where), then run: zelctl perm init. Until then zelctl changes "
+     "nothing, "
+     "since that would write the file anew without what could not be read."},
     {PERM_NOT_OPENED, kFailed, "a file of /etc/norva could not be opened or made beside the old one",
      kMakeWritable},
     {PERM_NO_MEMORY, kFailed, "out of memory while reading a file", "End some programs and try again."},

@@ -1,6 +1,8 @@
 // perm_codes.h: the library's 7000 codes in words.
 #pragma once
-#include "report.h"
+#include <string>
+
+#include "failure.h"
 
 namespace zelctl {
 

@@ -1,19 +1,9 @@
 #include "perm_view.h"
 
-#include <cstdio>
-
 #include "abilities.h"
+#include "text.h"
 
 namespace zelctl {
-namespace {
-
-std::string hex(uint32_t bits) {
-  char text[16];
-  std::snprintf(text, sizeof text, "0x%08X", bits);
-  return text;
-}
-
-}  // namespace
 
 std::string plugins_text(const Table& table) {
   std::vector<std::vector<std::string>> rows = {{"APPID", "UID", "ABILITIES", "NAME"}};
@@ -26,7 +16,7 @@ std::string plugins_text(const Table& table) {
 
 JsonTree plugins_json(const Table& table) {
   JsonTree root = json_object();
-  cJSON* const array = add_array(root, "plugins");
+  cJSON* const array = add_array(root.get(), "plugins");
   for (const perm_plugin_info& plugin : table.plugins) append(array, plugin_json(plugin));
   return root;
 }
@@ -36,7 +26,7 @@ std::string plugin_text(const Table& table, const perm_plugin_info& plugin) {
       {"appid", readable(text_of(plugin.appid))},
       {"name", readable(text_of(plugin.appname))},
       {"uid", std::to_string(plugin.uid)},
-      {"abilities", ability_list(plugin.abilitybits) + " (" + hex(plugin.abilitybits) + ")"},
+      {"abilities", ability_list(plugin.abilitybits) + format(" (0x%08X)", plugin.abilitybits)},
   };
   for (int ability = 1; ability <= kAbilities; ++ability) {
     if (holds(plugin.abilitybits, ability))
@@ -47,11 +37,11 @@ std::string plugin_text(const Table& table, const perm_plugin_info& plugin) {
 
 JsonTree plugin_json(const perm_plugin_info& plugin) {
   JsonTree root = json_object();
-  add(root, "appid", readable(text_of(plugin.appid)));
-  add(root, "appname", readable(text_of(plugin.appname)));
-  add(root, "uid", plugin.uid);
-  add(root, "abilitybits", plugin.abilitybits);
-  cJSON* const array = add_array(root, "abilities");
+  add(root.get(), "appid", readable(text_of(plugin.appid)));
+  add(root.get(), "appname", readable(text_of(plugin.appname)));
+  add(root.get(), "uid", plugin.uid);
+  add(root.get(), "abilitybits", static_cast<int32_t>(plugin.abilitybits));  // as in the package file
+  cJSON* const array = add_array(root.get(), "abilities");
   for (int ability = 1; ability <= kAbilities; ++ability) {
     if (holds(plugin.abilitybits, ability)) append(array, ability);
   }
@@ -67,11 +57,11 @@ std::string abilities_text(const Table& table) {
 
 JsonTree abilities_json(const Table& table) {
   JsonTree root = json_object();
-  cJSON* const array = add_array(root, "abilities");
+  cJSON* const array = add_array(root.get(), "abilities");
   for (const Ability& ability : table.abilities) {
     JsonTree element = json_object();
-    add(element, "number", ability.number);
-    add(element, "name", readable(ability.name));
+    add(element.get(), "number", ability.number);
+    add(element.get(), "name", readable(ability.name));
     append(array, std::move(element));
   }
   return root;

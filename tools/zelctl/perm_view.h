@@ -1,7 +1,7 @@
 // perm_view.h: plug-ins as people and as scripts read them.
 #pragma once
-#include "report.h"
-#include "table.h"
+#include "json.h"
+#include "perm_table.h"
 
 namespace zelctl {
 

@@ -1,0 +1,59 @@
+// project.h: what a project's box.toml says.
+//
+//   [box]
+//   router = "state.json"         # true: the built-in state
+//   downloads = true              # "DIR" keeps the tasks
+//   files = "fixtures"            # true: generated content only
+//   [hosts]
+//   "api.weather.example" = "fixtures/api"
+//   [[plugin]]
+//   name = "weather"              # letters, digits, - and _
+//   appid = "3001"
+//   uid = 10001                   # 10000 + its place in the file, counted from 1, unless given
+//   run = "./build/weather /data" # or stub = "answers.toml"
+//   abilities = ["download", "ability_wan", 5]
+// All else is an error. Paths are relative to the file.
+#pragma once
+#include <sys/types.h>
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+namespace routerbox {
+
+// A server of the box, and the file or folder of the host it works with.
+struct Wish {
+  bool wanted = false;
+  std::string path;  // absolute; empty: what is built in
+};
+
+struct OutsideHost {
+  std::string name;    // as it is looked up
+  std::string folder;  // absolute
+};
+
+struct ProjectPlugin {
+  std::string name, appid;
+  uid_t uid = 0;
+  std::vector<std::string> run;  // program and arguments; empty: it is a stub
+  std::string stub;              // absolute path of its answers; empty: it is a program
+  uint32_t abilities = 0;        // bit n - 1 for ability n
+  std::string place;             // FILE:LINE, to begin a message about it
+};
+
+struct Project {
+  std::string folder;  // absolute, where box.toml lies
+  Wish router, downloads, files;
+  std::vector<OutsideHost> hosts;
+  std::vector<ProjectPlugin> plugins;
+};
+
+// Throws Failure: FILE:LINE, what was found, what was expected and, for a word that is near a known one, that
+// one. What it returns can be used as it is, except that the programs may be missing: they are built later.
+Project read_project(const std::string& file);
+
+// The text of the router's package file for these plug-ins.
+std::string package_file_of(const Project& project);
+
+}  // namespace routerbox

@@ -1,0 +1,49 @@
+#include <sys/socket.h>
+#include <sys/un.h>
+
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+
+#include "../places.h"
+#include "../programs.h"
+#include "service.h"
+
+namespace routerbox {
+namespace {
+
+constexpr const char* kAdvice = "name another with --broker PROGRAM";
+
+bool accepts(const char* path) {
+  const Descriptor end(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  std::strncpy(address.sun_path, path, sizeof address.sun_path - 1);
+  return connect(end.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+}
+
+bool serves() {
+  return std::any_of(std::begin(kBusSockets), std::end(kBusSockets), accepts);
+}
+
+std::string find_broker(const std::string& program) {
+  try {
+    return find_program(program);
+  } catch (const Failure& failure) {
+    throw Failure("the bus broker is missing: " + std::string(failure.what()) +
+                  ". Build the target hostbusd, name another with --broker PROGRAM, or use --no-broker");
+  }
+}
+
+}  // namespace
+
+std::optional<Service> find_bus(const Options& options, const std::string& own_folder) {
+  if (options.no_broker) return std::nullopt;
+  const std::string program = find_broker(options.broker.empty() ? own_folder + "/hostbusd" : options.broker);
+  return Service{"bus", {program}, [program] {
+                   return std::vector<Server>{
+                       {"the broker", kBusSockets[0], serves, kAdvice, {program, {program}, {}, "bus | "}}};
+                 }};
+}
+
+}  // namespace routerbox

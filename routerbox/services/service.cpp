@@ -1,0 +1,43 @@
+#include "service.h"
+
+#include <netinet/in.h>
+#include <sys/socket.h>
+
+#include <chrono>
+
+namespace routerbox {
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using std::chrono::milliseconds;
+
+constexpr milliseconds kLimit(10000);
+constexpr milliseconds kBetweenTries(2);
+
+}  // namespace
+
+pid_t start_server(Processes& processes, const Server& server) {
+  const std::string& program = server.launch.program;
+  const pid_t process = processes.start(server.launch);
+  const auto end = Clock::now() + kLimit;
+  while (!server.serves()) {
+    if (processes.serve([&] { return processes.ended(process).has_value(); }, kBetweenTries))
+      throw Failure(server.title + " " + program + " ended at once, with status " +
+                    std::to_string(*processes.ended(process)) + "; see its lines above, or " + server.advice);
+    if (Clock::now() > end)
+      throw Failure(server.title + " " + program + " takes no connections at " + server.place + "; " +
+                    server.advice);
+  }
+  return process;
+}
+
+bool port_accepts(uint16_t port) {
+  const Descriptor end(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  sockaddr_in address{};
+  address.sin_family = AF_INET;
+  address.sin_port = htons(port);
+  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  return connect(end.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
+}
+
+}  // namespace routerbox

@@ -1,0 +1,80 @@
+// A broker that is ordered to misbehave.
+#include <chrono>
+
+#include "../support/broker_process.h"
+
+namespace {
+
+using namespace test;
+using Clock = std::chrono::steady_clock;
+
+class BrokerFaults : public BrokerTest {
+ protected:
+  // What the broker says to an order.
+  std::string order(const std::string& words) const {
+    const zel::Descriptor fd(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0));
+    sockaddr_un own = address_of("");
+    const sockaddr_un broker = address_of(orders_);
+    // The kernel finds a name for one that binds to none.
+    EXPECT_EQ(bind(fd.get(), reinterpret_cast<sockaddr*>(&own), sizeof own.sun_family), 0);
+    EXPECT_EQ(connect(fd.get(), reinterpret_cast<const sockaddr*>(&broker), sizeof broker), 0);
+    char said[256] = {};
+    EXPECT_EQ(send(fd.get(), words.data(), words.size(), 0), static_cast<ssize_t>(words.size()));
+    EXPECT_TRUE(readable(fd.get()));
+    EXPECT_GT(recv(fd.get(), said, sizeof said - 1, 0), 0);
+    return said;
+  }
+
+  const std::string orders_ = directory_ + "/orders";
+  const std::string bus_ = directory_ + "/faulty";
+  BrokerProcess faulty_{bus_, {"--faults", orders_}};
+};
+
+TEST_F(BrokerFaults, LateMeansEveryAnswerAndGreetingUntilItIsToldToBeInTime) {
+  RawClient client(bus_);
+  const auto took_ms = [](auto action) {
+    const auto start = Clock::now();
+    action();
+    return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count();
+  };
+  ASSERT_EQ(order("late 100"), "ok");
+  EXPECT_GE(took_ms([&] { client.request(lookup("none")); }), 100);
+  EXPECT_GE(took_ms([&] { RawClient{bus_}; }), 100);
+  ASSERT_EQ(order("late 3600000"), "ok");
+  client.send(lookup("none"));
+  RawClient gone(bus_, RawClient::Greeting::kLeave);
+  gone.close();
+  EXPECT_FALSE(readable(client.fd(), 50));
+  ASSERT_EQ(order("late 0"), "ok");
+  EXPECT_EQ(client.receive().value().number(kCode), 4U) << "what was postponed comes at once";
+}
+
+TEST_F(BrokerFaults, DropsTheOwnerOfAnObjectOrAllConnectionsOfAProcess) {
+  RawClient owner(bus_);
+  RawClient other(bus_);
+  owner.add_object("plugin");
+  ASSERT_EQ(order("drop plugin"), "ok");
+  EXPECT_FALSE(owner.receive());
+  EXPECT_EQ(other.status_of(lookup("plugin")), 4U);
+  ASSERT_EQ(order("drop " + std::to_string(getpid())), "ok");
+  EXPECT_FALSE(other.receive());
+}
+
+TEST_F(BrokerFaults, PassesOnWhatIsOverTheLimitWithTheCallersAccount) {
+  RawClient owner(bus_);
+  RawClient caller(bus_);
+  const uint32_t object = owner.add_object("plugin");
+  const ByteString call = sized_call(object, object, "m", kMaxBody);
+  EXPECT_EQ(caller.status_of(call), 2U);
+  ASSERT_EQ(order("oversize on"), "ok");
+  caller.send(call);
+  EXPECT_GT(owner.receive().value().bytes.size(), 8 + kMaxBody);
+}
+
+TEST_F(BrokerFaults, SaysWhatIsWrongWithAnOrder) {
+  for (const char* words : {"", "late", "late -1", "late 1x", "drop none", "oversize", "explode"}) {
+    EXPECT_NE(order(words), "ok") << words;
+  }
+}
+
+}  // namespace

@@ -1,0 +1,9 @@
+// families.h: the families of commands, a file each.
+#pragma once
+#include "command.h"
+
+namespace zelctl {
+
+extern const Family kPermFamily;
+
+}  // namespace zelctl

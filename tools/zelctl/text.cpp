@@ -1,0 +1,174 @@
+#include "text.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cstdarg>
+#include <cstdio>
+
+namespace zelctl {
+namespace {
+
+// Bytes of the UTF-8 character that begins there, or 0 if none does.
+size_t character_length(std::string_view text, size_t at) {
+  static constexpr struct {
+    size_t length;
+    unsigned mask, lead;
+    unsigned least;  // smaller numbers have a shorter form
+  } kForms[] = {{1, 0x80, 0x00, 0}, {2, 0xE0, 0xC0, 0x80}, {3, 0xF0, 0xE0, 0x800}, {4, 0xF8, 0xF0, 0x10000}};
+  const auto byte = [&](size_t i) -> unsigned { return static_cast<unsigned char>(text[i]); };
+  for (const auto& form : kForms) {
+    if ((byte(at) & form.mask) != form.lead) continue;
+    if (at + form.length > text.size()) return 0;
+    unsigned number = byte(at) & ~form.mask;
+    for (size_t i = 1; i < form.length; ++i) {
+      if ((byte(at + i) & 0xC0U) != 0x80) return 0;
+      number = number << 6U | (byte(at + i) & 0x3FU);
+    }
+    const bool valid = number >= form.least && number <= 0x10FFFF && (number < 0xD800 || number > 0xDFFF);
+    return valid ? form.length : 0;
+  }
+  return 0;
+}
+
+// Also the second set of control characters, 0x80 to 0x9F, which is two bytes long here.
+bool is_control(std::string_view character) {
+  const unsigned char first = static_cast<unsigned char>(character[0]);
+  if (character.size() == 1) return first < 0x20 || first == 0x7F;
+  return first == 0xC2 && static_cast<unsigned char>(character[1]) < 0xA0;
+}
+
+size_t width_of(const std::string& text) {
+  return static_cast<size_t>(std::count_if(
+      text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) != 0x80; }));
+}
+
+// How many letters must be changed, added or left out to turn one into the other.
+size_t distance(std::string_view a, std::string_view b) {
+  std::vector<size_t> row(b.size() + 1);
+  for (size_t j = 0; j <= b.size(); ++j) row[j] = j;
+  for (size_t i = 1; i <= a.size(); ++i) {
+    size_t diagonal = row[0]++;
+    for (size_t j = 1; j <= b.size(); ++j) {
+      const size_t replaced = diagonal + (a[i - 1] == b[j - 1] ? 0 : 1);
+      diagonal = row[j];
+      row[j] = std::min({replaced, row[j] + 1, row[j - 1] + 1});
+    }
+  }
+  return row.back();
+}
+
+}  // namespace
+
+std::string format(const char* text, ...) {
+  va_list values;
+  va_start(values, text);
+  char* made = nullptr;
+  const int length = vasprintf(&made, text, values);
+  va_end(values);
+  if (length < 0) return text;
+  std::string result(made, static_cast<size_t>(length));
+  free(made);
+  return result;
+}
+
+std::string counted(size_t count, const char* what) {
+  return format("%zu %s%s", count, what, count == 1 ? "" : "s");
+}
+
+std::string columns(const std::vector<std::vector<std::string>>& rows) {
+  std::vector<size_t> widths;
+  for (const auto& row : rows) {
+    widths.resize(std::max(widths.size(), row.size()));
+    for (size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], width_of(row[i]));
+  }
+  std::string text;
+  for (const auto& row : rows) {
+    for (size_t i = 0; i < row.size(); ++i) {
+      text += row[i];
+      if (i + 1 < row.size()) text.append(widths[i] - width_of(row[i]) + 2, ' ');
+    }
+    text += '\n';
+  }
+  return text;
+}
+
+std::string readable(std::string_view text, bool lines) {
+  std::string result;
+  for (size_t at = 0; at < text.size();) {
+    const size_t length = character_length(text, at);
+    const std::string_view character = text.substr(at, std::max<size_t>(length, 1));
+    const bool kept = lines && (character == "\n" || character == "\t");
+    if (length == 0 || (is_control(character) && !kept))
+      result += '?';
+    else
+      result += character;
+    at += character.size();
+  }
+  return result;
+}
+
+std::string nearest(std::string_view word, const std::vector<std::string>& candidates) {
+  const std::string* best = nullptr;
+  size_t least = word.size() / 3 + 2;
+  for (const std::string& candidate : candidates) {
+    const bool begins = !word.empty() && candidate.starts_with(word);
+    const size_t far = begins ? 1 : distance(word, candidate);
+    if (far < least) {
+      least = far;
+      best = &candidate;
+    }
+  }
+  return best != nullptr ? *best : "";
+}
+
+std::vector<std::string> words_of(std::string_view text) {
+  std::vector<std::string> words;
+  for (size_t at = 0; (at = text.find_first_not_of(' ', at)) != std::string_view::npos;) {
+    const size_t end = std::min(text.find(' ', at), text.size());
+    words.emplace_back(text.substr(at, end - at));
+    at = end;
+  }
+  return words;
+}
+
+std::string wrapped(std::string_view text, size_t width, size_t indent) {
+  std::string result;
+  size_t column = 0;
+  for (const std::string& word : words_of(text)) {
+    if (column != 0 && column + 1 + word.size() > width) {
+      result += '\n';
+      result.append(indent, ' ');
+      column = 0;
+    } else if (column != 0) {
+      result += ' ';
+      ++column;
+    }
+    result += word;
+    column += word.size();
+  }
+  return result;
+}
+
+std::string size_text(uint64_t bytes) {
+  static constexpr const char* kUnits[] = {"KiB", "MiB", "GiB", "TiB"};
+  if (bytes < 1024) return counted(bytes, "byte");
+  double size = static_cast<double>(bytes) / 1024;
+  size_t unit = 0;
+  for (; size >= 1023.95 && unit + 1 < std::size(kUnits); ++unit) size /= 1024;
+  return format("%.1f %s", size, kUnits[unit]);
+}
+
+std::string duration_text(uint64_t seconds) {
+  const unsigned long long s = seconds;
+  if (s < 60) return format("%llu s", s);
+  if (s < 3600) return format("%llu min %llu s", s / 60, s % 60);
+  if (s < 48 * 3600ULL) return format("%llu h %llu min", s / 3600, s / 60 % 60);
+  return format("%llu days", s / 86400);
+}
+
+bool number_from(std::string_view text, uint64_t* number) {
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), *number);
+  return error == std::errc{} && end == text.data() + text.size();
+}
+
+}  // namespace zelctl
