@@ -11,7 +11,7 @@
 #include <memory>
 #include <utility>
 
-#include "base/cancel.h"
+#include "base/uncancelled.h"
 
 namespace zel {
 
@@ -28,7 +28,7 @@ template <auto Release>
 struct CallToEnd {
   template <class T>
   void operator()(T* resource) const noexcept {
-    const CancelLater later;
+    const Uncancelled uncancelled;
     Release(resource);
   }
 };
@@ -36,7 +36,6 @@ struct CallToEnd {
 template <class T>
 using Memory = std::unique_ptr<T, Call<free>>;
 using File = std::unique_ptr<FILE, CallToEnd<fclose>>;
-using Pipe = std::unique_ptr<FILE, CallToEnd<pclose>>;
 using Directory = std::unique_ptr<DIR, CallToEnd<closedir>>;
 
 class Descriptor {
@@ -45,7 +44,7 @@ class Descriptor {
   explicit Descriptor(int fd) noexcept : fd_(fd) {}
   ~Descriptor() {
     if (fd_ < 0) return;
-    const CancelLater later;
+    const Uncancelled uncancelled;
     close(fd_);
   }
   Descriptor(Descriptor&& other) noexcept : fd_(other.release()) {}
@@ -63,11 +62,11 @@ class Descriptor {
 
 // Closes what was written to. Returns whether all of it has arrived, as far as a close can tell.
 [[nodiscard]] inline bool close_written(File file) noexcept {
-  const CancelLater later;
+  const Uncancelled uncancelled;
   return fclose(file.release()) == 0;
 }
 [[nodiscard]] inline bool close_written(Descriptor file) noexcept {
-  const CancelLater later;
+  const Uncancelled uncancelled;
   return close(file.release()) == 0;
 }
 

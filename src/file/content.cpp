@@ -4,28 +4,11 @@
 #include <unistd.h>
 #include <zel/file.h>
 
-#include "file/whole_file.h"
-
-namespace zel {
-
-WholeFile read_whole_file(const char* path) {
-  // Kept: a file that the caller may only read is refused. A FIFO opened so waits for nobody, and has no end.
-  const File file(path != nullptr ? fopen(path, "rb+e") : nullptr);
-  if (!file || fseeko(file.get(), 0, SEEK_END) != 0) return {};
-  const off_t end = ftello(file.get());
-  if (end < 0 || static_cast<uint64_t>(end) >= SIZE_MAX) return {};
-  Memory<char> text(static_cast<char*>(calloc(static_cast<size_t>(end) + 1, 1)));
-  if (!text) return {};
-  rewind(file.get());
-  // Less than that if the file shrank meanwhile.
-  const size_t size = fread(text.get(), 1, static_cast<size_t>(end), file.get());
-  return {std::move(text), size};
-}
-
-}  // namespace zel
+#include "base/whole_file.h"
 
 char* zel_get_buf_from_file(const char* path) {
-  return zel::read_whole_file(path).text.release();
+  // Kept: a file that the caller may only read is refused.
+  return zel::read_whole_file(path, O_RDWR).text.release();
 }
 
 int zel_save_file(const char* path, const void* bytes, size_t length) {

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 
+#include "base/command.h"
 #include "support/cancelled.h"
 
 TEST(Handles, AreReleasedWhenACancellationWaits) {
@@ -12,7 +13,7 @@ TEST(Handles, AreReleasedWhenACancellationWaits) {
     const zel::Descriptor descriptor(open("/dev/null", O_RDONLY | O_CLOEXEC));
     const zel::File file(fopen("/dev/null", "re"));
     const zel::Directory directory(opendir("/"));
-    const zel::Pipe pipe(popen(":", "re"));
+    const zel::Command command(":");
     pthread_cancel(pthread_self());
   };
   const auto body = [&] {
