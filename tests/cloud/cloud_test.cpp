@@ -1,9 +1,8 @@
 // Plug-ins of several users inside a router box, talking over its bus.
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <libubox/blobmsg.h>
-#include <libubus.h>
 #include <sys/stat.h>
+#include <sys/un.h>
 #include <unistd.h>
 #include <zel/zel.h>
 
@@ -16,6 +15,7 @@
 #include <thread>
 #include <vector>
 
+#include "bus/libubus.h"
 #include "support/captured.h"
 #include "support/genuine_ways.h"
 #include "support/played_broker.h"
@@ -283,8 +283,10 @@ TEST_F(CloudMessage, LibraryLeavesThePluginsSignalsAndSurvivesItsBroker) {
   EXPECT_STREQ(zel_object_name, "zel_test");
   EXPECT_EQ(ask("1001", "m"), "(null)");
 
-  kill(test::broker_of(UBUS_UNIX_SOCKET), SIGKILL);
-  while (ask("1001", "m") != "(null)" || access(UBUS_UNIX_SOCKET, F_OK) == 0) unlink(UBUS_UNIX_SOCKET);
+  kill(test::broker_of(test::kBusPath), SIGKILL);
+  while (ask("1001", "m") != "(null)" || access(test::kBusPath, F_OK) == 0) {
+    unlink(test::kBusPath);
+  }
   const std::string log = captured(stderr, [] { ask("1001", "m"); });
   EXPECT_NE(log.find("[ZEL] Failed to connect to ubus\n\n\n"), std::string::npos) << log;
 
@@ -311,7 +313,7 @@ TEST_F(CloudMessage, ServiceThreadTakesNoSignalThePluginWaitsForLater) {
 }
 
 TEST_F(CloudMessage, MayArriveWhileTheObjectIsBeingPublished) {
-  kill(test::broker_of(UBUS_UNIX_SOCKET), SIGKILL);
+  kill(test::broker_of(test::kBusPath), SIGKILL);
   using namespace test;
   PlayedBroker played([](const FrameSocket& self) {
     const Received add = self.receive().value();
@@ -324,7 +326,7 @@ TEST_F(CloudMessage, MayArriveWhileTheObjectIsBeingPublished) {
       EXPECT_EQ(reply.peer(), 4242U);
     }
   });
-  while (unlink(UBUS_UNIX_SOCKET) == 0 || symlink(played.path().c_str(), UBUS_UNIX_SOCKET) != 0) {
+  while (unlink(test::kBusPath) == 0 || symlink(played.path().c_str(), test::kBusPath) != 0) {
   }
   EXPECT_EQ(zel_service_init_dbg("early"), 0);
   played.finish();
