@@ -1,13 +1,17 @@
 #include "frame.h"
 
 #include <endian.h>
-#include <libubox/blobmsg.h>
-#include <ubusmsg.h>
 
 #include <cstring>
 
 namespace routerbox::bus {
 namespace {
+
+// Numbers that the oldest of the bus's headers lack.
+constexpr int kTypeDouble = 8;    // of a member
+constexpr int kCallersUser = 12;  // attribute of a frame
+enum Description : int { kClient, kPeer, kToClient, kSequence, kType, kBody, kDescriptionEnd };
+constexpr int kAccount = 15;  // hostbusd's own
 
 constexpr int kDeepest = 32;  // of tables within tables
 
@@ -17,6 +21,13 @@ int16_t int16_from(blob_attr* attribute) {
   uint16_t number = 0;
   std::memcpy(&number, blobmsg_data(attribute), sizeof number);
   return static_cast<int16_t>(be16toh(number));
+}
+
+double double_from(blob_attr* attribute) {
+  const uint64_t bits = blobmsg_get_u64(attribute);
+  double number = 0;
+  std::memcpy(&number, &bits, sizeof number);
+  return number;
 }
 
 Json json_from(blob_attr* attribute, int depth) {
@@ -31,8 +42,8 @@ Json json_from(blob_attr* attribute, int depth) {
       return static_cast<int32_t>(blobmsg_get_u32(attribute));
     case BLOBMSG_TYPE_INT64:
       return static_cast<int64_t>(blobmsg_get_u64(attribute));
-    case BLOBMSG_TYPE_DOUBLE:
-      return blobmsg_get_double(attribute);
+    case kTypeDouble:
+      return double_from(attribute);
     case BLOBMSG_TYPE_TABLE:
     case BLOBMSG_TYPE_ARRAY:
       return members_of(blobmsg_data(attribute), blobmsg_data_len(attribute),
@@ -73,18 +84,18 @@ std::string text(blob_attr* const (&found)[Count], size_t place) {
 }
 
 void read_body(blob_attr* body, Frame* frame) {
-  blob_attr_info rules[UBUS_ATTR_MAX] = {};
+  blob_attr_info rules[kCallersUser + 1] = {};
   for (const int place : {UBUS_ATTR_STATUS, UBUS_ATTR_OBJID}) rules[place] = rule(BLOB_ATTR_INT32);
-  for (const int place : {UBUS_ATTR_OBJPATH, UBUS_ATTR_METHOD, UBUS_ATTR_USER})
+  for (const int place : {int{UBUS_ATTR_OBJPATH}, int{UBUS_ATTR_METHOD}, kCallersUser})
     rules[place] = rule(BLOB_ATTR_STRING);
   rules[UBUS_ATTR_DATA] = rule(BLOB_ATTR_NESTED);
-  blob_attr* found[UBUS_ATTR_MAX] = {};
-  blob_parse(body, found, rules, UBUS_ATTR_MAX);
+  blob_attr* found[kCallersUser + 1] = {};
+  blob_parse(body, found, rules, kCallersUser + 1);
   frame->status = number(found, UBUS_ATTR_STATUS);
   frame->object = number(found, UBUS_ATTR_OBJID);
   frame->path = text(found, UBUS_ATTR_OBJPATH);
   frame->method = text(found, UBUS_ATTR_METHOD);
-  frame->caller = text(found, UBUS_ATTR_USER);
+  frame->caller = text(found, kCallersUser);
   blob_attr* const data = found[UBUS_ATTR_DATA];
   if (data != nullptr) frame->data = members_of(blob_data(data), blob_len(data), true, 0);
 }
@@ -92,25 +103,23 @@ void read_body(blob_attr* body, Frame* frame) {
 }  // namespace
 
 std::optional<Frame> frame_from(blob_attr* description) {
-  constexpr int kAccount = 15;  // hostbusd's own
   blob_attr_info rules[kAccount + 1] = {};
-  for (const int place : {UBUS_MONITOR_CLIENT, UBUS_MONITOR_PEER, UBUS_MONITOR_SEQ, UBUS_MONITOR_TYPE})
-    rules[place] = rule(BLOB_ATTR_INT32);
-  rules[UBUS_MONITOR_SEND] = rule(BLOB_ATTR_INT8);
-  rules[UBUS_MONITOR_DATA] = rule(BLOB_ATTR_NESTED);
+  for (const int place : {kClient, kPeer, kSequence, kType}) rules[place] = rule(BLOB_ATTR_INT32);
+  rules[kToClient] = rule(BLOB_ATTR_INT8);
+  rules[kBody] = rule(BLOB_ATTR_NESTED);
   rules[kAccount] = rule(BLOB_ATTR_STRING);
   blob_attr* found[kAccount + 1] = {};
   blob_parse(description, found, rules, kAccount + 1);
-  for (int place = 0; place <= UBUS_MONITOR_MAX; ++place)
+  for (int place = 0; place < kDescriptionEnd; ++place)
     if (found[place] == nullptr) return std::nullopt;
   Frame frame;
-  frame.client = blob_get_u32(found[UBUS_MONITOR_CLIENT]);
-  frame.peer = blob_get_u32(found[UBUS_MONITOR_PEER]);
-  frame.sequence = blob_get_u32(found[UBUS_MONITOR_SEQ]);
-  frame.type = static_cast<int>(blob_get_u32(found[UBUS_MONITOR_TYPE]));
-  frame.to_client = blob_get_u8(found[UBUS_MONITOR_SEND]) != 0;
+  frame.client = blob_get_u32(found[kClient]);
+  frame.peer = blob_get_u32(found[kPeer]);
+  frame.sequence = blob_get_u32(found[kSequence]);
+  frame.type = static_cast<int>(blob_get_u32(found[kType]));
+  frame.to_client = blob_get_u8(found[kToClient]) != 0;
   frame.account = text(found, kAccount);
-  read_body(found[UBUS_MONITOR_DATA], &frame);
+  read_body(found[kBody], &frame);
   return frame;
 }
 

@@ -1,12 +1,11 @@
 // frame.h: what the broker tells of a frame that another client sent or got.
 #pragma once
-#include <libubox/blob.h>
-
 #include <cstdint>
 #include <optional>
 #include <string>
 
 #include "../http/json.h"
+#include "bus/libubus.h"
 
 namespace routerbox::bus {
 

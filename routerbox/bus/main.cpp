@@ -1,7 +1,5 @@
 // main.cpp: boxbus, the box's own client of its bus. In a process of its own, because the bus libraries wait without
 // limit for a broker that stays silent, and change how signals are handled.
-#include <libubox/blobmsg.h>
-#include <libubus.h>
 #include <poll.h>
 #include <signal.h>
 #include <unistd.h>
@@ -16,6 +14,7 @@
 #include "../io.h"
 #include "../places.h"
 #include "../verbs/status.h"
+#include "bus/libubus.h"
 #include "record.h"
 
 namespace routerbox::bus {
@@ -96,7 +95,7 @@ void take_end(int) {
 
 Recorder* recorder = nullptr;  // the library's callback takes nothing along
 
-void take_frame(ubus_context*, uint32_t, blob_attr* description) {
+[[maybe_unused]] void take_frame(ubus_context*, uint32_t, blob_attr* description) {
   if (const std::optional<Frame> frame = frame_from(description)) recorder->take(*frame);
 }
 
@@ -104,9 +103,18 @@ void take_name(ubus_context*, ubus_object_data* object, void*) {
   recorder->add_object(object->id, object->path);
 }
 
-void watch(const Link& link) {
+// A status of the bus; the libraries and brokers of some years show nothing.
+int start_watching(const Link& link) {
+#ifdef UBUS_SYSTEM_OBJECT_MONITOR
   link->monitor_cb = take_frame;
-  if (const int status = ubus_monitor_start(link.get()); status != 0)
+  return ubus_monitor_start(link.get());
+#else
+  return link ? UBUS_STATUS_NOT_SUPPORTED : UBUS_STATUS_CONNECTION_FAILED;
+#endif
+}
+
+void watch(const Link& link) {
+  if (const int status = start_watching(link); status != 0)
     std::cerr << std::string(
                      "boxbus: the broker does not show what its clients send, so the trace lacks it: ") +
                      ubus_strerror(status) + "\n"

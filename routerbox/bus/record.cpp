@@ -1,7 +1,5 @@
 #include "record.h"
 
-#include <libubus.h>
-
 namespace routerbox::bus {
 namespace {
 

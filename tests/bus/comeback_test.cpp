@@ -1,7 +1,5 @@
 // A plug-in whose broker ends and starts again.
 #include <gtest/gtest.h>
-#include <libubox/blobmsg.h>
-#include <libubus.h>
 #include <sys/stat.h>
 #include <zel/cloud.h>
 #include <zel/event.h>
@@ -13,6 +11,7 @@
 #include <future>
 #include <optional>
 
+#include "bus/libubus.h"
 #include "support/broker_process.h"
 #include "support/captured.h"
 #include "support/stopped_broker.h"
@@ -22,7 +21,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-const std::string kPath = UBUS_UNIX_SOCKET;
+const std::string kPath = test::kBusPath;
 
 std::atomic<int> events = 0;
 
