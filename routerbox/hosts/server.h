@@ -1,8 +1,9 @@
 // server.h: what the world outside answers in the box.
 //
 // The Host header chooses the folder, and the path the file in it; any method gets it. A query may belong to the name:
-// of "now?city=Bern", "now" and "now.json" the first that exists is sent. For a folder it is its index.html or index.json. A side
-// file (side_file.h) says status and headers. What there is not gets 404 and the name of the file that was looked for.
+// of "now?city=Bern", "now" and "now.json" the first that exists is sent. For a folder it is its index.html or
+// index.json. A side file (side_file.h) says status and headers. What there is not gets 404 and the name of the file
+// that was looked for.
 #pragma once
 #include <string>
 #include <vector>
