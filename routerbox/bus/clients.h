@@ -6,8 +6,8 @@
 
 namespace routerbox::bus {
 
-// The broker gives a client a number. Who it is tells the box's own broker with each frame; with another one a client is
-// known once it makes a plug-in's object, or calls one, which the broker passes on with the caller's user.
+// The broker gives a client a number. Who it is tells the box's own broker with each frame; with another one a client
+// is known once it makes a plug-in's object, or calls one, which the broker passes on with the caller's user.
 class Clients {
  public:
   // `folder` has the roster.
