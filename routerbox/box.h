@@ -26,7 +26,7 @@ struct Plan {
   std::string zelctl;  // fills the permission table; empty: it stays unmade
   std::string boxbus;
   std::optional<Emulator> emulator;  // of the command
-  std::string command;  // empty: the box runs until it is told to end
+  std::string command;               // empty: the box runs until it is told to end
 };
 
 inline constexpr const char* kReady = "\n";
