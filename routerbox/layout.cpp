@@ -67,7 +67,7 @@ fs::path home_of(const fs::path& folder) {
   return folder.filename() == "bin" && is_workplace(folder.parent_path()) ? folder.parent_path() : folder;
 }
 
-std::vector<Kept> kept_paths(const Plan& plan, const std::string& box_folder) {
+std::vector<Kept> paths_to_keep(const Plan& plan, const std::string& box_folder) {
   std::vector<Kept> kept;
   for (const char* device : kDevices) kept.push_back({device, true});
   kept.push_back({home_of(plan.own)});
@@ -144,7 +144,7 @@ void bring_loopback_up() {
 void lay_out(const Plan& plan, const std::string& box_folder,
              const std::function<void(const std::string&)>& say) {
   const std::string passwd = read_file("/etc/passwd"), group = read_file("/etc/group");
-  enter_own_tree(kPrivateFolders, kept_paths(plan, box_folder));
+  enter_own_tree(kPrivateFolders, paths_to_keep(plan, box_folder));
   make_devices();
   name_host();
   write_file("/etc/passwd", with_accounts(passwd, plan.packages), 0644);

@@ -28,14 +28,14 @@ uint64_t number(const Request& request, size_t place) {
   return std::stoull(request.matches[place]);
 }
 
-Content generated(uint64_t size) {
+Content make_content(uint64_t size) {
   return {size, [](uint64_t offset, char* block, size_t length) {
             fill_content(offset, block, length);
             return true;
           }};
 }
 
-std::optional<Content> opened(const fs::path& folder, const fs::path& name) {
+std::optional<Content> open_content(const fs::path& folder, const fs::path& name) {
   for (const fs::path& part : name)
     if (part == ".." || part == "/") return std::nullopt;
   auto file = std::make_shared<Descriptor>(open((folder / name).c_str(), O_RDONLY | O_CLOEXEC));
@@ -50,7 +50,7 @@ std::optional<Content> opened(const fs::path& folder, const fs::path& name) {
 
 void send_file(const std::string& folder, const Request& request, Response& response, const Manner& manner) {
   const std::optional<Content> file =
-      folder.empty() ? std::nullopt : opened(folder, request.matches[1].str());
+      folder.empty() ? std::nullopt : open_content(folder, request.matches[1].str());
   if (file)
     send_content(request, response, *file, manner);
   else
@@ -58,19 +58,19 @@ void send_file(const std::string& folder, const Request& request, Response& resp
 }
 
 void send_bytes(const std::string&, const Request& request, Response& response, const Manner& manner) {
-  send_content(request, response, generated(number(request, 1)), manner);
+  send_content(request, response, make_content(number(request, 1)), manner);
 }
 
 void send_slowly(const std::string&, const Request& request, Response& response, const Manner& manner) {
   Manner slow = manner;
   slow.bytes_per_second = number(request, 1);
-  send_content(request, response, generated(number(request, 2)), slow);
+  send_content(request, response, make_content(number(request, 2)), slow);
 }
 
 void drop(const std::string&, const Request& request, Response& response, const Manner& manner) {
   Manner dropping = manner;
   dropping.drop_at = number(request, 1);
-  send_content(request, response, generated(number(request, 2)), dropping);
+  send_content(request, response, make_content(number(request, 2)), dropping);
 }
 
 void send_status(const std::string&, const Request& request, Response& response, const Manner&) {

@@ -88,7 +88,7 @@ void Services::start(size_t row) {
     rows_[row].process = process;
     rows_[row].state = State::kRunning;
   }
-  if (const std::optional<int> status = processes_.ended(process)) note_end(process, *status);
+  if (const std::optional<int> status = processes_.end_of(process)) note_end(process, *status);
 }
 
 void Services::stop(size_t row) {
@@ -99,7 +99,7 @@ void Services::stop(size_t row) {
   }
   const pid_t process = rows_[row].process;
   processes_.stop({process}, kEndLimit);
-  const int status = processes_.ended(process).value_or(kBoxFailed);
+  const int status = processes_.end_of(process).value_or(kBoxFailed);
   if (status != 0 && rows_[row].server.end == End::kClean)
     say_(rows_[row].server.title + " ended badly, with status " + std::to_string(status));
 }

@@ -26,6 +26,6 @@ class Exchange {
 };
 
 // Logs why a call fails, under its name and the line it fails in. Returns -1.
-int failed(const char* who, const char* message, int line = __builtin_LINE());
+int fail(const char* who, const char* message, int line = __builtin_LINE());
 
 }  // namespace zel::download
