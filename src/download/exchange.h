@@ -18,7 +18,7 @@ class Exchange {
   [[nodiscard]] bool post(const JsonText& request, const Patience& patience);
 
   const char* answer() const noexcept;
-  JsonTree parse() const noexcept;
+  [[nodiscard]] JsonTree parse() const noexcept;
 
  private:
   static Mutex turns_;  // Guards dst_buffer.
