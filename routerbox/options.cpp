@@ -39,13 +39,33 @@ Background background_from(const std::string& text) {
   return result;
 }
 
-void add_plugin_options(CLI::App* app, Options* options, std::vector<std::string>* start) {
+OutsideHost host_from(const std::string& text, const std::vector<OutsideHost>& earlier) {
+  const size_t sign = text.find('=');
+  if (sign == std::string::npos)
+    throw Failure("--host '" + text + "' has no folder; write --host api.weather.example=FOLDER");
+  const OutsideHost host{text.substr(0, sign),
+                         std::filesystem::absolute(text.substr(sign + 1)).lexically_normal()};
+  if (!is_host_name(host.name)) throw Failure("--host: '" + host.name + "' " + kNoHostName);
+  if (!std::filesystem::is_directory(host.folder))
+    throw Failure("--host " + host.name + " needs a folder, and " + host.folder + " is none");
+  for (const OutsideHost& other : earlier)
+    if (other.name == host.name) throw Failure("--host " + host.name + " is there twice");
+  return host;
+}
+
+// Texts of options that are taken apart later.
+struct Texts {
+  std::vector<std::string> start;
+  std::vector<std::string> hosts;
+};
+
+void add_plugin_options(CLI::App* app, Options* options, Texts* texts) {
   app->add_option("--name", options->name,
                   "Name of the box, for the verbs (default: of the project's folder)");
   app->add_option("--packages", options->packages, "Package file, becomes /etc/norva/packages.json");
   app->add_option("--permissions", options->permissions,
                   "Permission file, becomes /etc/norva/permissions.json (default: the standard abilities)");
-  app->add_option("--start", *start,
+  app->add_option("--start", texts->start,
                   "\"APPID PROGRAM ARGUMENTS...\": plug-in to run in the background under its own uid, its\n"
                   "output lines prefixed; with ability 2 its bus object is waited for (repeatable)")
       ->take_all()
@@ -60,7 +80,7 @@ struct Servers {
   CLI::Option* files;
 };
 
-Servers add_server_options(CLI::App* app, Options* options) {
+Servers add_server_options(CLI::App* app, Options* options, Texts* texts) {
   CLI::Option* const router =
       app->add_option("--router", options->router_state,
                       "Start the router's management interface on port 14000, with a blkid that knows its\n"
@@ -84,6 +104,9 @@ Servers add_server_options(CLI::App* app, Options* options) {
                       "/slow/RATE/N, /drop/K/N, /status/CODE, /redirect/CODE?to=URL, /hang")
           ->expected(0, 1)
           ->type_name("[DIR]");
+  app->add_option("--host", texts->hosts,
+                  "NAME=DIR: NAME resolves in the box and answers over HTTP and HTTPS from DIR (repeatable)")
+      ->allow_extra_args(false);
   return {router, downloads, files};
 }
 
@@ -118,18 +141,19 @@ std::vector<std::string> parse_up_to_command(CLI::App* app, int argc, char** arg
 
 Options parse(int argc, char** argv) {
   Options options;
-  std::vector<std::string> start;
+  Texts texts;
   CLI::App app(kDescription, "routerbox");
   app.formatter(std::make_shared<Usage>());
   app.footer(kFooter);
-  add_plugin_options(&app, &options, &start);
-  const Servers servers = add_server_options(&app, &options);
+  add_plugin_options(&app, &options, &texts);
+  const Servers servers = add_server_options(&app, &options, &texts);
   add_box_options(&app, &options);
   options.command = parse_up_to_command(&app, argc, argv);
   options.router = servers.router->count() > 0;
   options.downloads = servers.downloads->count() > 0;
   options.files = servers.files->count() > 0;
-  for (const std::string& text : start) options.start.push_back(background_from(text));
+  for (const std::string& text : texts.start) options.start.push_back(background_from(text));
+  for (const std::string& text : texts.hosts) options.hosts.push_back(host_from(text, options.hosts));
   return options;
 }
 
@@ -145,6 +169,7 @@ void take_project(Options* options) {
   } kWishes[] = {{project.router, options->router, options->router_state},
                  {project.downloads, options->downloads, options->downloads_folder},
                  {project.files, options->files, options->files_folder}};
+  if (options->hosts.empty()) options->hosts = project.hosts;
   for (const auto& row : kWishes) {
     if (row.wanted || !row.wish.wanted) continue;
     row.wanted = true;
