@@ -20,17 +20,17 @@ static void take_event(struct ubus_context* bus, struct ubus_event_handler* hand
   if (fields[EVENT] != NULL && fields[SUBEVENT] != NULL && fields[DATA] != NULL) tell();
 }
 
-void bare_hear(void (*heard)(void)) {
+void bare_hear(void (*report)(void)) {
   static struct ubus_event_handler handler;
   struct ubus_context* bus;
   uloop_init();
   bus = ubus_connect(NULL);
   if (bus == NULL) return;
   handler.cb = take_event;
-  tell = heard;
+  tell = report;
   if (ubus_register_event_handler(bus, &handler, "zel.event") != 0) return;
   ubus_add_uloop(bus);
-  heard();
+  report();
   uloop_run();
 }
 

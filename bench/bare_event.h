@@ -5,8 +5,8 @@
 extern "C" {
 #endif
 
-/* Registers for the events, calls `heard` once to say so, and then for each event. Returns only on failure. */
-void bare_hear(void (*heard)(void));
+/* Registers for the events, calls `report` once to say so, and then for each event. Returns only on failure. */
+void bare_hear(void (*report)(void));
 
 /* Sends a disk event over a connection of its own. Returns 0, or another number on failure. */
 int bare_send(const char* text);

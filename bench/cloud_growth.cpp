@@ -47,8 +47,8 @@ double time_senders(Send send, int count) {
   const auto start = std::chrono::steady_clock::now();
   for (const children::Child& sender : senders) well = sender.line().tell() && well;
   for (const children::Child& sender : senders) well = sender.line().wait() && well;
-  const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
-  return well ? taken.count() / (count * kMessages) : -1;
+  const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
+  return well ? elapsed.count() / (count * kMessages) : -1;
 }
 
 }  // namespace

@@ -24,23 +24,23 @@ struct Kind {
   Body send;
 };
 
-const children::Line* told;  // by the callback, in a receiver's process
+const children::Line* line_to_measure;  // by the callback, in a receiver's process
 
 void tell(int32_t, const char*) {
-  told->tell();
+  line_to_measure->tell();
 }
 
 void hear_ours(const children::Line& line) {
   zel_debug = 0;
-  told = &line;
+  line_to_measure = &line;
   if (zel_event_subscribe(ZEL_EVENT_DISK, tell) != 0 || zel_service_init() != 0) return;
   line.tell();
   line.wait();
 }
 
 void hear_bare(const children::Line& line) {
-  told = &line;
-  bare_hear([] { told->tell(); });
+  line_to_measure = &line;
+  bare_hear([] { line_to_measure->tell(); });
 }
 
 // An event for every word.
@@ -74,8 +74,8 @@ double time_event(const Kind& kind, int count) {
     well = herald.line().tell();
     wait_for_all();
   }
-  const std::chrono::duration<double> taken = std::chrono::steady_clock::now() - start;
-  return well ? taken.count() / (count * kEvents) : -1;
+  const std::chrono::duration<double> elapsed = std::chrono::steady_clock::now() - start;
+  return well ? elapsed.count() / (count * kEvents) : -1;
 }
 
 }  // namespace

@@ -8,6 +8,7 @@
 #include "io.h"
 #include "options.h"
 #include "packages.h"
+#include "plugins.h"
 #include "services/service.h"
 
 namespace routerbox {
@@ -18,17 +19,29 @@ struct Plan {
   std::string packages_text, permissions_text;
   std::vector<Package> packages;
   std::vector<Service> services;
-  std::string folder;                // the current one
-  std::string own;                   // routerbox's
-  std::string zelctl;                // fills the permission table, absolute path; empty: it stays unmade
-  std::string command;               // absolute paths, as the next ones
-  std::vector<std::string> started;  // in the order of options.start
+  std::vector<PluginRun> plugins;
+  std::string folder;  // the current one
+  std::string own;     // routerbox's
+  std::string box;     // the box's name
+  std::string zelctl;  // fills the permission table; empty: it stays unmade
+  std::string boxbus;
+  std::string command;  // empty: the box runs until it is told to end
+};
+
+inline constexpr const char* kReady = "\n";
+
+// What process 1 has from the outer process.
+struct Ends {
+  Descriptor outside;  // numbers of signals (processes.h)
+  Descriptor control;  // the control socket
+  std::string folder;  // of the host, for the box's trace and roster
+  Descriptor ready;    // gets kReady when all has started; may be none
 };
 
 // Throws Failure when a file or program is missing, before anything was made.
 Plan make_plan(const Options& options);
 
 // Runs the box as process 1 of its namespaces and returns its exit status.
-int run_box(const Plan& plan, Descriptor control, const sigset_t& mask);
+int run_box(const Plan& plan, Ends ends, const sigset_t& mask);
 
 }  // namespace routerbox

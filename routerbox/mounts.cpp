@@ -1,15 +1,16 @@
 #include "mounts.h"
 
 #include <dirent.h>
+#include <fcntl.h>
 #include <sched.h>
 #include <sys/mount.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 
 #include <algorithm>
 #include <cstdio>
 #include <filesystem>
 #include <functional>
-#include <memory>
 
 #include "io.h"
 
@@ -17,10 +18,6 @@ namespace routerbox {
 namespace {
 
 namespace fs = std::filesystem;
-
-struct CloseFolder {
-  void operator()(DIR* folder) const { closedir(folder); }
-};
 
 using Wanted = std::function<bool(const std::string&)>;
 
@@ -54,7 +51,7 @@ void put_back(int original, const std::string& name, const std::string& place) {
 }
 
 void cover(const std::string& path, mode_t mode, const Wanted& wanted) {
-  std::unique_ptr<DIR, CloseFolder> original(opendir(path.c_str()));
+  const zel::Directory original(opendir(path.c_str()));
   if (!original) fail_errno("cannot read the folder " + path);
   char options[16];
   std::snprintf(options, sizeof options, "mode=%o", static_cast<unsigned>(mode));
@@ -67,37 +64,170 @@ void cover(const std::string& path, mode_t mode, const Wanted& wanted) {
   }
 }
 
-// The entry of `folder` that is or holds `path`; empty when `path` is not below it.
-std::string entry_towards(const std::string& path, const std::string& folder) {
-  if (path.size() <= folder.size() + 1 || path.compare(0, folder.size(), folder) != 0 ||
-      path[folder.size()] != '/')
-    return {};
-  const size_t begin = folder.size() + 1;
-  return path.substr(begin, path.find('/', begin) - begin);
+// Everything of the machine is at its own place until the tree is entered, but for this folder, over which it grows.
+constexpr const char* kTree = "/sys";
+
+std::string tree(const fs::path& path) {
+  return std::string(kTree) + (path == "/" ? "" : path.string());
 }
 
-}  // namespace
+void set_read_only(const std::string& path, bool read_only, bool with_those_below) {
+  mount_attr attributes{};
+  (read_only ? attributes.attr_set : attributes.attr_clr) = MOUNT_ATTR_RDONLY;
+  if (mount_setattr(AT_FDCWD, path.c_str(), with_those_below ? AT_RECURSIVE : 0, &attributes,
+                    sizeof attributes) != 0)
+    fail_errno("cannot make " + path + (read_only ? " read-only" : " writable") + " in the box");
+}
 
-void isolate_mounts() {
+bool is_below(const fs::path& path, const fs::path& folder) {
+  const fs::path relative = path.lexically_relative(folder);
+  return !relative.empty() && *relative.begin() != "..";
+}
+
+struct Row {
+  fs::path path;
+  const PrivateFolder* folder = nullptr;  // null: only a way to one
+};
+
+class Tree {
+ public:
+  Tree(const std::vector<PrivateFolder>& folders, const Descriptor& machine_sys) : sys_(machine_sys.get()) {
+    for (const PrivateFolder& folder : folders) rows_.push_back({resolved(folder.path), &folder});
+  }
+
+  // A folder that is private or leads to one is made; what it shows of the machine is bound into it.
+  void grow(const fs::path& path) {
+    const PrivateFolder* const folder = private_at(path);
+    const mode_t mode = folder != nullptr ? folder->mode : 0755;
+    if (path != "/") make_folder(tree(path), mode);
+    if (folder == nullptr || folder->cover == Cover::kMirror) mirror(path, folder);
+    for (const Row& row : rows_)
+      if (row.path.parent_path() == path && row.path != path &&
+          !fs::exists(fs::symlink_status(tree(row.path))))
+        grow(row.path);
+  }
+
+ private:
+  static fs::path resolved(const std::string& path) {
+    std::error_code error;
+    const fs::path real = fs::weakly_canonical(path, error);
+    return error ? fs::path(path) : real;
+  }
+
+  const PrivateFolder* private_at(const fs::path& path) const {
+    for (const Row& row : rows_)
+      if (row.path == path) return row.folder;
+    return nullptr;
+  }
+
+  bool leads_to_private(const fs::path& path) const {
+    return std::any_of(rows_.begin(), rows_.end(), [&](const Row& row) { return is_below(row.path, path); });
+  }
+
+  void mirror(const fs::path& path, const PrivateFolder* folder) {
+    const zel::Directory machine(opendir(path.c_str()));
+    if (!machine) return;  // the box has it, the machine has not
+    while (const dirent* entry = readdir(machine.get())) {
+      const std::string name = entry->d_name;
+      const fs::path place = path / name;
+      if (name == "." || name == ".." || place == "/proc") continue;
+      if (folder != nullptr && std::count(folder->own.begin(), folder->own.end(), name) > 0) continue;
+      if (place == kTree)
+        show_sys();
+      else if (leads_to_private(place) && !fs::is_symlink(place))
+        grow(place);
+      else
+        put_back(dirfd(machine.get()), name, tree(place));
+    }
+  }
+
+  void show_sys() const {
+    make_folder(tree(kTree));
+    const std::string source = "/proc/self/fd/" + std::to_string(sys_);
+    if (mount(source.c_str(), tree(kTree).c_str(), nullptr, MS_BIND | MS_REC, nullptr) != 0)
+      fail_errno("cannot show /sys in the box");
+  }
+
+  std::vector<Row> rows_;
+  const int sys_;
+};
+
+void make_way(const fs::path& path) {
+  fs::path walked;
+  for (const fs::path& part : path) {
+    walked /= part;
+    if (!fs::exists(tree(walked))) make_folder(tree(walked));
+  }
+}
+
+void make_mount_point(const fs::path& source, const fs::path& place) {
+  if (fs::is_directory(source)) {
+    make_way(place);
+    return;
+  }
+  make_way(place.parent_path());
+  if (!fs::exists(tree(place)) && mknod(tree(place).c_str(), S_IFREG | 0644, 0) != 0)
+    fail_errno("cannot make " + place.string());
+}
+
+void keep(const Kept& kept) {
+  std::error_code error;
+  const fs::path real = fs::canonical(kept.path, error);
+  if (error) throw Failure("cannot show " + kept.path + " in the box: " + error.message());
+  const fs::path place = kept.at.empty() ? real : fs::weakly_canonical(kept.at);
+  make_mount_point(real, place);
+  if (mount(real.c_str(), tree(place).c_str(), nullptr, MS_BIND | MS_REC, nullptr) != 0)
+    fail_errno("cannot show " + real.string() + " in the box");
+  set_read_only(tree(place), !kept.writable, true);
+  // Also under the name it was given by, where a link of a private folder led to it.
+  const fs::path given = fs::path(kept.path).lexically_normal();
+  if (!kept.at.empty() || given == real || fs::exists(fs::symlink_status(tree(given)))) return;
+  make_way(given.parent_path());
+  if (symlink(real.c_str(), tree(given).c_str()) != 0) fail_errno("cannot make the link " + given.string());
+}
+
+void part_from_machine() {
   if (unshare(CLONE_NEWNS) != 0 || mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
-    fail_errno("cannot part the box's mounts from the host's");
+    fail_errno("cannot part the box's mounts from the machine's");
   if (mount("proc", "/proc", "proc", MS_NOSUID | MS_NODEV | MS_NOEXEC, nullptr) != 0)
     fail_errno("cannot mount the box's own /proc", "in a container start it with its /proc unmasked");
 }
 
-void make_private(const PrivateFolder& folder, const std::vector<std::string>& keep) {
-  std::error_code error;
-  const std::string path = fs::canonical(folder.path, error);
-  if (error) throw Failure("the box needs a folder " + folder.path + " on this machine: " + error.message());
-  std::vector<std::string> kept(keep.size());
-  std::transform(keep.begin(), keep.end(), kept.begin(),
-                 [&](const std::string& wanted) { return entry_towards(wanted, path); });
-  const auto among = [](const std::vector<std::string>& names, const std::string& name) {
-    return std::find(names.begin(), names.end(), name) != names.end();
-  };
-  cover(path, folder.mode, [&](const std::string& name) {
-    return !among(folder.own, name) && (folder.cover == Cover::kMirror || among(kept, name));
-  });
+// The kernel's settings are the machine's, whoever writes them.
+void mount_proc() {
+  make_folder(tree("/proc"), 0555);
+  if (mount("proc", tree("/proc").c_str(), "proc", MS_NOSUID | MS_NODEV | MS_NOEXEC, nullptr) != 0)
+    fail_errno("cannot mount the box's own /proc");
+  for (const char* settings : {"/proc/sys", "/proc/sysrq-trigger"}) {
+    const std::string place = tree(settings);
+    if (access(place.c_str(), F_OK) != 0) continue;
+    if (mount(place.c_str(), place.c_str(), nullptr, MS_BIND, nullptr) != 0)
+      fail_errno(std::string("cannot protect ") + settings);
+    set_read_only(place, true, false);
+  }
+}
+
+void change_root() {
+  if (chdir(kTree) != 0 || syscall(SYS_pivot_root, ".", ".") != 0 || umount2(".", MNT_DETACH) != 0 ||
+      chdir("/") != 0)
+    fail_errno("cannot enter the box's own tree");
+}
+
+}  // namespace
+
+void enter_own_tree(const std::vector<PrivateFolder>& folders, const std::vector<Kept>& kept) {
+  part_from_machine();
+  const Descriptor sys(open(kTree, O_PATH | O_DIRECTORY | O_CLOEXEC));
+  if (!sys) fail_errno(std::string("the box needs a folder ") + kTree + " on this machine");
+  Tree own(folders, sys);
+  if (mount("routerbox", kTree, "tmpfs", MS_NOSUID | MS_NODEV, "mode=755") != 0)
+    fail_errno("cannot make the box's own tree");
+  own.grow("/");
+  set_read_only(kTree, true, true);
+  set_read_only(kTree, false, false);
+  for (const Kept& path : kept) keep(path);
+  mount_proc();
+  change_root();
 }
 
 std::vector<std::string> open_way(const std::string& folder) {

@@ -1,4 +1,4 @@
-// mounts.h: folders of the host that are the box's own inside.
+// mounts.h: the box's own tree of files: what it shows of the machine cannot be changed, the rest is the box's.
 #pragma once
 #include <sys/types.h>
 
@@ -8,8 +8,8 @@
 namespace routerbox {
 
 enum class Cover {
-  kEmpty,   // nothing of the host, except what is kept
-  kMirror,  // every entry of the host's folder, and room for additions
+  kEmpty,   // nothing of the machine, except what is kept
+  kMirror,  // every entry of the machine's folder, and room for additions
 };
 
 // One private folder. In both kinds new entries live in memory and vanish with the box.
@@ -17,14 +17,20 @@ struct PrivateFolder {
   std::string path;  // may be a symbolic link: the folder it leads to is covered
   Cover cover;
   mode_t mode;
-  std::vector<std::string> own;  // entries the box writes itself, so the host's are left out
+  std::vector<std::string>
+      own;  // a mirror's entries that the box writes itself, so the machine's are left out
 };
 
-// Gives the process mounts of its own, cut off from the host's, with a /proc of the box's PID namespace.
-void isolate_mounts();
+struct Kept {
+  std::string path;  // absolute
+  bool writable = false;
+  std::string at = {};  // where the box has it; empty: at the same path
+};
 
-// `keep`: absolute paths of the host; the entry of an empty folder that holds one of them stays visible.
-void make_private(const PrivateFolder& folder, const std::vector<std::string>& keep);
+// Gives the process, which is process 1 of a PID namespace, a tree of its own, cut off from the machine's: the private
+// folders, what is kept of the machine at its own place, and all else as the machine has it, but read-only. With a
+// /proc of the namespace. Throws Failure.
+void enter_own_tree(const std::vector<PrivateFolder>& folders, const std::vector<Kept>& kept);
 
 // Lets every user through to `folder`: one on the way that not everybody may enter becomes a mirror that all
 // may pass. Returns those that were changed.

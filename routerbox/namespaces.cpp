@@ -20,7 +20,7 @@ namespace routerbox {
 namespace {
 
 // Not the mounts: process 1 parts from those, so that this process keeps the host's /proc, where it exists.
-constexpr int kBoxNamespaces = CLONE_NEWNET | CLONE_NEWIPC | CLONE_NEWPID;
+constexpr int kBoxNamespaces = CLONE_NEWNET | CLONE_NEWIPC | CLONE_NEWPID | CLONE_NEWUTS;
 
 // Kernel settings that keep ordinary users out of namespaces.
 struct Switch {
@@ -81,7 +81,7 @@ std::vector<IdRange> granted(const IdTool& tool, const std::string& name, uid_t 
 
 // A child that stays in the host's user namespace, where the set-uid tools have their power, and maps
 // `owner`'s ids as soon as `owner` has entered its own. No byte on `go` means that it never will.
-pid_t start_mapper(const IdTool& tool, pid_t owner, std::vector<std::string> map, int go) {
+pid_t start_mapper(const IdTool& tool, pid_t owner, std::vector<std::string> map, Pipe* go) {
   const std::string program = find_tool(tool);
   std::vector<std::string> words{program, std::to_string(owner)};
   words.insert(words.end(), map.begin(), map.end());
@@ -89,8 +89,9 @@ pid_t start_mapper(const IdTool& tool, pid_t owner, std::vector<std::string> map
   const pid_t child = fork();
   if (child < 0) fail_errno("cannot start a process");
   if (child > 0) return child;
+  go->write = Descriptor();  // else it would wait for itself
   char byte = 0;
-  if (retry([&] { return read(go, &byte, 1); }) == 1) execv(program.c_str(), arguments.data());
+  if (retry([&] { return read(go->read.get(), &byte, 1); }) == 1) execv(program.c_str(), arguments.data());
   _exit(kNotExecutable);
 }
 
@@ -108,8 +109,8 @@ void enter_user_namespace(uid_t highest_id) {
   const std::vector<IdRange> gids = granted(kGidTool, name, highest_id);
 
   Pipe go = make_pipe();
-  const pid_t uid_mapper = start_mapper(kUidTool, getpid(), map_arguments(getuid(), uids), go.read.get());
-  const pid_t gid_mapper = start_mapper(kGidTool, getpid(), map_arguments(getgid(), gids), go.read.get());
+  const pid_t uid_mapper = start_mapper(kUidTool, getpid(), map_arguments(getuid(), uids), &go);
+  const pid_t gid_mapper = start_mapper(kGidTool, getpid(), map_arguments(getgid(), gids), &go);
   const int entered = unshare(CLONE_NEWUSER);
   const int error = errno;
   if (entered == 0) write_all(go.write.get(), "go");

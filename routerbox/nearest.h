@@ -1,12 +1,18 @@
 // nearest.h: the word somebody meant.
 #pragma once
 #include <algorithm>
+#include <cctype>
 #include <numeric>
 #include <string>
 #include <string_view>
 #include <vector>
 
 namespace routerbox {
+
+// Whether a letter is a capital is a small slip, and none here.
+inline bool same_letter(char one, char other) {
+  return std::tolower(static_cast<unsigned char>(one)) == std::tolower(static_cast<unsigned char>(other));
+}
 
 // How many letters must be put in, left out, replaced or swapped with their neighbour to make one the other.
 inline size_t distance(std::string_view one, std::string_view other) {
@@ -15,7 +21,7 @@ inline size_t distance(std::string_view one, std::string_view other) {
   std::iota(cost[0].begin(), cost[0].end(), size_t{0});
   for (size_t i = 1; i <= one.size(); ++i)
     for (size_t k = 1; k <= other.size(); ++k) {
-      const size_t replaced = cost[i - 1][k - 1] + (one[i - 1] == other[k - 1] ? 0 : 1);
+      const size_t replaced = cost[i - 1][k - 1] + (same_letter(one[i - 1], other[k - 1]) ? 0 : 1);
       cost[i][k] = std::min({replaced, cost[i - 1][k] + 1, cost[i][k - 1] + 1});
       if (i > 1 && k > 1 && one[i - 1] == other[k - 2] && one[i - 2] == other[k - 1])
         cost[i][k] = std::min(cost[i][k], cost[i - 2][k - 2] + 1);

@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 
 #include "failure.h"
 #include "places.h"
@@ -11,6 +12,7 @@
 namespace routerbox {
 namespace {
 
+constexpr const char* kProjectFile = "box.toml";
 constexpr const char* kDescription =
     "Runs COMMAND in a private router: /etc/norva, /tmp, /var/run, loopback, System V IPC and process ids\n"
     "are the box's own and vanish with it. Works as root, or as a user with subordinate ids.";
@@ -35,14 +37,13 @@ Background background_from(const std::string& text) {
   return result;
 }
 
-}  // namespace
-
-Options read_options(int argc, char** argv) {
+Options parse(int argc, char** argv) {
   Options options;
   std::vector<std::string> start;
   CLI::App app(kDescription, "routerbox");
   app.formatter(std::make_shared<Usage>());
   app.footer(kFooter);
+  app.add_option("--name", options.name, "Name of the box, for the verbs (default: of the project's folder)");
   app.add_option("--packages", options.packages, "Package file, becomes /etc/norva/packages.json");
   app.add_option("--permissions", options.permissions,
                  "Permission file, becomes /etc/norva/permissions.json (default: the standard abilities)");
@@ -80,6 +81,9 @@ Options read_options(int argc, char** argv) {
   app.add_option("--broker", options.broker, "Bus broker (default: hostbusd beside routerbox)");
   app.add_flag("--no-broker", options.no_broker, "Start no bus broker");
   app.add_flag("--no-perm", options.no_perm, "Leave the permission table unmade");
+  app.add_option("--log", options.log, "File that gets the lines of plug-ins and services too");
+  app.add_flag("--ignore-deaths", options.ignore_deaths,
+               "End with COMMAND's status also when a plug-in has died (otherwise 124 in place of 0)");
   app.add_flag("-q,--quiet", options.quiet, "No lines of the box's own, except failures");
 
   // Cut here, so that nothing in COMMAND is ever taken for an option of the box.
@@ -95,10 +99,51 @@ Options read_options(int argc, char** argv) {
   options.downloads = downloads->count() > 0;
   options.files = files->count() > 0;
   if (cut != end) options.command.assign(cut + 1, end);
-  if (options.command.empty())
-    throw Failure("there is no command to run; write routerbox [OPTIONS] -- COMMAND [ARGUMENT...]");
   for (const std::string& text : start) options.start.push_back(background_from(text));
   return options;
+}
+
+// What the options do not say, the project does.
+void take_project(Options* options) {
+  if (!std::filesystem::exists(kProjectFile) || !options->packages.empty()) return;
+  options->project = read_project(kProjectFile);
+  const Project& project = *options->project;
+  const struct {
+    const Wish& wish;
+    bool& wanted;
+    std::string& path;
+  } kWishes[] = {{project.router, options->router, options->router_state},
+                 {project.downloads, options->downloads, options->downloads_folder},
+                 {project.files, options->files, options->files_folder}};
+  for (const auto& row : kWishes) {
+    if (row.wanted || !row.wish.wanted) continue;
+    row.wanted = true;
+    row.path = row.wish.path;
+  }
+}
+
+}  // namespace
+
+Options read_options(int argc, char** argv) {
+  Options options = parse(argc, argv);
+  if (options.command.empty())
+    throw Failure("there is no command to run; write routerbox [OPTIONS] -- COMMAND [ARGUMENT...]");
+  return options;
+}
+
+Options read_run_options(int argc, char** argv) {
+  Options options = parse(argc, argv);
+  take_project(&options);
+  if (options.name.empty()) options.name = project_name();
+  return options;
+}
+
+std::string project_name() {
+  if (!std::filesystem::exists(kProjectFile)) return {};
+  std::string name = std::filesystem::current_path().filename();
+  for (char& c : name)
+    if (std::isalnum(static_cast<unsigned char>(c)) == 0) c = '-';
+  return name.substr(0, 40);
 }
 
 }  // namespace routerbox

@@ -1,7 +1,10 @@
 // options.h: the command line.
 #pragma once
+#include <optional>
 #include <string>
 #include <vector>
+
+#include "project/project.h"
 
 namespace routerbox {
 
@@ -13,24 +16,34 @@ struct Background {
 struct Options {
   std::string packages;          // file of the host, may be empty
   std::string permissions;       // file of the host, may be empty
+  std::string name;              // of the box; empty: one is made up
+  std::string log;               // file of the host that gets the plug-ins' lines, may be empty
   std::string as;                // appid, empty: root of the box
   std::string broker;            // empty: hostbusd beside this program
   std::string router_state;      // file of the host, may be empty
   std::string router_log;        // file of the host, may be empty
   std::string downloads_folder;  // of the host, may be empty
   std::string files_folder;      // of the host, may be empty
+  std::optional<Project> project;
   std::vector<Background> start;
   std::vector<std::string> keep;
-  std::vector<std::string> command;  // never empty
+  std::vector<std::string> command;  // empty: the box runs until it is told to end
   bool router = false;
   bool downloads = false;
   bool files = false;
   bool no_broker = false;
   bool no_perm = false;
   bool quiet = false;
+  bool ignore_deaths = false;
 };
 
 // Prints the help and ends the process for --help; throws Failure for a line that cannot be used.
 Options read_options(int argc, char** argv);
+// The same behind a verb, where no command is needed, and box.toml of the current folder, if there is one, tells what
+// the box has unless options do.
+Options read_run_options(int argc, char** argv);
+
+// The name of a box for the project in the current folder; empty when there is no box.toml.
+std::string project_name();
 
 }  // namespace routerbox

@@ -60,7 +60,8 @@ ZEL_API int zel_cloud_msg_init_dbg(const char* name);
 
 /* Takes the object off the bus and forgets the handler. Called by a handler, it takes effect for new
  * messages at once, and for the one being answered when its answer is out; until then the object cannot be
- * made again.
+ * made again. What came in behind that message is answered with an empty text, for which the broker is given a second
+ * at most.
  * Threads  any; takes the global lock, so it waits while a message is being answered. */
 ZEL_API void zel_cloud_msg_release(void);
 
@@ -79,11 +80,19 @@ ZEL_API int zel_cloud_get_object_name_abandon(char* name, size_t size);
 
 /* Sends a message to another plug-in's object and waits up to 8 seconds for the answer. Needs no ability.
  * target   the receiver's appid (any text such that "zel_" + target is an object; cut after 59 bytes)
- * message  the text; its limit is the bus's, 1 MiB with all around it
+ * message  the text; its limit is the bus's, 1 MiB with all around it and 256 bytes to spare
  * Returns  the answer's text, allocated: free it with zel_free. Also if the receiver's status is not 0,
  *          which is logged. Null if the receiver is not there or gave no answer (logged at level 3), or an
  *          argument is null (not logged).
- * Threads  any, also a handler; holds the global lock for the whole call: nothing is received meanwhile. */
+ * Threads  any, also a handler; holds the global lock for the whole call: nothing is received meanwhile. So two
+ *          plug-ins that send to each other at the same moment wait the 8 seconds for each other. Do not send from a
+ *          handler to a plug-in that may be sending to this one: let it note the text and return, and a worker send.
+ *              handler:  push(queue, message); return 0;
+ *              worker:   while ((text = pop(queue)) != NULL) zel_free(zel_cloud_msg_send(peer, text));
+ *          As a thread the worker leaves only the moment in which both workers send; as a process of its own, which
+ *          needs no object, it leaves none.
+ *          pthread_cancel takes effect after the call, with the lock given back. The wait for a broker that is
+ *          stopped has no limit; signals end the process meanwhile as ever. */
 ZEL_API char* zel_cloud_msg_send(const char* target, const char* message);
 
 /* ---- State, for debugging ------------------------------------------------------------------------------ */

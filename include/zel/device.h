@@ -6,7 +6,9 @@
  *    norva_config_get without a buffer.
  *  - Messages go through QO_Log (service.h), so that with its threshold at load only those of level 1 reach
  *    standard error.
- *  - Programs are run by the shell as the caller's user, found through PATH. */
+ *  - Programs are run by the shell as the caller's user, found through PATH. What they print is read whole, whatever
+ *    signals come meanwhile. In a process that ignores SIGCHLD, or waits for children it has not started itself,
+ *    their wait status is lost: a call that returns it returns -1 then, all else is as ever. */
 #ifndef ZEL_DEVICE_H
 #define ZEL_DEVICE_H
 
@@ -62,7 +64,8 @@ enum norva_config_key {
  * key      one of the numbers above; another is logged at level 1 and runs nothing
  * buffer   `length` bytes, cleared first; receives what the script prints, NUL-terminated, without its last
  *          character if that is a line feed or a carriage return. Output that does not fit ends before the
- *          first line that would have filled the buffer; of a line over 255 bytes, 255 count as a line. Null:
+ *          first line that would have filled the buffer, and keeps its line feed; of a line over 255 bytes, 255
+ *          count as a line. Null:
  *          the script is started and goes on by itself, its output unread; the process keeps a descriptor and
  *          the ended child's entry for it.
  * length   its size in bytes; below 1 nothing is written

@@ -71,8 +71,8 @@ enum zel_task_error {
 
 /* What to download. The texts go to the daemon as they are; nothing is kept. */
 typedef struct task_param {
-  const char* url;      /* the file's address */
-  const char* dir;      /* directory to save it in */
+  const char* url; /* the file's address */
+  const char* dir; /* directory to save it in, absolute: the daemon takes another for one below its own */
   const char* filename; /* its name there */
 } task_param;
 

@@ -54,7 +54,8 @@ ZEL_API int zel_event_init(void);
  * data     text for the receivers, up to about 1,048,000 characters (the bus takes no more); may be null
  * Returns  0; -1 for an event of 3 or more, a caller that is unknown or lacks ability 4, if the bus cannot be
  *          reached (all logged at level 3), or if it does not take the event (not logged).
- * Threads  any, also a callback; holds the global lock while it connects and sends. */
+ * Threads  any, also a callback; holds the global lock while it connects and sends, before a broker that is stopped
+ *          without limit. pthread_cancel takes effect after the call. */
 ZEL_API int zel_event_send(uint32_t event, uint32_t subevent, const char* data);
 
 /* The same for one kind each, with the subevent checked. `data` must be given here.

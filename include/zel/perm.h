@@ -2,7 +2,11 @@
  * Conventions common to all headers are in zel.h.
  *
  * All processes of the router share one table in System V shared memory, under one System V semaphore.
- * perm_init fills it at boot from two files; queries and updates attach it for the length of a call. */
+ * perm_init fills it at boot from two files; queries and updates attach it for the length of a call.
+ *
+ * The table keeps well-meant plug-ins to what they were granted. It is no barrier against a hostile local program:
+ * segment and semaphore are open to every user of the router, who can write the table, or hold the semaphore and let
+ * all queries wait. */
 #ifndef ZEL_PERM_H
 #define ZEL_PERM_H
 
@@ -118,7 +122,8 @@ ZEL_API int perm_check(uint32_t ability, const char* appid);
 /* Builds the table from /etc/norva/permissions.json, which is written with the fifteen default abilities if
  * it is missing, and /etc/norva/packages.json, which may be missing; then adds the reserved plug-ins "1"
  * (DAEMON) and "2" (NPKG) if they are not listed. Call it once at boot, before any plug-in runs: it clears
- * the table and takes no lock. A malformed file ends it; what was stored until then stays.
+ * the table and takes no lock. A malformed file ends it; what was stored until then stays. Plug-ins that find no room,
+ * and so do reserved ones then, are left out without a word: a change of the table drops them from the file.
  * Returns  0, 7002, 7003, 7004, 7006, 7007 or 7019. */
 ZEL_API int perm_init(void);
 
@@ -139,8 +144,10 @@ ZEL_API int perm_init(void);
  *
  * 7014 means that the table was changed but the file may not be: it is as it was, or, if only the flush of its
  * folder failed, it has the change, which a power cut may undo. (Instead of a file, a device say, it is written to
- * as it is and may have a part.) The change is in force until the next boot; the next successful call, or
- * perm_common_write_pluginfo, writes it too.
+ * as it is and may have a part.) The change is in force until the next boot; the process's
+ * next call writes it too, also one that only repeats the change: its result is then what a repeated change gives (0,
+ * 7015 or 7021), or 7014 if the writing fails again. In another process the next call that changes anything does, or
+ * perm_common_write_pluginfo.
  *
  * plugin   its texts are NUL-terminated inside their fields; copied, may go after the call
  * Threads  any; wait for the table's semaphore, take no other lock. Nothing is logged but the failures of 7003

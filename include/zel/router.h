@@ -113,7 +113,7 @@ ZEL_API int zel_get_router_dns(char* dns1, char* dns2);
  * dns2   any length; null gives -1. The whole request keeps the first 255 characters of its parameters.
  * The texts and the router's settings enter the request's URL as they stand, nothing is escaped: "&" in one of
  * them begins a new parameter, and "%" an escape. What no URL can carry to the router is not sent, as if the
- * request had failed: a "#", a blank or a control character. */
+ * request had failed: a "#", a blank or a control character. With one in dns1 or dns2 the router is not even asked. */
 ZEL_API int zel_set_router_dns(const char* dns1, const char* dns2);
 
 /* Takes the servers set by hand away again. */

@@ -24,7 +24,13 @@ struct ubus_context;
  *          comes first: if that fails (mostly because another process of the same appid has it), the receiver
  *          is not tried. What was set up before the failure stays.
  * Threads  a call made while another thread is in its first waits for that one, then returns 0; so not with
- *          the global lock held. The service thread takes none of the plug-in's signals. */
+ *          the global lock held. The service thread takes none of the plug-in's signals.
+ * Broker   when it ends, the object and the receiver wait for the next one, and are served again within a second of
+ *          its start: same name, handler and callbacks. Logged once when it is gone (level 3) and once when it is
+ *          back (level 6); sends fail meanwhile. A broker that is stopped, not ended, holds up start-up without limit.
+ * Forks    a child has no service thread and receives nothing; it may send and ask. As long as it lives and runs the
+ *          same program, the bus still lists its parent's object, even when the parent has ended: so daemon() comes
+ *          before start-up. The library's locks are free in a child, whoever held them. */
 ZEL_API int zel_service_init(void);
 
 /* The same for development, without any permission query: with a name, creates the cloud object "zel_<name>"
@@ -35,7 +41,8 @@ ZEL_API int zel_service_init_dbg(const char* name);
 /* Puts a bus connection's socket into the service thread's table: what it receives is then handled by
  * libubus on that thread, under the global lock. Start-up does this for the library's own connections. The
  * connection must live as long as the process, or be released through the library. The table holds 16
- * additions, ever; one for a descriptor already in it reuses that entry and still counts.
+ * additions, ever; one for a descriptor already in it reuses that entry and still counts. So an object cannot be made
+ * anew without end; a broker that comes back costs no addition. A connection of the plug-in's own is not made anew.
  * Returns  0, or -1 if the table is full or the descriptor is too large for select (logged at level 3). */
 ZEL_API int zel_loop_add_ubus(struct ubus_context* context);
 
@@ -104,8 +111,8 @@ ZEL_API void zel_freep(void* holder);
 ZEL_API char* zel_strncpy(char* destination, const char* source, size_t size);
 
 /* Writes the process id into the file at `path` (created with mode 0777 less the umask) and locks it until
- * the process ends, so that a second instance is noticed. The file is not truncated first: digits of an
- * older, longer id stay behind a shorter one.
+ * the process ends, also across exec, so that a second instance is noticed. The file is not truncated first:
+ * digits of an older, longer id stay behind a shorter one.
  * Returns 0, or -1 if the file cannot be opened, another process holds its lock, or the write falls short. */
 ZEL_API int zel_store_pid(const char* path);
 

@@ -17,7 +17,8 @@
  *     handler runs.
  *  6. Handlers and callbacks run on the library's service thread with the global lock held. They may call the
  *     library, and should return soon: nothing else is received meanwhile.
- *  7. The library leaves the plug-in's signal handling alone and opens its descriptors close-on-exec. Its
+ *  7. The library leaves the plug-in's signal handling alone and opens its descriptors close-on-exec, but for
+ *     that of zel_store_pid. Its
  *     messages, of failures and of start-up's steps, go to standard error and syslog (zel_log in service.h);
  *     tags such as "[ZEL]", "[ZEL_SVC]" and "[ZE]" tell the family. Most end with an empty line.
  */

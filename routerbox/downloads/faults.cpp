@@ -4,6 +4,43 @@ namespace routerbox::downloads {
 namespace {
 
 constexpr int kMostCode = std::numeric_limits<int>::max();
+constexpr const char* kMethods[] = {"aria2.addUri",
+                                    "aria2.addTorrent",
+                                    "aria2.getPeers",
+                                    "aria2.addMetalink",
+                                    "aria2.remove",
+                                    "aria2.pause",
+                                    "aria2.forcePause",
+                                    "aria2.pauseAll",
+                                    "aria2.forcePauseAll",
+                                    "aria2.unpause",
+                                    "aria2.unpauseAll",
+                                    "aria2.forceRemove",
+                                    "aria2.changePosition",
+                                    "aria2.tellStatus",
+                                    "aria2.getUris",
+                                    "aria2.getFiles",
+                                    "aria2.getServers",
+                                    "aria2.tellActive",
+                                    "aria2.tellWaiting",
+                                    "aria2.tellStopped",
+                                    "aria2.getOption",
+                                    "aria2.changeUri",
+                                    "aria2.changeOption",
+                                    "aria2.getGlobalOption",
+                                    "aria2.changeGlobalOption",
+                                    "aria2.purgeDownloadResult",
+                                    "aria2.removeDownloadResult",
+                                    "aria2.getVersion",
+                                    "aria2.getSessionInfo",
+                                    "aria2.shutdown",
+                                    "aria2.forceShutdown",
+                                    "aria2.getGlobalStat",
+                                    "aria2.saveSession",
+                                    "system.multicall",
+                                    "system.listMethods",
+                                    "system.listNotifications"};
+
 constexpr int kMostElements = 100'000;
 
 void play_error(int code, const std::string& text, Reply* reply) {
@@ -39,6 +76,10 @@ std::vector<FaultKind> own_faults() {
       {"types", nullptr, 0, 0, 0, Effect::kFull, nullptr, "",
        [](int, const std::string&, Reply* reply) { texts_to_numbers(&reply->answer); }},
   };
+}
+
+std::vector<std::string> methods() {
+  return {std::begin(kMethods), std::end(kMethods)};
 }
 
 }  // namespace routerbox::downloads

@@ -11,4 +11,7 @@ namespace routerbox::downloads {
 //   types    every text of the answer is a number
 std::vector<FaultKind> own_faults();
 
+// All methods of the daemon.
+std::vector<std::string> methods();
+
 }  // namespace routerbox::downloads

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <mutex>
 
+#include "../http/body.h"
+
 namespace routerbox::downloads {
 namespace {
 
@@ -37,15 +39,9 @@ Front::Front(int daemon_port, Appids& appids, Faults& faults, RequestLog& log)
     : daemon_port_(daemon_port), appids_(appids), faults_(faults), log_(log) {
   route_faults(&http_, &faults_);
   constexpr const char* kOthers = "(?!/box/).*";
-  // Read here: the library takes a body of this type for a form, and refuses it when it is long.
-  http_.Post(kOthers, [this](const auto& request, auto& response, const httplib::ContentReader& read) {
-    std::string body;
-    read([&](const char* data, size_t length) {
-      body.append(data, length);
-      return true;
-    });
-    serve(request, body, response);
-  });
+  http_.Post(kOthers, with_body([this](const auto& request, const auto& body, auto& response) {
+               serve(request, body, response);
+             }));
   const auto without_body = [this](const auto& request, auto& response) { serve(request, "", response); };
   http_.Get(kOthers, without_body);
   http_.Options(kOthers, without_body);

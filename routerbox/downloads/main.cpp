@@ -30,7 +30,7 @@ int run(int argc, char** argv) {
       ->capture_default_str();
   CLI11_PARSE(app, argc, argv);
   Appids appids(settings.appids);
-  Faults faults(own_faults());
+  Faults faults(own_faults(), methods());
   RequestLog log(settings.log, settings.server.box, Channel::kDownloads, "downloads");
   Front front(settings.daemon_port, appids, faults, log);
   front.http().bind(settings.server.port);

@@ -17,7 +17,7 @@ int run(int argc, char** argv) {
   app.add_option("--folder", folder, "Folder with the files (default: none)");
   add_server_options(&app, &options);
   CLI11_PARSE(app, argc, argv);
-  Faults faults({});
+  Faults faults({}, methods());
   RequestLog log(std::nullopt, options.box, Channel::kFiles, "files");
   Server server(folder, faults, log);
   server.http().bind(options.port);

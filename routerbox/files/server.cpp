@@ -99,34 +99,43 @@ Manner manner_of(const Reply& reply) {
 
 }  // namespace
 
-struct Server::Route {
+struct Route {
   const char* name;
   const char* pattern;
   void (*send)(const std::string& folder, const Request&, Response&, const Manner&);
   std::chrono::milliseconds before;  // silence
 };
 
+namespace {
+
+constexpr Route kRoutes[] = {
+    {"files", "/files/(.+)", send_file, {}},
+    {"bytes", R"(/bytes/(\d{1,18}))", send_bytes, {}},
+    {"slow", R"(/slow/([1-9]\d{0,17})/(\d{1,18}))", send_slowly, {}},
+    {"drop", R"(/drop/(\d{1,18})/(\d{1,18}))", drop, {}},
+    {"status", R"(/status/([2-9]\d\d))", send_status, {}},
+    {"redirect", R"(/redirect/(3\d\d))", redirect, {}},
+    {"hang", "/hang", hang, kSilence},
+};
+
+}  // namespace
+
+std::vector<std::string> methods() {
+  std::vector<std::string> names;
+  for (const Route& route : kRoutes) names.emplace_back(route.name);
+  return names;
+}
+
 Server::Server(std::string folder, Faults& faults, RequestLog& log)
     : folder_(std::move(folder)), faults_(faults), log_(log) {
-  static constexpr Route kRoutes[] = {
-      {"files", "/files/(.+)", send_file, {}},
-      {"bytes", R"(/bytes/(\d{1,18}))", send_bytes, {}},
-      {"slow", R"(/slow/([1-9]\d{0,17})/(\d{1,18}))", send_slowly, {}},
-      {"drop", R"(/drop/(\d{1,18})/(\d{1,18}))", drop, {}},
-      {"status", R"(/status/([2-9]\d\d))", send_status, {}},
-      {"redirect", R"(/redirect/(3\d\d))", redirect, {}},
-      {"hang", "/hang", hang, kSilence},
-  };
   if (!folder_.empty() && !fs::is_directory(folder_)) throw Failure(folder_ + " is not a folder");
   http_.set_write_timeout(kPatienceSeconds);
   route_faults(&http_, &faults_);
   for (const Route& route : kRoutes)
     http_.Get(route.pattern,
               [this, &route](const auto& request, auto& response) { serve(route, request, response); });
-  // Without a match the request was none of the above, and has no line yet.
-  http_.set_error_handler([this](const Request& request, Response& response) {
-    if (request.matches.empty()) this->log(request, now(), response.status, "");
-  });
+  http_.set_unknown(
+      [this](const Request& request, Response& response) { this->log(request, now(), response.status, ""); });
 }
 
 void Server::serve(const Route& route, const Request& request, Response& response) {

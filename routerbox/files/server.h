@@ -13,12 +13,18 @@
 // HTTP status as code.
 #pragma once
 #include <string>
+#include <vector>
 
 #include "../http/fault.h"
 #include "../http/loopback.h"
 #include "../http/request_log.h"
 
 namespace routerbox::files {
+
+struct Route;
+
+// The first words of the paths, which faults go by.
+std::vector<std::string> methods();
 
 class Server {
  public:
@@ -28,8 +34,6 @@ class Server {
   LoopbackServer& http() { return http_; }
 
  private:
-  struct Route;
-
   void serve(const Route& route, const httplib::Request& request, httplib::Response& response);
   void log(const httplib::Request& request, Arrival arrival, int status, const std::string& fault);
 

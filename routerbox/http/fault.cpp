@@ -2,7 +2,10 @@
 
 #include <algorithm>
 
+#include "../duration.h"
 #include "../failure.h"
+#include "../nearest.h"
+#include "body.h"
 
 namespace routerbox {
 namespace {
@@ -10,7 +13,6 @@ namespace {
 constexpr int kMostMs = 3'600'000;
 constexpr int kMostBytes = 100'000'000;
 constexpr int kMostCount = std::numeric_limits<int>::max();
-constexpr int kBadRequest = 400;
 
 void play_hang(int ms, const std::string&, Reply* reply) {
   reply->before = std::chrono::milliseconds(ms);
@@ -51,6 +53,13 @@ std::optional<std::string> taken_text(Json* written, const char* key) {
   return value->get<std::string>();
 }
 
+std::optional<int> whole_number(const std::string& text) {
+  int number = 0;
+  const char* const end = text.data() + text.size();
+  const auto [rest, error] = std::from_chars(text.data(), end, number);
+  return error == std::errc() && rest == end ? std::optional(number) : std::nullopt;
+}
+
 std::optional<int> taken_number(Json* written, const char* key, int least, int most) {
   const std::optional<Json> value = taken(written, key);
   if (!value) return std::nullopt;
@@ -60,9 +69,44 @@ std::optional<int> taken_number(Json* written, const char* key, int least, int m
   return value->get<int>();
 }
 
+// What follows the kind's name behind a colon becomes the members it stands for.
+void read_suffix(const FaultKind& kind, const std::string& text, Json* rest) {
+  const size_t colon = text.find(':');
+  if (colon == std::string::npos) return;
+  std::string suffix = text.substr(colon + 1);
+  if (kind.number == nullptr && kind.text == nullptr)
+    throw Failure("the kind " + std::string(kind.name) + " takes no value");
+  if (kind.number != nullptr) {
+    const std::string number = suffix.substr(0, suffix.find(':'));
+    const std::optional<std::chrono::milliseconds> time =
+        kind.number == std::string("ms") ? duration_from(number) : std::nullopt;
+    const std::optional<int> value = time ? static_cast<int>(time->count()) : whole_number(number);
+    if (!value) throw Failure("'" + number + "' in " + text + " is no " + kind.number);
+    (*rest)[kind.number] = *value;
+    if (number.size() == suffix.size()) return;
+    suffix.erase(0, number.size() + 1);
+    if (kind.text == nullptr)
+      throw Failure("the kind " + std::string(kind.name) + " takes one value, not " + text);
+  }
+  (*rest)[kind.text] = suffix;
+}
+
+// "once", or a number as a text, becomes the number.
+void read_count(Json* written) {
+  const auto count = written->find("count");
+  if (count == written->end() || !count->is_string()) return;
+  const std::optional<int> number =
+      count->get<std::string>() == "once" ? 1 : whole_number(count->get<std::string>());
+  if (!number)
+    throw Failure("a fault's count must be \"once\" or a whole number, not '" + count->get<std::string>() +
+                  "'");
+  *count = *number;
+}
+
 Json written(const Fault& fault) {
   Json result = {{"method", fault.method}, {"kind", fault.kind->name}};
-  if (fault.left) result["count"] = *fault.left;
+  if (fault.count) result["count"] = *fault.count;
+  result["played"] = fault.played;
   if (fault.kind->number != nullptr) result[fault.kind->number] = fault.number;
   if (fault.kind->text != nullptr) result[fault.kind->text] = fault.text;
   return result;
@@ -70,18 +114,27 @@ Json written(const Fault& fault) {
 
 }  // namespace
 
-Faults::Faults(const std::vector<FaultKind>& own)
+Faults::Faults(const std::vector<FaultKind>& own, std::vector<std::string> methods)
     : kinds_([&] {
         std::vector<FaultKind> kinds(std::begin(kCommon), std::end(kCommon));
         kinds.insert(kinds.end(), own.begin(), own.end());
         return kinds;
-      }()) {}
+      }()),
+      methods_(std::move(methods)) {}
 
 const FaultKind& Faults::kind_named(const std::string& name) const {
-  const auto kind =
-      std::find_if(kinds_.begin(), kinds_.end(), [&](const FaultKind& row) { return name == row.name; });
-  if (kind == kinds_.end()) throw Failure("there is no fault of the kind '" + name + "'");
-  return *kind;
+  std::vector<std::string> known;
+  for (const FaultKind& kind : kinds_) {
+    if (name == kind.name) return kind;
+    known.emplace_back(kind.name);
+  }
+  throw Failure("there is no fault of the kind '" + name + "'" + advice_for(name, known));
+}
+
+void Faults::check_method(const std::string& method) const {
+  if (method.empty()) throw Failure("a fault needs a method, or \"*\" for all");
+  if (method != "*" && std::find(methods_.begin(), methods_.end(), method) == methods_.end())
+    throw Failure("there is no method '" + method + "' to have a fault" + advice_for(method, methods_));
 }
 
 Fault Faults::fault_from(const Json& written) const {
@@ -89,12 +142,15 @@ Fault Faults::fault_from(const Json& written) const {
   Json rest = written;
   Fault fault;
   fault.method = taken_text(&rest, "method").value_or("");
-  fault.kind = &kind_named(taken_text(&rest, "kind").value_or(""));
+  check_method(fault.method);
+  const std::string kind_text = taken_text(&rest, "kind").value_or("");
+  fault.kind = &kind_named(kind_text.substr(0, kind_text.find(':')));
   const FaultKind& kind = *fault.kind;
-  fault.left = taken_number(&rest, "count", 1, kMostCount);
+  read_suffix(kind, kind_text, &rest);
+  read_count(&rest);
+  fault.count = taken_number(&rest, "count", 1, kMostCount);
   fault.number = taken_number(&rest, kind.number, kind.least, kind.most).value_or(kind.number_default);
   fault.text = taken_text(&rest, kind.text).value_or(kind.text_default);
-  if (fault.method.empty()) throw Failure("a fault needs a method, or \"*\" for all");
   if (!rest.empty()) throw Failure("a fault of this kind has no member '" + rest.begin().key() + "'");
   return fault;
 }
@@ -119,13 +175,14 @@ Json Faults::list() const {
 
 std::optional<Fault> Faults::take(const std::vector<std::string>& methods) {
   const std::lock_guard lock(mutex_);
-  const auto found = std::find_if(faults_.begin(), faults_.end(), [&](const Fault& fault) {
-    return fault.method == "*" || std::find(methods.begin(), methods.end(), fault.method) != methods.end();
-  });
-  if (found == faults_.end()) return std::nullopt;
-  Fault fault = *found;
-  if (found->left && --*found->left == 0) faults_.erase(found);
-  return fault;
+  for (Fault& fault : faults_) {
+    const bool meant =
+        fault.method == "*" || std::find(methods.begin(), methods.end(), fault.method) != methods.end();
+    if (!meant || (fault.count && fault.played >= *fault.count)) continue;
+    ++fault.played;
+    return fault;
+  }
+  return std::nullopt;
 }
 
 void route_faults(LoopbackServer* server, Faults* faults) {
@@ -133,16 +190,9 @@ void route_faults(LoopbackServer* server, Faults* faults) {
   server->Get(kPath, [faults](const auto&, auto& response) {
     response.set_content(text_of(faults->list()), "application/json");
   });
-  server->Post(kPath, [faults](const auto& request, auto&) { faults->add(Json::parse(request.body)); });
-  server->Delete(kPath, [faults](const auto&, auto&) { faults->clear(); });
-  server->set_exception_handler([](const auto&, auto& response, std::exception_ptr thrown) {
-    response.status = kBadRequest;
-    try {
-      std::rethrow_exception(std::move(thrown));
-    } catch (const std::exception& error) {
-      response.set_content(std::string(error.what()) + "\n", "text/plain");
-    }
-  });
+  server->Post(kPath,
+               with_body([faults](const auto&, const auto& body, auto&) { faults->add(Json::parse(body)); }));
+  server->Delete(kPath, with_body([faults](const auto&, const auto&, auto&) { faults->clear(); }));
 }
 
 }  // namespace routerbox

@@ -18,8 +18,9 @@ namespace routerbox {
 //   garbage   "text" (a piece of HTML): this body in place of the answer
 //   http500   "status" (500): this HTTP status; the call is not carried out
 //   trickle   "ms" (20): the body byte by byte, with this pause before each
-// "method" is a method's name or "*" for all. "count" is the number of requests to play it for; without it
-// the fault stays until all are cleared.
+// "method" is a method's name or "*" for all. "count" is the number of requests to play it for, also as a text, and
+// "once" means 1; without it the fault stays until all are cleared. The kind may be written with its number, its
+// text, or both behind it: "delay:9s", "cut:100", "garbage:<html>", "error:5:busy". Milliseconds take a unit.
 enum class Effect : int { kNone, kFull };
 
 struct FaultKind {
@@ -35,7 +36,8 @@ struct FaultKind {
 struct Fault {
   std::string method;
   const FaultKind* kind = nullptr;
-  std::optional<int> left;  // requests to play it for
+  std::optional<int> count;  // requests to play it for
+  int played = 0;
   int number = 0;
   std::string text;
 
@@ -45,30 +47,32 @@ struct Fault {
 // Safe from any thread.
 class Faults {
  public:
-  // `own`: the server's own kinds.
-  explicit Faults(const std::vector<FaultKind>& own);
+  // The server's own kinds, and the names of all methods it knows.
+  Faults(const std::vector<FaultKind>& own, std::vector<std::string> methods);
 
-  // Throws Failure when it is not written as above.
+  // Throws Failure when it is not written as above, or for a method that there is not.
   void add(const Json& written);
   void clear();
+  // All faults since the last clear(), each with "played", the number of requests it was played for.
   Json list() const;
-  // The first fault of one of these methods, counted down.
+  // The first fault of one of these methods that is to be played, counted.
   std::optional<Fault> take(const std::vector<std::string>& methods);
 
  private:
   const FaultKind& kind_named(const std::string& name) const;
+  void check_method(const std::string& method) const;
   Fault fault_from(const Json& written) const;
 
   const std::vector<FaultKind> kinds_;
+  const std::vector<std::string> methods_;
   mutable std::mutex mutex_;
   std::vector<Fault> faults_;  // guarded by mutex_
 };
 
-//   GET    /box/fault   the faults that wait to be played
+//   GET    /box/fault   the faults, as list() has them
 //   POST   /box/fault   adds the fault in the body
 //   DELETE /box/fault   clears all faults
-// What a handler of this server throws becomes HTTP status 400 with the reason as body. The faults must outlive
-// the server.
+// A fault that is refused gets HTTP status 400 with the reason as body. The faults must outlive the server.
 void route_faults(LoopbackServer* server, Faults* faults);
 
 }  // namespace routerbox

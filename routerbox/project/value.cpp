@@ -5,8 +5,7 @@
 #include <sstream>
 
 #include "../duration.h"
-#include "../failure.h"
-#include "../io.h"
+#include "../owners.h"
 
 namespace routerbox {
 namespace {

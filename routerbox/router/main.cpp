@@ -6,6 +6,7 @@
 #include "../http/program.h"
 #include "../places.h"
 #include "faults.h"
+#include "methods.h"
 #include "server.h"
 
 namespace routerbox::router {
@@ -53,7 +54,7 @@ int print_daemon_answer(const State& state, const std::string& question) {
 }
 
 [[noreturn]] void serve_until_signal(const Settings& settings, State& state) {
-  Faults faults(own_faults());
+  Faults faults(own_faults(), methods());
   const Json document = state.read();
   for (const Json& fault : document.value("faults", Json::array())) faults.add(fault);
   RequestLog log(settings.log, settings.server.box, Channel::kRouter, "router");

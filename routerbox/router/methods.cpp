@@ -24,6 +24,7 @@ void add_member(const Json& state, Json* answer) {
   (*answer)[Key] = state.at(Key);
 }
 
+constexpr const char* kSetWan = "set_router_wan";
 constexpr const char* kWifi = "WIFIStatus";
 constexpr const char* kRates = "TransmissionRate";
 constexpr const char* kInfo = "Info";
@@ -40,7 +41,7 @@ constexpr struct {
 Json carry_out(State& state, const Call& call) {
   if (call.malformed) throw Refusal(kMalformedParameter, "a parameter is not of the form key=value");
   Json result = envelope(kDone, "");
-  if (call.method == "set_router_wan") {
+  if (call.method == kSetWan) {
     set_wan(state, call.parameters);
     return result;
   }
@@ -55,6 +56,12 @@ Json carry_out(State& state, const Call& call) {
 }
 
 }  // namespace
+
+std::vector<std::string> methods() {
+  std::vector<std::string> names{kSetWan};
+  for (const auto& query : kQueries) names.emplace_back(query.method);
+  return names;
+}
 
 Json answer(State& state, const Call& call) {
   try {

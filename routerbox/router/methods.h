@@ -2,6 +2,7 @@
 #pragma once
 #include <stdexcept>
 #include <string>
+#include <vector>
 
 #include "../http/json.h"
 #include "call.h"
@@ -29,6 +30,8 @@ class Refusal : public std::runtime_error {
  private:
   Code code_;
 };
+
+std::vector<std::string> methods();
 
 // Carries the call out and returns the whole answer.
 Json answer(State& state, const Call& call);

@@ -1,5 +1,7 @@
 #include "server.h"
 
+#include "../http/body.h"
+#include "changes.h"
 #include "methods.h"
 
 namespace routerbox::router {
@@ -35,27 +37,34 @@ void Server::route_api() {
   constexpr const char* kPath = "/api";
   http_.Get(kPath, [this](const auto& request, auto& response) { serve_api(request, response); });
   http_.set_error_handler([this](const auto& request, auto& response) {
-    if (request.path == kPath && request.method == "GET") {
-      // The library refuses a target with a second '?', which a password may well hold. Answers of ours with
-      // this status have a body.
-      if (response.status == kBadRequest && response.body.empty()) serve_api(request, response);
-      return;
-    }
-    if (request.path.rfind("/box/", 0) != 0)
-      log_.write(
-          request, now(),
-          {request.method + " " + request.target, "", "HTTP " + std::to_string(response.status), "", {}});
+    // The library refuses a target with a second '?', which a password may well hold. Answers of ours with this
+    // status have a body.
+    const bool refused = response.status == kBadRequest && response.body.empty();
+    if (refused && request.path == kPath && request.method == "GET") serve_api(request, response);
+  });
+  http_.set_unknown([this](const auto& request, auto& response) {
+    log_.write(
+        request, now(),
+        {request.method + " " + request.target, "", "HTTP " + std::to_string(response.status), "", {}});
   });
 }
 
 void Server::route_box() {
   http_.Get("/box/state",
             [this](const auto&, auto& response) { response.set_content(text_of(state_.read()), kJson); });
-  http_.Patch("/box/state", [this](const auto& request, auto&) {
-    const Json patch = Json::parse(request.body);
-    state_.change([&](Json& document) { document.merge_patch(patch); });
-  });
+  http_.Patch("/box/state", changing([](const Json& patch, Json* state) { state->merge_patch(patch); }));
+  http_.Post("/box/set", changing(set_member));
+  http_.Post("/box/wan", changing(set_link));
+  http_.Post("/box/disk", changing(change_disks));
   route_faults(&http_, &faults_);
+}
+
+httplib::Server::HandlerWithContentReader Server::changing(void (*change)(const Json& wanted, Json* state)) {
+  return with_body([this, change](const auto&, const std::string& body, auto& response) {
+    const Json wanted = Json::parse(body);
+    const std::vector<Event> events = state_.change([&](Json& state) { change(wanted, &state); });
+    response.set_content(text_of(written(events)), kJson);
+  });
 }
 
 }  // namespace routerbox::router

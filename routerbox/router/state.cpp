@@ -2,10 +2,12 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 
 #include "../failure.h"
 #include "../io.h"
+#include "../nearest.h"
 
 namespace routerbox::router {
 namespace {
@@ -24,21 +26,27 @@ constexpr struct {
 // Only the frame: what is inside may be as wrong as a test wants its router.
 void check(const Json& document, const std::string& origin) {
   if (!document.is_object()) throw Failure(origin + " is no JSON object");
-  size_t found = 0;
+  std::vector<std::string> known;
   for (const auto& member : kMembers) {
+    known.emplace_back(member.key);
     const auto place = document.find(member.key);
     if (place == document.end() && !member.required) continue;
     if (place == document.end() || place->type() != member.type)
       throw Failure(origin + " needs an " + Json(member.type).type_name() + " \"" + member.key + "\"");
-    ++found;
   }
-  if (found != document.size()) throw Failure(origin + " has a member that no method of the router uses");
+  for (const auto& [key, value] : document.items())
+    if (std::find(known.begin(), known.end(), key) == known.end())
+      throw Failure(origin + " has a member \"" + key + "\" that no method of the router uses" +
+                    advice_for(key, known));
 }
 
-Json parse(const std::string& text, const std::string& origin) {
-  Json document;
+Json merged(const std::string& text, const std::string& origin) {
+  Json document = Json::parse(kBuiltInState);
+  if (text.empty()) return document;
   try {
-    document = Json::parse(text);
+    const Json own = Json::parse(text);
+    if (!own.is_object()) throw Failure(origin + " is no JSON object");
+    document.merge_patch(own);
   } catch (const Json::parse_error& error) {
     throw Failure(origin + " is no JSON: " + error.what());
   }
@@ -58,9 +66,8 @@ void replace_file(const std::string& file, const std::string& text, mode_t mode)
 State::State(std::string file, std::string info_file)
     : file_(std::move(file)), info_file_(std::move(info_file)) {
   const bool exists = !file_.empty() && access(file_.c_str(), F_OK) == 0;
-  document_ =
-      exists ? parse(read_file(file_), file_) : parse(std::string(kBuiltInState), "the built-in state");
-  if (!exists) save(document_);
+  document_ = merged(exists ? read_file(file_) : "", file_);
+  save(document_);
   save_info(document_);
 }
 
@@ -69,14 +76,16 @@ Json State::read() const {
   return document_;
 }
 
-void State::change(const std::function<void(Json&)>& change) {
+std::vector<Event> State::change(const std::function<void(Json&)>& change) {
   const std::lock_guard lock(mutex_);
   Json document = document_;
   change(document);
   check(document, "the changed state");
   save(document);
   save_info(document);
+  std::vector<Event> events = events_between(document_, document);
   document_ = std::move(document);
+  return events;
 }
 
 void State::save(const Json& document) const {

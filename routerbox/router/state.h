@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "../http/json.h"
+#include "events.h"
 
 namespace routerbox::router {
 
@@ -25,14 +26,15 @@ extern const std::string_view kBuiltInState;
 // Safe from any thread.
 class State {
  public:
-  // An empty `file` keeps the state in memory; one that does not exist is made with the built-in state.
+  // An empty `file` keeps the state in memory. What a file has is laid over the built-in state by a JSON merge
+  // patch, so it needs no more than what differs, and null takes a member away. The file gets the whole.
   // `info_file` (may be empty) gets DaemonInfo at once and at every change, writable for all, as the router's
   // plug-ins open it so. Throws Failure for a file that cannot be used.
   State(std::string file, std::string info_file);
 
   Json read() const;
-  // Applies `change` and saves. When either throws, the state is as before.
-  void change(const std::function<void(Json&)>& change);
+  // Applies `change` and saves. When either throws, the state is as before. Returns what a router would announce.
+  std::vector<Event> change(const std::function<void(Json&)>& change);
 
  private:
   void save(const Json& document) const;

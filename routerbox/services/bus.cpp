@@ -40,10 +40,10 @@ std::string find_broker(const std::string& program) {
 std::optional<Service> find_bus(const Options& options, const std::string& own_folder) {
   if (options.no_broker) return std::nullopt;
   const std::string program = find_broker(options.broker.empty() ? own_folder + "/hostbusd" : options.broker);
-  return Service{"bus", {program}, [program] {
-                   return std::vector<Server>{
-                       {"the broker", kBusSockets[0], serves, kAdvice, {program, {program}, {}, "bus | "}}};
-                 }};
+  return Service{
+      "bus", {program}, [program] {
+        return std::vector<Server>{{"the broker", kBusSockets[0], serves, kAdvice, {program, {program}}}};
+      }};
 }
 
 }  // namespace routerbox

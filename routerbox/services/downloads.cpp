@@ -72,12 +72,7 @@ Server server_of(const std::string& name, const std::vector<std::string>& words,
                  uint16_t port, const std::string& advice, End end) {
   const std::string script = std::string(kDownloadsFolder) + "/" + name;
   write_file(script, start_script(name, words), 0755);
-  return {title,
-          port_place(port),
-          [port] { return port_accepts(port); },
-          advice,
-          {script, {script}, {}, "downloads | "},
-          end};
+  return {title, port_place(port), [port] { return port_accepts(port); }, advice, {script, {script}}, end};
 }
 
 std::vector<Server> lay_out(const Downloads& downloads) {

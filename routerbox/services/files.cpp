@@ -11,7 +11,7 @@ namespace {
 namespace fs = std::filesystem;
 
 Server server_of(const std::string& program, const std::string& folder) {
-  Launch launch{program, {"boxfiles", "--box", kBoxFolder}, {}, "files | "};
+  Launch launch{program, {"boxfiles", "--box", kBoxFolder}};
   if (!folder.empty()) launch.words.insert(launch.words.end(), {"--folder", folder});
   return {"the box's file server", port_place(kFilesPort), [] { return port_accepts(kFilesPort); },
           "give --files a folder that can be read", launch};

@@ -28,9 +28,7 @@ std::vector<Server> lay_out(const Router& router) {
            "mend the file given to --router",
            {router.program,
             {"boxrouter", "--state", kRouterState, "--log", router.log, "--daemon-info", kDaemonInfo, "--box",
-             kBoxFolder},
-            {},
-            "router | "}}};
+             kBoxFolder}}}};
 }
 
 // Made here, because only what exists on the host can be shown in the box.

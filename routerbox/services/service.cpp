@@ -16,14 +16,20 @@ constexpr milliseconds kBetweenTries(2);
 
 }  // namespace
 
+Sink lines_of(Printer& printer, const std::string& service) {
+  return whole_lines([&printer, service](std::string_view line) {
+    printer.print(STDERR_FILENO, service + " | " + std::string(line));
+  });
+}
+
 pid_t start_server(Processes& processes, const Server& server) {
   const std::string& program = server.launch.program;
   const pid_t process = processes.start(server.launch);
   const auto end = Clock::now() + kLimit;
   while (!server.serves()) {
-    if (processes.serve([&] { return processes.ended(process).has_value(); }, kBetweenTries))
-      throw Failure(server.title + " " + program + " ended at once, with status " +
-                    std::to_string(*processes.ended(process)) + "; see its lines above, or " + server.advice);
+    if (const std::optional<int> status = processes.wait(process, kBetweenTries))
+      throw Failure(server.title + " " + program + " ended at once, with status " + std::to_string(*status) +
+                    "; see its lines above, or " + server.advice);
     if (Clock::now() > end)
       throw Failure(server.title + " " + program + " takes no connections at " + server.place + "; " +
                     server.advice);

@@ -48,6 +48,9 @@ inline constexpr FindService kServices[] = {find_bus, find_router, find_files, f
 // Starts the server and returns when it serves. Throws Failure when that takes too long or it ends before.
 pid_t start_server(Processes& processes, const Server& server);
 
+// A sink that prints a server's lines, each behind the name of its service.
+Sink lines_of(Printer& printer, const std::string& service);
+
 // Whether a server on the loopback interface takes connections at this port.
 bool port_accepts(uint16_t port);
 inline std::string port_place(uint16_t port) {

@@ -24,7 +24,6 @@ struct Call {
 template <class T>
 using Memory = std::unique_ptr<T, Call<free>>;
 using File = std::unique_ptr<FILE, Call<fclose>>;
-using Pipe = std::unique_ptr<FILE, Call<pclose>>;
 using Directory = std::unique_ptr<DIR, Call<closedir>>;
 
 class Descriptor {

@@ -31,6 +31,11 @@ const cJSON* json_member(const cJSON* object, const char* name, JsonType type) n
   return json_type(member) == type ? member : nullptr;
 }
 
+const cJSON* json_exact_member(const cJSON* object, const char* name, JsonType type) noexcept {
+  const cJSON* member = cJSON_GetObjectItemCaseSensitive(object, name);
+  return json_type(member) == type ? member : nullptr;
+}
+
 uint32_t json_bits(const cJSON* number) noexcept {
   const double value = number->valuedouble;
   const bool unsigned_range = value > INT32_MAX && value <= UINT32_MAX;

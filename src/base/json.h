@@ -27,6 +27,9 @@ const cJSON* json_member(const cJSON* object, const char* name) noexcept;
 // The same, but null unless the member has the type.
 const cJSON* json_member(const cJSON* object, const char* name, JsonType type) noexcept;
 
+// The member of that exact name, but null unless it has the type.
+const cJSON* json_exact_member(const cJSON* object, const char* name, JsonType type) noexcept;
+
 // The number as a 32-bit pattern: both -1 and 4294967295 give all ones. Numbers of more than 32 bits end at
 // the nearest that fits.
 uint32_t json_bits(const cJSON* number) noexcept;

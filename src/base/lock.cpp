@@ -1,33 +1,18 @@
 #include "base/lock.h"
 
+#include "base/in_child.h"
+
 namespace {
 
-pthread_once_t created = PTHREAD_ONCE_INIT;
-pthread_mutexattr_t recursive_attribute;
-pthread_mutex_t global_lock;
-
-void create() {
-  pthread_mutexattr_init(&recursive_attribute);
-  pthread_mutexattr_settype(&recursive_attribute, PTHREAD_MUTEX_RECURSIVE);
-  pthread_mutex_init(&global_lock, &recursive_attribute);
-}
+// There from the moment the library is loaded: a plug-in that only sends never starts the service.
+zel::Mutex global_lock(PTHREAD_MUTEX_RECURSIVE);
 
 }  // namespace
 
-namespace zel {
-
-void create_global_lock() noexcept {
-  pthread_once(&created, create);
-}
-
-}  // namespace zel
-
 int zel_lock(void) {
-  zel::create_global_lock();
-  return pthread_mutex_lock(&global_lock);
+  return global_lock.lock();
 }
 
 int zel_unlock(void) {
-  zel::create_global_lock();
-  return pthread_mutex_unlock(&global_lock);
+  return global_lock.unlock();
 }

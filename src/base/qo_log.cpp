@@ -8,6 +8,8 @@
 #include <ctime>
 #include <iterator>
 
+#include "base/in_child.h"
+
 int32_t qo_debuglevel = 1;
 char errlog_buffer[51200];
 int32_t pos = 0;
@@ -16,6 +18,9 @@ uint32_t g_dwLogEn = 0;
 const char* g_apcModuleName[1] = {"Phishing"};
 
 namespace {
+
+// errlog_mutex is of the interface and so no zel::Mutex; a forked child finds it free like the others.
+const zel::InChild free_errlog([](void*) { pthread_mutex_init(&errlog_mutex, nullptr); }, nullptr);
 
 constexpr int kDebugLevel = 4;
 constexpr int kLastByte = sizeof errlog_buffer - 1;

@@ -15,14 +15,18 @@ sigset_t sigpipe_only() noexcept {
   return set;
 }
 
+bool sigpipe_is_pending() noexcept {
+  sigset_t pending;
+  sigpending(&pending);
+  return sigismember(&pending, SIGPIPE) == 1;
+}
+
 }  // namespace
 
 namespace zel {
 
 void discard_sigpipe() noexcept {
-  sigset_t pending;
-  sigpending(&pending);
-  if (sigismember(&pending, SIGPIPE) != 1) return;
+  if (!sigpipe_is_pending()) return;
   const sigset_t sigpipe = sigpipe_only();
   const timespec no_wait{};
   retry([&] { return sigtimedwait(&sigpipe, nullptr, &no_wait); });
@@ -32,17 +36,16 @@ SigpipeGuard::SigpipeGuard() noexcept {
   const sigset_t sigpipe = sigpipe_only();
   sigset_t before;
   pthread_sigmask(SIG_BLOCK, &sigpipe, &before);
-  // A thread that blocks the signal itself (an outer guard included) is left to do so.
-  engaged_ = sigismember(&before, SIGPIPE) == 0;
+  blocked_before_ = sigismember(&before, SIGPIPE) == 1;
+  pending_before_ = blocked_before_ && sigpipe_is_pending();
 }
 
 SigpipeGuard::~SigpipeGuard() {
-  if (!engaged_) return;
   const int callers_errno = errno;
-  // It was not blocked before, so nothing was pending for this thread: what is there now is ours.
-  discard_sigpipe();
+  // A second one of the same signal does not queue: what was pending before hides ours.
+  if (!pending_before_) discard_sigpipe();
   const sigset_t sigpipe = sigpipe_only();
-  pthread_sigmask(SIG_UNBLOCK, &sigpipe, nullptr);
+  if (!blocked_before_) pthread_sigmask(SIG_UNBLOCK, &sigpipe, nullptr);
   errno = callers_errno;
 }
 

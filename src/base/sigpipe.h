@@ -4,8 +4,8 @@
 namespace zel {
 
 // Keeps SIGPIPE from the calling thread for its lifetime, and with it the end of the process when the peer has
-// gone. A signal that was raised meanwhile is taken out; one that the plug-in had pending or blocked
-// stays so.
+// gone. A signal that was raised meanwhile is taken out, also of a thread that blocks SIGPIPE itself; one that
+// such a thread had pending stays so.
 class SigpipeGuard {
  public:
   SigpipeGuard() noexcept;
@@ -14,7 +14,8 @@ class SigpipeGuard {
   SigpipeGuard& operator=(const SigpipeGuard&) = delete;
 
  private:
-  bool engaged_;
+  bool blocked_before_;
+  bool pending_before_;
 };
 
 // Takes out a SIGPIPE that a thread has pending while it blocks the signal.

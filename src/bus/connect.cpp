@@ -1,59 +1,51 @@
 #include "bus/connect.h"
 
 #include <fcntl.h>
-#include <pthread.h>
 
-#include <array>
 #include <cstddef>
+
+#include "bus/signals.h"
 
 namespace {
 
-// Puts back what libubus changes about the plug-in's signals when it connects; it changes only dispositions
-// that are still default. The signals are blocked meanwhile, so that in a plug-in of one thread none is lost
-// to libubus's handlers.
-class SignalKeeper {
- public:
-  SignalKeeper() noexcept {
-    sigset_t kept;
-    sigemptyset(&kept);
-    for (std::size_t i = 0; i < kSignals.size(); ++i) {
-      sigaddset(&kept, kSignals[i]);
-      sigaction(kSignals[i], nullptr, &before_[i]);
-    }
-    pthread_sigmask(SIG_BLOCK, &kept, &mask_);
+// Libubus of 2014 would wait on for the answers, at full speed.
+void finish_requests(ubus_context* bus) {
+  for (list_head* at = bus->requests.next; at != &bus->requests; at = at->next) {
+    auto* const request =
+        reinterpret_cast<ubus_request*>(reinterpret_cast<char*>(at) - offsetof(ubus_request, list));
+    if (request->status_msg) continue;
+    request->status_msg = true;
+    request->status_code = UBUS_STATUS_CONNECTION_FAILED;
   }
-  ~SignalKeeper() {
-    for (std::size_t i = 0; i < kSignals.size(); ++i) {
-      if (before_[i].sa_handler == SIG_DFL) put_back(kSignals[i], before_[i]);
-    }
-    pthread_sigmask(SIG_SETMASK, &mask_, nullptr);
-  }
-  SignalKeeper(const SignalKeeper&) = delete;
-  SignalKeeper& operator=(const SignalKeeper&) = delete;
+}
 
- private:
-  static constexpr std::array kSignals = {SIGINT, SIGTERM, SIGCHLD, SIGPIPE};
-
-  // Written only where it was changed: another thread of the plug-in may just be setting its own.
-  static void put_back(int signal, const struct sigaction& before) noexcept {
-    struct sigaction now {};
-    sigaction(signal, nullptr, &now);
-    if (now.sa_handler != SIG_DFL) sigaction(signal, &before, nullptr);
-  }
-
-  std::array<struct sigaction, kSignals.size()> before_{};
-  sigset_t mask_{};
-};
+// A signal may have interrupted it, which says nothing about the broker.
+ubus_context* connect_uninterrupted() noexcept {
+  const zel::SignalKeeper keeper;
+  ubus_context* bus;
+  do {
+    errno = 0;
+    bus = ubus_connect(nullptr);
+  } while (bus == nullptr && errno == EINTR);
+  return bus;
+}
 
 }  // namespace
 
 namespace zel {
 
+void close_bus(ubus_context* bus) noexcept {
+  // Calls may be queued: libubus of 2014 would leave the timer that is to run them in uloop's list.
+  if (bus->pending_timer.pending) uloop_timeout_cancel(&bus->pending_timer);
+  ubus_free(bus);
+}
+
 BusLink connect_bus() noexcept {
-  const SignalKeeper keeper;
-  BusLink link(ubus_connect(nullptr));
-  if (link) fcntl(link->sock.fd, F_SETFD, FD_CLOEXEC);
-  return link;
+  BusLink bus(connect_uninterrupted());
+  if (!bus) return bus;
+  fcntl(bus->sock.fd, F_SETFD, FD_CLOEXEC);
+  bus->connection_lost = finish_requests;
+  return bus;
 }
 
 }  // namespace zel

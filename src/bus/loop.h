@@ -1,46 +1,70 @@
-// loop.h: the table of bus connections and the thread that serves them.
-//
-// A connection enters with zel_loop_add_ubus and its entry stays for good, but it can go quiet: when its
-// broker hangs up or the plug-in releases it, its descriptor leaves the read set and its context is not
-// touched again.
+// loop.h: the table of descriptors that the service thread waits for, and the wait.
 #pragma once
 
-#include <csignal>
-#include <memory>
+#include <sys/select.h>
 
-struct ubus_context;
+#include <atomic>
+#include <cstdint>
+
+#include "base/in_child.h"
 
 namespace zel {
 
-// Clears the table. Before the service thread exists.
-void zel_loop_init() noexcept;
-
-// Starts the service thread, detached. It takes none of the plug-in's signals; handlers run with the signal
-// mask of the thread that calls this.
-void start_service_thread() noexcept;
-
-// The scope in which a handler or callback of the plug-in runs. On the service thread it has the plug-in's
-// signal mask: programs that a handler starts inherit it.
-class PluginCode {
+// Life: empty from clear(), which start-up calls; filled by add(), also while a thread turns; turned for the life of
+// the process. An entry stays for good, but it can go quiet: paused (not waited for) or forgotten (its handler is not
+// called again).
+// Lock: its own, which guards the table. Held for moments: never across the wait, a handler, or another lock.
+// A static object.
+class Loop {
  public:
-  PluginCode() noexcept;
-  ~PluginCode();
-  PluginCode(const PluginCode&) = delete;
-  PluginCode& operator=(const PluginCode&) = delete;
+  using Handler = void (*)(int fd, void* argument);
+  static constexpr int kCapacity = 16;
+
+  // What select can hold.
+  static bool can_hold(int fd) noexcept { return fd >= 0 && fd < FD_SETSIZE; }
+
+  // Before any thread turns it.
+  void clear() noexcept;
+
+  // Waits for the descriptor, which can_hold() has passed, from now on. False after 16 additions.
+  [[nodiscard]] bool add(int fd, Handler handler, void* argument) noexcept;
+
+  // Gives the entry of `argument`, if there is one, another descriptor and argument, and waits for that. No addition.
+  void replace(const void* argument, int fd, void* successor) noexcept;
+
+  // Whether there is an entry of the argument that is waited for.
+  bool waits_for(const void* argument) noexcept;
+
+  void pause(const void* argument) noexcept;
+  void forget(const void* argument) noexcept;
+
+  // Waits, for limit_ms at most or without limit if it is negative, and calls the handlers of the descriptors that
+  // are readable. Returns how many of these no entry explained.
+  int turn(int limit_ms) noexcept;
 
  private:
-  bool on_service_thread_;
-  sigset_t threads_mask_;
+  struct zel_loop_action {
+    int32_t fd;
+    Handler handler;
+    void* argument;
+  };
+
+  struct zel_loop_table {
+    fd_set read_set;
+    int32_t max_fd;
+    zel_loop_action actions[kCapacity];
+    int32_t last;
+  };
+
+  zel_loop_action* find(const void* argument) noexcept;
+  zel_loop_table copy_table() noexcept;
+  int wait(zel_loop_table* table, int limit_ms) noexcept;
+  void drop_closed_descriptors() noexcept;
+
+  Mutex mutex_;
+  zel_loop_table table_ = {{}, 0, {}, -1};
+  // Ends a wait for the table as it was. -1 when there is none.
+  std::atomic<int> wake_event_ = -1;
 };
-
-// The owner of a connection and of all its handlers use.
-using Retired = std::unique_ptr<void, void (*)(void*)>;
-
-// Whether the loop waits for the connection. With the global lock held.
-bool is_served(const ubus_context* context) noexcept;
-
-// Takes a connection out of service, then destroys its owner: at once, or, when a handler of that same
-// connection asks for it, as soon as libubus is done with the dispatch. With the global lock held.
-void retire_connection(ubus_context* context, Retired owner) noexcept;
 
 }  // namespace zel

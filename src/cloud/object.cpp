@@ -1,15 +1,19 @@
-// The plug-in's object on the bus: how it is made, answers, and goes.
+// The plug-in's object on the bus, from its making to its release.
 #include <sys/socket.h>
 #include <unistd.h>
 #include <zel/cloud.h>
+#include <zel/perm.h>
 
+#include <chrono>
 #include <cstddef>
 #include <cstring>
+#include <utility>
 
 #include "base/handles.h"
 #include "base/log.h"
+#include "bus/comeback.h"
 #include "bus/connect.h"
-#include "bus/loop.h"
+#include "bus/dispatch.h"
 #include "perm/guard.h"
 
 // The method handler finds the record from the address of its object, so the object is a member, not a
@@ -19,6 +23,7 @@ struct zel_cloud_msg_ctx {
   ubus_object object;
   zel_cloud_msg_handler handler;  // Guarded by the global lock.
   pid_t owner;                    // A forked child has a copy of the record, but shares the connection.
+  bool released_by_handler;
 };
 
 char zel_object_name[128];
@@ -28,18 +33,9 @@ blob_buf zel_b;
 
 namespace {
 
-void destroy_record(void* memory) noexcept {
-  auto* const record = static_cast<zel_cloud_msg_ctx*>(memory);
-  if (record->owner == getpid()) {
-    // The broker's answer tells that it has read what was sent before, the last reply too. The service thread
-    // may be waiting on the socket, which keeps it open past its close: hence the shutdown.
-    ubus_remove_object(record->bus, &record->object);
-    shutdown(record->bus->sock.fd, SHUT_RDWR);
-  }
-  ubus_free(record->bus);
-  zel_free(record);
-  blob_buf_free(&zel_b);
-}
+// ---- A message and its answer
+
+unsigned int messages = 0;  // So many have come in. Guarded by the global lock.
 
 int call_plugin(zel_cloud_msg_handler handler, const char* message) noexcept {
   const zel::PluginCode scope;
@@ -53,7 +49,7 @@ zel_cloud_msg_handler handler_of(const zel_cloud_msg_ctx& record) {
   return record.handler;
 }
 
-int zel_cloud_send_cmd(ubus_context*, ubus_object* object, ubus_request_data* request, const char*,
+int zel_cloud_send_cmd(ubus_context* bus, ubus_object* object, ubus_request_data* request, const char*,
                        blob_attr* request_data);
 
 constexpr blobmsg_policy kRequestPolicy[] = {{.name = "msg", .type = BLOBMSG_TYPE_STRING}};
@@ -69,17 +65,10 @@ constexpr ubus_method send_cmd_method() {
 }
 const ubus_method kMethods[] = {send_cmd_method()};
 
-ubus_object_type new_object_type() {
-  ubus_object_type type{};
-  type.name = zel_object_name;
-  type.methods = kMethods;
-  type.n_methods = 1;
-  return type;
-}
-ubus_object_type object_type = new_object_type();
-
-int zel_cloud_send_cmd(ubus_context*, ubus_object* object, ubus_request_data* request, const char*,
+// `bus` is the record's connection, or the one that is about to become it.
+int zel_cloud_send_cmd(ubus_context* bus, ubus_object* object, ubus_request_data* request, const char*,
                        blob_attr* request_data) {
+  ++messages;
   blob_attr* msg = nullptr;
   if (request_data != nullptr) {
     blobmsg_parse(kRequestPolicy, 1, &msg, blob_data(request_data),
@@ -91,10 +80,68 @@ int zel_cloud_send_cmd(ubus_context*, ubus_object* object, ubus_request_data* re
   const zel_cloud_msg_handler handler = handler_of(*record);
   const int status = msg != nullptr && handler != nullptr ? call_plugin(handler, blobmsg_get_string(msg)) : 0;
 
-  blob_buf_init(&zel_b, 0);
-  blobmsg_add_string(&zel_b, "description", resp_buf);
-  ubus_send_reply(record->bus, request, zel_b.head);
-  return status;
+  const bool described =
+      blob_buf_init(&zel_b, 0) == 0 && blobmsg_add_string(&zel_b, "description", resp_buf) == 0;
+  if (described) ubus_send_reply(bus, request, zel_b.head);
+  return described || status != 0 ? status : UBUS_STATUS_UNKNOWN_ERROR;
+}
+
+// ---- Its making, and its comeback with another broker
+
+ubus_object_type new_object_type() {
+  ubus_object_type type{};
+  type.name = zel_object_name;
+  type.methods = kMethods;
+  type.n_methods = 1;
+  return type;
+}
+ubus_object_type object_type = new_object_type();
+
+ubus_object new_object() {
+  ubus_object object{};
+  object.name = zel_object_name;
+  object.type = &object_type;
+  object.methods = kMethods;
+  object.n_methods = 1;
+  return object;
+}
+
+// Puts the record's object on a bus that does not know it.
+bool publish(zel_cloud_msg_ctx* record, ubus_context* bus) {
+  record->object = new_object();
+  object_type.id = 0;  // An earlier connection's number would name a type that is gone.
+  return ubus_add_object(bus, &record->object) == 0;
+}
+
+bool revive(ubus_context* lost, zel::BusLink* fresh) {
+  zel_cloud_msg_ctx* const record = zel_cloud_ctx;
+  // A call can come in before the object is published, and its handler can release it.
+  if (!publish(record, fresh->get()) || record != zel_cloud_ctx) return false;
+  record->bus = fresh->release();
+  fresh->reset(lost);
+  return true;
+}
+
+void retire(zel_cloud_msg_ctx* record);
+
+// Makes the record of an object on the bus of `link`, which then belongs to it.
+int make_record(const char* who, zel::BusLink link) {
+  zel::Memory<zel_cloud_msg_ctx> record(
+      static_cast<zel_cloud_msg_ctx*>(zel_malloc(sizeof(zel_cloud_msg_ctx))));
+  if (!record) return -1;
+  *record = zel_cloud_msg_ctx{};
+  record->bus = link.get();
+  record->owner = getpid();
+  if (!publish(record.get(), link.get())) {
+    ZEL_LOG_AS(who, LOG_ERR, "[ZEL]", "Failed to add object: %s\n\n", zel_object_name);
+    link.reset();  // Before the record: the connection may still refer to its object.
+    return -1;
+  }
+  zel_cloud_msg_ctx* const earlier = std::exchange(zel_cloud_ctx, record.release());
+  if (earlier != nullptr) retire(earlier);  // Of another name, or lost with its broker.
+  zel_loop_add_ubus(link.get());
+  zel::comeback.keep(link.release(), revive);
+  return 0;
 }
 
 zel::BusLink connect_logged(const char* who) {
@@ -107,32 +154,11 @@ zel::BusLink connect_logged(const char* who) {
   return link;
 }
 
-// Puts the object named zel_object_name on the bus of `link`, which then belongs to the new record.
-int publish(const char* who, zel::BusLink link) {
-  zel::Memory<zel_cloud_msg_ctx> record(
-      static_cast<zel_cloud_msg_ctx*>(zel_malloc(sizeof(zel_cloud_msg_ctx))));
-  if (!record) return -1;
-  *record = zel_cloud_msg_ctx{};
-  object_type.id = 0;        // An earlier connection's number would name a type that is gone.
-  record->bus = link.get();  // A call can come in before ubus_add_object has returned.
-  record->owner = getpid();
-  record->object.name = zel_object_name;
-  record->object.type = &object_type;
-  record->object.methods = kMethods;
-  record->object.n_methods = 1;
-  if (ubus_add_object(link.get(), &record->object) != 0) {
-    ZEL_LOG_AS(who, LOG_ERR, "[ZEL]", "Failed to add object: %s\n\n", record->object.name);
-    link.reset();  // Before the record: the connection may still refer to its object.
-    return -1;
-  }
-  zel_cloud_ctx = record.release();
-  zel_loop_add_ubus(link.release());
-  return 0;
-}
-
 bool caller_may_use_cloud(const char* who) {
   return zel::Guard("[ZEL]", zel::Guard::Logs::kNothing).permits(ability_cloud_communication, who);
 }
+
+// ---- Its handler
 
 bool object_exists() {
   const zel::GlobalSection section;
@@ -146,6 +172,47 @@ int store_handler(zel_cloud_msg_handler handler) {
   return 0;
 }
 
+// ---- Its end
+
+constexpr std::chrono::milliseconds kFarewellLimit{1000};
+
+// Answers, with an empty text, the messages that came in while a handler released the object, until none comes any
+// more: their senders would wait for their own limits. An answer from the broker, whatever it says, tells that it has
+// read what was sent before, which a hang-up could make it drop.
+void answer_what_is_queued(ubus_context* bus) {
+  using Clock = std::chrono::steady_clock;
+  const Clock::time_point end = Clock::now() + kFarewellLimit;
+  zel::BusMessage nothing;
+  for (unsigned int before = messages - 1; before != messages && nothing;) {
+    before = messages;
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
+    if (left <= 0) return;
+    ubus_invoke(bus, UBUS_SYSTEM_OBJECT_EVENT, "farewell", nothing.data(), nullptr, nullptr,
+                static_cast<int>(left));
+    if (bus->sock.eof) return;
+    bus->sock.cb(&bus->sock,
+                 ULOOP_READ);  // Libubus of 2014 runs what it has queued only with the next input.
+  }
+}
+
+void destroy(void* memory) noexcept {
+  auto* const record = static_cast<zel_cloud_msg_ctx*>(memory);
+  const zel::Memory<zel_cloud_msg_ctx> freed(record);  // After the connection, which refers to its object.
+  const zel::BusLink bus(record->bus);
+  if (record->owner == getpid()) {
+    if (record->released_by_handler) answer_what_is_queued(bus.get());
+    // The service thread may be waiting on the socket, which keeps it open past its close.
+    shutdown(bus->sock.fd, SHUT_RDWR);
+  }
+  blob_buf_free(&zel_b);
+}
+
+void retire(zel_cloud_msg_ctx* record) {
+  record->handler = nullptr;  // For what is still queued when a handler releases.
+  record->released_by_handler = zel::is_at_work(record->bus);
+  zel::retire_connection(record->bus, zel::Owner(record, destroy));
+}
+
 }  // namespace
 
 int zel_cloud_msg_init(void) {
@@ -156,7 +223,7 @@ int zel_cloud_msg_init(void) {
     return -1;
   }
   zel::BusLink link = connect_logged(__func__);
-  return link ? publish(__func__, std::move(link)) : -1;
+  return link ? make_record(__func__, std::move(link)) : -1;
 }
 
 int zel_cloud_msg_init_dbg(const char* name) {
@@ -165,7 +232,7 @@ int zel_cloud_msg_init_dbg(const char* name) {
   zel::BusLink link = connect_logged(__func__);
   if (!link) return -1;
   snprintf(zel_object_name, sizeof zel_object_name, "%s%s", "zel_", name);
-  return publish(__func__, std::move(link));
+  return make_record(__func__, std::move(link));
 }
 
 int zel_cloud_msg_handler_register(zel_cloud_msg_handler handler) {
@@ -179,10 +246,6 @@ int zel_cloud_msg_handler_register_dbg(zel_cloud_msg_handler handler) {
 
 void zel_cloud_msg_release(void) {
   const zel::BusSection section;
-  if (zel_cloud_ctx != nullptr) {
-    zel_cloud_msg_ctx* const record = std::exchange(zel_cloud_ctx, nullptr);
-    record->handler = nullptr;  // For what is still queued when a handler releases.
-    zel::retire_connection(record->bus, zel::Retired(record, destroy_record));
-  }
+  if (zel_cloud_ctx != nullptr) retire(std::exchange(zel_cloud_ctx, nullptr));
   blob_buf_free(&zel_b);
 }

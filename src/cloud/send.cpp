@@ -6,11 +6,14 @@
 #include "base/handles.h"
 #include "base/log.h"
 #include "bus/connect.h"
+#include "bus/frame.h"
 
 namespace {
 
 constexpr int kReplyTimeoutMs = 8000;
 constexpr size_t kNameSize = 64;
+// What stands in the frame's body around a message: its length, the object's id, and the method's name.
+constexpr size_t kAroundMessage = 4 + 8 + 16;
 
 constexpr blobmsg_policy kReplyPolicy[] = {{.name = "description", .type = BLOBMSG_TYPE_STRING}};
 
@@ -34,10 +37,11 @@ void exchange(const char* who, ubus_context* bus, const char* target, const char
     return;
   }
   zel::BusMessage request;
+  const bool fits = request && blobmsg_add_string(request.buffer(), "msg", message) == 0 &&
+                    zel::may_be_sent(kAroundMessage + blob_raw_len(request.data()));
   const int status =
-      blobmsg_add_string(request.buffer(), "msg", message) != 0
-          ? UBUS_STATUS_INVALID_ARGUMENT  // What the bus says of any message over its limit.
-          : ubus_invoke(bus, object, "send_cmd", request.data(), take_answer, answer, kReplyTimeoutMs);
+      fits ? ubus_invoke(bus, object, "send_cmd", request.data(), take_answer, answer, kReplyTimeoutMs)
+           : UBUS_STATUS_INVALID_ARGUMENT;  // What the bus says of any message over its limit.
   if (status != 0) ZEL_LOG_AS(who, LOG_ERR, "[ZEL]", "ubus_invoke fail errcode:%d\n\n", status);
 }
 

@@ -5,7 +5,7 @@
 #include <cstdlib>
 #include <cstring>
 
-#include "base/handles.h"
+#include "base/command.h"
 #include "base/qo_level.h"
 
 #define DAEMON_SHELL "/usr/local/localshell/norva_daemon_shell"
@@ -33,19 +33,17 @@ const char* command_of(int key) {
 }
 
 // Reads to the end and keeps the lines before the first that does not fit.
-void read_lines(FILE* output, char* buffer, size_t size) {
+void read_lines(zel::Command* script, char* buffer, size_t size) {
   char line[256];
   size_t total = 0;
-  size_t kept = 0;
-  while (fgets(line, sizeof line, output) != nullptr) {
+  while (script->read_line(line, sizeof line)) {
     const size_t length = strlen(line);
-    if (length + total < size) {
-      qo_strncpy(buffer + total, line, size - total);
-      kept = total + length;
-    }
+    if (length + total < size) qo_strncpy(buffer + total, line, size - total);
     total += length;  // Kept: counts a line that did not fit, so none behind it does either.
   }
-  if (kept > 0 && (buffer[kept - 1] == '\n' || buffer[kept - 1] == '\r')) buffer[kept - 1] = '\0';
+  // Kept: only the end of all that was printed is looked at, which lies outside if not all of it fitted.
+  if (total == 0 || total >= size) return;
+  if (buffer[total - 1] == '\n' || buffer[total - 1] == '\r') buffer[total - 1] = '\0';
 }
 
 }  // namespace
@@ -58,20 +56,18 @@ int norva_config_get(int key, char* buffer, int length) {
     QO_Log(zel::kQoError, "[%s]Invalid arguments!", __func__);
     return -1;
   }
-  zel::Pipe output(popen(command, "re"));
-  if (!output) {
+  zel::Command script(command);
+  if (!script) {
     QO_Log(zel::kQoError, "[%s]Failed to run command[%s]", __func__, command);
     return -1;
   }
   if (buffer == nullptr) {
-    // Kept: the pipe stays open for good. What the command left running in the background would end at its first
-    // output to a closed one.
-    [[maybe_unused]] const FILE* const left_open = output.release();
+    script.leave();
     return 0;
   }
-  read_lines(output.get(), buffer, size);
+  read_lines(&script, buffer, size);
   QO_Log(zel::kQoDebug, "[%s]Command[%s] result:\n   %s", __func__, command, size > 0 ? buffer : "");
-  return pclose(output.release());
+  return script.finish();
 }
 
 int zel_get_lan_mac(uint8_t* mac) {

@@ -1,11 +1,11 @@
 // The device's identity, as the router's daemon keeps it in its information file.
+#include <fcntl.h>
 #include <zel/device.h>
 
 #include <cstring>
 
-#include "base/handles.h"
 #include "base/json.h"
-#include "file/whole_file.h"
+#include "base/whole_file.h"
 #include "router/copy.h"
 #include "router/daemon_file.h"
 
@@ -31,8 +31,8 @@ bool fill_number(const cJSON* root, const char* key, int32_t* field) {
 int zel_get_device_info(zel_device_info* info) {
   if (info == nullptr) return -1;
   memset(info, 0, sizeof *info);
-  const zel::Memory<char> text = zel::whole_file(zel::kDaemonFile);
-  const zel::JsonTree root(text ? cJSON_Parse(text.get()) : nullptr);
+  const zel::WholeFile file = zel::read_whole_file(zel::kDaemonFile, O_RDWR);
+  const zel::JsonTree root(file.text ? cJSON_Parse(file.text.get()) : nullptr);
   const bool whole = fill_text(root.get(), "device_id", info->device_id) &&
                      fill_text(root.get(), "daemon_version", info->daemon_version) &&
                      fill_text(root.get(), "deviceName", info->deviceName) &&

@@ -1,17 +1,17 @@
 // The size of main memory.
-#include <climits>
-#include <cstdlib>
-#include <cstring>
-
 #include <zel/device.h>
 #include <zel/util.h>
-#include "base/handles.h"
+
+#include <cstring>
+
+#include "base/command.h"
+#include "base/number.h"
 
 namespace {
 
 int next_thousands(char** rest) {
   const char* const field = strtok_r(nullptr, " \t\n:", rest);
-  return field != nullptr ? static_cast<int>(strtol(field, nullptr, 10) / 1000) : 0;
+  return field != nullptr ? zel::leading_number<int>(field) / 1000 : 0;
 }
 
 }  // namespace
@@ -19,12 +19,12 @@ int next_thousands(char** rest) {
 int qo_get_memory_info(int* total, int* used) {
   if (total == nullptr || used == nullptr) return -1;
   *total = *used = 0;
-  zel::Pipe output(popen("free", "re"));
-  if (!output) return 0;
+  zel::Command free("free");
+  if (!free) return 0;
   char line[1024];
   bool found = false;
   // Reads on behind the line, so that the result is not that of a program whose output was cut off.
-  while (fgets(line, sizeof line, output.get()) != nullptr) {
+  while (free.read_line(line, sizeof line)) {
     char* rest = nullptr;
     const char* const name = found ? nullptr : strtok_r(line, " \t\n:", &rest);
     if (name == nullptr || qo_strcasecmp(name, "Mem") != 0) continue;
@@ -32,7 +32,7 @@ int qo_get_memory_info(int* total, int* used) {
     *total = next_thousands(&rest);
     *used = next_thousands(&rest);
   }
-  return pclose(output.release());
+  return free.finish();
 }
 
 int GetRamInKB(void) {
@@ -42,10 +42,8 @@ int GetRamInKB(void) {
   char line[256];
   while (file && fgets(line, sizeof line, file.get()) != nullptr) {
     if (strncmp(line, kName, kNameLength) != 0) continue;
-    char* end = nullptr;
-    const long long number = strtoll(line + kNameLength, &end, 10);
-    if (end == line + kNameLength) continue;
-    return number <= INT_MAX ? static_cast<int>(number) : INT_MAX;
+    int number = 0;
+    if (zel::read_number(line + kNameLength, &number)) return number;
   }
   return -1;
 }

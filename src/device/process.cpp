@@ -1,10 +1,9 @@
 // Whether a process runs.
 #include <zel/device.h>
 
-#include <cstdlib>
-
-#include "base/handles.h"
+#include "base/command.h"
 #include "base/new_text.h"
+#include "base/number.h"
 
 int zel_detect_proc(const char* name) {
   const zel::Memory<char> pattern = name != nullptr ? zel::within_quotes(name) : nullptr;
@@ -13,9 +12,9 @@ int zel_detect_proc(const char* name) {
   const int length = snprintf(command, sizeof command, "ps | grep grep -v | grep -c '%s'", pattern.get());
   if (length < 0 || static_cast<size_t>(length) >= sizeof command) return -1;
   char line[512];
-  const zel::Pipe output(popen(command, "re"));
-  while (output && fgets(line, sizeof line, output.get()) != nullptr) {
-    if (strtol(line, nullptr, 10) > 0) return 0;
+  zel::Command count(command);
+  while (count && count.read_line(line, sizeof line)) {
+    if (zel::leading_number<int>(line) > 0) return 0;
   }
   return -1;
 }

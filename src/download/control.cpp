@@ -14,12 +14,12 @@ using zel::JsonTree;
 using zel::download::failed;
 
 // Kept: the three calls log their requests differently, and one never its answer.
-enum class Shown { kNever, kTraced, kAlways };
+enum class Logs { kNever, kTraced, kAlways };
 
 struct Control {
   const char* who;
   const char* method;
-  Shown request;
+  Logs request;
   bool traces_answer;
 };
 
@@ -32,8 +32,8 @@ JsonText print_request(const char* method, const char* task_id) {
 
 void log_request(const Control& control, const JsonText& request) {
   const char* const text = request ? request.get() : "(null)";
-  if (control.request == Shown::kAlways) zel_log(LOG_ERR, "[ZEL] req_string = %s\n", text);
-  if (control.request == Shown::kTraced) ZEL_TRACE_AS(control.who, "[ZEL]", "req_string = %s\n", text);
+  if (control.request == Logs::kAlways) zel_log(LOG_ERR, "[ZEL] req_string = %s\n", text);
+  if (control.request == Logs::kTraced) ZEL_TRACE_AS(control.who, "[ZEL]", "req_string = %s\n", text);
 }
 
 int read_answer(const char* who, const cJSON* answer) {
@@ -53,7 +53,7 @@ int perform(const Control& control, const char* task_id) {
   const JsonText request = print_request(control.method, task_id);
   log_request(control, request);
   zel::download::Exchange daemon;
-  if (!daemon.post(request, 10, 2)) return failed(control.who, "Post reqstr fail \n");
+  if (!daemon.post(request, zel::kForTaskControl)) return failed(control.who, "Post reqstr fail \n");
   if (control.traces_answer) ZEL_TRACE_AS(control.who, "[ZEL]", "res_string = %s\n", daemon.answer());
   return read_answer(control.who, daemon.parse().get());
 }
@@ -61,13 +61,13 @@ int perform(const Control& control, const char* task_id) {
 }  // namespace
 
 int zel_download_task_pause(const char* task_id) {
-  return perform({__func__, "aria2.pause", Shown::kNever, false}, task_id);
+  return perform({__func__, "aria2.pause", Logs::kNever, false}, task_id);
 }
 
 int zel_download_task_resume(const char* task_id) {
-  return perform({__func__, "aria2.unpause", Shown::kAlways, true}, task_id);
+  return perform({__func__, "aria2.unpause", Logs::kAlways, true}, task_id);
 }
 
 int zel_download_task_del(const char* task_id) {
-  return perform({__func__, "aria2.forceRemove", Shown::kTraced, true}, task_id);
+  return perform({__func__, "aria2.forceRemove", Logs::kTraced, true}, task_id);
 }

@@ -59,7 +59,7 @@ JsonText print_request(const task_param& param, const char* appid) {
 }
 
 bool normal_task_create(Exchange* daemon, const task_param& param, const char* appid) {
-  if (daemon->post(print_request(param, appid), 10, 1)) return true;
+  if (daemon->post(print_request(param, appid), zel::kForTaskCreation)) return true;
   zel::download::failed(__func__, "Post req_str fail\n");
   return false;
 }

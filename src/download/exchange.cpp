@@ -13,13 +13,13 @@ static_assert(sizeof dst_buffer >= ZEL_HTTP_RESULT_SIZE);
 
 namespace zel::download {
 
-std::mutex Exchange::turns_;
+Mutex Exchange::turns_;
 
-bool Exchange::post(const JsonText& request, int timeout_s, int attempts) noexcept {
-  constexpr char kDaemon[] = "http://127.0.0.1:6800/jsonrpc";
+bool Exchange::post(const JsonText& request, const Patience& patience) {
+  constexpr char kDaemon[] = "http://" ZEL_DOWNLOAD_HOST ":6800/jsonrpc";
   if (!request) return false;
   const auto length = static_cast<uint32_t>(strlen(request.get()));
-  return HttpPostBuffer(dst_buffer, kDaemon, request.get(), length, timeout_s, attempts) == 0;
+  return HttpPostBuffer(dst_buffer, kDaemon, request.get(), length, patience.seconds, patience.attempts) == 0;
 }
 
 const char* Exchange::answer() const noexcept {
@@ -30,7 +30,7 @@ JsonTree Exchange::parse() const noexcept {
   return JsonTree(cJSON_Parse(dst_buffer));
 }
 
-int failed(const char* who, const char* message, int line) noexcept {
+int failed(const char* who, const char* message, int line) {
   ZEL_LOG_AT(who, line, LOG_ERR, "[ZEL]", "%s", message);
   return -1;
 }

@@ -3,7 +3,9 @@
 
 #include <mutex>
 
+#include "base/in_child.h"
 #include "base/json.h"
+#include "base/patience.h"
 
 namespace zel::download {
 
@@ -12,19 +14,18 @@ class Exchange {
  public:
   Exchange() noexcept : turn_(turns_) {}
 
-  // False if the transfer failed, or if there is no request because memory was short. The time-out is that of
-  // one attempt.
-  bool post(const JsonText& request, int timeout_s, int attempts) noexcept;
+  // False if the transfer failed, or if there is no request because memory was short.
+  [[nodiscard]] bool post(const JsonText& request, const Patience& patience);
 
   const char* answer() const noexcept;
   JsonTree parse() const noexcept;
 
  private:
-  static std::mutex turns_;  // Guards dst_buffer.
-  const std::lock_guard<std::mutex> turn_;
+  static Mutex turns_;  // Guards dst_buffer.
+  const std::lock_guard<Mutex> turn_;
 };
 
 // Logs why a call fails, under its name and the line it fails in. Returns -1.
-int failed(const char* who, const char* message, int line = __builtin_LINE()) noexcept;
+int failed(const char* who, const char* message, int line = __builtin_LINE());
 
 }  // namespace zel::download

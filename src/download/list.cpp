@@ -43,7 +43,7 @@ JsonText print_request() {
 // The daemon's three lists, or null, which is logged under the name of the call.
 JsonTree fetch_lists(const char* who) {
   zel::download::Exchange daemon;
-  if (!daemon.post(print_request(), 10, 2)) {
+  if (!daemon.post(print_request(), zel::kForTaskLists)) {
     failed(who, "Post reqstr fail \n");
     return nullptr;
   }

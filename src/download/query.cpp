@@ -50,6 +50,7 @@ int zel_download_task_query(const char* task_id, task_info* info) {
   if (info == nullptr) return ZEL_DOWNLOAD_NO_OUTPUT;
 
   zel::download::Exchange daemon;
-  if (!daemon.post(print_request(task_id), 20, 1)) return failed(__func__, "Post req_str fail\n");
+  if (!daemon.post(print_request(task_id), zel::kForTaskQuery))
+    return failed(__func__, "Post req_str fail\n");
   return read_answer(__func__, daemon.parse().get(), task_id, info);
 }

@@ -75,7 +75,7 @@ void copy_task_id(char* field, const char* gid) noexcept {
   memset(field + length, 0, ZEL_TASK_ID_SIZE - length);
 }
 
-int fill_progress(const char* who, const cJSON* entry, task_info* info) noexcept {
+int fill_progress(const char* who, const cJSON* entry, task_info* info) {
   for (const auto& row : kKeys) {
     const cJSON* const text = json_member(entry, row.key, kJsonString);
     if (text == nullptr) return failed(who, row.complaint);

@@ -1,4 +1,4 @@
-// record.h: what the daemon tells about a task, as a task_info.
+// record.h: what the daemon reports of a task, as a task_info.
 #pragma once
 
 #include <zel/download.h>
@@ -12,6 +12,6 @@ void copy_task_id(char* field, const char* gid) noexcept;
 
 // Fills all but the id, in the order of the daemon's keys. Returns 0; -1, logged under the name of the caller,
 // at the first key that is missing or no text. What was filled until then stays.
-int fill_progress(const char* who, const cJSON* entry, task_info* info) noexcept;
+[[nodiscard]] int fill_progress(const char* who, const cJSON* entry, task_info* info);
 
 }  // namespace zel::download

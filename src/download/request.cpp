@@ -17,7 +17,7 @@ bool add_prefix(cJSON* request, const char* id) {
 
 namespace zel::download {
 
-bool add_cmd_prefix_to_json(cJSON* request, const char* src, int length) noexcept {
+bool add_cmd_prefix_to_json(cJSON* request, const char* src, int length) {
   if (request == nullptr) {
     ZEL_LOG(LOG_ERR, "[ZEL]", "cJson object NULL\n");
     return false;

@@ -3,9 +3,15 @@
 
 #include "base/log.h"
 #include "bus/connect.h"
+#include "bus/frame.h"
 #include "event/access.h"
+#include "event/kinds.h"
 
 namespace {
+
+// What stands in the frame's body around an event's fields: its length, the event object's id, the method "send", and
+// the head, the name and the table's head of its arguments.
+constexpr size_t kAroundEvent = 4 + 8 + 12 + 4 + 24 + 12;
 
 bool describe(blob_buf* message, uint32_t event, uint32_t subevent, const char* data) {
   return blobmsg_add_u32(message, "event", event) == 0 &&
@@ -13,21 +19,14 @@ bool describe(blob_buf* message, uint32_t event, uint32_t subevent, const char* 
          (data == nullptr || blobmsg_add_string(message, "data", data) == 0);
 }
 
-// What a typed sender accepts and says.
-struct Kind {
-  const char* who;
-  uint32_t event;
-  uint32_t first_subevent;
-  uint32_t subevents;
-};
-
-bool acceptable(const Kind& kind, uint32_t subevent, const char* data) {
-  if (subevent - kind.first_subevent >= kind.subevents) {
-    ZEL_LOG_AS(kind.who, LOG_ERR, "[ZE]", "subev is invalid!\n");
+// What a typed sender accepts; it logs what it does not.
+bool is_acceptable(const char* who, uint32_t event, uint32_t subevent, const char* data) {
+  const zel::EventKind& kind = zel::kKinds[event];
+  if (subevent - (event << zel::kSubeventBits) >= kind.subevents) {
+    ZEL_LOG_AS(who, LOG_ERR, "[ZE]", "subev is invalid!\n");
     return false;
   }
-  static constexpr const char* kNames[] = {"disk", "wan", "home"};
-  if (data == nullptr) ZEL_LOG_AS(kind.who, LOG_ERR, "[ZE]", "%s is NULL\n\n", kNames[kind.event]);
+  if (data == nullptr) ZEL_LOG_AS(who, LOG_ERR, "[ZE]", "%s is NULL\n\n", kind.sender);
   return data != nullptr;
 }
 
@@ -49,23 +48,24 @@ int zel_event_send(uint32_t event, uint32_t subevent, const char* data) {
     return -1;
   }
   zel::BusMessage message;
-  if (!describe(message.buffer(), event, subevent, data)) return -1;
+  if (!message || !describe(message.buffer(), event, subevent, data)) return -1;
+  if (!zel::may_be_sent(kAroundEvent + blob_len(message.data()))) return -1;
   return ubus_send_event(bus.get(), zel::kBusEvent, message.data()) == 0 ? 0 : -1;
 }
 
 int zel_event_send_disk(uint32_t subevent, const char* data) {
-  if (!acceptable({__func__, ZEL_EVENT_DISK, 0, 2}, subevent, data)) return -1;
+  if (!is_acceptable(__func__, ZEL_EVENT_DISK, subevent, data)) return -1;
   return zel_event_send(ZEL_EVENT_DISK, subevent, data);
 }
 
 int zel_event_send_wan(uint32_t subevent, const char* data) {
-  if (!acceptable({__func__, ZEL_EVENT_WAN, 256, 2}, subevent, data)) return -1;
+  if (!is_acceptable(__func__, ZEL_EVENT_WAN, subevent, data)) return -1;
   zel_event_send(ZEL_EVENT_WAN, subevent, data);
   return 0;  // Kept: only the disk sender passes on a failure.
 }
 
 int zel_event_send_home(uint32_t subevent, const char* data) {
-  if (!acceptable({__func__, ZEL_EVENT_HOME, 512, 1}, subevent, data)) return -1;
+  if (!is_acceptable(__func__, ZEL_EVENT_HOME, subevent, data)) return -1;
   zel_event_send(ZEL_EVENT_HOME, subevent, data);
   return 0;  // Kept, as above.
 }

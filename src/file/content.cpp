@@ -4,29 +4,11 @@
 #include <unistd.h>
 #include <zel/file.h>
 
-#include "file/whole_file.h"
-
-namespace zel {
-
-Memory<char> whole_file(const char* path) noexcept {
-  // Kept: a file that the caller may only read is refused. A FIFO opened so waits for nobody, and has no end.
-  const File file(path != nullptr ? fopen(path, "rb+e") : nullptr);
-  if (!file || fseeko(file.get(), 0, SEEK_END) != 0) return nullptr;
-  const off_t end = ftello(file.get());
-  if (end < 0 || static_cast<uint64_t>(end) >= SIZE_MAX) return nullptr;
-  const auto size = static_cast<size_t>(end);
-  Memory<char> text(static_cast<char*>(calloc(size + 1, 1)));
-  if (!text) return nullptr;
-  rewind(file.get());
-  // A file that shrank meanwhile leaves NULs behind its text.
-  text.get()[fread(text.get(), 1, size, file.get())] = '\0';
-  return text;
-}
-
-}  // namespace zel
+#include "base/whole_file.h"
 
 char* zel_get_buf_from_file(const char* path) {
-  return zel::whole_file(path).release();
+  // Kept: a file that the caller may only read is refused.
+  return zel::read_whole_file(path, O_RDWR).text.release();
 }
 
 int zel_save_file(const char* path, const void* bytes, size_t length) {

@@ -8,8 +8,10 @@
 #include <ctime>
 
 #include <zel/file.h>
+#include "base/command.h"
 #include "base/handles.h"
 #include "base/new_text.h"
+#include "base/number.h"
 #include "base/qo_level.h"
 
 namespace {
@@ -37,9 +39,7 @@ class TableFile {
 // The next field of a table's line as a number; false if there is none.
 bool next_number(char** rest, int64_t* number) {
   const char* const field = strtok_r(nullptr, " \t\n", rest);
-  char* end = nullptr;
-  if (field != nullptr) *number = strtoll(field, &end, 10);
-  return end != field;
+  return field != nullptr && zel::read_number(field, number);
 }
 
 bool read_table(FILE* table, int64_t* total, int64_t* used) {
@@ -70,9 +70,9 @@ bool is_directory(const char* path) {
 
 int is_type_fat(const char* path) {
   if (path == nullptr || *path == '\0') return 0;
-  const zel::Pipe mounts(popen("mount", "re"));
+  zel::Command mounts("mount");
   char line[kLineSize];
-  while (mounts && fgets(line, sizeof line, mounts.get()) != nullptr) {
+  while (mounts && mounts.read_line(line, sizeof line)) {
     if (strstr(line, path) != nullptr && strstr(line, "type vfat") != nullptr) return 1;
   }
   return 0;
@@ -84,13 +84,13 @@ int get_df_info(const char* path, char* buffer) {
   char command[512];
   const int length = word ? snprintf(command, sizeof command, "norva_db df %s", word.get()) : -1;
   const bool fits = length >= 0 && static_cast<size_t>(length) < sizeof command;
-  const zel::Pipe output(fits ? popen(command, "re") : nullptr);
-  if (!output) {
+  zel::Command tool(fits ? command : nullptr);
+  if (!tool) {
     QO_Log(zel::kQoError, "[%s]Failed to run command[%s]", __func__, length >= 0 ? command : "norva_db");
     return -1;
   }
   for (int lines = 0; lines < 2; ++lines) {
-    if (fgets(buffer, kLineSize, output.get()) == nullptr) return -1;
+    if (!tool.read_line(buffer, kLineSize)) return -1;
   }
   return 0;
 }

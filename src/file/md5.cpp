@@ -6,7 +6,7 @@
 
 #include "base/handles.h"
 #include "base/qo_level.h"
-#include "file/whole_file.h"
+#include "base/whole_file.h"
 #include "util/digest.h"
 
 using zel::kQoDebug;
@@ -47,7 +47,7 @@ int zel_check_file_md5(const char* path, char* output) {
 }
 
 int zel_check_file_md5_with_md5_file(const char* path, const char* md5_path) {
-  const zel::Memory<char> wanted = zel::whole_file(md5_path);
+  const zel::Memory<char> wanted = zel::read_whole_file(md5_path, O_RDWR).text;
   if (!wanted) {
     QO_Log(kQoDebug, "[util]{%s} zel_get_buf_from_file error", __func__);
     return -1;

@@ -2,12 +2,14 @@
 
 #include <mutex>
 
+#include "base/in_child.h"
+
 namespace zel::http {
 
 CurlEasy new_easy() {
   // The first handle initialises libcurl, which its older releases do not protect against a second thread.
-  static std::mutex one_at_a_time;
-  const std::lock_guard<std::mutex> lock(one_at_a_time);
+  static Mutex one_at_a_time;
+  const std::lock_guard lock(one_at_a_time);
   return CurlEasy(curl_easy_init());
 }
 

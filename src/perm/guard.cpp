@@ -2,10 +2,13 @@
 
 #include <cstdio>
 #include <cstring>
+#include <mutex>
 
 #include "base/log.h"
 
 namespace zel {
+
+Mutex Guard::mutex_;
 
 bool Guard::permits(uint32_t ability, const char* who, int line) {
   Appid appid;

@@ -3,7 +3,7 @@
 
 #include <zel/perm.h>
 
-#include <mutex>
+#include "base/in_child.h"
 
 namespace zel {
 
@@ -30,8 +30,8 @@ class Guard {
 
   const char* const tag_;
   const Logs logs_;
-  std::mutex mutex_;
-  Appid appid_ = {};  // Guarded by mutex_.
+  static Mutex mutex_;  // Of all guards: it is held for the appid alone, which each asks for once.
+  Appid appid_ = {};    // Guarded by mutex_.
 };
 
 }  // namespace zel

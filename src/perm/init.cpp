@@ -1,8 +1,6 @@
 // Building the table at boot. Runs once, before any plug-in, so the semaphore is not taken.
 #include <zel/util.h>
 
-#include <algorithm>
-
 #include "perm/shared_table.h"
 
 namespace {
@@ -18,17 +16,11 @@ constexpr ReservedPlugin kReserved[] = {
 };
 
 void add_if_missing(perm_table* table, const ReservedPlugin& plugin) {
-  const auto begin = std::begin(table->plugins);
-  const auto end = std::end(table->plugins);
-  const bool listed = std::any_of(begin, end, [&](const perm_plugin_slot& slot) {
-    return slot.used != 0 && zel::has_appid(slot, plugin.appid);
-  });
-  if (listed) return;
-  const auto slot =
-      std::find_if(begin, end, [](const perm_plugin_slot& candidate) { return candidate.used == 0; });
-  if (slot == end) return;
+  if (zel::has_plugin(*table, plugin.appid)) return;
+  perm_plugin_slot* const slot = zel::find_hole(table);
+  if (slot == nullptr) return;
   slot->used = 1;
-  ++table->plugin_count;
+  table->plugin_count = zel::changed_count(*table, 1);
   slot->abilitybits = plugin.abilitybits;
   slot->uid = 0;
   qo_strncpy(slot->appname, plugin.appname, sizeof slot->appname);

@@ -1,21 +1,22 @@
 #include "perm/json_file.h"
 
+#include <fcntl.h>
+
+#include "base/whole_file.h"
+
 namespace {
 
-// 0, 7008, 7009 or 7010.
-int read_whole(const char* path, zel::Memory<char>* text) noexcept {
-  // Opened for update: a reader without write permission is refused here already.
-  const zel::File file(fopen(path, "rb+e"));
-  if (!file) return PERM_NOT_OPENED;
-  fseek(file.get(), 0, SEEK_END);
-  const long length = ftell(file.get());
-  if (length < 0) return PERM_SHORT_READ;  // Not a file that has a length, such as a FIFO.
-  rewind(file.get());
-
-  text->reset(static_cast<char*>(calloc(static_cast<size_t>(length) + 1, 1)));
-  if (!*text) return PERM_NO_MEMORY;
-  const size_t read = fread(text->get(), 1, static_cast<size_t>(length), file.get());
-  return read == static_cast<size_t>(length) ? 0 : PERM_SHORT_READ;
+int result_of(zel::FileFault fault) {
+  switch (fault) {
+    case zel::FileFault::kNone:
+      return 0;
+    case zel::FileFault::kNotOpened:
+      return PERM_NOT_OPENED;
+    case zel::FileFault::kNoMemory:
+      return PERM_NO_MEMORY;
+    default:
+      return PERM_SHORT_READ;
+  }
 }
 
 }  // namespace
@@ -23,10 +24,11 @@ int read_whole(const char* path, zel::Memory<char>* text) noexcept {
 namespace zel {
 
 int read_elements(const char* path, const char* key, int room, bool (*store)(perm_table*, int, const cJSON*),
-                  perm_table* table) noexcept {
-  Memory<char> text;
-  if (const int result = read_whole(path, &text); result != 0) return result;
-  const JsonTree root(cJSON_Parse(text.get()));
+                  perm_table* table) {
+  // A reader without write permission is refused here already.
+  const WholeFile file = read_whole_file(path, O_RDWR);
+  if (const int result = result_of(file.fault); result != 0) return result;
+  const JsonTree root(cJSON_Parse(file.text.get()));
   if (!root) return PERM_NOT_JSON;
   const cJSON* const array = json_member(root.get(), key, kJsonArray);
   if (array == nullptr) return PERM_MALFORMED;

@@ -6,6 +6,7 @@
 
 #include "base/replace_file.h"
 #include "perm/json_file.h"
+#include "perm/shared_table.h"
 
 namespace {
 
@@ -21,17 +22,14 @@ bool store_plugin(perm_table* table, int index, const cJSON* element) {
   slot.abilitybits = zel::json_bits(abilitybits);
   slot.uid = zel::json_bits(uid);
   slot.used = 1;
-  ++table->plugin_count;
+  table->plugin_count = zel::changed_count(*table, 1);
   return true;
 }
 
-// A text of the table, which the program that put it there may have filled to its last byte.
-template <size_t Size>
-bool add_text(cJSON* element, const char* key, const char (&field)[Size]) {
-  char text[Size];
-  const size_t length = strnlen(field, Size - 1);
-  memcpy(text, field, length);
-  text[length] = '\0';
+template <size_t kSize>
+bool add_text(cJSON* element, const char* key, const char (&field)[kSize]) {
+  char text[kSize];
+  zel::copy_text(text, field);
   return cJSON_AddStringToObject(element, key, text) != nullptr;
 }
 

@@ -29,7 +29,7 @@ int find_id(const perm_table& table, char* appid) {
   const zel::Walk walk = look_up(table, [&](const perm_plugin_slot& slot) { return slot.uid == uid; });
   if (walk.counted_out) return PERM_UNKNOWN_APP;
   // Kept: a walk that ends at the last slot without an answer is no failure, and leaves the buffer as it was.
-  if (walk.match != nullptr) zel::copy_appid(appid, *walk.match);
+  if (walk.match != nullptr) zel::copy_text(appid, walk.match->appid);
   return 0;
 }
 

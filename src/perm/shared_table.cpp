@@ -81,7 +81,7 @@ int perm_common_shm_unmap(const perm_table* table) {
 
 namespace zel {
 
-AttachedTable attach_table(int* result) noexcept {
+AttachedTable attach_table(int* result) {
   *result = PERM_NO_SEGMENT;
   const int shmid = perm_common_shm_init();
   if (shmid == -1) return nullptr;

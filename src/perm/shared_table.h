@@ -4,8 +4,10 @@
 #include <zel/perm.h>
 #include <zel/util.h>
 
+#include <algorithm>
 #include <cstddef>
 #include <cstring>
+#include <iterator>
 #include <memory>
 
 #include "base/handles.h"
@@ -28,7 +30,7 @@ static_assert(offsetof(perm_table, abilities) == 8 && offsetof(perm_table, plugi
 using AttachedTable = std::unique_ptr<perm_table, Call<perm_common_shm_unmap>>;
 
 // Attaches the table, or says in `result` why not: 7003 or 7004.
-AttachedTable attach_table(int* result) noexcept;
+[[nodiscard]] AttachedTable attach_table(int* result);
 
 // Holds the table's semaphore, however often a signal interrupts the wait. If it cannot be taken (the table was
 // never initialised, say), the work goes on without the lock, and what was not taken is not given: that would let
@@ -48,12 +50,14 @@ class TableSection {
   bool taken_;
 };
 
-// Both stay within the field, which another program may have filled to its last byte.
-inline void copy_appid(char* out, const perm_plugin_slot& slot) noexcept {
-  const std::size_t length = strnlen(slot.appid, sizeof slot.appid - 1);
-  memcpy(out, slot.appid, length);
+// A text of the table, which another program may have filled to its last byte; `out` has the field's size.
+template <std::size_t kSize>
+void copy_text(char* out, const char (&field)[kSize]) noexcept {
+  const std::size_t length = strnlen(field, kSize - 1);
+  memcpy(out, field, length);
   out[length] = '\0';
 }
+
 inline bool has_appid(const perm_plugin_slot& slot, const char* appid) noexcept {
   return qo_strncasecmp(appid, slot.appid, sizeof slot.appid) == 0;
 }
@@ -66,7 +70,7 @@ struct Walk {
 };
 
 template <class Matches>
-Walk find_slot(const perm_table& table, Matches matches) {
+[[nodiscard]] Walk find_slot(const perm_table& table, Matches matches) {
   int passed = 0;
   for (const perm_plugin_slot& slot : table.plugins) {
     if (slot.used == 0) continue;
@@ -74,6 +78,25 @@ Walk find_slot(const perm_table& table, Matches matches) {
     if (++passed == table.plugin_count) return {nullptr, true};
   }
   return {};
+}
+
+// Whether a used slot has the appid, wherever it stands.
+[[nodiscard]] inline bool has_plugin(const perm_table& table, const char* appid) noexcept {
+  return std::any_of(std::begin(table.plugins), std::end(table.plugins),
+                     [&](const perm_plugin_slot& slot) { return slot.used != 0 && has_appid(slot, appid); });
+}
+
+// The table's count after a change of `by`, whatever another program has left there: no overflow.
+[[nodiscard]] inline int32_t changed_count(const perm_table& table, int32_t by) noexcept {
+  return static_cast<int32_t>(static_cast<uint32_t>(table.plugin_count) + static_cast<uint32_t>(by));
+}
+
+// The first free slot, or null.
+[[nodiscard]] inline perm_plugin_slot* find_hole(perm_table* table) noexcept {
+  perm_plugin_slot* const end = std::end(table->plugins);
+  perm_plugin_slot* const hole = std::find_if(std::begin(table->plugins), end,
+                                              [](const perm_plugin_slot& slot) { return slot.used == 0; });
+  return hole != end ? hole : nullptr;
 }
 
 }  // namespace zel

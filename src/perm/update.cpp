@@ -1,6 +1,6 @@
 // Changing the table while the router runs. Each change is made and written to the package file under one hold of
 // the semaphore.
-#include <algorithm>
+#include <atomic>
 
 #include "perm/shared_table.h"
 #include "perm/slot_store.h"
@@ -16,8 +16,12 @@ perm_plugin_slot used_slot(const perm_plugin_info& plugin) {
   return slot;
 }
 
+// Whether the file lacks a change of this process, because it could not be written.
+std::atomic<bool> file_lags = false;
+
 int write_file(const perm_table* table) {
-  return perm_common_write_pluginfo(table) == 0 ? 0 : PERM_NOT_WRITTEN;
+  file_lags = perm_common_write_pluginfo(table) != 0;
+  return file_lags ? PERM_NOT_WRITTEN : 0;
 }
 
 zel::Walk find_appid(const perm_table& table, const char* appid) {
@@ -29,16 +33,11 @@ int index_of(const perm_table& table, const perm_plugin_slot* slot) {
 }
 
 int insert(perm_table* table, const perm_plugin_info& plugin) {
-  const auto begin = std::begin(table->plugins);
-  const auto end = std::end(table->plugins);
-  const auto same = [&](const perm_plugin_slot& slot) {
-    return slot.used != 0 && zel::has_appid(slot, plugin.appid);
-  };
-  if (std::any_of(begin, end, same)) return PERM_ALREADY_THERE;
-  const auto hole = std::find_if(begin, end, [](const perm_plugin_slot& slot) { return slot.used == 0; });
+  if (zel::has_plugin(*table, plugin.appid)) return PERM_ALREADY_THERE;
+  const perm_plugin_slot* const hole = zel::find_hole(table);
   // Kept: a full table drops the plug-in and says nothing; the file is written as if it had been stored.
-  if (hole != end) {
-    zel::store_slot(table, index_of(*table, hole), used_slot(plugin), table->plugin_count + 1);
+  if (hole != nullptr) {
+    zel::store_slot(table, index_of(*table, hole), used_slot(plugin), zel::changed_count(*table, 1));
   }
   return write_file(table);
 }
@@ -48,7 +47,7 @@ int remove(perm_table* table, const char* appid) {
   if (walk.counted_out) return PERM_UNKNOWN_APP;
   // Kept: a walk that ends at the last slot without an answer deletes nothing, writes the file and succeeds.
   if (walk.match != nullptr) {
-    zel::store_slot(table, index_of(*table, walk.match), {}, table->plugin_count - 1);
+    zel::store_slot(table, index_of(*table, walk.match), {}, zel::changed_count(*table, -1));
   }
   return write_file(table);
 }
@@ -72,7 +71,10 @@ int change_table(int (*change)(perm_table*, Argument), Argument argument) {
   const zel::AttachedTable table = zel::attach_table(&result);
   if (!table) return result;
   const zel::TableSection section(table->semid);
-  return change(table.get(), argument);
+  const int changed = change(table.get(), argument);
+  if (!file_lags || changed == PERM_NOT_WRITTEN) return changed;
+  // A change that was made before, and is repeated because it did not reach the file, has nothing to write itself.
+  return write_file(table.get()) == 0 ? changed : PERM_NOT_WRITTEN;
 }
 
 }  // namespace

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <mutex>
 
+#include "base/in_child.h"
 #include "router/client.h"
 
 namespace {
@@ -25,14 +26,14 @@ struct wan_settings_cache {
   char static_gateway[kTextSize];
 };
 
-std::mutex dns_mutex;      // Held from a read to the end of what is sent because of it.
+zel::Mutex dns_mutex;      // Held from a read to the end of what is sent because of it.
 wan_settings_cache cache;  // Guarded by dns_mutex.
 
-int send_for(const char* who, const char* method, int not_sent, zel::Answer* answer) {
-  zel::router_api_request request{};
-  zel::add_method(&request, method);
-  if (zel::excute_http_get_for_dns(&request) != 0) return not_sent;
-  return zel::parse_answer(who, request.response, answer) ? kDone : kFailed;
+// Returns `not_sent` if there was no answer.
+int ask(zel::Exchange* exchange, const char* method, int not_sent) {
+  exchange->add_method(method);
+  if (exchange->excute_http_get_for_dns() != 0) return not_sent;
+  return exchange->parse_answer() ? kDone : kFailed;
 }
 
 const cJSON* get_item(const cJSON* root, const char* key, zel::JsonType type) {
@@ -62,11 +63,10 @@ int read_texts(const cJSON* root, const Row (&rows)[kRows]) {
 
 // Needs dns_mutex, as all below.
 int read_settings(char* dns1, char* dns2) {
-  static constexpr const char* kWho = "vendor_get_router_dns";
   cache = {};
-  zel::Answer answer;
-  if (send_for(kWho, "query_router_wan_status", kFailed, &answer) != kDone) return kFailed;
-  const cJSON* const root = answer.root.get();
+  zel::Exchange exchange("vendor_get_router_dns");
+  if (ask(&exchange, "query_router_wan_status", kFailed) != kDone) return kFailed;
+  const cJSON* const root = exchange.root();
   const cJSON* const type = get_item(root, "WAN_Type", zel::kJsonNumber);
   if (type == nullptr) return kFailed;
   cache.wan_type = type->valueint == kPppoe || type->valueint == kOther ? type->valueint : kStatic;
@@ -109,8 +109,18 @@ void append_dns(char (&method)[256], const char* dns1, const char* dns2) {
            kind, dns2);
 }
 
+// What would end the request's URL early, so that the router stored half of the settings, or keep it from being sent.
+bool fits_url(const char* text) {
+  for (; *text != '\0'; ++text) {
+    const auto byte = static_cast<unsigned char>(*text);
+    if (byte <= ' ' || byte == 0x7F || byte == '#') return false;
+  }
+  return true;
+}
+
 // Reads the settings and sends them back; without DNS texts, which makes the router drop its own.
 int change(const char* who, const char* dns1, const char* dns2, int not_sent) {
+  if (dns1 != nullptr && (!fits_url(dns1) || !fits_url(dns2))) return not_sent;
   const std::lock_guard hold(dns_mutex);
   char scratch[2][kTextSize];
   const int failed_read = read_settings(scratch[0], scratch[1]);
@@ -121,13 +131,12 @@ int change(const char* who, const char* dns1, const char* dns2, int not_sent) {
   char method[256];
   if (const int failure = format_settings(method); failure != kDone) return failure;
   if (dns1 != nullptr) append_dns(method, dns1, dns2);
-  // The request would end there, and the router store half of the settings and lose the rest.
-  if (strchr(method, '#') != nullptr) {
-    ROUTER_PRINT(who, "a \"#\" in the settings cannot be sent!\n");
+  if (!fits_url(method)) {
+    ROUTER_PRINT(who, "a \"#\", blank or control character in the settings cannot be sent!\n");
     return not_sent;
   }
-  zel::Answer answer;
-  return send_for(who, method, not_sent, &answer);
+  zel::Exchange exchange(who);
+  return ask(&exchange, method, not_sent);
 }
 
 }  // namespace

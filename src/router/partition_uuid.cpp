@@ -2,12 +2,13 @@
 
 #include <cstring>
 
-#include "base/handles.h"
+#include "base/command.h"
 #include "router/client.h"
 #include "router/copy.h"
 
 namespace {
 
+constexpr size_t kLineBytes = 1024;  // of blkid, with the line feed
 constexpr size_t kUuidBytes = 37;
 static_assert(kUuidBytes < sizeof(zel_partition_info::UUID));
 
@@ -16,26 +17,18 @@ bool is_device_name(const char* name) {
   return *name != '\0' && name[strspn(name, kPlain)] == '\0' && strstr(name, "..") == nullptr;
 }
 
-// The first line a command prints. False if there is none.
-bool first_line(const char* who, const char* command, char* line, int size) {
-  const zel::Pipe output(popen(command, "re"));
-  if (!output) {
-    ROUTER_PRINT(who, "Failed to run command[%s]\n", command);
-    return false;
-  }
-  return fgets(line, size, output.get()) != nullptr;
-}
-
 }  // namespace
 
 namespace zel {
 
-void get_partition_uuid(zel_partition_info* partition, const char* name) noexcept {
+void get_partition_uuid(zel_partition_info* partition, const char* name) {
   if (!is_device_name(name)) return;
   char command[256];
   snprintf(command, sizeof command, "blkid -s UUID -o value /dev/%s", name);
-  char line[1024];
-  if (!first_line(__func__, command, line, sizeof line)) return;
+  Command blkid(command);
+  if (!blkid) ROUTER_PRINT(__func__, "Failed to run command[%s]\n", command);
+  char line[kLineBytes + 1];
+  if (!blkid || !blkid.read_line(line, sizeof line)) return;
   char* const end = strchr(line, '\n');
   if (end == nullptr) {
     ROUTER_PRINT(__func__, " there is no '\n' in %s.\n", line);

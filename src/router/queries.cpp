@@ -1,4 +1,4 @@
-// What the router tells about its WAN link, its Wi-Fi and its disks.
+// What the router reports of its WAN link, its Wi-Fi and its disks.
 #include <zel/router.h>
 
 #include <cstddef>
@@ -125,7 +125,7 @@ const char* find_device_name(const cJSON* networks) {
 
 int vendor_get_device_name(char* name, int length) {
   if (name == nullptr) return -1;
-  zel::Query query(__func__);
+  zel::Exchange query(__func__);
   if (const int failure = query.run("query_router_wifi_info"); failure != 0) return failure;
   const cJSON* const networks = get_cjson_item(query.root(), "WIFIStatus", kJsonArray);
   const char* const ssid = networks != nullptr ? find_device_name(networks) : nullptr;
@@ -145,7 +145,7 @@ int vendor_get_wan_speed(zel_wan_speed* speed) {
                 {"AverageUploadRate", &zel_wan_speed::AverageUploadRate},
                 {"PeakUploadRate", &zel_wan_speed::PeakUploadRate}};
   if (speed == nullptr) return -1;
-  zel::Query query(__func__);
+  zel::Exchange query(__func__);
   if (const int failure = query.run("query_wan_transmission_rate"); failure != 0) return failure;
   const cJSON* const rates = get_cjson_item(query.root(), "TransmissionRate", kJsonObject);
   if (rates == nullptr) return -1;
@@ -159,7 +159,7 @@ int vendor_get_wan_speed(zel_wan_speed* speed) {
 
 int vendor_get_wan_status(zel_wan_status* status) {
   if (status == nullptr) return -1;
-  zel::Query query(__func__);
+  zel::Exchange query(__func__);
   if (const int failure = query.run("query_router_wan_status"); failure != 0) return failure;
   if (!get_number(query.root(), "WAN_NET", is_positive, &status->WAN_NET) ||
       !get_number(query.root(), "WAN_LINE", is_positive, &status->WAN_LINE)) {
@@ -173,7 +173,7 @@ int vendor_get_wan_status(zel_wan_status* status) {
 
 int vendor_get_wifi_info(zel_wifi_info* networks, int* count) {
   if (networks == nullptr || count == nullptr || *count < 1) return -1;
-  zel::Query query(__func__);
+  zel::Exchange query(__func__);
   if (const int failure = query.run("query_router_wifi_info"); failure != 0) return failure;
   const cJSON* const array = get_cjson_item(query.root(), "WIFIStatus", kJsonArray);
   return array != nullptr ? fill_records(array, fill_network, networks, count) : -1;
@@ -181,8 +181,9 @@ int vendor_get_wifi_info(zel_wifi_info* networks, int* count) {
 
 int vendor_get_partition_info(zel_partition_info* partitions, int* count) {
   if (partitions == nullptr || count == nullptr || *count < 1) return -1;
-  zel::Query query(__func__);
-  if (!query.fetch("query_disk_info")) {
+  zel::Exchange query(__func__);
+  query.add_method("query_disk_info");
+  if (query.excute_http_get() != 0) {
     ROUTER_PRINT(__func__, "HttpGet execute FAIL!\n");
     return -1;
   }

@@ -8,7 +8,8 @@
 #include "base/handles.h"
 
 int zel_store_pid(const char* path) {
-  zel::Descriptor file(open(path, O_RDWR | O_CREAT | O_CLOEXEC, 0777));
+  // Without close-on-exec: a plug-in that replaces its program keeps its place.
+  zel::Descriptor file(open(path, O_RDWR | O_CREAT, 0777));
   if (!file) return -1;
 
   struct flock whole_file {};

@@ -104,7 +104,15 @@ double cpu_seconds() {
   return static_cast<double>(used.tv_sec) + static_cast<double>(used.tv_nsec) / 1e9;
 }
 
+int stolen_calls = 0;
+
 }  // namespace
+
+// A plug-in's own function by the name of one of the library's.
+int perm_common_sem_p(int) {
+  ++stolen_calls;
+  return -1;
+}
 
 class CloudMessage : public testing::Test {
  protected:
@@ -240,6 +248,11 @@ TEST_F(CloudMessage, StartUpAndRegistrationFollowTheAbilities) {
       EXPECT_EQ(captured(stderr, [] { EXPECT_EQ(zel_service_init(), 0); }), "") << "never a second time";
     });
   }
+}
+
+TEST_F(CloudMessage, LibraryCallsItsOwnFunctionsWhateverThePluginHas) {
+  EXPECT_EQ(zel_service_init(), 0);
+  EXPECT_EQ(stolen_calls, 0);
 }
 
 TEST_F(CloudMessage, ObjectCanBeReleasedAndMadeAgain) {

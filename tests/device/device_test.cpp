@@ -1,10 +1,12 @@
 // The device's identity, and the daemon's answers: from the box's own files and scripts, or some in their place.
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/time.h>
 #include <unistd.h>
 #include <zel/device.h>
 
 #include <array>
+#include <csignal>
 
 #include "support/disk.h"
 #include "support/process.h"
@@ -33,9 +35,9 @@ TEST(DaemonCommands, AskTheScriptByTheirNumbers) {
 
 TEST(DaemonCommands, KeepTheLinesThatFitAndNeverWritePastTheBuffer) {
   const std::tuple<std::string, size_t, std::string> kCases[] = {
-      {"a\\r\\n", 9, "a\r"},              // one character only goes
-      {"1234567\\n", 9, "1234567"},       // fits exactly with its NUL
-      {"ab\\n12345678\\nc\\n", 9, "ab"},  // nothing stays behind what did not fit
+      {"a\\r\\n", 9, "a\r"},                // one character only goes
+      {"1234567\\n", 9, "1234567"},         // fits exactly with its NUL
+      {"ab\\n12345678\\nc\\n", 9, "ab\n"},  // nothing stays behind what did not fit
       {std::string(300, 'x'), 270, std::string(255, 'x')},
       {"a", 0, ""}};
   for (const auto& [output, length, kept] : kCases) {
@@ -44,6 +46,21 @@ TEST(DaemonCommands, KeepTheLinesThatFitAndNeverWritePastTheBuffer) {
     EXPECT_EQ(norva_config_get(39, buffer.data(), static_cast<int>(length)), 0);
     EXPECT_EQ(buffer, kept + std::string(length - kept.size(), '\0') + std::string(400 - length, '!'));
   }
+}
+
+TEST(DaemonCommands, AreReadWholeWhateverSignalsCome) {
+  put_script(kScript, "echo one; sleep 0.05; echo two; sleep 0.05; echo three; exit 3\n");
+  struct sigaction quiet {};
+  quiet.sa_handler = [](int) {};
+  sigaction(SIGALRM, &quiet, nullptr);  // Without SA_RESTART.
+  const itimerval often = {{0, 5000}, {0, 5000}};
+  setitimer(ITIMER_REAL, &often, nullptr);
+  char text[32] = "";
+  EXPECT_EQ(norva_config_get(39, text, sizeof text), 3 << 8);
+  EXPECT_STREQ(text, "one\ntwo\nthree");
+  signal(SIGCHLD, SIG_IGN);
+  EXPECT_EQ(norva_config_get(39, text, sizeof text), -1) << "the status is lost";
+  EXPECT_STREQ(text, "one\ntwo\nthree") << "the output is not";
 }
 
 TEST(DaemonCommands, WithoutABufferGoOnByThemselves) {

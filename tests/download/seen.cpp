@@ -1,5 +1,4 @@
-// What the library does through two of its own calls, which programs may stand before.
-#include <dlfcn.h>
+// What the library does through two of its own calls; the linker puts these in front.
 #include <zel/http.h>
 #include <zel/service.h>
 
@@ -9,14 +8,17 @@
 
 Seen seen;
 
-int HttpPostBuffer(char* result, const char* url, const void* buffer, uint32_t length, int timeout,
-                   int max_retry) {
-  static const auto own = reinterpret_cast<decltype(&HttpPostBuffer)>(dlsym(RTLD_NEXT, "HttpPostBuffer"));
+extern "C" {
+
+decltype(HttpPostBuffer) __real_HttpPostBuffer;
+
+int __wrap_HttpPostBuffer(char* result, const char* url, const void* buffer, uint32_t length, int timeout,
+                          int max_retry) {
   seen.patience = {timeout, max_retry};
-  return own(result, url, buffer, length, timeout, max_retry);
+  return __real_HttpPostBuffer(result, url, buffer, length, timeout, max_retry);
 }
 
-void zel_log(int level, const char* format, ...) {
+void __wrap_zel_log(int level, const char* format, ...) {
   char text[2048];
   va_list arguments;
   va_start(arguments, format);
@@ -29,3 +31,5 @@ void zel_log(int level, const char* format, ...) {
   if (colon < blank && isdigit(message[colon + 1]) != 0) message.replace(colon + 1, blank - colon - 1, "#");
   seen.log += (level == 3 ? "|" : "|" + std::to_string(level) + " ") + message;
 }
+
+}  // extern "C"

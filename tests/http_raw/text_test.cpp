@@ -58,11 +58,14 @@ std::string parsed(const std::string& text, bool dechunk = true) {
 
 }  // namespace
 
-void* mem_palloc_safe(mem_pool* pool, size_t size) {
+// The linker puts these in front of the pool's.
+extern "C" {
+void* __wrap_mem_palloc_safe(mem_pool* pool, size_t size) {
   return allocations_left-- == 0 ? nullptr : mem_palloc(pool, size);
 }
-void* mem_pcalloc_safe(mem_pool* pool, size_t size) {
+void* __wrap_mem_pcalloc_safe(mem_pool* pool, size_t size) {
   return allocations_left-- == 0 ? nullptr : mem_pcalloc(pool, size);
+}
 }
 
 TEST(HttpRaw, ListsKeepOneElementOfANameNewestFirst) {

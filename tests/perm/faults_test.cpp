@@ -108,3 +108,13 @@ TEST(PermFaults, GiveANamedResultAndLeaveNothingBehind) {
   });
   printf("%d faults\n", faults);
 }
+
+TEST(PermFaults, KeepAServiceFromComingUpHalf) {
+  int result = 0;
+  captured(stderr, [&] {
+    const Failing failing(Fails::kSegment, 7,
+                          ENOMEM);  // The second question's shmat; the first took four calls.
+    result = zel_service_init();
+  });
+  EXPECT_EQ(result, -1);
+}

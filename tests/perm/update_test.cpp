@@ -273,6 +273,36 @@ TEST(PermUpdates, ReachTheDiskBeforeTheyReplaceTheFile) {
   EXPECT_EQ(steps, "WFMD") << "a permission file appears whole, too";
 }
 
+TEST(PermUpdates, ThatDidNotReachTheFileDoSoWhenTheyAreRepeated) {
+  static const struct {
+    const char* why;
+    int (*call)();
+    int result;  // when repeated
+  } kCases[] = {{"insert", [] { return insert("9"); }, 7021},
+                {"update", [] { return update("9", 2); }, 0},
+                {"delete", [] { return perm_delete("9"); }, 7015}};
+  for (const auto& c : kCases) {
+    failing = 'W';
+    EXPECT_EQ(c.call(), 7014) << c.why;
+    EXPECT_EQ(c.call(), 7014) << c.why << " again";
+    failing = '\0';
+    EXPECT_EQ(c.call(), c.result) << c.why;
+    EXPECT_EQ(difference(*table()), "") << c.why;
+    const ino_t written = status().st_ino;
+    EXPECT_EQ(c.call(), c.result) << c.why;
+    EXPECT_EQ(status().st_ino, written) << c.why << ": there is nothing to write any more";
+  }
+}
+
+TEST(PermUpdates, CountOnFromAnyCountWithoutOverflow) {
+  const zel::AttachedTable shared = table();
+  shared->plugin_count = INT32_MAX;
+  EXPECT_EQ(insert("9"), 0);
+  EXPECT_EQ(shared->plugin_count, INT32_MIN);
+  EXPECT_EQ(perm_delete("9"), 0);
+  EXPECT_EQ(shared->plugin_count, INT32_MAX);
+}
+
 TEST(PermUpdates, TakeWhatTheyFindInTheFolder) {
   EXPECT_EQ(system("touch -d 2039-01-01 /etc/norva/packages.json"), 0);
   fs::create_directory("/etc/norva/.packages.json.new-" + std::to_string(gettid()));

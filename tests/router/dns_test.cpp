@@ -39,6 +39,7 @@ TEST(Dns, IsReadForPppoeAndStaticConnections) {
       {with(kPppoe, "1.1.1.1", std::string(40, '1')), 0, std::string(32, '1'), "2.2.2.2", ""},
       {with(kPppoe, "PPPoE_PWD", "x"), -2, "1.1.1.1", "2.2.2.2", "ERROR: WAN_PPPoE_PWD j_tmp == NULL\n"},
       {with(kStatic, "STATIC_DNS2", "x"), -2, "3.3.3.3", "-", "ERROR: WAN_STATIC_DNS2 j_tmp == NULL\n"},
+      {with(kStatic, "WAN_Type", "WAN_TYPE"), -2, "-", "-", "ERROR: WAN_Type j_tmp == NULL\n"},
       {kDone, -2, "-", "-", "ERROR: WAN_Type j_tmp == NULL\n"},
       {with(kStatic, ":9", ":1"), -3, "-", "-", "=query_router_wan_status]\n"},
       {kBusy, -2, "-", "-",
@@ -85,6 +86,7 @@ TEST(Dns, IsChangedBySendingAllSettingsBack) {
       {"reset does not arrive", {kPppoe, ""}, nullptr, -1, {pppoe, pppoe}},
       {"a setting no URL can carry", {with(kPppoe, "pass", "p#w")}, "", -2, {}},
       {"the same", {with(kStatic, "10.0.0.2", "#")}, nullptr, -1, {}},
+      {"the same", {with(kStatic, "10.0.0.2", " ")}, nullptr, -1, {}},
       {"no account", {with(kPppoe, "user", "")}, "", -4, {}},
       {"no address", {with(kStatic, "10.0.0.2", "")}, nullptr, -4, {}},
       {"another type", {with(kStatic, ":9", ":1")}, "", -3, {}},
@@ -129,6 +131,10 @@ TEST(Dns, TextsAreCheckedBeforeAnythingIsSent) {
   EXPECT_EQ(zel_set_router_dns("1", nullptr), -1);
   EXPECT_EQ(zel_set_router_dns(nullptr, "1"), -1);
   EXPECT_EQ(zel_set_router_dns("255.255.255.2555", "1"), -1);
+  for (const char* text : {"9.9 .9.9", "9.9.9.9\n", "9.9.9.9#", "\x7f", "\x01"}) {
+    EXPECT_EQ(zel_set_router_dns(text, "1"), -2) << text;
+    EXPECT_EQ(zel_set_router_dns("1", text), -2) << text;
+  }
   EXPECT_TRUE(router.methods().empty());
   captured(stdout, [] { EXPECT_EQ(zel_set_router_dns("255.255.255.255", std::string(40, '1').c_str()), 0); });
 }

@@ -100,12 +100,11 @@ TEST(Queries, JudgeEveryAnswerByItsEnvelope) {
 }
 
 TEST(Queries, CutAUrlThatIsTooLongAndRefuseToAddToAFullOne) {
-  zel::router_api_request request{};
-  EXPECT_EQ(zel::excute_http_get(&request), -1);
-  EXPECT_EQ(zel::excute_http_get(nullptr), -1);
-  EXPECT_EQ(zel::add_method(&request, std::string(2000, 'm').c_str()), 1023);
-  const std::string url = request.url;
-  EXPECT_EQ(captured(stdout, [&] { EXPECT_EQ(zel::add_method(&request, "%d"), 1023); }),
+  zel::Exchange exchange("call");
+  EXPECT_EQ(exchange.excute_http_get(), -1);
+  EXPECT_EQ(exchange.add_method(std::string(2000, 'm').c_str()), 1023);
+  const std::string url = ("http://127.0.0.1:14000/api?method=" + std::string(2000, 'm')).substr(0, 1023);
+  EXPECT_EQ(captured(stdout, [&] { EXPECT_EQ(exchange.add_method("%d"), 1023); }),
             twice("add_method") + "add_method[%d] to req_url[" + url + "] error!\n");
 }
 
@@ -130,6 +129,7 @@ TEST(Queries, FillTheWanRecordsUntilAMemberIsMissing) {
       {R"("wan_net":0,"WAN_LINE":1e99,"WAN_IP":"","WAN_TYPE":1)", 0, 0, 1, "", 1},
       {R"("WAN_NET":1,"WAN_LINE":1,"WAN_IP":"0123456789abcdefg","WAN_TYPE":"0")", -1, 1, 1,
        "0123456789abcdef", kMarks},
+      {R"("WAN_NET":1,"WAN_LINE":1,"WAN_IP":"1","WAN_Type":0)", -1, 1, 1, "1", kMarks},
       {R"("WAN_NET":1,"WAN_IP":"1","WAN_TYPE":0)", -1, 1, kMarks, "UUUUUUUUUUUUUUUU", kMarks},
   };
   for (const auto& c : kCases) {

@@ -1,8 +1,10 @@
 // The box's router as a well-behaved client finds it. Every case has a box and a router of its own.
 #include <gtest/gtest.h>
+#include <sys/socket.h>
 
 #include <nlohmann/json.hpp>
 
+#include "run.h"
 #include "support/router.h"
 
 namespace {
@@ -86,6 +88,116 @@ TEST(BoxRouter, LogsEveryRequestBeforeItsAnswer) {
   EXPECT_EQ("\ttab?here\ta=?\t101\t-\n", line.substr(line.find('\t')));
   test::http("GET", "/other");
   EXPECT_NE(std::string::npos, test::router_log().find("\tGET /other\t-\tHTTP 404\t-\n"));
+}
+
+TEST(BoxRouter, SaysWhichEventsAChangeIsWorth) {
+  static const struct {
+    const char* method;
+    const char* path;
+    const char* body;
+    int status;
+    const char* answer;
+  } kCases[] = {
+      {"POST", "/box/wan", R"({"up": true})", 200, R"({"events":[]})"},
+      {"POST", "/box/wan", R"({"up": false})", 200, R"([{"event":1,"subevent":257,"data":"down"}])"},
+      {"PATCH", "/box/state", R"({"WAN": {"WAN_LINE": 0}})", 200, R"({"events":[]})"},
+      {"POST", "/box/wan", R"({"up": true})", 200, R"([{"event":1,"subevent":256,"data":"up"}])"},
+      {"POST", "/box/disk", R"({"add": "sdb1"})", 200, R"([{"event":0,"subevent":0,"data":"sdb1"}])"},
+      {"POST", "/box/disk", R"({"add": "sdb1"})", 400, "there is a partition sdb1 already"},
+      {"POST", "/box/disk", R"({"remove": "sda1"})", 200, R"([{"event":0,"subevent":1,"data":"sda1"}])"},
+      {"POST", "/box/disk", R"({"remove": "sdb"})", 400, "did you mean sdb1"},
+      {"POST", "/box/disk", R"({"add": "../x"})", 400, "no partition's name"},
+      {"POST", "/box/set", R"({"path": "WIFIStatus.0.WIFI_SSID", "value": "Guest"})", 200,
+       R"("subevent":512)"},
+      {"POST", "/box/set", R"({"path": "WAN.WAN_NET", "value": "0"})", 200, R"("subevent":257)"},
+      {"POST", "/box/set", R"({"path": "WAN.WAN_NET", "value": "off"})", 400, "WAN.WAN_NET is a number"},
+      {"POST", "/box/set", R"({"path": "WAN.WAN_NTE", "value": 1})", 400, "did you mean WAN_NET"},
+      {"POST", "/box/set", R"({"value": 1})", 400, "this takes {\"path\""},
+      {"PATCH", "/box/state", R"({"Wan": {}})", 400, "did you mean WAN?"},
+  };
+  for (const auto& c : kCases) {
+    const test::HttpReply reply = test::http(c.method, c.path, c.body);
+    EXPECT_EQ(c.status, reply.status) << c.path << c.body << reply.body;
+    EXPECT_NE(std::string::npos, reply.body.find(c.answer)) << c.path << c.body << reply.body;
+  }
+  EXPECT_EQ(0, state()["WAN"]["WAN_NET"]);
+}
+
+TEST(BoxRouter, TakesFaultsAsPeopleWriteThemAndCountsThem) {
+  static const struct {
+    const char* method;
+    const char* kind;
+    const char* count;
+    const char* refusal;
+  } kCases[] = {
+      {"query_router_info", "http500:503", "once", ""},
+      {"query_router_info", "error:7:busy: later", "2", ""},
+      {"*", "delay:2.5s", "once", ""},
+      {"query_disk_infos", "delay", "once", "did you mean query_disk_info?"},
+      {"*", "dely", "once", "did you mean delay?"},
+      {"*", "delay:soon", "once", "'soon' in delay:soon is no ms"},
+      {"*", "delay:2h", "once", "'2h' in delay:2h is no ms"},
+      {"*", "cut:1:2", "once", "takes one value"},
+      {"*", "types:1", "once", "takes no value"},
+      {"*", "cut", "never", "\"once\" or a whole number"},
+      {"*", "cut", "0", "from 1 to"},
+  };
+  for (const auto& c : kCases) {
+    const json fault = {{"method", c.method}, {"kind", c.kind}, {"count", c.count}};
+    const test::HttpReply reply = test::http("POST", "/box/fault", fault.dump());
+    EXPECT_EQ(*c.refusal == '\0' ? 200 : 400, reply.status) << c.kind << reply.body;
+    EXPECT_NE(std::string::npos, reply.body.find(c.refusal)) << c.kind << reply.body;
+  }
+  EXPECT_EQ(503, ask_router("query_router_info").status);
+  EXPECT_EQ("busy: later", answer("query_router_info")["ResponseHeader"]["ErrorMsg"]);
+  const json faults = json::parse(test::http("GET", "/box/fault").body);
+  ASSERT_EQ(3U, faults.size());
+  const json expected[] = {{1, 1}, {2, 1}, {1, 0}};
+  for (size_t i = 0; i < faults.size(); ++i)
+    EXPECT_EQ(expected[i], (json{faults[i]["count"], faults[i]["played"]})) << faults[i];
+  EXPECT_EQ(2500, faults[2]["ms"]);
+}
+
+TEST(BoxRouter, AnswersWhileHundredsOfOthersAreUnfinished) {
+  std::vector<zel::Descriptor> unfinished;
+  for (int i = 0; i < 700; ++i) unfinished.push_back(test::dial(14000));
+  for (int i = 0; i < 200; ++i)
+    ASSERT_EQ(9, send(unfinished[static_cast<size_t>(i)].get(), "GET /api?", 9, MSG_NOSIGNAL));
+  EXPECT_GT(std::chrono::seconds(2), ask_router("query_router_info").took);
+}
+
+TEST(BoxRouter, RefusesBodiesThatAreTooLong) {
+  const std::string long_body(3'000'000, 'x');
+  static const struct {
+    const char* method;
+    const char* path;
+  } kCases[] = {{"PATCH", "/box/state"}, {"POST", "/box/fault"}, {"POST", "/api"}, {"PUT", "/nothing"}};
+  for (const auto& c : kCases) {
+    EXPECT_EQ(413, test::http(c.method, c.path, long_body).status) << c.path;
+    const std::string chunk = "2dc6c0\r\n" + long_body + "\r\n0\r\n\r\n";
+    EXPECT_EQ(413, test::http(c.method, c.path, chunk, 14000, "Transfer-Encoding: chunked\r\n").status)
+        << c.path;
+  }
+}
+
+TEST(BoxRouter, LaysTheStateItIsGivenOverTheBuiltInOne) {
+  const HostFolder folder;
+  static const struct {
+    const char* state;
+    const char* question;
+    const char* output;
+  } kCases[] = {
+      {R"({"DaemonShell": {"mine": "yes"}})", "mine", "yes\n"},
+      {R"({"DaemonShell": {"mine": "yes"}})", "getsign", "5f2c9e0b7a\n"},
+      {R"({"DaemonShell": {"getsign": null}})", "getsign", "knows no \"getsign\""},
+      {R"({"WAN": null})", "getsign", "needs an object \"WAN\""},
+      {"{\n\"WAN\": ,}", "getsign", "parse error at line 2"},
+  };
+  for (const auto& c : kCases) {
+    const Outcome outcome =
+        run(TEST_BIN "/boxrouter --state " + folder.file("state.json", c.state) + " --daemon " + c.question);
+    EXPECT_NE(std::string::npos, outcome.output.find(c.output)) << c.state << outcome.output;
+  }
 }
 
 }  // namespace

@@ -1,13 +1,15 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 #include <unistd.h>
 #include <zel/service.h>
 
+#include <algorithm>
 #include <csignal>
 #include <cstring>
 #include <string>
 
-#include "bus/connect.h"
+#include "base/sigpipe.h"
 #include "support/process.h"
 
 namespace {
@@ -39,6 +41,24 @@ TEST_F(PidFile, IsLockedAgainstOtherProcessesWhileItsOwnerLives) {
   EXPECT_EQ(owner.finish(), 0);
   EXPECT_EQ(zel_store_pid(path_.c_str()), 0);
   EXPECT_EQ(content().substr(0, std::to_string(getpid()).size()), std::to_string(getpid()));
+}
+
+TEST_F(PidFile, StaysLockedAcrossExec) {
+  const pid_t owner = fork();
+  if (owner == 0) {
+    if (zel_store_pid(path_.c_str()) == 0) execlp("sleep", "sleep", "60", nullptr);
+    _exit(1);
+  }
+  char name[16] = {};
+  while (strcmp(name, "sleep\n") != 0) {
+    const int fd = open(("/proc/" + std::to_string(owner) + "/comm").c_str(), O_RDONLY | O_CLOEXEC);
+    name[std::max<ssize_t>(read(fd, name, sizeof name - 1), 0)] = '\0';
+    close(fd);
+    ASSERT_EQ(kill(owner, 0), 0);
+  }
+  EXPECT_EQ(zel_store_pid(path_.c_str()), -1);
+  kill(owner, SIGKILL);
+  waitpid(owner, nullptr, 0);
 }
 
 TEST_F(PidFile, KeepsTheDigitsOfALongerOldId) {
@@ -74,13 +94,33 @@ TEST(BoundedCopy, EndsTheTextAndPadsShortOnes) {
 }
 
 TEST(SigpipeGuard, SwallowsWhatIsRaisedInsideAndNothingElse) {
+  sigset_t sigpipe;
+  sigemptyset(&sigpipe);
+  sigaddset(&sigpipe, SIGPIPE);
+  static const struct {
+    const char* why;
+    bool blocked;
+    bool raised_before;
+    bool pending_after;
+  } kCases[] = {{"blocked by the guard", false, false, false},
+                {"blocked by the thread", true, false, false},
+                {"pending before", true, true, true}};
   int ends[2];
   ASSERT_EQ(pipe(ends), 0);
   close(ends[0]);
-  {
-    const zel::SigpipeGuard outer;
-    const zel::SigpipeGuard inner;
-    EXPECT_EQ(write(ends[1], "x", 1), -1);  // Ends the process where nobody guards it.
+  for (const auto& c : kCases) {
+    pthread_sigmask(c.blocked ? SIG_BLOCK : SIG_UNBLOCK, &sigpipe, nullptr);
+    if (c.raised_before) raise(SIGPIPE);
+    {
+      const zel::SigpipeGuard outer;
+      const zel::SigpipeGuard inner;
+      EXPECT_EQ(write(ends[1], "x", 1), -1) << c.why;  // Ends the process where nobody guards it.
+    }
+    sigset_t pending;
+    sigpending(&pending);
+    EXPECT_EQ(sigismember(&pending, SIGPIPE) != 0, c.pending_after) << c.why;
   }
+  zel::discard_sigpipe();
+  pthread_sigmask(SIG_UNBLOCK, &sigpipe, nullptr);
   EXPECT_EXIT((void)!write(ends[1], "x", 1), testing::KilledBySignal(SIGPIPE), "");
 }

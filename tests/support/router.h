@@ -4,7 +4,12 @@
 #include <chrono>
 #include <string>
 
+#include "base/handles.h"
+
 namespace test {
+
+// A connection to a server of the box, on which reads wait for 20 seconds at most.
+zel::Descriptor dial(int port);
 
 struct HttpReply {
   int status = 0;      // 0: no answer, or none that is HTTP

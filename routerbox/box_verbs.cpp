@@ -1,0 +1,236 @@
+#include "box_verbs.h"
+
+#include <algorithm>
+#include <fstream>
+#include <mutex>
+
+#include "nearest.h"
+#include "router_client.h"
+#include "verbs/status.h"
+
+namespace routerbox {
+namespace {
+
+constexpr const char* kServiceNames[] = {"router", "downloads", "files", "bus"};
+
+constexpr struct {
+  const char* name;
+  int number, first_sub, subs;
+} kEvents[] = {{"disk", 0, 0, 2}, {"wan", 1, 256, 2}, {"home", 2, 512, 1}};
+
+// The memory that only this process has, in KiB; 0 when it has just ended.
+long memory_kib(pid_t process) {
+  std::ifstream file("/proc/" + std::to_string(process) + "/status");
+  for (std::string key; file >> key;) {
+    long value = 0;
+    if (key == "VmRSS:" && file >> value) return value;
+  }
+  return 0;
+}
+
+template <class Row>
+Json state_of(const Row& row) {
+  using State = decltype(row.state);
+  if (row.state == State::kStopped) return {{"state", "stopped"}};
+  if (row.state == State::kEnded) return {{"state", "ended"}, {"status", row.status}};
+  return {{"state", "running"}, {"pid", row.process}, {"memory_kib", memory_kib(row.process)}};
+}
+
+std::string text_in(const Json& arguments, const char* name) {
+  const Json value = arguments.value(name, Json(""));
+  if (!value.is_string()) throw Failure(std::string("'") + name + "' must be a text", kWrongCommandLine);
+  return value.get<std::string>();
+}
+
+int number_in(const Json& arguments, const char* name) {
+  const Json value = arguments.value(name, Json());
+  if (value.is_number_integer()) return value.get<int>();
+  const std::string text = value.is_string() ? value.get<std::string>() : "";
+  if (text.empty() || text.size() > 9 || text.find_first_not_of("0123456789") != std::string::npos)
+    throw Failure(std::string("'") + name + "' must be a whole number, not '" + text + "'",
+                  kWrongCommandLine);
+  return std::stoi(text);
+}
+
+// One of these words; throws Failure with the nearest.
+std::string word_in(const Json& arguments, const char* name, const std::vector<std::string>& known) {
+  const std::string word = text_in(arguments, name);
+  if (std::find(known.begin(), known.end(), word) == known.end())
+    throw Failure("'" + word + "' is no " + name + advice_for(word, known), kWrongCommandLine);
+  return word;
+}
+
+class BoxVerbs {
+ public:
+  explicit BoxVerbs(const BoxParts& parts) : parts_(parts) {}
+
+  Json carry_out(const std::string& verb, const Json& arguments) {
+    for (const Row& row : kVerbs)
+      if (verb == row.name) return (this->*row.run)(arguments);
+    throw Failure("a box has no verb '" + verb + "'", kWrongCommandLine);
+  }
+
+ private:
+  struct Row {
+    const char* name;
+    Json (BoxVerbs::*run)(const Json& arguments);
+  };
+  static const Row kVerbs[12];
+
+  size_t plugin_named(const std::string& name) const {
+    if (const std::optional<size_t> place = parts_.plugins.find(name)) return *place;
+    throw Failure("the box has no plug-in '" + name + "'" + advice_for(name, parts_.plugins.names()), kNo);
+  }
+
+  void need_router(const char* verb) const {
+    if (!parts_.services.has("router"))
+      throw Failure(
+          std::string(verb) +
+              " needs the box's router; start the box with --router, or with router = true in box.toml",
+          kNo);
+  }
+
+  Json ps(const Json&) {
+    Json plugins = Json::array(), services = Json::array();
+    for (size_t place = 0; place < parts_.plugins.size(); ++place) {
+      const Plugins::Row row = parts_.plugins.row(place);
+      Json shown = {{"name", row.run.name}, {"appid", row.run.appid}, {"uid", row.run.uid}};
+      shown.update(state_of(row));
+      plugins.push_back(shown);
+    }
+    for (const Services::Row& row : parts_.services.list()) {
+      Json shown = {{"name", row.name}, {"program", row.program}};
+      shown.update(state_of(row));
+      services.push_back(shown);
+    }
+    return {{"box", parts_.plan.box},
+            {"folder", parts_.plan.folder},
+            {"plugins", plugins},
+            {"services", services}};
+  }
+
+  // What `exec` and `shell` need to know of a plug-in, or of root.
+  Json enter(const Json& arguments) {
+    const std::string as = text_in(arguments, "as");
+    Json result = {
+        {"folder", parts_.plan.folder}, {"path", std::getenv("PATH")}, {"uid", nullptr}, {"name", "root"}};
+    if (as.empty()) return result;
+    if (const std::optional<size_t> place = parts_.plugins.find(as)) {
+      const PluginRun run = parts_.plugins.row(*place).run;
+      result["uid"] = run.uid;
+      result["name"] = run.name;
+      return result;
+    }
+    for (const Package& package : parts_.plan.packages) {
+      if (package.appid != as && package.appname != as) continue;
+      result["uid"] = package.uid;
+      result["name"] = package.appname;
+      return result;
+    }
+    plugin_named(as);
+    return result;
+  }
+
+  Json start(const Json& arguments) { return change(arguments, false, true); }
+  Json stop(const Json& arguments) { return change(arguments, true, false); }
+  Json restart(const Json& arguments) { return change(arguments, true, true); }
+
+  // One change at a time, so that two clients do not start what the other stops.
+  Json change(const Json& arguments, bool stop, bool start) {
+    const std::string name = text_in(arguments, "target");
+    const std::lock_guard lock(changing_);
+    if (parts_.services.has(name)) {
+      const bool stopped = stop && parts_.services.stop(name);
+      const bool started = start && parts_.services.start(name);
+      return {{"target", name}, {"stopped", stopped}, {"started", started}};
+    }
+    for (const char* service : kServiceNames)
+      if (name == service)
+        throw Failure("the box was started without " + name + "; routerbox run --help lists the options",
+                      kNo);
+    const size_t place = plugin_named(name);
+    const bool stopped = stop && parts_.plugins.stop(place);
+    const bool running = parts_.plugins.row(place).state == Plugins::State::kRunning;
+    if (start && !running) parts_.start_plugin(place);
+    return {
+        {"target", parts_.plugins.row(place).run.name}, {"stopped", stopped}, {"started", start && !running}};
+  }
+
+  Json send(const Json& arguments) {
+    const size_t place = plugin_named(text_in(arguments, "plugin"));
+    return parts_.bus.send(parts_.plugins.row(place).run, text_in(arguments, "text"));
+  }
+
+  Json event(const Json& arguments) {
+    const std::string name = word_in(arguments, "event", {"wan", "disk", "home"});
+    const int sub = number_in(arguments, "sub");
+    const auto& row = *std::find_if(std::begin(kEvents), std::end(kEvents),
+                                    [&](const auto& known) { return name == known.name; });
+    if (sub < row.first_sub || sub >= row.first_sub + row.subs)
+      throw Failure("the event " + name + " has no subevent " + std::to_string(sub) + "; there is " +
+                        std::to_string(row.first_sub) +
+                        (row.subs > 1 ? " and " + std::to_string(row.first_sub + 1) : std::string()),
+                    kWrongCommandLine);
+    std::optional<std::string> text;
+    if (arguments.contains("text")) text = text_in(arguments, "text");
+    parts_.bus.send_event(row.number, sub, text);
+    return {{"event", row.number}, {"subevent", sub}};
+  }
+
+  // What a router would announce is announced.
+  Json announce(const char* event, int sub, const std::string& text) {
+    Json result = {{"state", "changed"}};
+    result.update(this->event({{"event", event}, {"sub", sub}, {"text", text}}));
+    return result;
+  }
+
+  Json wan(const Json& arguments) {
+    need_router("wan");
+    const bool up = word_in(arguments, "state", {"up", "down"}) == "up";
+    RouterClient().change({{"WAN", {{"WAN_NET", up ? 1 : 0}}}});
+    return announce("wan", up ? 256 : 257, up ? "up" : "down");
+  }
+
+  Json disk(const Json& arguments) {
+    need_router("disk");
+    const bool add = word_in(arguments, "change", {"add", "remove"}) == "add";
+    const std::string name = text_in(arguments, "name");
+    RouterClient().change_disk(name, add);
+    return announce("disk", add ? 0 : 1, name);
+  }
+
+  Json set(const Json& arguments) {
+    need_router("set");
+    return RouterClient().set(text_in(arguments, "path"), arguments.at("value"));
+  }
+
+  Json state(const Json& arguments) {
+    need_router("state");
+    return {{"state", RouterClient().state(text_in(arguments, "path"))}};
+  }
+
+  Json down(const Json&) {
+    parts_.processes.interrupt(SIGTERM);
+    return {{"box", parts_.plan.box}};
+  }
+
+  const BoxParts parts_;
+  std::mutex changing_;
+};
+
+const BoxVerbs::Row BoxVerbs::kVerbs[12] = {
+    {"ps", &BoxVerbs::ps},       {"enter", &BoxVerbs::enter},     {"start", &BoxVerbs::start},
+    {"stop", &BoxVerbs::stop},   {"restart", &BoxVerbs::restart}, {"send", &BoxVerbs::send},
+    {"event", &BoxVerbs::event}, {"wan", &BoxVerbs::wan},         {"disk", &BoxVerbs::disk},
+    {"set", &BoxVerbs::set},     {"state", &BoxVerbs::state},     {"down", &BoxVerbs::down},
+};
+
+}  // namespace
+
+ControlHandler box_verbs(const BoxParts& parts) {
+  const auto verbs = std::make_shared<BoxVerbs>(parts);
+  return
+      [verbs](const std::string& verb, const Json& arguments) { return verbs->carry_out(verb, arguments); };
+}
+
+}  // namespace routerbox

@@ -1,0 +1,23 @@
+// box_verbs.h: what the verbs do in the box.
+#pragma once
+#include <functional>
+
+#include "box.h"
+#include "bus_client.h"
+#include "control.h"
+#include "services/services.h"
+
+namespace routerbox {
+
+struct BoxParts {
+  const Plan& plan;
+  Processes& processes;
+  Plugins& plugins;
+  Services& services;
+  BusClient& bus;
+  std::function<void(size_t place)> start_plugin;  // and waits until it is served
+};
+
+ControlHandler box_verbs(const BoxParts& parts);
+
+}  // namespace routerbox

@@ -1,0 +1,36 @@
+// bus_client.h: the box's way to its bus, through the program boxbus.
+#pragma once
+#include <chrono>
+#include <string>
+
+#include "http/json.h"
+#include "plugins.h"
+#include "processes.h"
+
+namespace routerbox {
+
+enum class ObjectWait { kFound, kOwnerEnded, kLimit };
+
+class BusClient {
+ public:
+  BusClient(Processes& processes, std::string program)
+      : processes_(processes), program_(std::move(program)) {}
+
+  // Waits until the bus object `name`, which the process `owner` is to make, can be found.
+  ObjectWait wait_for_object(const std::string& name, pid_t owner, std::chrono::milliseconds limit);
+  // {"answer": TEXT or null, "status": of the call, "meaning": of the status, "ms": N}. Throws Failure.
+  Json send(const PluginRun& plugin, const std::string& text);
+  void send_event(int event, int subevent, const std::optional<std::string>& text);
+
+ private:
+  struct Outcome {
+    int status = 0;
+    std::string output;
+  };
+  Outcome run(const std::vector<std::string>& words);
+
+  Processes& processes_;
+  const std::string program_;
+};
+
+}  // namespace routerbox

@@ -1,0 +1,51 @@
+#include "launch.h"
+
+#include <grp.h>
+#include <signal.h>
+
+#include <cstring>
+
+#include "programs.h"
+
+namespace routerbox {
+namespace {
+
+bool take_streams(const Streams& streams) {
+  return dup2(streams.input.get(), STDIN_FILENO) >= 0 && dup2(streams.output.get(), STDOUT_FILENO) >= 0 &&
+         dup2(streams.output.get(), STDERR_FILENO) >= 0 && setsid() >= 0;
+}
+
+bool become(uid_t uid) {
+  return setgroups(0, nullptr) == 0 && setresgid(uid, uid, uid) == 0 && setresuid(uid, uid, uid) == 0;
+}
+
+// What has to be done before the program is executed; throws Failure.
+void prepare(const Launch& launch, const Streams* streams) {
+  signal(SIGPIPE, SIG_DFL);  // the HTTP library has it ignored
+  if (streams != nullptr && !take_streams(*streams))
+    fail_errno("cannot set up the streams of " + launch.program);
+  if (!launch.folder.empty() && chdir(launch.folder.c_str()) != 0)
+    fail_errno("cannot enter " + launch.folder);
+  if (launch.uid && !become(*launch.uid)) fail_errno("cannot become uid " + std::to_string(*launch.uid));
+}
+
+}  // namespace
+
+void become_program(const Launch& launch, const Streams* streams, int report) {
+  std::vector<std::string> words = launch.words;
+  const std::vector<char*> arguments = exec_arguments(words);
+  std::string text;
+  char status = kBoxFailed;
+  try {
+    prepare(launch, streams);
+    execv(launch.program.c_str(), arguments.data());
+    status = errno == ENOENT ? kNotFound : kNotExecutable;
+    text = explain_exec(launch.program, errno);
+  } catch (const Failure& failure) {
+    text = failure.what();
+  }
+  write_all(report, status + text);
+  _exit(status);
+}
+
+}  // namespace routerbox

@@ -1,0 +1,75 @@
+// plugins.h: the plug-ins of a running box, and what became of each.
+#pragma once
+#include <deque>
+#include <functional>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "lines.h"
+#include "packages.h"
+#include "processes.h"
+#include "trace/trace.h"
+
+namespace routerbox {
+
+// What the box is to run as a plug-in.
+struct PluginRun {
+  std::string name, appid;
+  std::string prefix;  // of its lines
+  uid_t uid = 0;
+  bool has_object = false;         // it may receive cloud messages, so it makes a bus object
+  std::string program;             // absolute path
+  std::vector<std::string> words;  // its name first
+  std::string folder;              // that it starts in; empty: the box's
+
+  std::string object() const { return "zel_" + appid; }
+};
+
+// Safe from any thread but the serving one, where note_end() belongs.
+class Plugins {
+ public:
+  enum class State { kStopped, kRunning, kEnded };
+  struct Row {
+    PluginRun run;
+    State state = State::kStopped;
+    pid_t process = 0;
+    int status = 0;  // of one that has ended
+    std::deque<std::string> last_lines = {};
+    bool reported = false;  // a sanitizer had something to say
+  };
+  struct Ways {
+    Processes& processes;
+    Printer& printer;
+    Trace& trace;
+    std::function<void(const std::string& line)> say;  // of things that go wrong
+  };
+
+  Plugins(const Ways& ways, const std::vector<PluginRun>& runs);
+
+  size_t size() const { return rows_.size(); }
+  // Its place; none when no plug-in has this name or appid.
+  std::optional<size_t> find(const std::string& name) const;
+  Row row(size_t place) const;
+  std::vector<std::string> names() const;
+
+  // False when it runs, or does not run, already. Throws Failure.
+  bool start(size_t place);
+  bool stop(size_t place);
+  void stop_all();
+
+  void note_end(pid_t process, int status);
+  // Ends that nobody asked for, and sanitizers' reports.
+  int deaths() const;
+
+ private:
+  void take_line(size_t place, std::string_view line);
+  void report_end(const Row& row) const;
+
+  const Ways ways_;
+  mutable std::mutex mutex_;
+  std::vector<Row> rows_;  // guarded by mutex_, but for the runs, which stay
+  int deaths_ = 0;         // guarded by mutex_
+};
+
+}  // namespace routerbox

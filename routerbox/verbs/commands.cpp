@@ -1,0 +1,149 @@
+#include "commands.h"
+
+#include <signal.h>
+
+#include <CLI/CLI.hpp>
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+
+#include "../outer.h"
+#include "../programs.h"
+#include "client.h"
+#include "enter.h"
+#include "log.h"
+#include "print.h"
+#include "status.h"
+#include "table.h"
+
+namespace routerbox {
+namespace {
+
+struct Line {
+  const Verb& verb;
+  std::string name;  // of the box
+  bool json = false;
+  Json arguments = Json::object();
+  std::string as;
+  LogWish log;
+  std::vector<std::string> command;  // after "--"
+};
+
+int call_box(const Line& line) {
+  const BoxClient box(line.name);
+  const Json result = box.call(line.verb.name, line.arguments);
+  std::cout << (line.json ? text_of(result) + "\n" : readable_result(line.verb.name, result)) << std::flush;
+  return kDone;
+}
+
+int end_box(const Line& line) {
+  const BoxClient box(line.name);
+  const pid_t process_one = box.process_one();
+  box.call("down", Json::object());
+  box.wait_for_end(process_one);
+  std::cout << (line.json ? text_of({{"box", box.name()}}) : "the box " + box.name() + " has ended") + "\n"
+            << std::flush;
+  return kDone;
+}
+
+int enter_box(const Line& line) {
+  const bool shell = std::strcmp(line.verb.name, "shell") == 0;
+  if (!shell && line.command.empty())
+    throw Failure("there is no command; write routerbox exec [--as PLUGIN] -- COMMAND...", kWrongCommandLine);
+  const BoxClient box(line.name);
+  const Json place = box.call("enter", {{"as", line.as}});
+  setenv("PATH", place.at("path").get<std::string>().c_str(), 1);
+  Launch launch;
+  launch.words = shell ? std::vector<std::string>{"bash"} : line.command;
+  launch.program = find_program(launch.words.front());
+  launch.folder = place.at("folder");
+  if (!place.at("uid").is_null()) launch.uid = place.at("uid").get<uid_t>();
+  return run_in_box(box.process_one(), launch);
+}
+
+int show_log(const Line& line) {
+  const BoxClient box(line.name);
+  const pid_t process_one = box.process_one();
+  LogWish wish = line.log;
+  wish.json = line.json;
+  print_log(box.folder() + "/trace.jsonl", wish, [&] { return kill(process_one, 0) != 0 && errno == ESRCH; });
+  return kDone;
+}
+
+void describe(CLI::App* app, Line* line, std::map<std::string, std::string>* values) {
+  app->set_help_flag();
+  app->add_option("--name", line->name);
+  app->add_flag("--json", line->json);
+  if (line->verb.name == std::string("log")) {
+    app->add_flag("-f,--follow", line->log.follow);
+    app->add_option("filters", line->log.filters);
+  }
+  if (line->verb.name == std::string("shell") || line->verb.name == std::string("exec"))
+    app->add_option("--as", line->as);
+  for (const Argument& argument : line->verb.arguments) {
+    if (argument.name == nullptr) continue;
+    app->add_option(argument.name, (*values)[argument.name])->required(argument.required);
+  }
+}
+
+Line parse_line(const Verb& verb, int argc, char** argv) {
+  Line line{verb, {}, false, Json::object(), {}, {}, {}};
+  char** const end = argv + argc;
+  char** cut = end;
+  if (verb.name == std::string("exec"))
+    cut = std::find_if(argv, end, [](const char* word) { return std::strcmp(word, "--") == 0; });
+  if (cut != end) line.command.assign(cut + 1, end);
+  CLI::App app;
+  std::map<std::string, std::string> values;
+  describe(&app, &line, &values);
+  try {
+    app.parse(static_cast<int>(cut - argv), argv);
+  } catch (const CLI::ParseError& error) {
+    throw Failure(std::string(error.what()) + "; routerbox " + verb.name + " --help shows how it is used",
+                  kWrongCommandLine);
+  }
+  for (const Argument& argument : verb.arguments)
+    if (argument.name != nullptr && app.count(argument.name) > 0)
+      line.arguments[argument.name] = values[argument.name];
+  return line;
+}
+
+int start_box(const Verb& verb, int argc, char** argv) {
+  const Options options = read_run_options(argc, argv);
+  if (verb.name == std::string("run")) return run_in_front(options);
+  if (!options.command.empty())
+    throw Failure("up takes no command; write routerbox up && routerbox exec -- COMMAND...",
+                  kWrongCommandLine);
+  const std::string name = run_in_background(options);
+  std::cout << "the box " + name + " is up\n" << std::flush;
+  return kDone;
+}
+
+constexpr struct {
+  const char* verb;
+  int (*run)(const Line& line);
+} kOwn[] = {{"down", end_box}, {"shell", enter_box}, {"exec", enter_box}, {"log", show_log}};
+
+bool asks_for_help(int argc, char** argv) {
+  for (char** word = argv; word != argv + argc && std::strcmp(*word, "--") != 0; ++word)
+    if (std::strcmp(*word, "--help") == 0 || std::strcmp(*word, "-h") == 0) return true;
+  return false;
+}
+
+}  // namespace
+
+int run_verb(int argc, char** argv) {
+  const Verb& verb = verb_named(argv[1]);
+  const bool starts = verb.name == std::string("run") || verb.name == std::string("up");
+  if (!starts && asks_for_help(argc, argv)) {
+    std::cout << help_for(verb) << std::flush;
+    return kDone;
+  }
+  if (starts) return start_box(verb, argc - 1, argv + 1);
+  const Line line = parse_line(verb, argc - 1, argv + 1);
+  for (const auto& own : kOwn)
+    if (verb.name == std::string(own.verb)) return own.run(line);
+  return call_box(line);
+}
+
+}  // namespace routerbox

@@ -1,0 +1,102 @@
+#include "print.h"
+
+#include <algorithm>
+#include <vector>
+
+namespace routerbox {
+namespace {
+
+using Table = std::vector<std::vector<std::string>>;
+
+std::string aligned(const Table& table) {
+  std::vector<size_t> widths;
+  for (const auto& row : table)
+    for (size_t column = 0; column < row.size(); ++column) {
+      widths.resize(std::max(widths.size(), column + 1));
+      widths[column] = std::max(widths[column], row[column].size());
+    }
+  std::string text;
+  for (const auto& row : table) {
+    std::string line;
+    for (size_t column = 0; column < row.size(); ++column)
+      line += row[column] + std::string(widths[column] - row[column].size() + 2, ' ');
+    text += line.substr(0, line.find_last_not_of(' ') + 1) + "\n";
+  }
+  return text;
+}
+
+std::string shown(const Json& row, const char* key) {
+  const Json value = row.value(key, Json());
+  if (value.is_null()) return "-";
+  return value.is_string() ? value.get<std::string>() : value.dump();
+}
+
+std::string state_of(const Json& row) {
+  return shown(row, "state") + (row.contains("status") ? " (status " + shown(row, "status") + ")" : "");
+}
+
+std::string memory_of(const Json& row) {
+  return row.contains("memory_kib") ? shown(row, "memory_kib") + " KiB" : "-";
+}
+
+std::string ps(const Json& result) {
+  Table table{{"NAME", "APPID", "UID", "STATE", "PID", "MEMORY"}};
+  for (const Json& row : result.at("plugins"))
+    table.push_back({shown(row, "name"), shown(row, "appid"), shown(row, "uid"), state_of(row),
+                     shown(row, "pid"), memory_of(row)});
+  for (const Json& row : result.at("services"))
+    table.push_back({shown(row, "name"), "-", "0", state_of(row), shown(row, "pid"), memory_of(row)});
+  return aligned(table);
+}
+
+std::string send(const Json& result) {
+  std::string text = result.at("answer").is_string() ? result.at("answer").get<std::string>() + "\n" : "";
+  if (result.at("status") != 0)
+    text += "(status " + shown(result, "status") + ": " + shown(result, "meaning") + ")\n";
+  return text;
+}
+
+std::string state(const Json& result) {
+  const Json& state = result.at("state");
+  return (state.is_string() ? state.get<std::string>() : state.dump(2)) + "\n";
+}
+
+std::string set(const Json& result) {
+  return shown(result, "path") + ": " + result.at("before").dump() + " -> " + result.at("value").dump() +
+         "\n";
+}
+
+constexpr struct {
+  const char* verb;
+  std::string (*print)(const Json& result);
+} kPrinters[] = {{"ps", ps}, {"send", send}, {"state", state}, {"set", set}};
+
+}  // namespace
+
+std::string readable_result(const std::string& verb, const Json& result) {
+  for (const auto& row : kPrinters)
+    if (verb == row.verb) return row.print(result);
+  return {};
+}
+
+std::string help_for(const Verb& verb) {
+  std::string text = std::string("Example: ") + verb.example + "\n\nUsage: routerbox " + verb.name + " " +
+                     verb.usage + " [--name BOX] [--json]\n" + verb.help + ".\n";
+  Table arguments;
+  for (const Argument& argument : verb.arguments)
+    if (argument.name != nullptr) arguments.push_back({std::string("  ") + argument.name, argument.help});
+  if (!arguments.empty()) text += "\n" + aligned(arguments);
+  return text +
+         "\n--name names one of several boxes; --json prints the result as JSON.\n"
+         "Exit status: 0 done, 1 not there or no, 2 wrong command line, 3 failed, 4 not allowed, 5 timed "
+         "out.\n";
+}
+
+std::string list_of_verbs() {
+  Table table;
+  for (const Verb& verb : verbs())
+    table.push_back({std::string("  ") + verb.name + " " + verb.usage, verb.help});
+  return aligned(table);
+}
+
+}  // namespace routerbox

@@ -1,0 +1,161 @@
+#include "table.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "../failure.h"
+#include "../nearest.h"
+#include "status.h"
+
+namespace routerbox {
+namespace {
+
+constexpr Argument kPlugin = {"plugin", true, "its name or appid"};
+constexpr Argument kTarget = {"target", true, "a plug-in, or router, downloads, files, bus"};
+
+std::vector<const Argument*> arguments_of(const Verb& verb) {
+  std::vector<const Argument*> arguments;
+  for (const Argument& argument : verb.arguments)
+    if (argument.name != nullptr) arguments.push_back(&argument);
+  return arguments;
+}
+
+}  // namespace
+
+const std::vector<Verb>& verbs() {
+  static const std::vector<Verb> kVerbs = {
+      {"run",
+       "[OPTIONS] [-- COMMAND...]",
+       {},
+       "Runs the box of ./box.toml in front, until COMMAND or Ctrl-C ends it",
+       "routerbox run -- bash",
+       Where::kHere},
+      {"up",
+       "[OPTIONS]",
+       {},
+       "Runs the box of ./box.toml in the background",
+       "routerbox up && routerbox ps",
+       Where::kHere},
+      {"down", "", {}, "Ends a box", "routerbox down", Where::kBox},
+      {"ps",
+       "",
+       {},
+       "Shows plug-ins and services: users, states, memory",
+       "routerbox ps --json",
+       Where::kBox},
+      {"shell",
+       "[--as PLUGIN]",
+       {},
+       "Opens a shell in the box",
+       "routerbox shell --as weather",
+       Where::kHere},
+      {"exec",
+       "[--as PLUGIN] -- COMMAND...",
+       {},
+       "Runs a command in the box; its exit status is COMMAND's",
+       "routerbox exec --as weather -- id -u",
+       Where::kHere},
+      {"enter",
+       "[AS]",
+       {{"as", false, "a plug-in; root of the box otherwise"}},
+       "Tells with which user, folder and PATH a command runs in the box",
+       "routerbox enter weather --json",
+       Where::kBox},
+      {"start", "TARGET", {kTarget}, "Starts a plug-in or service", "routerbox start weather", Where::kBox},
+      {"stop", "TARGET", {kTarget}, "Stops a plug-in or service", "routerbox stop downloads", Where::kBox},
+      {"restart",
+       "TARGET",
+       {kTarget},
+       "Stops a plug-in or service, if it runs, and starts it",
+       "routerbox restart weather",
+       Where::kBox},
+      {"send",
+       "PLUGIN TEXT",
+       {kPlugin, {"text", true, "the message"}},
+       "Sends a cloud message and prints the answer",
+       "routerbox send weather 'Is it raining?'",
+       Where::kBox},
+      {"event",
+       "wan|disk|home SUB [TEXT]",
+       {{"event", true, "wan, disk or home"},
+        {"sub", true, "256 or 257; 0 or 1; 512"},
+        {"text", false, "what it says"}},
+       "Sends an event to all plug-ins that listen",
+       "routerbox event disk 0 sda1",
+       Where::kBox},
+      {"wan",
+       "up|down",
+       {{"state", true, "up or down"}},
+       "Switches the WAN link, in the router's state and with its event (256 up, 257 down)",
+       "routerbox wan down",
+       Where::kBox},
+      {"disk",
+       "add|remove NAME",
+       {{"change", true, "add or remove"}, {"name", true, "a partition, such as sda1"}},
+       "Adds or removes a disk, in the router's state and with its event (0 added, 1 removed)",
+       "routerbox disk remove sda1",
+       Where::kBox},
+      {"set",
+       "PATH VALUE",
+       {{"path", true, "a member of the state, such as WAN.WAN_IP"}, {"value", true, "JSON, or a text"}},
+       "Changes the router's state",
+       "routerbox set WAN.WAN_IP 203.0.113.99",
+       Where::kBox},
+      {"state",
+       "[PATH]",
+       {{"path", false, "a member of the state; all of it otherwise"}},
+       "Shows the router's state",
+       "routerbox state WAN",
+       Where::kBox},
+      {"log",
+       "[-f] [CHANNEL|PLUGIN...]",
+       {},
+       "Shows what happened: bus, events, router, downloads, files, life",
+       "routerbox log -f weather",
+       Where::kHere},
+  };
+  return kVerbs;
+}
+
+const Verb& verb_named(const std::string& name) {
+  const auto found =
+      std::find_if(verbs().begin(), verbs().end(), [&](const Verb& verb) { return verb.name == name; });
+  if (found != verbs().end()) return *found;
+  std::vector<std::string> names;
+  for (const Verb& verb : verbs()) names.emplace_back(verb.name);
+  throw Failure("there is no verb '" + name + "'" + advice_for(name, names), kWrongCommandLine);
+}
+
+void check_call(const std::string& name, const Json& arguments) {
+  const Verb& verb = verb_named(name);
+  if (verb.where != Where::kBox)
+    throw Failure("the verb '" + name + "' is one of the program routerbox, not of a box", kWrongCommandLine);
+  std::vector<std::string> names;
+  for (const Argument* argument : arguments_of(verb)) {
+    names.emplace_back(argument->name);
+    if (argument->required && !arguments.contains(argument->name))
+      throw Failure(name + " needs the argument '" + argument->name + "': " + argument->help,
+                    kWrongCommandLine);
+  }
+  for (const auto& [key, value] : arguments.items())
+    if (std::find(names.begin(), names.end(), key) == names.end())
+      throw Failure(name + " has no argument '" + key + "'" +
+                        (names.empty() ? ", it has none" : advice_for(key, names)),
+                    kWrongCommandLine);
+}
+
+Json verbs_as_json() {
+  Json all = Json::array();
+  for (const Verb& verb : verbs()) {
+    if (verb.where != Where::kBox) continue;
+    Json arguments = Json::array();
+    for (const Argument* argument : arguments_of(verb))
+      arguments.push_back(
+          {{"name", argument->name}, {"required", argument->required}, {"help", argument->help}});
+    all.push_back(
+        {{"verb", verb.name}, {"arguments", arguments}, {"help", verb.help}, {"example", verb.example}});
+  }
+  return all;
+}
+
+}  // namespace routerbox

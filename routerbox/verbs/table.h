@@ -1,0 +1,41 @@
+// table.h: the verbs: what may be typed, sent to a box's control socket and written in tests.
+#pragma once
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "../http/json.h"
+
+namespace routerbox {
+
+struct Argument {
+  const char* name;  // null: there is none
+  bool required;
+  const char* help;
+};
+
+enum class Where : int {
+  kHere,  // the program that was called does it
+  kBox,   // it is sent to the box
+};
+
+struct Verb {
+  const char* name;
+  const char* usage;  // its arguments as one writes them
+  Argument arguments[5];
+  const char* help;
+  const char* example;
+  Where where;
+};
+
+const std::vector<Verb>& verbs();
+
+// Throws Failure with the nearest names when there is none.
+const Verb& verb_named(const std::string& name);
+
+// Throws Failure unless the verb is one for a box and these are arguments for it.
+void check_call(const std::string& verb, const Json& arguments);
+
+Json verbs_as_json();
+
+}  // namespace routerbox

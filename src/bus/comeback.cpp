@@ -1,0 +1,114 @@
+#include "bus/comeback.h"
+
+#include <poll.h>
+#include <sys/socket.h>
+
+#include <algorithm>
+#include <utility>
+
+#include "base/log.h"
+#include "bus/work.h"
+
+namespace {
+
+using std::chrono::milliseconds;
+
+// A plug-in is to be served within a second of the broker's start: the longest pause, and then the greeting.
+constexpr milliseconds kFirstPause{20};
+constexpr milliseconds kLongestPause{400};
+constexpr milliseconds kGreetingLimit{200};
+
+sockaddr_un address_of_broker(const ubus_context* bus) noexcept {
+  sockaddr_un address{};
+  socklen_t size = sizeof address - 1;  // Leaves the NUL that a path of full length comes without.
+  if (getpeername(bus->sock.fd, reinterpret_cast<sockaddr*>(&address), &size) != 0) address = {};
+  return address;
+}
+
+// Whether who connects there would wait without limit, and with the global lock held: a broker that was stopped
+// still accepts connections, but does not greet them.
+bool is_silent(const sockaddr_un& address) noexcept {
+  const zel::Descriptor probe(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+  if (!probe) return true;  // Libubus would not get one either.
+  if (connect(probe.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) {
+    return errno == EAGAIN;  // So many are waiting that it accepts no more.
+  }
+  pollfd greeting{probe.get(), POLLIN, 0};
+  return poll(&greeting, 1, kGreetingLimit.count()) == 0;
+}
+
+}  // namespace
+
+namespace zel {
+
+Comeback comeback;
+
+void Comeback::keep(ubus_context* bus, Revive revive) noexcept {
+  address_ = address_of_broker(bus);
+  if (Kept* const place = find(nullptr)) *place = {bus, revive, false};
+}
+
+void Comeback::let_go(const ubus_context* bus) noexcept {
+  if (Kept* const kept = find(bus)) *kept = {};
+}
+
+void Comeback::note_loss(const ubus_context* bus) noexcept {
+  Kept* const kept = find(bus);
+  if (kept == nullptr) return;  // One that the plug-in added to the loop.
+  kept->is_lost = true;
+  if (std::exchange(waiting_, true)) return;
+  pause_ = kFirstPause;
+  due_ = Clock::now() + pause_;
+  ZEL_LOG(LOG_ERR, "[ZEL_SVC]", "bus lost, waiting for it!\n");
+}
+
+int Comeback::pause_ms() const noexcept {
+  if (!waiting_) return -1;
+  const auto left = std::chrono::ceil<milliseconds>(due_ - Clock::now()).count();
+  return static_cast<int>(std::max<long long>(left, 0));
+}
+
+void Comeback::try_when_due(Loop* loop) noexcept {
+  if (!waiting_ || Clock::now() < due_) return;
+  waiting_ = is_silent(address()) || !revive_all(loop);
+  pause_ = std::min(2 * pause_, kLongestPause);
+  due_ = Clock::now() + pause_;
+}
+
+sockaddr_un Comeback::address() const noexcept {
+  const GlobalSection section;
+  return address_;
+}
+
+Comeback::Kept* Comeback::find(const ubus_context* bus) noexcept {
+  const auto found =
+      std::find_if(kept_.begin(), kept_.end(), [&](const Kept& kept) { return kept.bus == bus; });
+  return found != kept_.end() ? &*found : nullptr;
+}
+
+// Whether none is lost any more: each was made anew, or released meanwhile.
+bool Comeback::revive_all(Loop* loop) noexcept {
+  const BusSection section;
+  for (Kept& kept : kept_) {
+    if (kept.is_lost && !make_anew(&kept, loop)) return false;
+  }
+  const bool any =
+      std::any_of(kept_.begin(), kept_.end(), [](const Kept& kept) { return kept.bus != nullptr; });
+  if (any) ZEL_LOG(LOG_INFO, "[ZEL_SVC]", "bus back!\n");
+  return true;
+}
+
+bool Comeback::make_anew(Kept* kept, Loop* loop) noexcept {
+  BusLink link = connect_bus();
+  if (!link || !Loop::can_hold(link->sock.fd)) return false;
+  ubus_context* const lost = kept->bus;
+  ubus_context* const fresh = link.get();
+  const Work work(lost);
+  if (!kept->revive(lost, &link)) return false;
+  loop->replace(lost, fresh->sock.fd, fresh);
+  *kept = {fresh, kept->revive, false};
+  address_ = address_of_broker(fresh);
+  return true;
+}
+
+}  // namespace zel
