@@ -111,7 +111,8 @@ TEST_F(Perm, ReportsWhatIsWrongWithAPackageFile) {
        "{\"appname\":\"\",\"appid\":\"9&\",\"abilitybits\":0,\"uid\":9&}/g')\" >$F;"
        "cp $F /tmp/f; $Z perm init --again",
        0,
-       "the last 20 of 120, from here on, are left out\nnote: /etc/norva/packages.json: no room is left for "
+       "the last 20 of 120, from here on, are left out\nnote: /etc/norva/packages.json:1: no room is left "
+       "for "
        "1"},
       {"keeps them", "$Z perm delete 91; $Z perm save; cmp $F /tmp/f && echo kept", 0, "kept"},
       {"no room", "truncate -s 0 $F; rm $F; $Z perm save; $Z perm insert 101 --name x --uid 8", 1,

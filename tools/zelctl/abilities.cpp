@@ -1,8 +1,7 @@
 #include "abilities.h"
 
-#include <algorithm>
-#include <charconv>
-#include <string_view>
+#include <cstdlib>
+#include <cstring>
 
 #include "failure.h"
 #include "text.h"
@@ -10,27 +9,15 @@
 namespace zelctl {
 namespace {
 
-constexpr std::string_view kPrefix = "ability_";
+constexpr const char* kPrefix = "ability_";
 
-std::vector<std::string> split(const std::string& text) {
-  std::vector<std::string> parts(1);
-  for (const char c : text) {
-    if (c == ',') {
-      parts.emplace_back();
-    } else {
-      parts.back() += c;
-    }
-  }
-  return parts;
-}
-
-// Bits `first` to `last`; a name has no "-", so the first one is a range's.
-uint32_t bits_of_item(const Table& table, const std::string& item) {
+// The bits from the first to the last of "10-12", or of a single ability; a name has no "-", so the first one is a
+// range's.
+uint32_t bits_of_item(const perm_table& table, const std::string& item) {
   const size_t dash = item.find('-');
   const int first = ability_from(table, item.substr(0, dash));
   const int last = dash != std::string::npos ? ability_from(table, item.substr(dash + 1)) : first;
-  if (last < first)
-    throw Failure(kUsage, "the range '" + readable(item) + "' ends before it begins", "Turn it round.");
+  if (last < first) fail(kUsage, "Turn it round.", "the range '%s' ends before it begins", item.c_str());
   uint32_t bits = 0;
   for (int ability = first; ability <= last; ++ability) bits |= 1U << static_cast<unsigned>(ability - 1);
   return bits;
@@ -44,45 +31,53 @@ std::string ability_list(uint32_t bits) {
     if (!holds(bits, first)) continue;
     int last = first;
     while (last < kAbilities && holds(bits, last + 1)) ++last;
-    if (!list.empty()) list += ',';
-    list += std::to_string(first);
-    if (last > first) list += '-' + std::to_string(last);
+    const char* const comma = list.empty() ? "" : ",";
+    append(&list, last > first ? "%s%d-%d" : "%s%d", comma, first, last);
     first = last;
   }
   return list.empty() ? "none" : list;
 }
 
-int ability_from(const Table& table, const std::string& text) {
+int ability_from(const perm_table& table, const std::string& text) {
   uint64_t number = 0;
   if (number_from(text, &number) && number >= 1 && number <= kAbilities) return static_cast<int>(number);
-  for (const Ability& ability : table.abilities) {
-    const std::string_view name = ability.name;
-    const bool same =
-        name == text || (name.substr(0, kPrefix.size()) == kPrefix && name.substr(kPrefix.size()) == text);
-    if (same && ability.number >= 1 && ability.number <= kAbilities) return ability.number;
-  }
-  throw Failure(kUsage, "there is no ability '" + readable(text) + "'",
-                "Name one by its number, 1 to 15, or its name: ability_wan, or wan. All of them: zelctl perm "
-                "abilities");
+  int found = 0;
+  each_ability(table, [&](const perm_ability_info& ability) {
+    const std::string name = text_of(ability.permname);
+    if (name == text || short_name(name) == text) found = ability.permid;
+  });
+  if (found != 0) return found;
+  fail(
+      kUsage,
+      "Name one by its number, 1 to 15, or its name: ability_wan, or wan. All of them: zelctl perm abilities",
+      "there is no ability '%s'", text.c_str());
 }
 
-uint32_t bits_from(const Table& table, const std::string& text) {
+uint32_t bits_from(const perm_table& table, const std::string& text) {
   if (text == "all") return UINT32_MAX;
   if (text == "none") return 0;
-  if (text.starts_with("0x")) {
-    uint32_t bits = 0;
-    const auto [end, error] = std::from_chars(text.data() + 2, text.data() + text.size(), bits, 16);
-    if (error == std::errc{} && end == text.data() + text.size()) return bits;
-  }
+  const bool hexadecimal = text.starts_with("0x") && text.size() > 2 && text.size() <= 10 &&
+                           text.find_first_not_of("0123456789abcdefABCDEF", 2) == std::string::npos;
+  if (hexadecimal) return static_cast<uint32_t>(std::strtoul(text.c_str() + 2, nullptr, 16));
   uint32_t bits = 0;
-  for (const std::string& item : split(text)) bits |= bits_of_item(table, item);
+  for (size_t at = 0; at <= text.size();) {
+    const size_t end = std::min(text.find(',', at), text.size());
+    bits |= bits_of_item(table, text.substr(at, end - at));
+    at = end + 1;
+  }
   return bits;
 }
 
-std::string ability_name(const Table& table, int ability) {
-  const auto found = std::find_if(table.abilities.begin(), table.abilities.end(),
-                                  [&](const Ability& candidate) { return candidate.number == ability; });
-  return found != table.abilities.end() ? found->name : "?";
+std::string ability_name(const perm_table& table, int ability) {
+  std::string name = "?";
+  each_ability(table, [&](const perm_ability_info& candidate) {
+    if (candidate.permid == ability) name = text_of(candidate.permname);
+  });
+  return name;
+}
+
+const char* short_name(const std::string& name) {
+  return name.c_str() + (name.starts_with(kPrefix) ? std::strlen(kPrefix) : 0);
 }
 
 }  // namespace zelctl

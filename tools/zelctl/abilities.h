@@ -14,13 +14,16 @@ inline bool holds(uint32_t bits, int ability) {
 // "1,3-15", or "none".
 std::string ability_list(uint32_t bits);
 
-// One ability: its number, or its name with or without "ability_". Throws Failure.
-int ability_from(const Table& table, const std::string& text);
+// One ability: its number, or its name with or without "ability_". Fails if there is none.
+int ability_from(const perm_table& table, const std::string& text);
 
-// "all", "none", 0x and the bits, or a list of abilities and ranges: "2,wan,10-12". Throws Failure.
-uint32_t bits_from(const Table& table, const std::string& text);
+// "all", "none", 0x and the bits, or a list of abilities and ranges: "2,wan,10-12". Fails if it is none.
+uint32_t bits_from(const perm_table& table, const std::string& text);
 
 // "ability_wan", or "?" if the catalogue lacks it.
-std::string ability_name(const Table& table, int ability);
+std::string ability_name(const perm_table& table, int ability);
+
+// As people write it: "wan" of "ability_wan".
+const char* short_name(const std::string& name);
 
 }  // namespace zelctl

@@ -33,10 +33,9 @@ ChangeLock::ChangeLock() : fd_(open(kLockFile, O_RDWR | O_CREAT | O_NOFOLLOW | O
   const bool late = fd_ != -1 && errno == ETIMEDOUT;
   if (fd_ != -1) close(fd_);
   if (late)
-    throw Failure(kTimedOut, "another change has been under way for 30 s",
-                  "Who makes it: fuser -v /var/run/zelctl.lock");
-  throw Failure(kFailed, std::string(kLockFile) + " could not be locked",
-                "Make /var/run a folder that root can write to.");
+    fail(kTimedOut, "Who makes it: fuser -v /var/run/zelctl.lock",
+         "another change has been under way for %d s", kLimitSeconds);
+  fail(kFailed, "Make /var/run a folder that root can write to.", "%s could not be locked", kLockFile);
 }
 
 ChangeLock::~ChangeLock() {

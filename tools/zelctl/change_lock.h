@@ -7,7 +7,7 @@ namespace zelctl {
 // of these, so that of two updates at once one would put back what the other had changed.
 class ChangeLock {
  public:
-  // Waits for its turn, and says so. Throws Failure.
+  // Waits for its turn, and says so; fails when that takes too long.
   ChangeLock();
   // The kernel gives it up with the process, too.
   ~ChangeLock();

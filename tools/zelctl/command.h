@@ -1,7 +1,8 @@
 // command.h: the table of commands. Parsing, help and completion all come from it.
 #pragma once
+#include <cstdint>
 #include <span>
-#include <string>
+#include <string_view>
 #include <vector>
 
 namespace zelctl {
@@ -28,14 +29,18 @@ struct Command {
 
 // A command as it was given. Texts live as long as the process.
 struct Call {
+  struct Given {
+    const char* name;
+    const char* value;
+  };
   const Command* command = nullptr;
   std::vector<const char*> arguments;
-  std::vector<std::pair<std::string, const char*>> options;
+  std::vector<Given> options;
 
-  // Null unless it was given.
+  // Null unless it was given; of a flag, "".
   const char* argument(size_t i) const { return i < arguments.size() ? arguments[i] : nullptr; }
   const char* option(const char* name) const;
-  bool has(const char* name) const;
+  bool has(const char* name) const { return option(name) != nullptr; }
 };
 
 // Commands that begin with one word, and that word alone.
@@ -49,9 +54,12 @@ std::span<const Family* const> families();
 // For every command.
 std::span<const Option> common_options();
 
-// Values of options and arguments. All throw Failure when the text is none, naming `name`.
+// The command of exactly these words, or null.
+const Command* find_command(std::string_view words);
+
+// Values of options and arguments. All fail when the text is none, naming `name`.
 uint64_t number_value(const char* name, const char* text, uint64_t least, uint64_t most);
-// The choices are parted by "|".
+// The choice's place; choices are parted by "|".
 size_t choice_value(const char* name, const char* text, const char* choices);
 
 }  // namespace zelctl

@@ -1,6 +1,8 @@
 // command_line.h: from words to a command.
 #pragma once
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "command.h"
 #include "output.h"
@@ -8,21 +10,20 @@
 namespace zelctl {
 
 struct CommandLine {
-  Call call;
-  Manner manner;
+  Call call;                 // without a command when help or the version is wanted, or nothing
   const char* as = nullptr;  // the appid of --as
   bool help = false;
   bool version = false;
-  std::string help_about;  // the words so far, "perm", when there is no whole command
+  std::string words;  // those of the command, "perm", say, when only half of one was given
 };
 
-// Throws Failure.
+// Fails if the words are no command line.
 CommandLine parse(int argc, char** argv);
 
 // The words that may follow: of "router", "name", "dns" and so on; of the empty text the families' words.
-std::vector<std::string> next_words(const std::string& words);
+std::vector<std::string> next_words(std::string_view words);
 
-// Whether a document is wanted, also of a command line that cannot be understood.
-bool wants_json(int argc, char** argv);
+// How results are wanted, also of a command line that cannot be understood.
+Manner manner_of(int argc, char** argv);
 
 }  // namespace zelctl

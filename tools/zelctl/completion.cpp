@@ -1,11 +1,10 @@
 // Completion for shells. Their scripts only ask zelctl, which knows the table of commands and the plug-ins.
-#include <algorithm>
 #include <cstring>
 
+#include "abilities.h"
 #include "command_line.h"
 #include "help.h"
-#include "output.h"
-#include "perm_table.h"
+#include "result.h"
 #include "text.h"
 
 namespace zelctl {
@@ -49,15 +48,6 @@ struct Place {
   bool options_end = false;
 };
 
-const Command* command_named(const std::string& words) {
-  for (const Family* family : families()) {
-    for (const Command& command : family->commands) {
-      if (words == command.words) return &command;
-    }
-  }
-  return nullptr;
-}
-
 template <class Visit>
 void each_option(const Place& place, Visit visit) {
   for (const Option& option : common_options()) visit(option);
@@ -65,104 +55,102 @@ void each_option(const Place& place, Visit visit) {
   for (const Option& option : place.command->options) visit(option);
 }
 
-void pass_word(const std::string& word, Place* place) {
+void pass_word(const char* word, Place* place) {
+  const bool is_option = !place->options_end && word[0] == '-';
   if (place->value != nullptr) {
     place->value = nullptr;
-  } else if (word == "--") {
+  } else if (std::strcmp(word, "--") == 0) {
     place->options_end = true;
-  } else if (!place->options_end && word.starts_with("--")) {
+  } else if (is_option) {
     each_option(*place, [&](const Option& option) {
-      if (word.substr(2) == option.name) place->value = option.value;
+      if (std::strncmp(word, "--", 2) == 0 && std::strcmp(word + 2, option.name) == 0)
+        place->value = option.value;
     });
-  } else if (place->options_end || !word.starts_with("-")) {
-    if (place->command != nullptr) {
-      ++place->arguments;
-      return;
-    }
-    place->words += (place->words.empty() ? "" : " ") + word;
-    place->command = command_named(place->words);
+  } else if (place->command != nullptr) {
+    ++place->arguments;
+  } else {
+    append(&place->words, "%s%s", place->words.empty() ? "" : " ", word);
+    place->command = find_command(place->words);
   }
 }
 
-using Candidates = std::vector<std::pair<std::string, std::string>>;  // the word, what it is
+// Takes what can stand there, and keeps what begins as the word does.
+class Candidates {
+ public:
+  explicit Candidates(const char* begin) : begin_(begin), words_(add_array(result_.json(), "words")) {}
+  void offer(const char* word, const char* help) {
+    if (word[0] != '@' && std::strncmp(word, begin_, std::strlen(begin_)) != 0) return;
+    result_.line("%s%s%s", word, *help != '\0' ? "\t" : "", help);
+    append_text(words_, word);
+  }
+  void show() { result_.show(); }
 
-Candidates choices(std::string kind) {
-  std::replace(kind.begin(), kind.end(), '|', ' ');
-  Candidates candidates;
-  for (const std::string& word : words_of(kind)) candidates.emplace_back(word, "");
-  return candidates;
-}
+ private:
+  const char* begin_;
+  Result result_;
+  cJSON* words_;
+};
 
-// As people write it: "wan" of "ability_wan".
-std::string short_name(const Ability& ability) {
-  return readable(ability.name.starts_with("ability_") ? ability.name.substr(8) : ability.name);
-}
-
-Candidates values_of(std::string kind) {
-  std::erase_if(kind, [](char c) { return c == '[' || c == ']' || c == '.'; });
-  if (kind.find('|') != std::string::npos) return choices(kind);
-  if (kind == "FILE" || kind == "DIR" || kind == "COMMAND") return {{"@" + kind, ""}};
-  Candidates candidates;
-  if (kind == "APPID") {
-    for (const perm_plugin_info& plugin : read_table().plugins)
-      candidates.emplace_back(readable(text_of(plugin.appid)), readable(text_of(plugin.appname)));
+void offer_values(std::string kind, Candidates* candidates) {
+  std::erase_if(kind, [](char c) { return std::strchr("[].", c) != nullptr; });
+  if (kind.find('|') != std::string::npos) {
+    for (const std::string& word : words_of(kind, '|')) candidates->offer(word.c_str(), "");
+  } else if (kind == "FILE" || kind == "DIR" || kind == "COMMAND") {
+    candidates->offer(format("@%s", kind.c_str()).c_str(), "");
+  } else if (kind == "APPID") {
+    each_plugin(*read_table(), [&](const perm_plugin_slot& plugin) {
+      candidates->offer(text_of(plugin.appid).c_str(), text_of(plugin.appname).c_str());
+    });
   } else if (kind == "ABILITY") {
-    for (const Ability& ability : read_table().abilities)
-      candidates.emplace_back(short_name(ability), format("ability %d", ability.number));
+    each_ability(*read_table(), [&](const perm_ability_info& ability) {
+      candidates->offer(short_name(text_of(ability.permname)), format("ability %d", ability.permid).c_str());
+    });
   }
-  return candidates;
 }
 
-Candidates next_candidates(const std::string& words) {
-  Candidates candidates;
+void offer_words(const std::string& words, Candidates* candidates) {
   for (const std::string& word : next_words(words)) {
-    std::string help;
+    const char* help = "";
     for (const Family* family : families()) {
       if (words.empty() && word == family->word) help = family->help;
     }
-    if (const Command* const command = command_named(words.empty() ? word : words + " " + word))
-      help = command->help;
-    candidates.emplace_back(word, help);
+    const Command* const command =
+        find_command(format("%s%s%s", words.c_str(), words.empty() ? "" : " ", word.c_str()));
+    candidates->offer(word.c_str(), command != nullptr ? command->help : help);
   }
-  return candidates;
 }
 
-Candidates candidates_at(const Place& place, const std::string& current) {
-  if (place.value != nullptr) return values_of(place.value);
-  if (!place.options_end && current.starts_with("-")) {
-    Candidates candidates;
+void offer_all(const Place& place, const char* current, Candidates* candidates) {
+  if (place.value != nullptr) return offer_values(place.value, candidates);
+  if (!place.options_end && current[0] == '-') {
     each_option(place, [&](const Option& option) {
-      candidates.emplace_back(std::string("--") + option.name, option.help);
+      candidates->offer(format("--%s", option.name).c_str(), option.help);
     });
-    return candidates;
+    return;
   }
-  if (place.command == nullptr) return next_candidates(place.words);
+  if (place.command == nullptr) return offer_words(place.words, candidates);
   const auto kinds = words_of(place.command->arguments);
-  if (kinds.empty()) return {};
-  if (place.arguments < kinds.size()) return values_of(kinds[place.arguments]);
-  return kinds.back().find("...") != std::string::npos ? values_of(kinds.back()) : Candidates();
+  if (place.arguments < kinds.size())
+    offer_values(kinds[place.arguments], candidates);
+  else if (!kinds.empty() && kinds.back().find("...") != std::string::npos)
+    offer_values(kinds.back(), candidates);
 }
 
 int complete(const Call& call) {
   Place place;
   for (size_t i = 0; i + 1 < call.arguments.size(); ++i) pass_word(call.arguments[i], &place);
-  const std::string current = call.arguments.empty() ? "" : call.arguments.back();
-  std::string text;
-  const JsonTree json = json_object();
-  cJSON* const words = add_array(json.get(), "words");
-  for (const auto& [word, help] : candidates_at(place, current)) {
-    if (!word.starts_with("@") && !word.starts_with(current)) continue;
-    text += word + (help.empty() ? "" : "\t" + help) + "\n";
-    append(words, word);
-  }
-  tell(text, json);
+  const char* const current = call.arguments.empty() ? "" : call.arguments.back();
+  Candidates candidates(current);
+  offer_all(place, current, &candidates);
+  candidates.show();
   return kDone;
 }
 
 int print_script(const char* script) {
-  const JsonTree json = json_object();
-  add(json.get(), "script", script);
-  tell(script, json);
+  Result result;
+  add_text(result.json(), "script", script);
+  result.line("%s", script);
+  result.show();
   return kDone;
 }
 

@@ -1,6 +1,9 @@
-// failure.h: how a command ends.
+// failure.h: how a command ends before its end.
+//
+// A failure is reported and ends the process there and then: what a command holds meanwhile (the table's lock, that of
+// changes, connections, memory) the kernel gives back. So no exceptions are needed, whose tables and clean-up code
+// would be a fifth of this program on the router.
 #pragma once
-#include <stdexcept>
 #include <string>
 
 namespace zelctl {
@@ -15,23 +18,18 @@ enum Exit : int {
   kTimedOut = 5,      // a limit passed, or it was interrupted, before the work was done
 };
 
-// A command that came to nothing: what() says why, the advice what to do next.
-class Failure : public std::runtime_error {
- public:
-  Failure(Exit exit, const std::string& why, std::string advice, int code = 0)
-      : std::runtime_error(why), exit_(exit), advice_(std::move(advice)), code_(code) {}
-  Exit exit() const { return exit_; }
-  const std::string& advice() const { return advice_; }
-  int code() const { return code_; }  // the library's, or 0
+// Report that the command came to nothing, why, and what to do next. `why` as printf; what comes from outside may be
+// in it as it is. For scripts the report is the one JSON document of standard output.
+[[noreturn]] void fail(Exit exit, const char* advice, const char* why, ...)
+    __attribute__((format(printf, 3, 4)));
+// The same with a code of the library's.
+[[noreturn]] void fail_with(int code, Exit exit, const char* advice, const char* why, ...)
+    __attribute__((format(printf, 4, 5)));
 
- private:
-  Exit exit_;
-  std::string advice_;
-  int code_;
-};
+// What these put out.
+std::string failure_report(int code, const std::string& why, const char* advice);
 
-// Whoever read our output has gone, as `head` does when it has seen enough: no failure, there is just nothing left
-// to do.
-struct OutputClosed {};
+// A command line that is none; the advice is the help of `words`.
+[[noreturn]] void fail_usage(const char* words, const char* why, ...) __attribute__((format(printf, 2, 3)));
 
 }  // namespace zelctl

@@ -1,128 +1,115 @@
 #include "help.h"
 
-#include <algorithm>
 #include <cstring>
 
 #include "command_line.h"
-#include "output.h"
+#include "result.h"
 #include "text.h"
 
 namespace zelctl {
 namespace {
 
+constexpr size_t kWidth = 110;
+
 constexpr const char* kStatuses =
     "Exit status: 0 done (or: yes), 1 no, 2 wrong command line, 3 failed, 4 not permitted (root or an "
     "ability is\n"
     "missing), 5 a time limit passed or it was interrupted.\n"
-    "With --json, standard output is one JSON document; a failure is {\"error\", \"code\", \"advice\"}.\n";
+    "With --json, standard output is one JSON document; a failure is {\"error\", \"code\", \"advice\"}.";
 
-const Command* find_command(const std::string& words) {
+// Calls visit with each command that begins with the words.
+template <class Visit>
+void each_command(const std::string& words, Visit visit) {
   for (const Family* family : families()) {
     for (const Command& command : family->commands) {
-      if (words == command.words) return &command;
+      const bool begins = std::strncmp(command.words, words.c_str(), words.size()) == 0;
+      if (words.empty() || (begins && std::strchr(" ", command.words[words.size()]) != nullptr))
+        visit(command);
     }
   }
-  return nullptr;
 }
 
-std::string option_text(const Option& option) {
-  return std::string("--") + option.name + (option.value != nullptr ? std::string(" ") + option.value : "");
-}
-
-std::string options_text(std::span<const Option> options) {
-  std::vector<std::vector<std::string>> rows;
-  for (const Option& option : options) rows.push_back({"  " + option_text(option), option.help});
+void add_options(std::span<const Option> options, Result* result) {
   size_t indent = 0;
-  for (const auto& row : rows) indent = std::max(indent, row[0].size() + 2);
-  for (auto& row : rows) row[1] = wrapped(row[1], 110 - indent, indent);
-  return columns(rows);
+  for (const Option& option : options) {
+    const size_t value = option.value != nullptr ? std::strlen(option.value) + 1 : 0;
+    indent = std::max(indent, std::strlen(option.name) + value + 6);
+  }
+  for (const Option& option : options) {
+    const bool valued = option.value != nullptr;
+    const std::string name = format("--%s%s%s", option.name, valued ? " " : "", valued ? option.value : "");
+    result->line("  %-*s%s", static_cast<int>(indent) - 2, name.c_str(),
+                 wrapped(option.help, kWidth - indent, indent).c_str());
+  }
 }
 
-std::string usage_of(std::span<const Option> options) {
-  std::string usage;
-  for (const Option& option : options)
-    usage += option.required ? " " + option_text(option) : " [" + option_text(option) + "]";
+std::string usage_of(const Command& command) {
+  std::string usage =
+      format("%s%s%s", command.words, *command.arguments != '\0' ? " " : "", command.arguments);
+  for (const Option& option : command.options) {
+    const bool valued = option.value != nullptr;
+    append(&usage, option.required ? " --%s%s%s" : " [--%s%s%s]", option.name, valued ? " " : "",
+           valued ? option.value : "");
+  }
   return usage;
 }
 
-std::string command_help(const Command& command) {
-  const std::string arguments = *command.arguments != '\0' ? std::string(" ") + command.arguments : "";
-  std::string text = std::string("Usage: zelctl ") + command.words + arguments + usage_of(command.options) +
-                     "\n\n" + wrapped(command.help, 110, 0) + (command.root ? ". Needs root." : ".") +
-                     "\n\nExample:\n  " + command.example + "\n";
-  if (!command.options.empty()) text += "\nOptions:\n" + options_text(command.options);
-  return text + "\nThe options of every command: zelctl --help\n";
+void add_command_help(const Command& command, Result* result) {
+  result->line("Usage: zelctl %s\n\n%s.%s\n\nExample:\n  %s", usage_of(command).c_str(),
+               wrapped(command.help, kWidth, 0).c_str(), command.root ? " Needs root." : "", command.example);
+  if (!command.options.empty()) result->line("\nOptions:");
+  add_options(command.options, result);
+  result->line("\nThe options of every command: zelctl --help");
 }
 
-// Up to its first full stop, for lists.
-std::string first_sentence(const char* help) {
-  const char* const end = std::strstr(help, ". ");
-  return end != nullptr ? std::string(help, end) : help;
+void add_family_help(const std::string& words, Result* result) {
+  const char* example = "";
+  each_command(words, [&](const Command& command) {
+    if (*example == '\0') example = command.example;
+  });
+  result->line("Usage: zelctl %s COMMAND...\n\nExample:\n  %s\n\nCommands:", words.c_str(), example);
+  each_command(words, [&](const Command& command) {
+    // Up to its first full stop.
+    const char* const end = std::strstr(command.help, ". ");
+    const int length = static_cast<int>(end != nullptr ? end - command.help : std::strlen(command.help));
+    result->row("  %s%s%s\t%.*s", command.words + words.size() + 1, *command.arguments != '\0' ? " " : "",
+                command.arguments, length, command.help);
+  });
+  result->line("\nMore: zelctl %s COMMAND --help", words.c_str());
 }
 
-std::string family_help(const std::string& words) {
-  std::vector<std::vector<std::string>> rows;
-  std::string example;
-  for (const Family* family : families()) {
-    for (const Command& command : family->commands) {
-      if (!std::string_view(command.words).starts_with(words + " ")) continue;
-      if (example.empty()) example = command.example;
-      const std::string arguments = *command.arguments != '\0' ? std::string(" ") + command.arguments : "";
-      rows.push_back(
-          {std::string("  ") + (command.words + words.size() + 1) + arguments, first_sentence(command.help)});
-    }
-  }
-  return "Usage: zelctl " + words + " COMMAND...\n\nExample:\n  " + example + "\n\nCommands:\n" +
-         columns(rows) + "\nMore: zelctl " + words + " COMMAND --help\n";
+void add_whole_help(Result* result) {
+  result->line(
+      "Usage: zelctl [OPTION...] COMMAND...\n\n"
+      "Looks at, asks, changes and mends what the router's plug-ins use.\n\nExample:\n  zelctl perm "
+      "list\n\nCommands:");
+  for (const Family* family : families()) result->row("  %s\t%s", family->word, family->help);
+  result->line("\nOptions, for every command:");
+  add_options(common_options(), result);
+  result->line("\nMore: zelctl COMMAND --help\n%s", kStatuses);
 }
 
-std::string whole_help() {
-  std::vector<std::vector<std::string>> rows;
-  for (const Family* family : families()) rows.push_back({std::string("  ") + family->word, family->help});
-  return "Usage: zelctl [OPTION...] COMMAND...\n\n"
-         "Looks at, asks, changes and mends what the router's plug-ins use.\n\nExample:\n  zelctl perm "
-         "list\n\n"
-         "Commands:\n" +
-         columns(rows) + "\nOptions, for every command:\n" + options_text(common_options()) +
-         "\nMore: zelctl COMMAND --help\n" + kStatuses;
-}
-
-JsonTree command_json(const Command& command) {
-  JsonTree json = json_object();
-  add(json.get(), "words", command.words);
-  add(json.get(), "arguments", command.arguments);
-  add(json.get(), "help", command.help);
-  add(json.get(), "example", command.example);
-  add_bool(json.get(), "root", command.root);
-  cJSON* const options = add_array(json.get(), "options");
+void add_command_json(const Command& command, cJSON* json) {
+  add_text(json, "words", command.words);
+  add_text(json, "arguments", command.arguments);
+  add_text(json, "help", command.help);
+  add_text(json, "example", command.example);
+  add_bool(json, "root", command.root);
+  cJSON* const options = add_array(json, "options");
   for (const Option& option : command.options) {
-    JsonTree row = json_object();
-    add(row.get(), "name", option.name);
-    if (option.value != nullptr) add(row.get(), "value", option.value);
-    add(row.get(), "help", option.help);
-    append(options, std::move(row));
+    cJSON* const row = append_object(options);
+    add_text(row, "name", option.name);
+    if (option.value != nullptr) add_text(row, "value", option.value);
+    add_text(row, "help", option.help);
+    add_bool(row, "required", option.required);
   }
-  return json;
-}
-
-// The commands that begin with the words, all the same.
-JsonTree help_json(const std::string& words) {
-  JsonTree json = json_object();
-  cJSON* const commands = add_array(json.get(), "commands");
-  for (const Family* family : families()) {
-    for (const Command& command : family->commands) {
-      if ((std::string(command.words) + " ").starts_with(words.empty() ? "" : words + " "))
-        append(commands, command_json(command));
-    }
-  }
-  return json;
 }
 
 int help(const Call& call) {
   std::string words;
-  for (const char* word : call.arguments) words += (words.empty() ? "" : " ") + std::string(word);
+  for (const char* word : call.arguments) append(&words, "%s%s", words.empty() ? "" : " ", word);
   if (!words.empty() && find_command(words) == nullptr && next_words(words).empty())
-    throw Failure(kUsage, "there is no command '" + readable(words) + "'", "All of them: zelctl help");
+    fail_usage("", "there is no command '%s'", words.c_str());
   tell_help(words);
   return kDone;
 }
@@ -135,11 +122,16 @@ constexpr Command kHelp[] = {
 }  // namespace
 
 void tell_help(const std::string& words) {
-  const Command* const command = find_command(words);
-  tell(command != nullptr ? command_help(*command)
-       : words.empty()    ? whole_help()
-                          : family_help(words),
-       help_json(words));
+  Result result;
+  if (const Command* const command = find_command(words))
+    add_command_help(*command, &result);
+  else if (words.empty())
+    add_whole_help(&result);
+  else
+    add_family_help(words, &result);
+  cJSON* const commands = add_array(result.json(), "commands");
+  each_command(words, [&](const Command& command) { add_command_json(command, append_object(commands)); });
+  result.show();
 }
 
 constinit const Family kHelpFamily = {"help", "What a command does", kHelp};

@@ -1,5 +1,7 @@
 // help.h: the table of commands for readers and for shells.
 #pragma once
+#include <string>
+
 #include "command.h"
 
 namespace zelctl {

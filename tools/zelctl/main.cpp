@@ -5,69 +5,47 @@
 #include <csignal>
 
 #include "command_line.h"
+#include "ending.h"
 #include "families.h"
 #include "help.h"
 #include "output.h"
 #include "plugin_user.h"
+#include "result.h"
 
 namespace zelctl {
 
 std::span<const Family* const> families() {
-  static constexpr const Family* kFamilies[] = {&kPermFamily, &kHelpFamily, &kCompletionFamily};
+  static constexpr const Family* kFamilies[] = {&kPermFamily, &kDeviceFamily, &kHttpFamily, &kHelpFamily,
+                                                &kCompletionFamily};
   return kFamilies;
 }
 
 namespace {
 
-int tell_version() {
-  const JsonTree json = json_object();
-  add(json.get(), "version", ZELCTL_VERSION);
-  tell("zelctl " ZELCTL_VERSION "\n", json);
-  return kDone;
+void tell_version() {
+  Result result;
+  add_text(result.json(), "version", ZELCTL_VERSION);
+  result.line("zelctl " ZELCTL_VERSION);
+  result.show();
 }
 
-int run(int argc, char** argv) {
-  const CommandLine line = parse(argc, argv);
-  silence_library(line.manner);
-  if (line.version) return tell_version();
-  if (line.help) {
-    tell_help(line.help_about);
-    return kDone;
-  }
-  if (line.call.command == nullptr)
-    throw Failure(kUsage, "a command is missing", "All of them: zelctl --help");
+int run(const CommandLine& line) {
+  if (line.version) return tell_version(), kDone;
+  if (line.help) return tell_help(line.words), kDone;
+  if (line.call.command == nullptr) fail(kUsage, "All of them: zelctl --help", "a command is missing");
   if (line.as != nullptr) become(appid_value(line.as));
   if (line.call.command->root && geteuid() != 0)
-    throw Failure(kNotPermitted, std::string(line.call.command->words) + " is not permitted to this user",
-                  "Run it as root.");
+    fail(kNotPermitted, "Run it as root.", "%s is not permitted to this user", line.call.command->words);
   return line.call.command->run(line.call);
-}
-
-// A document is wanted of every failure, also of those before the command line is understood.
-int report(const Failure& failure, bool json) {
-  if (json) silence_library({true, manner().verbose});
-  tell(failure);
-  return failure.exit();
 }
 
 }  // namespace
 }  // namespace zelctl
 
 int main(int argc, char** argv) {
-  using namespace zelctl;
   std::signal(SIGPIPE, SIG_IGN);
   zel_debug = 0;
-  take_streams();
-  try {
-    try {
-      return run(argc, argv);
-    } catch (const Failure& failure) {
-      return report(failure, wants_json(argc, argv));
-    }
-  } catch (const OutputClosed&) {
-    return kDone;
-  } catch (const std::exception& error) {
-    note(error.what());
-    return kFailed;
-  }
+  zelctl::take_streams(zelctl::manner_of(argc, argv));
+  zelctl::interruption_fails("Run it again to have the rest.", "interrupted");
+  zelctl::end_process(zelctl::run(zelctl::parse(argc, argv)));
 }

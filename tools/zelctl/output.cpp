@@ -1,12 +1,13 @@
 #include "output.h"
 
 #include <fcntl.h>
-#include <sys/ioctl.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdarg>
 #include <cstdio>
 
+#include "ending.h"
 #include "text.h"
 
 namespace zelctl {
@@ -22,7 +23,7 @@ std::FILE* taken(int fd) {
 }
 
 void point(int fd, int target) {
-  if (fd != target) dup2(fd, target);
+  if (fd != target) dup2(target, fd);
 }
 
 }  // namespace
@@ -31,18 +32,19 @@ const Manner& manner() {
   return wanted;
 }
 
-void take_streams() {
-  result_stream = taken(STDOUT_FILENO);
-  report_stream = taken(STDERR_FILENO);
+void want_json() {
+  wanted.json = true;
 }
 
-void silence_library(const Manner& manner) {
+void take_streams(const Manner& manner) {
   wanted = manner;
+  result_stream = taken(STDOUT_FILENO);
+  report_stream = taken(STDERR_FILENO);
   const int nowhere = open("/dev/null", O_RDWR | O_CLOEXEC);
   const int target = wanted.verbose && report_stream != nullptr ? fileno(report_stream) : nowhere;
   if (target == -1) return;
-  point(target, STDOUT_FILENO);
-  point(target, STDERR_FILENO);
+  point(STDOUT_FILENO, target);
+  point(STDERR_FILENO, target);
   setvbuf(stdout, nullptr, _IOLBF, 0);
   if (nowhere > STDERR_FILENO) close(nowhere);
 }
@@ -56,38 +58,33 @@ int output_fd() {
   return result_stream != nullptr ? fileno(result_stream) : -1;
 }
 
+int report_fd() {
+  return report_stream != nullptr ? fileno(report_stream) : -1;
+}
+
 void print(const std::string& text) {
+  const Undivided scope;
   const bool printed = result_stream != nullptr && std::fputs(text.c_str(), result_stream) >= 0 &&
                        std::fflush(result_stream) == 0;
   if (printed) return;
-  if (errno == EPIPE) throw OutputClosed();
+  if (errno == EPIPE) end_process(kDone);
   // A result that did not get out is none: a script may read from a full disk.
-  throw Failure(kFailed, "the result could not be written to standard output", "Make room where it goes.");
+  print_report("zelctl: the result could not be written to standard output\nMake room where it goes.\n");
+  end_process(kFailed);
 }
 
-void tell(const std::string& text, const cJSON* json) {
-  print(wanted.json ? zelctl::printed(json) : text);
-}
-
-void tell(const Failure& failure) {
-  if (!wanted.json) {
-    const std::string code = failure.code() != 0 ? format(" (%d)", failure.code()) : "";
-    if (report_stream == nullptr) return;
-    std::fprintf(report_stream, "zelctl: %s%s\n%s\n", failure.what(), code.c_str(), failure.advice().c_str());
-    std::fflush(report_stream);
-    return;
-  }
-  const JsonTree json = json_object();
-  add(json.get(), "error", readable(failure.what()));
-  add(json.get(), "code", failure.code());
-  add(json.get(), "advice", readable(failure.advice()));
-  print(printed(json.get()));
-}
-
-void note(const std::string& text) {
-  if (wanted.json || report_stream == nullptr) return;
-  std::fprintf(report_stream, "note: %s\n", text.c_str());
+void print_report(const std::string& text) {
+  if (report_stream == nullptr) return;
+  std::fputs(text.c_str(), report_stream);
   std::fflush(report_stream);
+}
+
+void note(const char* text, ...) {
+  if (wanted.json) return;
+  va_list values;
+  va_start(values, text);
+  print_report(format("note: %s\n", readable(format_list(text, values)).c_str()));
+  va_end(values);
 }
 
 bool shows_progress() {
@@ -95,9 +92,12 @@ bool shows_progress() {
 }
 
 void progress(const std::string& text) {
-  if (!shows_progress()) return;
-  std::fprintf(report_stream, "\r%s\033[K", text.c_str());
-  std::fflush(report_stream);
+  if (shows_progress()) print_report(format("\r%s\033[K", text.c_str()));
+}
+
+void end_process(int status) {
+  std::fflush(nullptr);
+  _exit(status);
 }
 
 }  // namespace zelctl

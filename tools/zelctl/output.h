@@ -1,9 +1,8 @@
-// output.h: what a command tells its user: a result for people or for scripts, or why there is none.
+// output.h: our standard output and error, apart from what the library writes to them.
 #pragma once
 #include <string>
 
 #include "failure.h"
-#include "json.h"
 
 namespace zelctl {
 
@@ -14,30 +13,34 @@ struct Manner {
 };
 const Manner& manner();
 
-// Takes standard output and error for ourselves; later all that the library writes to either goes nowhere, or, if
-// verbose, to standard error. Call take_streams first of all, silence_library before the first call of the library.
-void take_streams();
-void silence_library(const Manner& manner);
-// Gives standard output and error back, for a program that follows in this process.
+// For an option that was abbreviated, which is found late.
+void want_json();
+
+// Takes standard output and error for ourselves; all that the library writes to either from now on goes nowhere, or,
+// if verbose, to standard error.
+void take_streams(const Manner& manner);
+// Gives standard output and error back, for a program that follows in this process or below it.
 void give_streams();
+// -1 when the caller has closed it.
 int output_fd();
+int report_fd();
 
-// Print a result in the form that is wanted. Throw OutputClosed, or Failure when it got lost.
+// Prints a result or a part of one. Ends the process if it gets lost: with a failure, or, when whoever read it has gone
+// as `head` does when it has seen enough, with success.
 void print(const std::string& text);
-void tell(const std::string& text, const cJSON* json);
-inline void tell(const std::string& text, const JsonTree& json) {
-  tell(text, json.get());
-}
 
-// Prints a failure: people's form to standard error; for scripts the one JSON document of standard output.
-void tell(const Failure& failure);
+// To standard error, as it is.
+void print_report(const std::string& text);
 
-// Something to know beside the result. Not for scripts.
-void note(const std::string& text);
+// Something to know beside the result, as printf. Not for scripts.
+void note(const char* text, ...) __attribute__((format(printf, 1, 2)));
 
 // How far something is, on the line that the next such text takes the place of; an empty one clears it. Only where
 // standard error is a terminal.
 bool shows_progress();
 void progress(const std::string& text);
+
+// Ends the process without waiting for the library's threads.
+[[noreturn]] void end_process(int status);
 
 }  // namespace zelctl

@@ -1,12 +1,15 @@
 #include "package_list.h"
 
+#include <zel/util.h>
+
 #include <algorithm>
 #include <cerrno>
+#include <cstdarg>
 #include <cstdio>
 #include <cstring>
 
 #include "abilities.h"
-#include "perm_codes.h"
+#include "failure.h"
 #include "text.h"
 
 namespace zelctl {
@@ -73,47 +76,46 @@ class ElementLines {
   bool in_text_ = false, escaped_ = false, in_array_ = false, awaited_ = false;
 };
 
-// Both -1 and 4294967295 are all bits.
-uint32_t bits_of(double number) {
-  if (number < 0) return static_cast<uint32_t>(static_cast<int32_t>(std::max(number, -2147483648.0)));
-  return static_cast<uint32_t>(std::min(number, 4294967295.0));
-}
-
 // One element while it is judged.
 struct Element {
   const cJSON* json;
   int line;
   PackageList* list;
-  void complain(const std::string& text) const { list->problems.push_back({line, text}); }
+  void complain(const char* text, ...) const __attribute__((format(printf, 2, 3)));
 };
 
+void Element::complain(const char* text, ...) const {
+  va_list values;
+  va_start(values, text);
+  list->problems.push_back({line, format_list(text, values)});
+  va_end(values);
+}
+
 // The member of that name and type. Null, and a fault that ends the library's reading, if there is none.
-const cJSON* member(const Element& element, const char* key, bool text) {
+const cJSON* member(const Element& element, const char* key, int type) {
   const cJSON* item = cJSON_GetObjectItemCaseSensitive(element.json, key);
   if (item == nullptr) item = cJSON_GetObjectItem(element.json, key);
-  const bool right = text ? cJSON_IsString(item) != 0 : cJSON_IsNumber(item) != 0;
-  if (right) return item;
-  const char* const kind = text ? "a text" : "a number";
-  element.complain(item == nullptr ? format("\"%s\" is missing; reading stops here", key)
-                                   : format("\"%s\" is not %s; reading stops here", key, kind));
+  if (item != nullptr && (item->type & type) != 0) return item;
+  const char* const kind = type == cJSON_String ? "not a text" : "not a number";
+  element.complain("\"%s\" is %s; reading stops here", key, item == nullptr ? "missing" : kind);
   return nullptr;
 }
 
-template <size_t Size>
-void take_text(const Element& element, const char* key, const cJSON* item, char (&field)[Size]) {
-  const std::string text = item->valuestring;
-  if (text.size() >= Size)
-    element.complain(format("\"%s\" is longer than %zu bytes and is cut", key, Size - 1));
-  if (readable(text) != text) element.complain(format("\"%s\" is not printable UTF-8", key));
-  std::memcpy(field, text.data(), std::min(text.size(), Size - 1));
+void take_text(const Element& element, const char* key, const cJSON* item, char* field, size_t size) {
+  const char* const text = item->valuestring;
+  if (std::strlen(text) >= size)
+    element.complain("\"%s\" is longer than %zu bytes and is cut", key, size - 1);
+  if (readable(text) != text) element.complain("\"%s\" is not printable UTF-8", key);
+  qo_strncpy(field, text, size);
 }
 
+// Both -1 and 4294967295 are all bits.
 uint32_t take_number(const Element& element, const char* key, const cJSON* item) {
-  const double number = item->valuedouble;
-  if (number != static_cast<double>(static_cast<int64_t>(std::clamp(number, -1e15, 1e15))) ||
-      number < -2147483648.0 || number > 4294967295.0)
-    element.complain(format("\"%s\" is no whole number of 32 bits", key));
-  return bits_of(number);
+  const double number = std::clamp(item->valuedouble, -2147483648.0, 4294967295.0);
+  const auto whole = static_cast<int64_t>(number);
+  if (item->valuedouble != static_cast<double>(whole))
+    element.complain("\"%s\" is no whole number of 32 bits", key);
+  return static_cast<uint32_t>(whole);
 }
 
 bool take_element(const Element& element) {
@@ -121,14 +123,14 @@ bool take_element(const Element& element) {
     element.complain("the element is no object; reading stops here");
     return false;
   }
-  const cJSON* const appname = member(element, "appname", true);
-  const cJSON* const appid = appname != nullptr ? member(element, "appid", true) : nullptr;
-  const cJSON* const bits = appid != nullptr ? member(element, "abilitybits", false) : nullptr;
-  const cJSON* const uid = bits != nullptr ? member(element, "uid", false) : nullptr;
+  const cJSON* const appname = member(element, "appname", cJSON_String);
+  const cJSON* const appid = appname != nullptr ? member(element, "appid", cJSON_String) : nullptr;
+  const cJSON* const bits = appid != nullptr ? member(element, "abilitybits", cJSON_Number) : nullptr;
+  const cJSON* const uid = bits != nullptr ? member(element, "uid", cJSON_Number) : nullptr;
   if (uid == nullptr) return false;
   perm_plugin_info plugin{};
-  take_text(element, "appname", appname, plugin.appname);
-  take_text(element, "appid", appid, plugin.appid);
+  take_text(element, "appname", appname, plugin.appname, sizeof plugin.appname);
+  take_text(element, "appid", appid, plugin.appid, sizeof plugin.appid);
   plugin.abilitybits = take_number(element, "abilitybits", bits);
   plugin.uid = take_number(element, "uid", uid);
   element.list->plugins.push_back(plugin);
@@ -139,20 +141,20 @@ bool take_element(const Element& element) {
 void judge(const Element& element) {
   const auto& plugins = element.list->plugins;
   const perm_plugin_info& plugin = plugins.back();
-  const std::string appid = text_of(plugin.appid);
-  if (appid.empty() || appid.find_first_not_of("0123456789") != std::string::npos)
-    element.complain("appid '" + readable(appid) + "' is not all digits; no ability can be asked for");
+  const char* const appid = plugin.appid;
+  if (*appid == '\0' || appid[std::strspn(appid, "0123456789")] != '\0')
+    element.complain("appid '%s' is not all digits; no ability can be asked for", appid);
   if (plugin.uid == 0 && !is_reserved(appid))
-    element.complain("appid " + readable(appid) + " has uid 0, root's; a plug-in needs one of its own");
+    element.complain("appid %s has uid 0, root's; a plug-in needs one of its own", appid);
   if (plugin.uid != 0 && is_reserved(appid))
-    element.complain("appid " + appid + " is the router's own, its uid must be 0");
+    element.complain("appid %s is the router's own, its uid must be 0", appid);
   for (size_t i = 0; i + 1 < plugins.size(); ++i) {
-    const std::string other = text_of(plugins[i].appid);
-    if (other == appid)
-      element.complain("appid " + readable(appid) + " is listed twice; the first one counts");
-    if (plugins[i].uid == plugin.uid && other != appid && !(is_reserved(appid) && is_reserved(other)))
-      element.complain(format("uid %u is also that of appid %s, and its processes count as that plug-in's",
-                              plugin.uid, readable(other).c_str()));
+    const char* const other = plugins[i].appid;
+    const bool again = std::strcmp(other, appid) == 0;
+    if (again) element.complain("appid %s is listed twice; the first one counts", appid);
+    if (!again && plugins[i].uid == plugin.uid && !(is_reserved(appid) && is_reserved(other)))
+      element.complain("uid %u is also that of appid %s, and its processes count as that plug-in's",
+                       plugin.uid, other);
   }
 }
 
@@ -169,77 +171,67 @@ void take_elements(const std::string& text, const cJSON* array, PackageList* lis
     judge(element);
   }
   const size_t count = list->plugins.size();
+  const Element first_left_out{nullptr, lines.of(PERM_PLUGIN_SLOTS), list};
   if (count > PERM_PLUGIN_SLOTS)
-    list->problems.push_back(
-        {lines.of(PERM_PLUGIN_SLOTS),
-         format("the table holds %d plug-ins; the last %zu of %zu, from here on, are left out",
-                PERM_PLUGIN_SLOTS, count - PERM_PLUGIN_SLOTS, count)});
+    first_left_out.complain("the table holds %d plug-ins; the last %zu of %zu, from here on, are left out",
+                            PERM_PLUGIN_SLOTS, count - PERM_PLUGIN_SLOTS, count);
 }
 
-// No room is left for these two when the list has them at its end or not at all.
+const perm_plugin_info* listed(const PackageList& list, const char* appid) {
+  for (const perm_plugin_info& plugin : list.plugins) {
+    if (std::strcmp(plugin.appid, appid) == 0) return &plugin;
+  }
+  return nullptr;
+}
+
+// The router adds the two that are its own where they are missing, if there is room.
 void judge_room(PackageList* list) {
-  const size_t held = std::min<size_t>(list->plugins.size(), PERM_PLUGIN_SLOTS);
-  size_t room = PERM_PLUGIN_SLOTS - held;
+  size_t held = list->plugins.size();
   for (const char* appid : {"1", "2"}) {
-    const bool listed =
-        std::any_of(list->plugins.begin(), list->plugins.begin() + static_cast<ptrdiff_t>(held),
-                    [&](const perm_plugin_info& plugin) { return text_of(plugin.appid) == appid; });
-    if (listed) continue;
-    if (room == 0)
-      list->problems.push_back(
-          {0, std::string("no room is left for ") + appid + ", which is the router's own"});
-    else
-      --room;
+    const perm_plugin_info* const plugin = listed(*list, appid);
+    const bool left_out =
+        plugin != nullptr ? plugin - list->plugins.data() >= PERM_PLUGIN_SLOTS : held++ >= PERM_PLUGIN_SLOTS;
+    if (left_out)
+      Element{nullptr, 1, list}.complain("no room is left for %s, which is the router's own", appid);
   }
 }
 
-std::string described(const perm_plugin_info* plugin) {
+// A plug-in of the file or of the table.
+template <class Plugin>
+std::string described(const Plugin* plugin) {
   if (plugin == nullptr) return "nothing";
-  return format("uid %u, abilities %s, name '%s'", plugin->uid, ability_list(plugin->abilitybits).c_str(),
-                readable(text_of(plugin->appname)).c_str());
+  return format("uid %u, abilities %s, name '%.64s'", plugin->uid, ability_list(plugin->abilitybits).c_str(),
+                plugin->appname);
 }
 
-bool same(const perm_plugin_info& a, const perm_plugin_info& b) {
-  return a.uid == b.uid && a.abilitybits == b.abilitybits && text_of(a.appname) == text_of(b.appname);
-}
-
-const perm_plugin_info* listed(const PackageList& list, const std::string& appid) {
-  const auto found =
-      std::find_if(list.plugins.begin(), list.plugins.end(),
-                   [&](const perm_plugin_info& plugin) { return text_of(plugin.appid) == appid; });
-  return found != list.plugins.end() ? &*found : nullptr;
+bool same(const perm_plugin_info& filed, const perm_plugin_slot& held) {
+  return filed.uid == held.uid && filed.abilitybits == held.abilitybits &&
+         text_of(held.appname) == filed.appname;
 }
 
 // As the router adds them to a table whose file lacks them.
-bool is_added_by_init(const perm_plugin_info& plugin) {
+bool is_added_by_init(const perm_plugin_slot& plugin) {
   const std::string appid = text_of(plugin.appid);
   return plugin.uid == 0 && ((appid == "1" && plugin.abilitybits == UINT32_MAX - 2) ||
                              (appid == "2" && plugin.abilitybits == UINT32_MAX));
 }
 
-}  // namespace
-
-PackageList read_package_list(const char* path) {
+PackageList of_text(const std::string& text) {
   PackageList list;
-  std::string text;
-  list.code = read_whole(path, &text);
-  if (list.code != 0) return list;
+  const Element whole{nullptr, 1, &list};
   std::string where;
   JsonTree root = parse_json(text, &where);
   if (!root) {
     // The library reads as far as the JSON goes.
     root.reset(cJSON_Parse(text.c_str()));
-    if (root) list.problems.push_back({0, "something follows the JSON: " + where});
+    whole.complain(root ? "something follows the JSON: %s" : "this is no JSON: %s", where.c_str());
+    list.code = root ? 0 : PERM_NOT_JSON;
   }
-  if (!root) {
-    list.code = PERM_NOT_JSON;
-    list.problems.push_back({0, "this is no JSON: " + where});
-    return list;
-  }
+  if (!root) return list;
   const cJSON* const array = cJSON_GetObjectItem(root.get(), "plugin");
   if (cJSON_IsArray(array) == 0) {
     list.code = PERM_MALFORMED;
-    list.problems.push_back({0, "there is no array \"plugin\" in it"});
+    whole.complain("there is no array \"plugin\" in it");
     return list;
   }
   take_elements(text, array, &list);
@@ -247,49 +239,54 @@ PackageList read_package_list(const char* path) {
   return list;
 }
 
-cJSON* add_problems(cJSON* object, const PackageList& list) {
-  cJSON* const array = add_array(object, "problems");
-  for (const Problem& problem : list.problems) {
-    JsonTree row = json_object();
-    add(row.get(), "line", problem.line);
-    add(row.get(), "problem", problem.text);
-    append(array, std::move(row));
-  }
-  return array;
+}  // namespace
+
+PackageList read_package_list(const char* path) {
+  std::string text;
+  if (const int code = read_whole(path, &text); code != 0) return {{}, {}, code};
+  return of_text(text);
 }
 
-std::vector<std::string> differing(const PackageList& list, const Table& table) {
+void add_problems(cJSON* object, const PackageList& list) {
+  cJSON* const array = add_array(object, "problems");
+  for (const Problem& problem : list.problems) {
+    cJSON* const row = append_object(array);
+    add_number(row, "line", problem.line);
+    add_text(row, "problem", problem.text.c_str());
+  }
+}
+
+std::vector<std::string> differing(const PackageList& list, const perm_table& table) {
   std::vector<std::string> appids;
   for (const perm_plugin_info& plugin : list.plugins) {
-    const perm_plugin_info* const other = table.find(text_of(plugin.appid));
-    if (other == nullptr || !same(plugin, *other)) appids.push_back(text_of(plugin.appid));
+    const perm_plugin_slot* const held = find_plugin(table, plugin.appid);
+    if (held == nullptr || !same(plugin, *held)) appids.emplace_back(plugin.appid);
   }
-  for (const perm_plugin_info& plugin : table.plugins) {
-    if (listed(list, text_of(plugin.appid)) == nullptr && !is_added_by_init(plugin))
-      appids.push_back(text_of(plugin.appid));
-  }
+  each_plugin(table, [&](const perm_plugin_slot& plugin) {
+    std::string appid = text_of(plugin.appid);
+    if (listed(list, appid.c_str()) == nullptr && !is_added_by_init(plugin))
+      appids.push_back(std::move(appid));
+  });
   return appids;
 }
 
-void require_same(const PackageList& list, const Table& table) {
+void require_same(const PackageList& list, const perm_table& table) {
   const auto appids = differing(list, table);
   if (appids.empty()) return;
-  const std::string appid = readable(appids[0]);
-  const perm_plugin_info* const held = table.find(appids[0]);
-  const perm_plugin_info* const filed = listed(list, appids[0]);
+  const char* const appid = appids[0].c_str();
+  const perm_plugin_slot* const held = find_plugin(table, appid);
   if (held == nullptr)
-    throw Failure(
-        kFailed,
-        std::string(kPackageFile) + " lists " + appid +
-            ", which the table lacks, and would be written without it",
-        "To fill the table from the file: zelctl perm init --again. To write the file from the table: zelctl "
-        "perm save");
-  throw Failure(kFailed,
-                std::string(kPackageFile) + " and the table differ about " + appid +
-                    ". File: " + described(filed) + ". Table: " + described(held),
-                "The table is in force. To write it to the file: zelctl perm save. To put the file in force: "
-                "zelctl perm "
-                "init --again");
+    fail(kFailed,
+         "To fill the table from the file: zelctl perm init --again. To write the file from the table: "
+         "zelctl perm "
+         "save",
+         "%s lists %s, which the table lacks, and would be written without it", kPackageFile, appid);
+  fail(kFailed,
+       "The table is in force. To write it to the file: zelctl perm save. To put the file in force: zelctl "
+       "perm init "
+       "--again",
+       "%s and the table differ about %s. File: %s. Table: %s", kPackageFile, appid,
+       described(listed(list, appid)).c_str(), described(held).c_str());
 }
 
 }  // namespace zelctl

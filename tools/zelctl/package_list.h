@@ -13,7 +13,7 @@ namespace zelctl {
 inline constexpr const char* kPackageFile = "/etc/norva/packages.json";
 
 struct Problem {
-  int line;  // 0: of the whole file
+  int line;  // 1: also of what concerns the whole file
   std::string text;
 };
 
@@ -26,13 +26,13 @@ struct PackageList {
 // Reads as the library does, and on behind the table's end.
 PackageList read_package_list(const char* path);
 
-cJSON* add_problems(cJSON* object, const PackageList& list);
+void add_problems(cJSON* object, const PackageList& list);
 
-// Throws Failure if writing the file from the table would put back or take out what the file says: after a change
+// Fails if writing the file from the table would put back or take out what the file says: after a change
 // that did not reach it, an edit by hand, or an init that failed.
-void require_same(const PackageList& list, const Table& table);
+void require_same(const PackageList& list, const perm_table& table);
 
 // The appids that are otherwise in the file than in the table.
-std::vector<std::string> differing(const PackageList& list, const Table& table);
+std::vector<std::string> differing(const PackageList& list, const perm_table& table);
 
 }  // namespace zelctl

@@ -2,8 +2,10 @@
 
 #include <zel/perm.h>
 
-#include <algorithm>
-#include <iterator>
+#include <cstdarg>
+
+#include "failure.h"
+#include "text.h"
 
 namespace zelctl {
 namespace {
@@ -54,12 +56,16 @@ constexpr Meaning kMeanings[] = {
 
 }  // namespace
 
-Failure perm_failure(const std::string& what, int code) {
-  const auto* const row = std::find_if(std::begin(kMeanings), std::end(kMeanings),
-                                       [&](const Meaning& meaning) { return meaning.code == code; });
-  if (row == std::end(kMeanings))
-    return {kFailed, what + ": a code that zelctl does not know", "It is newer than this zelctl.", code};
-  return {row->exit, what + ": " + row->meaning, row->advice, code};
+void fail_perm(int code, const char* what, ...) {
+  va_list values;
+  va_start(values, what);
+  const std::string text = format_list(what, values);
+  va_end(values);
+  for (const Meaning& row : kMeanings) {
+    if (row.code == code) fail_with(code, row.exit, row.advice, "%s: %s", text.c_str(), row.meaning);
+  }
+  fail_with(code, kFailed, "It is newer than this zelctl.", "%s: a code that zelctl does not know",
+            text.c_str());
 }
 
 }  // namespace zelctl

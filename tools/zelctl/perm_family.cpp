@@ -1,11 +1,10 @@
 // zelctl perm: the permission table and its package file.
 #include <unistd.h>
+#include <zel/util.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstring>
-#include <optional>
 
 #include "abilities.h"
 #include "change_lock.h"
@@ -20,184 +19,183 @@
 namespace zelctl {
 namespace {
 
-std::string ability_and_name(const Table& table, int ability) {
-  return format("%d (%s)", ability, readable(ability_name(table, ability)).c_str());
-}
-
-const perm_plugin_info& plugin_of(const Table& table, const std::string& appid) {
-  const perm_plugin_info* const plugin = table.find(appid);
-  if (plugin == nullptr) throw perm_failure(appid, PERM_UNKNOWN_APP);
-  return *plugin;
-}
-
 int list(const Call&) {
-  const Table table = read_table();
-  tell(plugins_text(table), plugins_json(table));
+  Result result;
+  show_plugins(*read_table(), &result);
+  result.show();
   return kDone;
 }
 
 int show(const Call& call) {
-  const std::string appid = appid_value(call.argument(0));
-  const Table table = read_table();
-  const perm_plugin_info& plugin = plugin_of(table, appid);
-  tell(plugin_text(table, plugin), plugin_json(plugin));
+  const char* const appid = appid_value(call.argument(0));
+  const TableCopy table = read_table();
+  Result result;
+  show_plugin(*table, plugin_of(*table, appid), &result);
+  result.show();
   return kDone;
 }
 
 int list_abilities(const Call&) {
-  const Table table = read_table();
-  tell(abilities_text(table), abilities_json(table));
-  if (table.more_abilities != 0)
-    note("the catalogue describes " + counted(table.more_abilities, "ability number") +
-         " beyond 15, which no call of the library asks for");
+  const TableCopy table = read_table();
+  Result result;
+  show_abilities(*table, &result);
+  result.show();
+  for (const perm_ability_info& ability : table->abilities) {
+    if (ability.permid > kAbilities)
+      note("the catalogue describes %d as well, which no call of the library asks for", ability.permid);
+  }
   return kDone;
 }
 
 int check(const Call& call) {
-  const std::string appid = appid_value(call.argument(0));
-  const Table table = read_table();
-  const int ability = ability_from(table, call.argument(1));
-  const std::string named = ability_and_name(table, ability);
-  if (const int code = perm_check(static_cast<uint32_t>(ability), appid.c_str()); code != 0)
-    throw perm_failure(appid + ", ability " + named, code);
-  const JsonTree json = json_object();
-  add(json.get(), "appid", appid);
-  add(json.get(), "ability", ability);
-  tell(appid + " holds ability " + named + "\n", json);
+  const char* const appid = appid_value(call.argument(0));
+  const TableCopy table = read_table();
+  const int ability = ability_from(*table, call.argument(1));
+  const std::string name = ability_name(*table, ability);
+  if (const int code = perm_check(static_cast<uint32_t>(ability), appid); code != 0)
+    fail_perm(code, "%s, ability %d (%s)", appid, ability, name.c_str());
+  Result result;
+  add_text(result.json(), "appid", appid);
+  add_number(result.json(), "ability", ability);
+  result.line("%s holds ability %d (%s)", appid, ability, name.c_str());
+  result.show();
   return kDone;
 }
 
 // ---- Changes ----------------------------------------------------------------------------------------------
 
-std::string name_value(const char* text) {
-  const std::string name = text;
-  if (name.size() < sizeof(perm_plugin_info::appname) && readable(name) == name) return name;
-  throw Failure(kUsage, "--name: a name is at most 63 bytes of printable UTF-8",
-                "Choose a shorter or plainer one.");
+void require_name(const char* text) {
+  if (std::strlen(text) >= sizeof(perm_plugin_info::appname) || readable(text) != text)
+    fail(kUsage, "Choose a shorter or plainer one.", "--name: a name is at most 63 bytes of printable UTF-8");
 }
 
+// Zeros behind the text, too: records are compared byte for byte.
 template <size_t Size>
-void set_text(char (&field)[Size], const std::string& text) {
+void set_text(char (&field)[Size], const char* text) {
   std::memset(field, 0, Size);
-  std::memcpy(field, text.data(), std::min(text.size(), Size - 1));
+  qo_strncpy(field, text, Size);
 }
 
 // Over the record go the values that were given.
-void apply(const Table& table, const Call& call, const std::string& appid, perm_plugin_info* plugin) {
+void apply(const perm_table& table, const Call& call, const char* appid, perm_plugin_info* plugin) {
   set_text(plugin->appid, appid);
-  if (const char* const name = call.option("name")) set_text(plugin->appname, name_value(name));
+  if (const char* const name = call.option("name")) {
+    require_name(name);
+    set_text(plugin->appname, name);
+  }
   if (const char* const uid = call.option("uid")) {
     if (is_reserved(appid))
-      throw Failure(kUsage, "the uid of " + appid + " stays 0: it is the router's own", "Leave out --uid.");
+      fail(kUsage, "Leave out --uid.", "the uid of %s stays 0: it is the router's own", appid);
     plugin->uid = static_cast<uint32_t>(number_value("--uid", uid, 1, UINT32_MAX - 1));
   }
   if (const char* const abilities = call.option("abilities"))
     plugin->abilitybits = bits_from(table, abilities);
 }
 
+// Fails if the file cannot be read as far as it goes: it would be written without the rest.
+void require_whole(const PackageList& file) {
+  if (file.code == 0 || file.code == PERM_NO_PACKAGES) return;
+  if (file.code == PERM_NOT_OPENED) fail_perm(file.code, "nothing was changed");
+  fail_with(
+      file.code, kFailed,
+      "Mend the file (zelctl perm lint shows where), then run: zelctl perm init --again. To give up what it "
+      "holds, remove it, then run: zelctl perm save",
+      "%s cannot be read to its end, and would be written without the rest", kPackageFile);
+}
+
 // The table before a change, which writes the whole package file anew from it.
-Table read_table_to_change() {
-  const Table table = read_table();
+TableCopy read_table_to_change() {
+  TableCopy table = read_table();
   const PackageList file = read_package_list(kPackageFile);
-  if (file.code == PERM_NOT_OPENED) throw perm_failure("nothing was changed", file.code);
-  if (file.code != 0 && file.code != PERM_NO_PACKAGES)
-    throw Failure(
-        kFailed,
-        std::string(kPackageFile) + " cannot be read to its end, and would be written without the rest",
-        "Mend the file (zelctl perm lint shows where), then run: zelctl perm init --again. To give up what "
-        "it "
-        "holds, remove it, then run: zelctl perm save",
-        file.code);
-  require_same(file, table);
+  require_whole(file);
+  require_same(file, *table);
   return table;
 }
 
 // The one that comes first answers for all processes of a user.
-void note_shared_uid(const Table& table, const perm_plugin_info& plugin) {
-  for (const perm_plugin_info& other : table.plugins) {
-    if (other.uid != plugin.uid) continue;
-    if (text_of(other.appid) != text_of(plugin.appid))
-      note(format("uid %u is also that of %s, and its processes count as that plug-in's", plugin.uid,
-                  readable(text_of(other.appid)).c_str()));
+void note_shared_uid(const perm_table& table, const perm_plugin_slot& plugin) {
+  for (const perm_plugin_slot& other : table.plugins) {
+    if (other.used == 0 || other.uid != plugin.uid) continue;
+    if (&other != &plugin)
+      note("uid %u is also that of %.64s, and its processes count as that plug-in's", plugin.uid,
+           other.appid);
     return;
   }
 }
 
-int tell_stored(const std::string& appid) {
-  const Table table = read_table();
-  const perm_plugin_info& plugin = plugin_of(table, appid);
-  tell(plugin_text(table, plugin), plugin_json(plugin));
-  note_shared_uid(table, plugin);
+int tell_stored(const char* appid) {
+  const TableCopy table = read_table();
+  const perm_plugin_slot& plugin = plugin_of(*table, appid);
+  Result result;
+  show_plugin(*table, plugin, &result);
+  result.show();
+  note_shared_uid(*table, plugin);
   return kDone;
 }
 
 // For a code of a change: the table may have it although the file has not.
-void require_done(const std::string& appid, const std::string& done, int code) {
-  if (code == PERM_NOT_WRITTEN) throw perm_failure(appid + " is " + done + " until the next boot only", code);
-  if (code != 0) throw perm_failure(appid + " was not " + done, code);
+void require_done(const char* appid, const char* done, int code) {
+  if (code == PERM_NOT_WRITTEN) fail_perm(code, "%s is %s until the next boot only", appid, done);
+  if (code != 0) fail_perm(code, "%s was not %s", appid, done);
 }
 
 int insert(const Call& call) {
-  const std::string appid = appid_value(call.argument(0));
+  const char* const appid = appid_value(call.argument(0));
   const ChangeLock turn;
-  const Table table = read_table_to_change();
   perm_plugin_info plugin{};
-  apply(table, call, appid, &plugin);
+  apply(*read_table_to_change(), call, appid, &plugin);
   const int code = perm_insert(&plugin);
   // A full table is no failure to the library.
-  if ((code == 0 || code == PERM_NOT_WRITTEN) && read_table().find(appid) == nullptr)
-    throw Failure(kNo,
-                  format("%s was not inserted: the table holds %d plug-ins, no more fit", appid.c_str(),
-                         PERM_PLUGIN_SLOTS),
-                  "Delete one first: zelctl perm delete APPID");
+  if ((code == 0 || code == PERM_NOT_WRITTEN) && find_plugin(*read_table(), appid) == nullptr)
+    fail(kNo, "Delete one first: zelctl perm delete APPID",
+         "%s was not inserted: the table holds %d plug-ins, no more fit", appid, PERM_PLUGIN_SLOTS);
   require_done(appid, "inserted", code);
   return tell_stored(appid);
 }
 
 int remove(const Call& call) {
-  const std::string appid = appid_value(call.argument(0));
+  const char* const appid = appid_value(call.argument(0));
   if (is_reserved(appid))
-    throw Failure(kUsage, appid + " is the router's own and cannot be deleted",
-                  "What it may do can be changed: zelctl perm update " + appid + " --abilities LIST");
+    fail(kUsage, "What it may do can be changed: zelctl perm update APPID --abilities LIST",
+         "%s is the router's own and cannot be deleted", appid);
   const ChangeLock turn;
   read_table_to_change();
-  require_done(appid, "deleted", perm_delete(appid.c_str()));
-  const JsonTree json = json_object();
-  add(json.get(), "deleted", appid);
-  tell(appid + " deleted\n", json);
+  require_done(appid, "deleted", perm_delete(appid));
+  Result result;
+  add_text(result.json(), "deleted", appid);
+  result.line("%s deleted", appid);
+  result.show();
   return kDone;
 }
 
 int update(const Call& call) {
-  const std::string appid = appid_value(call.argument(0));
+  const char* const appid = appid_value(call.argument(0));
   if (call.options.empty())
-    throw Failure(kUsage, "nothing to change", "Give at least one of --name, --uid and --abilities.");
+    fail(kUsage, "Give at least one of --name, --uid and --abilities.", "nothing to change");
   const ChangeLock turn;
-  const Table table = read_table_to_change();
-  perm_plugin_info plugin = plugin_of(table, appid);
-  apply(table, call, appid, &plugin);
+  const TableCopy table = read_table_to_change();
+  perm_plugin_info plugin;
+  std::memcpy(&plugin, &plugin_of(*table, appid).uid, sizeof plugin);
+  apply(*table, call, appid, &plugin);
   require_done(appid, "updated", perm_update(&plugin));
   return tell_stored(appid);
 }
 
 // ---- The whole table --------------------------------------------------------------------------------------
 
-int tell_sizes(const std::string& done, const PackageList& file, const std::vector<std::string>& changed) {
-  const Table table = read_table();
-  const JsonTree json = json_object();
-  add(json.get(), "plugins", static_cast<double>(table.plugins.size()));
-  add(json.get(), "abilities", static_cast<double>(table.abilities.size()));
-  add_problems(json.get(), file);
-  cJSON* const array = add_array(json.get(), "changed");
-  for (const std::string& appid : changed) append(array, readable(appid));
-  tell(format("%s: %s, abilities in the catalogue: %zu\n", done.c_str(),
-              counted(table.plugins.size(), "plug-in").c_str(), table.abilities.size()),
-       json);
-  return kDone;
-}
-
-std::string problem_text(const Problem& problem) {
-  return problem.line != 0 ? format("line %d: %s", problem.line, problem.text.c_str()) : problem.text;
+void tell_sizes(const char* done, const PackageList& file, const std::vector<std::string>& changed) {
+  const TableCopy table = read_table();
+  int abilities = 0;
+  each_ability(*table, [&](const perm_ability_info&) { ++abilities; });
+  Result result;
+  add_number(result.json(), "plugins", table->plugin_count);
+  add_number(result.json(), "abilities", abilities);
+  add_problems(result.json(), file);
+  cJSON* const array = add_array(result.json(), "changed");
+  for (const std::string& appid : changed) append_text(array, appid.c_str());
+  result.line("%s: %d plug-in%s, abilities in the catalogue: %d", done, table->plugin_count,
+              plural(static_cast<size_t>(table->plugin_count)), abilities);
+  result.show();
 }
 
 // The table anew while others use it: built aside, put in place under the lock.
@@ -220,60 +218,52 @@ int fill_again(perm_table* shared) {
 int fill(bool again) {
   const AttachedTable shared = attach_table();
   if (!is_filled(*shared)) return perm_init();
-  if (!again && is_filled_to_its_end(read_table()))
-    throw Failure(kNo, "the table is filled already; what did not reach the package file would be lost",
-                  "To fill it anew from the files: zelctl perm init --again");
+  if (!again && is_filled_to_its_end(*read_table()))
+    fail(kNo, "To fill it anew from the files: zelctl perm init --again",
+         "the table is filled already; what did not reach the package file would be lost");
   return fill_again(shared.get());
 }
 
 int init(const Call& call) {
   const ChangeLock turn;
-  if (const int code = fill(call.has("again")); code != 0)
-    throw perm_failure("the table was not filled", code);
+  if (const int code = fill(call.has("again")); code != 0) fail_perm(code, "the table was not filled");
   const PackageList file = read_package_list(kPackageFile);
   tell_sizes("table filled", file, {});
-  for (const Problem& problem : file.problems) note(std::string(kPackageFile) + ": " + problem_text(problem));
+  for (const Problem& problem : file.problems)
+    note("%s:%d: %s", kPackageFile, problem.line, problem.text.c_str());
   return kDone;
 }
 
-// Throws Failure if plug-ins of the file would be lost that the table never held.
-void require_savable(const PackageList& file, const Table& table) {
-  if (file.code != 0 && file.code != PERM_NO_PACKAGES && file.code != PERM_NOT_OPENED)
-    throw Failure(
-        kFailed,
-        std::string(kPackageFile) + " cannot be read to its end, and would be written without the rest",
-        "Mend the file (zelctl perm lint shows where), then run: zelctl perm init --again. To give up what "
-        "it "
-        "holds, remove it first.",
-        file.code);
+// Fails if plug-ins of the file would be lost that the table never held.
+void require_savable(const PackageList& file, const perm_table& table) {
+  require_whole(file);
   if (file.plugins.size() > PERM_PLUGIN_SLOTS)
-    throw Failure(kFailed,
-                  format("%s lists %zu plug-ins, of which the table holds %d: the rest would be lost",
-                         kPackageFile, file.plugins.size(), PERM_PLUGIN_SLOTS),
-                  "Take out those that are not needed, then run: zelctl perm init --again");
-  const bool lacks = std::any_of(
-      file.plugins.begin(), file.plugins.end(),
-      [&](const perm_plugin_info& plugin) { return table.find(text_of(plugin.appid)) == nullptr; });
-  if (lacks && !is_filled_to_its_end(table))
-    throw Failure(kFailed, std::string(kPackageFile) + " lists plug-ins that the table lacks",
-                  "The table was not filled to its end. Run: zelctl perm init");
+    fail(kFailed, "Take out those that are not needed, then run: zelctl perm init --again",
+         "%s lists %zu plug-ins, of which the table holds %d: the rest would be lost", kPackageFile,
+         file.plugins.size(), PERM_PLUGIN_SLOTS);
+  if (is_filled_to_its_end(table)) return;
+  for (const perm_plugin_info& plugin : file.plugins) {
+    if (find_plugin(table, plugin.appid) == nullptr)
+      fail(kFailed, "The table was not filled to its end. Run: zelctl perm init",
+           "%s lists %s, which the table lacks", kPackageFile, plugin.appid);
+  }
 }
 
 int save(const Call&) {
   const ChangeLock turn;
-  const Table table = read_table();
+  const TableCopy table = read_table();
   const PackageList file = read_package_list(kPackageFile);
-  require_savable(file, table);
-  const auto changed = differing(file, table);
+  require_savable(file, *table);
+  const auto changed = differing(file, *table);
   {
     const AttachedTable shared = attach_table();
     const TableLock lock(shared->semid);
     if (const int code = perm_common_write_pluginfo(shared.get()); code != 0)
-      throw perm_failure("nothing was saved", code);
+      fail_perm(code, "nothing was saved");
   }
   tell_sizes("package file written", {}, changed);
   for (const std::string& appid : changed)
-    note("what the file said of " + readable(appid) + " was replaced by what is in force");
+    note("what the file said of %s was replaced by what is in force", appid.c_str());
   return kDone;
 }
 
@@ -283,42 +273,42 @@ int lint(const Call& call) {
   const char* const path = call.argument(0) != nullptr ? call.argument(0) : kPackageFile;
   const PackageList list = read_package_list(path);
   if (list.code == PERM_NOT_OPENED || list.code == PERM_NO_PACKAGES || list.code == PERM_SHORT_READ)
-    throw Failure(kFailed, std::string(readable(path)) + " cannot be read: " + std::strerror(errno),
-                  "Name a package file that this user may read.", list.code);
-  const JsonTree json = json_object();
-  add(json.get(), "file", readable(path));
-  add(json.get(), "plugins", static_cast<double>(list.plugins.size()));
-  add_problems(json.get(), list);
-  std::string text;
+    fail_with(list.code, kFailed, "Name a package file that this user may read.", "%s cannot be read: %s",
+              path, std::strerror(errno));
+  Result result;
+  add_text(result.json(), "file", path);
+  add_number(result.json(), "plugins", static_cast<double>(list.plugins.size()));
+  add_problems(result.json(), list);
   for (const Problem& problem : list.problems)
-    text +=
-        readable(path) + (problem.line != 0 ? format(":%d", problem.line) : "") + ": " + problem.text + "\n";
-  text += counted(list.plugins.size(), "plug-in") + ", " + counted(list.problems.size(), "fault") + "\n";
-  tell(text, json);
-  return list.problems.empty() ? kDone : kNo;
+    result.line("%s:%d: %s", path, problem.line, problem.text.c_str());
+  const size_t faults = list.problems.size();
+  result.line("%zu plug-in%s, %zu fault%s", list.plugins.size(), plural(list.plugins.size()), faults,
+              plural(faults));
+  result.show();
+  return faults == 0 ? kDone : kNo;
 }
 
 int run(const Call& call) {
-  if (call.arguments.size() < 2)
-    throw Failure(kUsage, "perm run needs COMMAND", "Help: zelctl perm run --help");
-  become(appid_value(call.argument(0)));
+  const char* const appid = appid_value(call.argument(0));
   std::vector<char*> words;
   for (size_t i = 1; i < call.arguments.size(); ++i) words.push_back(const_cast<char*>(call.arguments[i]));
   words.push_back(nullptr);
+  become(appid);
   std::signal(SIGPIPE, SIG_DFL);
   give_streams();
   execvp(words[0], words.data());
+  // As a shell tells the two apart.
   const bool missing = errno == ENOENT;
-  throw Failure(missing ? static_cast<Exit>(127) : static_cast<Exit>(126),
-                std::string(readable(words[0])) + " cannot be run: " + std::strerror(errno),
-                missing ? "Is it on PATH, and can this plug-in's user see it?"
-                        : "May this plug-in's user execute it, and enter every folder above it?");
+  fail(static_cast<Exit>(missing ? 127 : 126),
+       missing ? "Is it on PATH, and can this plug-in's user see it?"
+               : "May this plug-in's user execute it, and enter every folder above it?",
+       "%s cannot be run: %s", words[0], std::strerror(errno));
 }
 
-constexpr Option kAgain[] = {
-    {"again", nullptr, "Also when the table is filled: it is built anew and put in place at once"}};
 constexpr const char* kAbilityList =
     "Such as 2,wan,10-12 (zelctl perm abilities has them all); or all, none, or 0x and the bits";
+constexpr Option kAgain[] = {
+    {"again", nullptr, "Also when the table is filled: it is built anew aside and put in place at once"}};
 constexpr Option kValues[] = {
     {"name", "NAME", "What people call it", true},
     {"uid", "UID", "Unix user id it runs under, one of its own, not root's", true},
@@ -343,9 +333,9 @@ constexpr Command kCommands[] = {
      "zelctl perm update 2042 --abilities 2,wan,wifi", update, kChanges, true},
     {"perm delete", "APPID", "Remove a plug-in", "zelctl perm delete 2042", remove, {}, true},
     {"perm init", "",
-     "Fill the table from the files of /etc/norva, when the router starts, before any plug-in or update "
-     "runs. A table "
-     "that is filled is left alone without --again",
+     "Fill the table from the files of /etc/norva, when the router starts. It comes before any plug-in or "
+     "update; a "
+     "table that is filled is left alone without --again",
      "zelctl perm init --again", init, kAgain, true},
     {"perm save",
      "",
@@ -354,7 +344,7 @@ constexpr Command kCommands[] = {
      save,
      {},
      true},
-    {"perm lint", "[FILE]", "What is wrong with a package file, by line. Status 1 if anything is",
+    {"perm lint", "[FILE]", "What is wrong with a package file, by line. The status is 1 if anything is",
      "zelctl perm lint /etc/norva/packages.json", lint},
     {"perm run",
      "APPID COMMAND...",

@@ -2,44 +2,56 @@
 #pragma once
 #include <zel/perm.h>
 
+#include <cstring>
 #include <memory>
 #include <string>
-#include <vector>
 
 namespace zelctl {
 
-struct Ability {
-  int number;
-  std::string name;  // as the catalogue has it, "ability_wan"
-};
+using TableCopy = std::unique_ptr<const perm_table>;
 
-struct Table {
-  std::vector<perm_plugin_info> plugins;  // in slot order
-  std::vector<Ability> abilities;         // those that can be granted and asked for
-  size_t more_abilities = 0;              // of the catalogue, which the library does not know
+// What is in force now. Fails, also when the table was not filled since the router started.
+TableCopy read_table();
 
-  // Null if there is none.
-  const perm_plugin_info* find(const std::string& appid) const;
-};
+// Null if there is none.
+const perm_plugin_slot* find_plugin(const perm_table& table, const char* appid);
+// Fails if there is none.
+const perm_plugin_slot& plugin_of(const perm_table& table, const char* appid);
+
+// Calls visit with each plug-in, in slot order.
+template <class Visit>
+void each_plugin(const perm_table& table, Visit visit) {
+  for (const perm_plugin_slot& slot : table.plugins) {
+    if (slot.used != 0) visit(slot);
+  }
+}
+
+// The same with each ability that can be granted and asked for.
+template <class Visit>
+void each_ability(const perm_table& table, Visit visit) {
+  for (const perm_ability_info& ability : table.abilities) {
+    if (ability.permid >= 1 && ability.permid <= ability_control_plug) visit(ability);
+  }
+}
 
 // A table of zeros is what the kernel hands out to whoever asks first.
 bool is_filled(const perm_table& table);
 
 // An init that succeeds adds the two that are the router's own, if there is room.
-bool is_filled_to_its_end(const Table& table);
+bool is_filled_to_its_end(const perm_table& table);
 
 // The appids that are the router's own.
 bool is_reserved(const std::string& appid);
 
-// The segment, for a scope. Throws Failure.
+// The segment, for a scope.
 struct DetachTable {
-  void operator()(const perm_table* table) const;
+  void operator()(const perm_table* table) const { perm_common_shm_unmap(table); }
 };
 using AttachedTable = std::unique_ptr<perm_table, DetachTable>;
 AttachedTable attach_table();
 
 // The table's semaphore, taken for a scope. Waits for it for some seconds only: who holds it for longer will not give
-// it back. Throws Failure.
+// it back, and this fails.
 class TableLock {
  public:
   explicit TableLock(int semid);
@@ -53,17 +65,10 @@ class TableLock {
   int semid_;
 };
 
-// What is in force now. Throws Failure, also when the table was not filled since the router started.
-Table read_table();
-
-Table table_of(const perm_table& shared);
-
 // A text of the table, which need not end within its field.
 template <size_t Size>
 std::string text_of(const char (&field)[Size]) {
-  size_t length = 0;
-  while (length < Size && field[length] != '\0') ++length;
-  return {field, length};
+  return {field, strnlen(field, Size)};
 }
 
 }  // namespace zelctl

@@ -1,70 +1,54 @@
 #include "perm_view.h"
 
 #include "abilities.h"
-#include "text.h"
 
 namespace zelctl {
+namespace {
 
-std::string plugins_text(const Table& table) {
-  std::vector<std::vector<std::string>> rows = {{"APPID", "UID", "ABILITIES", "NAME"}};
-  for (const perm_plugin_info& plugin : table.plugins) {
-    rows.push_back({readable(text_of(plugin.appid)), std::to_string(plugin.uid),
-                    ability_list(plugin.abilitybits), readable(text_of(plugin.appname))});
+void add_plugin(const perm_plugin_slot& plugin, cJSON* json) {
+  add_text(json, "appid", text_of(plugin.appid).c_str());
+  add_text(json, "appname", text_of(plugin.appname).c_str());
+  add_number(json, "uid", plugin.uid);
+  add_number(json, "abilitybits", static_cast<int32_t>(plugin.abilitybits));  // as in the package file
+  cJSON* const array = add_array(json, "abilities");
+  for (int ability = 1; ability <= kAbilities; ++ability) {
+    if (holds(plugin.abilitybits, ability)) append_number(array, ability);
   }
-  return columns(rows);
 }
 
-JsonTree plugins_json(const Table& table) {
-  JsonTree root = json_object();
-  cJSON* const array = add_array(root.get(), "plugins");
-  for (const perm_plugin_info& plugin : table.plugins) append(array, plugin_json(plugin));
-  return root;
+}  // namespace
+
+void show_plugins(const perm_table& table, Result* result) {
+  cJSON* const array = add_array(result->json(), "plugins");
+  result->row("APPID\tUID\tABILITIES\tNAME");
+  each_plugin(table, [&](const perm_plugin_slot& plugin) {
+    result->row("%.64s\t%u\t%s\t%.64s", plugin.appid, plugin.uid, ability_list(plugin.abilitybits).c_str(),
+                plugin.appname);
+    add_plugin(plugin, append_object(array));
+  });
 }
 
-std::string plugin_text(const Table& table, const perm_plugin_info& plugin) {
-  std::vector<std::vector<std::string>> rows = {
-      {"appid", readable(text_of(plugin.appid))},
-      {"name", readable(text_of(plugin.appname))},
-      {"uid", std::to_string(plugin.uid)},
-      {"abilities", ability_list(plugin.abilitybits) + format(" (0x%08X)", plugin.abilitybits)},
-  };
+void show_plugin(const perm_table& table, const perm_plugin_slot& plugin, Result* result) {
+  add_plugin(plugin, result->json());
+  result->row("appid\t%.64s", plugin.appid);
+  result->row("name\t%.64s", plugin.appname);
+  result->row("uid\t%u", plugin.uid);
+  result->row("abilities\t%s (0x%08X)", ability_list(plugin.abilitybits).c_str(), plugin.abilitybits);
   for (int ability = 1; ability <= kAbilities; ++ability) {
     if (holds(plugin.abilitybits, ability))
-      rows.push_back({"  " + std::to_string(ability), readable(ability_name(table, ability))});
+      result->row("  %d\t%s", ability, ability_name(table, ability).c_str());
   }
-  return columns(rows);
 }
 
-JsonTree plugin_json(const perm_plugin_info& plugin) {
-  JsonTree root = json_object();
-  add(root.get(), "appid", readable(text_of(plugin.appid)));
-  add(root.get(), "appname", readable(text_of(plugin.appname)));
-  add(root.get(), "uid", plugin.uid);
-  add(root.get(), "abilitybits", static_cast<int32_t>(plugin.abilitybits));  // as in the package file
-  cJSON* const array = add_array(root.get(), "abilities");
-  for (int ability = 1; ability <= kAbilities; ++ability) {
-    if (holds(plugin.abilitybits, ability)) append(array, ability);
-  }
-  return root;
-}
-
-std::string abilities_text(const Table& table) {
-  std::vector<std::vector<std::string>> rows = {{"ABILITY", "NAME"}};
-  for (const Ability& ability : table.abilities)
-    rows.push_back({std::to_string(ability.number), readable(ability.name)});
-  return columns(rows);
-}
-
-JsonTree abilities_json(const Table& table) {
-  JsonTree root = json_object();
-  cJSON* const array = add_array(root.get(), "abilities");
-  for (const Ability& ability : table.abilities) {
-    JsonTree element = json_object();
-    add(element.get(), "number", ability.number);
-    add(element.get(), "name", readable(ability.name));
-    append(array, std::move(element));
-  }
-  return root;
+void show_abilities(const perm_table& table, Result* result) {
+  cJSON* const array = add_array(result->json(), "abilities");
+  result->row("ABILITY\tNAME");
+  each_ability(table, [&](const perm_ability_info& ability) {
+    result->row("%d\t%.64s", ability.permid, ability.permname);
+    cJSON* const row = append_object(array);
+    add_number(row, "number", ability.permid);
+    add_text(row, "name", text_of(ability.permname).c_str());
+  });
 }
 
 }  // namespace zelctl

@@ -1,23 +1,17 @@
 // perm_view.h: plug-ins as people and as scripts read them.
 #pragma once
-#include "json.h"
 #include "perm_table.h"
+#include "result.h"
 
 namespace zelctl {
 
-// All of them, a line each.
-std::string plugins_text(const Table& table);
-// {"plugins": [...]}
-JsonTree plugins_json(const Table& table);
+// All of them, a line each. {"plugins": [...]}
+void show_plugins(const perm_table& table, Result* result);
 
-// One of them, with its abilities by name.
-std::string plugin_text(const Table& table, const perm_plugin_info& plugin);
-// {"appid", "appname", "uid", "abilitybits", "abilities": [numbers]}
-JsonTree plugin_json(const perm_plugin_info& plugin);
+// One of them, with its abilities by name. {"appid", "appname", "uid", "abilitybits", "abilities": [numbers]}
+void show_plugin(const perm_table& table, const perm_plugin_slot& plugin, Result* result);
 
-// The catalogue, a line each.
-std::string abilities_text(const Table& table);
-// {"abilities": [{"number", "name"}]}
-JsonTree abilities_json(const Table& table);
+// The catalogue, a line each. {"abilities": [{"number", "name"}]}
+void show_abilities(const perm_table& table, Result* result);
 
 }  // namespace zelctl

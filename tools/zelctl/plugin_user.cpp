@@ -4,32 +4,31 @@
 #include <pwd.h>
 #include <unistd.h>
 
-#include "perm_codes.h"
+#include <cstring>
+
+#include "failure.h"
 #include "perm_table.h"
 #include "text.h"
 
 namespace zelctl {
 
-std::string appid_value(const char* text) {
-  const std::string appid = text;
-  const bool digits = !appid.empty() && appid.find_first_not_of("0123456789") == std::string::npos;
-  if (digits && appid.size() < PERM_APPID_SIZE) return appid;
-  throw Failure(kUsage, "APPID: an appid is 1 to 63 digits", "These are known: zelctl perm list");
+const char* appid_value(const char* text) {
+  const size_t length = std::strlen(text);
+  if (length != 0 && length < PERM_APPID_SIZE && std::strspn(text, "0123456789") == length) return text;
+  fail(kUsage, "These are known: zelctl perm list", "APPID: an appid is 1 to 63 digits");
 }
 
-void become(const std::string& appid) {
-  if (geteuid() != 0)
-    throw Failure(kNotPermitted, "only root can run something as another user", "Run it as root.");
-  const Table table = read_table();
-  const perm_plugin_info* const plugin = table.find(appid);
-  if (plugin == nullptr) throw perm_failure(appid, PERM_UNKNOWN_APP);
-  const passwd* const account = getpwuid(plugin->uid);
-  const gid_t group = account != nullptr ? account->pw_gid : plugin->uid;
-  const bool done = setgroups(0, nullptr) == 0 && setresgid(group, group, group) == 0 &&
-                    setresuid(plugin->uid, plugin->uid, plugin->uid) == 0;
+void become(const char* appid) {
+  if (geteuid() != 0) fail(kNotPermitted, "Run it as root.", "only root can run something as another user");
+  const TableCopy table = read_table();
+  const uid_t uid = plugin_of(*table, appid).uid;
+  const passwd* const account = getpwuid(uid);
+  const gid_t group = account != nullptr ? account->pw_gid : uid;
+  const bool done =
+      setgroups(0, nullptr) == 0 && setresgid(group, group, group) == 0 && setresuid(uid, uid, uid) == 0;
   if (!done)
-    throw Failure(kFailed, format("uid %u of %s cannot be taken on", plugin->uid, appid.c_str()),
-                  "In a box: does it have as many users as that? On the router: is this really root?");
+    fail(kFailed, "In a box: does it have as many users as that? On the router: is this really root?",
+         "uid %u of %s cannot be taken on", uid, appid);
 }
 
 std::string missing_account() {

@@ -1,9 +1,9 @@
 #include "text.h"
 
 #include <algorithm>
-#include <charconv>
-#include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 
 namespace zelctl {
 namespace {
@@ -37,7 +37,16 @@ bool is_control(std::string_view character) {
   return first == 0xC2 && static_cast<unsigned char>(character[1]) < 0xA0;
 }
 
-size_t width_of(const std::string& text) {
+// Calls visit(place, cell, whether it is the row's last).
+template <class Visit>
+void each_cell(std::string_view row, Visit visit) {
+  size_t place = 0;
+  for (size_t end; (end = row.find('\t')) != std::string_view::npos; row.remove_prefix(end + 1))
+    visit(place++, row.substr(0, end), false);
+  visit(place, row, true);
+}
+
+size_t width_of(std::string_view text) {
   return static_cast<size_t>(std::count_if(
       text.begin(), text.end(), [](char c) { return (static_cast<unsigned char>(c) & 0xC0U) != 0x80; }));
 }
@@ -59,72 +68,74 @@ size_t distance(std::string_view a, std::string_view b) {
 
 }  // namespace
 
-std::string format(const char* text, ...) {
-  va_list values;
-  va_start(values, text);
+std::string format_list(const char* text, va_list values) {
   char* made = nullptr;
   const int length = vasprintf(&made, text, values);
-  va_end(values);
   if (length < 0) return text;
   std::string result(made, static_cast<size_t>(length));
   free(made);
   return result;
 }
 
-std::string counted(size_t count, const char* what) {
-  return format("%zu %s%s", count, what, count == 1 ? "" : "s");
+std::string format(const char* text, ...) {
+  va_list values;
+  va_start(values, text);
+  std::string result = format_list(text, values);
+  va_end(values);
+  return result;
 }
 
-std::string columns(const std::vector<std::vector<std::string>>& rows) {
+void append(std::string* to, const char* text, ...) {
+  va_list values;
+  va_start(values, text);
+  to->append(format_list(text, values));
+  va_end(values);
+}
+
+std::string columns(const std::vector<std::string>& rows) {
   std::vector<size_t> widths;
-  for (const auto& row : rows) {
-    widths.resize(std::max(widths.size(), row.size()));
-    for (size_t i = 0; i < row.size(); ++i) widths[i] = std::max(widths[i], width_of(row[i]));
-  }
+  for (const std::string& row : rows)
+    each_cell(row, [&](size_t place, std::string_view cell, bool last) {
+      if (place == widths.size()) widths.push_back(0);
+      if (!last) widths[place] = std::max(widths[place], width_of(cell));
+    });
   std::string text;
-  for (const auto& row : rows) {
-    for (size_t i = 0; i < row.size(); ++i) {
-      text += row[i];
-      if (i + 1 < row.size()) text.append(widths[i] - width_of(row[i]) + 2, ' ');
-    }
+  for (const std::string& row : rows) {
+    each_cell(row, [&](size_t place, std::string_view cell, bool last) {
+      text.append(cell);
+      if (!last) text.append(widths[place] - width_of(cell) + 2, ' ');
+    });
     text += '\n';
   }
   return text;
 }
 
-std::string readable(std::string_view text, bool lines) {
+std::string readable(std::string_view text, const char* kept) {
   std::string result;
   for (size_t at = 0; at < text.size();) {
     const size_t length = character_length(text, at);
     const std::string_view character = text.substr(at, std::max<size_t>(length, 1));
-    const bool kept = lines && (character == "\n" || character == "\t");
-    if (length == 0 || (is_control(character) && !kept))
-      result += '?';
+    const bool plain = length != 0 && (!is_control(character) || std::strchr(kept, character[0]) != nullptr);
+    if (plain && character[0] != '\0')
+      result.append(character);
     else
-      result += character;
+      result += '?';
     at += character.size();
   }
   return result;
 }
 
-std::string nearest(std::string_view word, const std::vector<std::string>& candidates) {
-  const std::string* best = nullptr;
-  size_t least = word.size() / 3 + 2;
-  for (const std::string& candidate : candidates) {
-    const bool begins = !word.empty() && candidate.starts_with(word);
-    const size_t far = begins ? 1 : distance(word, candidate);
-    if (far < least) {
-      least = far;
-      best = &candidate;
-    }
-  }
-  return best != nullptr ? *best : "";
+void Nearest::offer(std::string_view candidate) {
+  const size_t far = !word_.empty() && candidate.starts_with(word_) ? 1 : distance(word_, candidate);
+  if (far >= least_) return;
+  least_ = far;
+  found_ = candidate;
 }
 
-std::vector<std::string> words_of(std::string_view text) {
+std::vector<std::string> words_of(std::string_view text, char separator) {
   std::vector<std::string> words;
-  for (size_t at = 0; (at = text.find_first_not_of(' ', at)) != std::string_view::npos;) {
-    const size_t end = std::min(text.find(' ', at), text.size());
+  for (size_t at = 0; (at = text.find_first_not_of(separator, at)) != std::string_view::npos;) {
+    const size_t end = std::min(text.find(separator, at), text.size());
     words.emplace_back(text.substr(at, end - at));
     at = end;
   }
@@ -151,7 +162,7 @@ std::string wrapped(std::string_view text, size_t width, size_t indent) {
 
 std::string size_text(uint64_t bytes) {
   static constexpr const char* kUnits[] = {"KiB", "MiB", "GiB", "TiB"};
-  if (bytes < 1024) return counted(bytes, "byte");
+  if (bytes < 1024) return format("%u byte%s", static_cast<unsigned>(bytes), plural(bytes));
   double size = static_cast<double>(bytes) / 1024;
   size_t unit = 0;
   for (; size >= 1023.95 && unit + 1 < std::size(kUnits); ++unit) size /= 1024;
@@ -167,8 +178,12 @@ std::string duration_text(uint64_t seconds) {
 }
 
 bool number_from(std::string_view text, uint64_t* number) {
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), *number);
-  return error == std::errc{} && end == text.data() + text.size();
+  *number = 0;
+  for (const char c : text) {
+    if (c < '0' || c > '9' || *number > (UINT64_MAX - 9) / 10) return false;
+    *number = *number * 10 + static_cast<uint64_t>(c - '0');
+  }
+  return !text.empty();
 }
 
 }  // namespace zelctl

@@ -1,5 +1,6 @@
 // text.h: texts for people.
 #pragma once
+#include <cstdarg>
 #include <cstdint>
 #include <string>
 #include <string_view>
@@ -9,22 +10,36 @@ namespace zelctl {
 
 // As printf.
 std::string format(const char* text, ...) __attribute__((format(printf, 1, 2)));
+std::string format_list(const char* text, va_list values) __attribute__((format(printf, 1, 0)));
+void append(std::string* to, const char* text, ...) __attribute__((format(printf, 2, 3)));
 
-// "1 plug-in", "2 plug-ins".
-std::string counted(size_t count, const char* what);
+// The "s" of a plural.
+inline const char* plural(size_t count) {
+  return count == 1 ? "" : "s";
+}
 
-// Rows of cells as aligned columns, by characters. A row may have fewer cells than the others.
-std::string columns(const std::vector<std::vector<std::string>>& rows);
+// Rows of cells, parted by tabs, as aligned columns. A row may have fewer cells than the others.
+std::string columns(const std::vector<std::string>& rows);
 
 // A text from outside as a terminal and JSON can take it: control characters, and bytes that are no UTF-8, become
-// question marks. With `lines`, line ends and tabs stay.
-std::string readable(std::string_view text, bool lines = false);
+// question marks; tabs and line ends too, unless they are among those kept.
+std::string readable(std::string_view text, const char* kept = "");
 
-// The candidate that a person probably meant, or an empty text.
-std::string nearest(std::string_view word, const std::vector<std::string>& candidates);
+// Of the candidates offered, the one that a person probably meant.
+class Nearest {
+ public:
+  explicit Nearest(std::string_view word) : word_(word), least_(word.size() / 3 + 2) {}
+  void offer(std::string_view candidate);
+  // Empty if none is near.
+  std::string_view found() const { return found_; }
 
-// The words between blanks.
-std::vector<std::string> words_of(std::string_view text);
+ private:
+  std::string_view word_, found_;
+  size_t least_;
+};
+
+// The words between blanks, or between other separators.
+std::vector<std::string> words_of(std::string_view text, char separator = ' ');
 
 // Lines end before the width; every line but the first is indented.
 std::string wrapped(std::string_view text, size_t width, size_t indent);
