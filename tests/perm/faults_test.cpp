@@ -6,7 +6,6 @@
 #include <sys/stat.h>
 #include <unistd.h>
 #include <zel/perm.h>
-#include <zel/service.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -124,14 +123,4 @@ TEST(PermFaults, KeepOwnerAndModeWhereTheKernelHasNoStatx) {
   EXPECT_EQ(status.st_uid, 10001U);
   EXPECT_EQ(status.st_gid, 10002U);
   EXPECT_EQ(status.st_mode, S_IFREG | 0640U);
-}
-
-TEST(PermFaults, KeepAServiceFromComingUpHalf) {
-  int result = 0;
-  captured(stderr, [&] {
-    const Failing failing(Fails::kSegment, 7,
-                          ENOMEM);  // The second question's shmat; the first took four calls.
-    result = zel_service_init();
-  });
-  EXPECT_EQ(result, -1);
 }
