@@ -236,22 +236,6 @@ TEST_F(CloudMessage, LibraryCallsItsOwnFunctionsWhateverThePluginHas) {
   EXPECT_EQ(stolen_calls, 0);
 }
 
-TEST_F(CloudMessage, ObjectCanBeReleasedAndMadeAgain) {
-  const Process server(kServer, [](const Process::Self& self) {
-    if (zel_service_init() != 0) return 1;
-    for (int round = 0; round < 5; ++round) {
-      zel_cloud_msg_release();
-      if (zel_cloud_ctx != nullptr || zel_cloud_msg_handler_register(echo) != -1) return 2;
-      if (zel_cloud_msg_init() != 0 || zel_cloud_msg_handler_register(echo) != 0) return 3;
-    }
-    self.ready();
-    self.wait_for_end();
-    zel_cloud_msg_release();
-    return 0;
-  });
-  EXPECT_EQ(ask("1001", "m"), "1:4096:m");
-}
-
 TEST_F(CloudMessage, ObjectReleasedByItsHandlerStillAnswersThatMessage) {
   const Process server = serve([](const char*, uint32_t, char* answer, uint32_t size) {
     zel_cloud_msg_release();
