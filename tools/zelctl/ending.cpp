@@ -96,4 +96,8 @@ void Service::wait(unsigned seconds) {
   zel_lock();
 }
 
+void Service::end() {
+  kill(getpid(), SIGTERM);
+}
+
 }  // namespace zelctl
