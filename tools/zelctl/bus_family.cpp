@@ -239,7 +239,7 @@ constexpr Command kCommands[] = {
      "zelctl bus list -v", list},
     {"bus call", "OBJECT METHOD [JSON]",
      "Call a method with a message's members, and print the answers as JSON",
-     "zelctl --as 2001 cloud serve --answer hello --count 1 & sleep 1; "
+     "zelctl --as 2001 cloud serve --answer hello --count 1 & sleep 2; "
      "zelctl bus call zel_2001 send_cmd '{\"msg\": \"hello\"}'",
      call_method, kTimeout},
     {"bus listen", "[PATTERN...]",

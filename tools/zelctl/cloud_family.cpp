@@ -128,7 +128,7 @@ constexpr Option kServe[] = {
 
 constexpr Command kCommands[] = {
     {"cloud send", "APPID TEXT", "Send a plug-in a message, as the cloud does, and print its answer",
-     "zelctl --as 2001 cloud serve --answer hello --count 1 & sleep 1; zelctl cloud send 2001 'Are you "
+     "zelctl --as 2001 cloud serve --answer hello --count 1 & sleep 2; zelctl cloud send 2001 'Are you "
      "there?'",
      send, kTimeout},
     {"cloud serve", "",

@@ -45,8 +45,8 @@ void set_ending(Ending* ending, int status, const std::string& report) {
 }
 
 void set_failure(Ending* ending, const char* advice, const std::string& why) {
-  const char* const clear = shows_progress() ? "\r\033[K" : "";
-  set_ending(ending, kTimedOut, clear + failure_report(0, why, advice));
+  const char* const end = progress_is_drawn() ? "\n" : "";
+  set_ending(ending, kTimedOut, end + failure_report(0, why, advice));
 }
 
 }  // namespace
