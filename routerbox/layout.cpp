@@ -85,6 +85,13 @@ std::vector<Kept> kept_paths(const Plan& plan, const std::string& box_folder) {
   return kept;
 }
 
+std::vector<PrivateFolder> private_folders(const Plan& plan) {
+  std::vector<PrivateFolder> folders = kPrivateFolders;
+  for (const Service& service : plan.services)
+    folders.insert(folders.end(), service.folders.begin(), service.folders.end());
+  return folders;
+}
+
 // Returns the folders of the host that plug-ins may not enter, of which the box has copies.
 std::vector<std::string> let_plugins_through(const Plan& plan) {
   std::vector<fs::path> folders{plan.own};
@@ -144,7 +151,7 @@ void bring_loopback_up() {
 void lay_out(const Plan& plan, const std::string& box_folder,
              const std::function<void(const std::string&)>& say) {
   const std::string passwd = read_file("/etc/passwd"), group = read_file("/etc/group");
-  enter_own_tree(kPrivateFolders, kept_paths(plan, box_folder));
+  enter_own_tree(private_folders(plan), kept_paths(plan, box_folder));
   make_devices();
   name_host();
   write_file("/etc/passwd", with_accounts(passwd, plan.packages), 0644);

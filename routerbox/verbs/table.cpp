@@ -11,7 +11,7 @@ namespace routerbox {
 namespace {
 
 constexpr Argument kPlugin = {"plugin", true, "its name or appid"};
-constexpr Argument kTarget = {"target", true, "a plug-in, or router, downloads, files, bus"};
+constexpr Argument kTarget = {"target", true, "a plug-in, or router, downloads, files, hosts, bus"};
 
 std::vector<const Argument*> arguments_of(const Verb& verb) {
   std::vector<const Argument*> arguments;
@@ -106,6 +106,22 @@ const std::vector<Verb>& verbs() {
        {{"path", false, "a member of the state; all of it otherwise"}},
        "Shows the router's state",
        "routerbox state WAN",
+       Where::kBox},
+      {"fault",
+       "router|downloads|files|bus METHOD KIND [once|COUNT]",
+       {{"service", true, "router, downloads, files or bus"},
+        {"method", true, "a method, * for all; of the bus a plug-in or *; or clear, which takes all back"},
+        {"kind", false,
+         "router, downloads, files: delay, hang, cut, garbage, http500, ...; bus: stop, end, late, drop"},
+        {"count", false, "once, or how many times; until it is cleared otherwise"}},
+       "Makes a server misbehave",
+       "routerbox fault router query_disk_info delay:9s once",
+       Where::kBox},
+      {"faults",
+       "[router|downloads|files|bus]",
+       {{"service", false, "one of them; all otherwise"}},
+       "Shows the faults that are armed, and how often each was played",
+       "routerbox faults",
        Where::kBox},
       {"log",
        "[-f] [CHANNEL|PLUGIN...]",

@@ -4,7 +4,6 @@
 #include <sys/sem.h>
 #include <sys/shm.h>
 #include <zel/perm.h>
-#include <zel/service.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -107,14 +106,4 @@ TEST(PermFaults, GiveANamedResultAndLeaveNothingBehind) {
     }
   });
   printf("%d faults\n", faults);
-}
-
-TEST(PermFaults, KeepAServiceFromComingUpHalf) {
-  int result = 0;
-  captured(stderr, [&] {
-    const Failing failing(Fails::kSegment, 7,
-                          ENOMEM);  // The second question's shmat; the first took four calls.
-    result = zel_service_init();
-  });
-  EXPECT_EQ(result, -1);
 }
