@@ -135,7 +135,7 @@ TEST_F(Bus, IsListenedTo) {
        "stayed silent for 5 s"},
       {"gone while listening", "$Z bus listen & sleep 2; kill $(pidof hostbusd); wait $!", 3,
        "broker has gone\nStart it again"},
-      {"gone", "$Z cloud send 1005 x", 3, "there is no bus at /"},
+      {"gone", "$Z cloud send 1005 x", 3, "there is no bus\nIs the broker"},
   };
   check(kCases);
 }

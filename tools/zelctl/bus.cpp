@@ -65,6 +65,10 @@ cJSON* exact(int64_t number) {
   return cJSON_CreateRaw(format("%lld", static_cast<long long>(number)).c_str());
 }
 
+int16_t short_of(const uint8_t* bytes) {
+  return static_cast<int16_t>(bytes[0] << 8 | bytes[1]);
+}
+
 void add_run(cJSON* json, const blob_attr* container, int depth);
 
 cJSON* value_of(const blob_attr* field, int depth) {
@@ -75,7 +79,7 @@ cJSON* value_of(const blob_attr* field, int depth) {
     case BLOBMSG_TYPE_INT8:
       return cJSON_CreateBool(blobmsg_get_u8(attribute));
     case BLOBMSG_TYPE_INT16:
-      return exact(static_cast<int16_t>(blobmsg_get_u16(attribute)));
+      return exact(short_of(static_cast<const uint8_t*>(blobmsg_data(attribute))));
     case BLOBMSG_TYPE_INT32:
       return exact(static_cast<int32_t>(blobmsg_get_u32(attribute)));
     case BLOBMSG_TYPE_INT64:
@@ -120,8 +124,7 @@ BusLink connect_bus() {
     fail(kNotPermitted,
          "Give the user and its group a name in /etc/passwd and /etc/group, or run it as root.",
          "the bus's broker sends this user away: %s", account.c_str());
-  fail(kFailed, "Is the broker, ubusd, running? On a PC there is one in a router box.",
-       "there is no bus at %s", UBUS_UNIX_SOCKET);
+  fail(kFailed, "Is the broker, ubusd, running? On a PC there is one in a router box.", "there is no bus");
 }
 
 bool is_on_bus(const char* object) {

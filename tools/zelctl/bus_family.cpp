@@ -171,11 +171,17 @@ constexpr struct {
               {UBUS_ATTR_METHOD, BLOB_ATTR_STRING, "method"},
               {UBUS_ATTR_DATA, BLOB_ATTR_NESTED, "data"}};
 
+// The broker passes on what clients send, checked or not.
+bool is_well_formed(const blob_attr* attribute, int type) {
+  const size_t length = blob_len(attribute);
+  if (type == BLOB_ATTR_INT32) return length == sizeof(uint32_t);
+  return type != BLOB_ATTR_STRING ||
+         (length != 0 && static_cast<const char*>(blob_data(attribute))[length - 1] == '\0');
+}
+
 void add_part(cJSON* json, const blob_attr* attribute) {
   for (const auto& part : kParts) {
-    if (blob_id(attribute) != part.attribute) continue;
-    if (!blob_check_type(blob_data(attribute), static_cast<unsigned>(blob_len(attribute)), part.type))
-      continue;
+    if (blob_id(attribute) != part.attribute || !is_well_formed(attribute, part.type)) continue;
     if (part.type == BLOB_ATTR_INT32) add_number(json, part.name, blob_get_u32(attribute));
     if (part.type == BLOB_ATTR_STRING)
       add_text(json, part.name, static_cast<const char*>(blob_data(attribute)));

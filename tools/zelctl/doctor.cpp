@@ -2,7 +2,6 @@
 #include <dirent.h>
 #include <dlfcn.h>
 #include <grp.h>
-#include <libubus.h>
 #include <poll.h>
 #include <pwd.h>
 #include <sys/sem.h>
@@ -138,15 +137,20 @@ bool answers(const sockaddr_un& address, bool awaited) {
   return up;
 }
 
+// Where brokers of either generation listen.
+constexpr const char* kSockets[] = {"/var/run/ubus/ubus.sock", "/var/run/ubus.sock"};
+
 void check_bus(Report* report) {
-  sockaddr_un address{};
-  address.sun_family = AF_UNIX;
-  std::strncpy(address.sun_path, UBUS_UNIX_SOCKET, sizeof address.sun_path - 1);
-  if (answers(address, true)) return report->good("bus", "greets");
-  if (answers(address, false))
-    return report->wrong("bus", "The broker hangs, or sends this user away: see accounts, and ps.",
-                         "takes connections, but does not greet");
-  report->wrong("bus", "Start the broker: ubusd", "no broker at " UBUS_UNIX_SOCKET);
+  for (const char* path : kSockets) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    std::strncpy(address.sun_path, path, sizeof address.sun_path - 1);
+    if (answers(address, true)) return report->good("bus", "greets");
+    if (answers(address, false))
+      return report->wrong("bus", "The broker hangs, or sends this user away: see accounts, and ps.",
+                           "takes connections, but does not greet");
+  }
+  report->wrong("bus", "Start the broker: ubusd", format("no broker at %s", kSockets[0]));
 }
 
 void check_access_lists(Report* report) {

@@ -68,7 +68,7 @@ Filtered filter(const char* command, std::string_view input, unsigned seconds) {
   waitpid(child, &status, 0);
   result.status = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
   if (!whole) result.status = 124;
-  if (result.text.ends_with('\n')) result.text.pop_back();
+  if (std::string_view(result.text).ends_with('\n')) result.text.pop_back();
   return result;
 }
 
