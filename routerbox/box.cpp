@@ -27,7 +27,8 @@ class Box {
         printer_(plan.options.log),
         trace_(kBoxFolder),
         processes_(std::move(ends_.outside), mask, printer_),
-        services_(processes_, printer_, plan.services, [this](const std::string& line) { complain(line); }),
+        services_(processes_, printer_, trace_, plan.services,
+                  [this](const std::string& line) { complain(line); }),
         plugins_({processes_, printer_, trace_, [this](const std::string& line) { complain(line); }},
                  plan.plugins),
         bus_(processes_, plan.boxbus),
@@ -51,8 +52,9 @@ class Box {
   }
 
   int direct() {
-    start_control(std::move(ends_.control), box_verbs({plan_, processes_, plugins_, services_, bus_, faults_,
-                                                       [this](size_t place) { start_plugin(place); }}));
+    start_control(std::move(ends_.control),
+                  box_verbs({plan_, processes_, trace_, plugins_, services_, bus_, faults_,
+                             [this](size_t place) { start_plugin(place); }}));
     services_.start_all();
     if (!plan_.zelctl.empty()) fill_permission_table();
     for (size_t place = 0; place < plugins_.size(); ++place) start_plugin(place);
@@ -86,6 +88,7 @@ class Box {
 
   int run_command() {
     Launch launch{plan_.command, plan_.options.command, {}, {}};
+    emulate(plan_.emulator, &launch);
     if (!plan_.options.as.empty()) launch.uid = package_of(plan_.packages, plan_.options.as).uid;
     const pid_t command = processes_.start(launch);
     processes_.set_target(command);
@@ -189,6 +192,11 @@ Plan make_plan(const Options& options) {
         find_own(plan.own, "zelctl", "the program that fills the permission table", "it with --no-perm");
   for (const Background& plugin : options.start) plan.plugins.push_back(plugin_from(plugin, plan.packages));
   if (!options.command.empty()) plan.command = find_program(options.command.front());
+  const auto emulator = [&](const std::string& program) {
+    return emulator_for(program, options.target_roots, plan.own);
+  };
+  for (PluginRun& plugin : plan.plugins) plugin.emulator = emulator(plugin.program);
+  if (!plan.command.empty()) plan.emulator = emulator(plan.command);
   return plan;
 }
 

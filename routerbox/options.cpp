@@ -95,6 +95,12 @@ Options parse(int argc, char** argv) {
   app.add_option("--host", hosts,
                  "NAME=DIR: NAME resolves in the box and answers over HTTP and HTTPS from DIR (repeatable)")
       ->allow_extra_args(false);
+  app.add_option("--target-root", options.target_roots,
+                 "Folder with loader and libraries of a program for another processor, which qemu runs\n"
+                 "(default: this build's sysroot, or /usr/mipsel-linux-gnu and the like; repeatable)")
+      ->check(CLI::ExistingDirectory)
+      ->transform([](const std::string& folder) { return std::filesystem::absolute(folder).string(); })
+      ->allow_extra_args(false);
   app.add_option("--keep", options.keep, "Path that the box shows at its place, and can change (repeatable)")
       ->allow_extra_args(false);
   app.add_option("--env", options.environment,

@@ -183,7 +183,8 @@ int Processes::wait(pid_t process) {
 
 void Processes::signal(pid_t process, int number) {
   ask([&] {
-    if (ended_.count(process) == 0) kill(-process, number);
+    // The box's command leads no group, so that it stays in its terminal's.
+    if (ended_.count(process) == 0 && kill(-process, number) != 0) kill(process, number);
   });
 }
 
