@@ -13,7 +13,8 @@ TEST_F(Download, ShowsAndChangesTasks) {
       {"none", "$Z download list", 0, "no tasks\n"},
       {"as a plug-in",
        "$Z --as 1001 download add http://127.0.0.1:8080/bytes/1000 --dir /tmp --name a --wait --json", 0,
-       R"("state":"complete","completed_bytes":1000,"total_bytes":1000,"bytes_per_second":0,"error_code":0,"error":""})"},
+       R"("state":"complete","completed_bytes":1000,"total_bytes":1000,)"
+       R"("bytes_per_second":0,"error_code":0,"error":""})"},
       {"for people", "$Z download list", 0, "  complete  1000 bytes of 1000 bytes"},
       {"not another's", "$Z perm update 1003 --abilities 1 >/dev/null; $Z --as 1003 download list --json", 0,
        R"({"tasks":[],"may_be_longer":false})"},

@@ -1,7 +1,9 @@
 #include "bus.h"
 
+#include <endian.h>
 #include <unistd.h>
 
+#include <bit>
 #include <cmath>
 
 #include "ending.h"
@@ -32,7 +34,8 @@ constexpr struct {
 
 void add_number_field(blob_buf* buffer, const char* name, double number) {
   if (number != std::floor(number)) {
-    blobmsg_add_double(buffer, name, number);
+    const uint64_t bits = htobe64(std::bit_cast<uint64_t>(number));
+    blobmsg_add_field(buffer, BLOBMSG_TYPE_DOUBLE, name, &bits, sizeof bits);
   } else if (number >= INT32_MIN && number <= INT32_MAX) {
     blobmsg_add_u32(buffer, name, static_cast<uint32_t>(static_cast<int32_t>(number)));
   } else if (std::fabs(number) <= kExact) {
@@ -85,7 +88,7 @@ cJSON* value_of(const blob_attr* field, int depth) {
     case BLOBMSG_TYPE_INT64:
       return exact(static_cast<int64_t>(blobmsg_get_u64(attribute)));
     case BLOBMSG_TYPE_DOUBLE:
-      return cJSON_CreateNumber(blobmsg_get_double(attribute));
+      return cJSON_CreateNumber(std::bit_cast<double>(blobmsg_get_u64(attribute)));
     case BLOBMSG_TYPE_ARRAY:
     case BLOBMSG_TYPE_TABLE: {
       cJSON* const inner =
