@@ -156,7 +156,7 @@ pid_t Processes::start(const Launch& launch) {
   });
 }
 
-std::optional<int> Processes::ended(pid_t process) {
+std::optional<int> Processes::end_of(pid_t process) {
   return ask([&]() -> std::optional<int> {
     const auto found = ended_.find(process);
     return found == ended_.end() ? std::nullopt : std::optional<int>(found->second);

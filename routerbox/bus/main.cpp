@@ -39,7 +39,7 @@ class Message {
   blob_buf buffer_{};
 };
 
-Link connected() {
+Link connect_to_bus() {
   Link link(ubus_connect(nullptr));
   if (!link) throw Failure("the broker takes no connections; routerbox start bus starts it again", kFailed);
   return link;
@@ -153,7 +153,7 @@ void take_answer(ubus_request* request, int, blob_attr* reply) {
 
 // A cloud message, as the router's cloud link sends it.
 int send(const Words& words) {
-  const Link link = connected();
+  const Link link = connect_to_bus();
   uint32_t id = 0;
   if (ubus_lookup_id(link.get(), words[0].c_str(), &id) != 0) return kNo;
   Message message;
@@ -168,7 +168,7 @@ int send(const Words& words) {
 }
 
 int send_event(const Words& words) {
-  const Link link = connected();
+  const Link link = connect_to_bus();
   Message message;
   blobmsg_add_u32(message.buffer(), "event", static_cast<uint32_t>(std::stoul(words[0])));
   blobmsg_add_u32(message.buffer(), "subevent", static_cast<uint32_t>(std::stoul(words[1])));

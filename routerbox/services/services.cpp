@@ -95,7 +95,7 @@ void Services::start(size_t row) {
     rows_[row].state = State::kRunning;
   }
   trace(rows_[row], "start", std::to_string(process));
-  if (const std::optional<int> status = processes_.ended(process)) note_end(process, *status);
+  if (const std::optional<int> status = processes_.end_of(process)) note_end(process, *status);
 }
 
 void Services::stop(size_t row) {
@@ -107,7 +107,7 @@ void Services::stop(size_t row) {
   const pid_t process = rows_[row].process;
   processes_.stop({process}, kEndLimit);
   trace(rows_[row], "stop", "");
-  const int status = processes_.ended(process).value_or(kBoxFailed);
+  const int status = processes_.end_of(process).value_or(kBoxFailed);
   if (status != 0 && rows_[row].server.end == End::kClean)
     say_(rows_[row].server.title + " ended badly, with status " + std::to_string(status));
 }
