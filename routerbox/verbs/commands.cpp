@@ -11,8 +11,10 @@
 #include "../outer.h"
 #include "../programs.h"
 #include "client.h"
+#include "doctor.h"
 #include "enter.h"
 #include "log.h"
+#include "new.h"
 #include "print.h"
 #include "status.h"
 #include "table.h"
@@ -24,6 +26,7 @@ struct Line {
   const Verb& verb;
   std::string name;  // of the box
   bool json = false;
+  bool cpp = false;  // of a new project
   Json arguments = Json::object();
   std::string as;
   LogWish log;
@@ -72,6 +75,18 @@ int show_log(const Line& line) {
   return kDone;
 }
 
+int make_new(const Line& line) {
+  const Json made = make_project(line.arguments.at("project"), line.cpp ? "cpp" : "c");
+  std::cout << (line.json ? text_of(made) + "\n" : readable_result("new", made)) << std::flush;
+  return kDone;
+}
+
+int show_doctor(const Line& line) {
+  const Json result = examine_machine();
+  std::cout << (line.json ? text_of(result) + "\n" : readable_result("doctor", result)) << std::flush;
+  return result.at("ready") ? kDone : kNo;
+}
+
 void describe(CLI::App* app, Line* line, std::map<std::string, std::string>* values) {
   app->set_help_flag();
   app->add_option("--name", line->name);
@@ -79,6 +94,10 @@ void describe(CLI::App* app, Line* line, std::map<std::string, std::string>* val
   if (line->verb.name == std::string("log")) {
     app->add_flag("-f,--follow", line->log.follow);
     app->add_option("filters", line->log.filters);
+  }
+  if (line->verb.name == std::string("new")) {
+    CLI::Option* const c = app->add_flag("--c");
+    app->add_flag("--cpp", line->cpp)->excludes(c);
   }
   if (line->verb.name == std::string("shell") || line->verb.name == std::string("exec"))
     app->add_option("--as", line->as);
@@ -89,7 +108,7 @@ void describe(CLI::App* app, Line* line, std::map<std::string, std::string>* val
 }
 
 Line parse_line(const Verb& verb, int argc, char** argv) {
-  Line line{verb, {}, false, Json::object(), {}, {}, {}};
+  Line line{verb, {}, false, false, Json::object(), {}, {}, {}};
   char** const end = argv + argc;
   char** cut = end;
   if (verb.name == std::string("exec"))
@@ -124,7 +143,8 @@ int start_box(const Verb& verb, int argc, char** argv) {
 constexpr struct {
   const char* verb;
   int (*run)(const Line& line);
-} kOwn[] = {{"down", end_box}, {"shell", enter_box}, {"exec", enter_box}, {"log", show_log}};
+} kOwn[] = {{"down", end_box}, {"shell", enter_box}, {"exec", enter_box},
+            {"log", show_log}, {"new", make_new},    {"doctor", show_doctor}};
 
 bool asks_for_help(int argc, char** argv) {
   for (char** word = argv; word != argv + argc && std::strcmp(*word, "--") != 0; ++word)
