@@ -15,6 +15,13 @@ if(NOT CMAKE_INSTALL_PREFIX IN_LIST system_folders)
   set(CMAKE_INSTALL_RPATH "\$ORIGIN" "\$ORIGIN/${libraries_from_programs}")
 endif()
 
+# What nothing else has to find may have a folder of its own: packages for PCs put the host bus there, out of the way
+# of the genuine libraries.
+set(ZEL_HOSTBUS_LIBDIR ${CMAKE_INSTALL_LIBDIR} CACHE STRING "Folder below the prefix for the host bus's libraries")
+if(NOT ZEL_HOSTBUS_LIBDIR STREQUAL CMAKE_INSTALL_LIBDIR)
+  list(APPEND CMAKE_INSTALL_RPATH ${CMAKE_INSTALL_PREFIX}/${ZEL_HOSTBUS_LIBDIR})
+endif()
+
 # zel_install_hostbus(...): install(), but where the genuine libraries are or belong nothing takes their place.
 function(zel_install_hostbus)
   if(ZEL_BUS_IS STREQUAL "hostbus" AND NOT CMAKE_CROSSCOMPILING)

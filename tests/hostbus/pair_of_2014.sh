@@ -23,8 +23,7 @@ cut() {
 for header in libubox/*.h libubus.h ubusmsg.h; do cut "$header" '/^#ifdef __cplusplus/,/^#endif/d'; done
 cut ubus_common.h '$i #define __init __attribute__((constructor))'
 cut libubox/blob.h 's/size_t (blob_(len|raw_len|pad_len)\()/unsigned int \1/' '/blob_parse_untrusted/,/;/d'
-cut libubox/blobmsg.h 's/size_t (blobmsg_data_len\()/int \1/' '/BLOBMSG_(CAST|TYPE_DOUBLE)/d' '/^bool blobmsg_check_attr_len/d' \
-  '/^static inline .*_double\(/,/^}/d'
+cut libubox/blobmsg.h 's/size_t (blobmsg_data_len\()/int \1/' '/BLOBMSG_(CAST|TYPE_DOUBLE)/d' '/^bool blobmsg_check_attr_len/d'
 cut ubusmsg.h '/UBUS_STATUS_(NO_MEMORY|PARSE_ERROR|SYSTEM_ERROR)/d' '/UBUS_ATTR_(USER|GROUP)/d' '/UBUS_MSG_MONITOR/d' \
   '/^enum ubus_monitor_attr/,/^}/d' '/UBUS_(SYSTEM_OBJECT_(ACL|MONITOR)|CLIENT_ID_CHANNEL)/d'
 cut libubus.h '/unsigned long tags;/d' 's/\.tags = 0, //' 's/\.name = type_name, \.id = 0/.id = 0, .name = type_name/' \

@@ -3,6 +3,8 @@
 #include <gtest/gtest.h>
 #include <sys/sem.h>
 #include <sys/shm.h>
+#include <sys/stat.h>
+#include <unistd.h>
 #include <zel/perm.h>
 
 #include <algorithm>
@@ -106,4 +108,19 @@ TEST(PermFaults, GiveANamedResultAndLeaveNothingBehind) {
     }
   });
   printf("%d faults\n", faults);
+}
+
+TEST(PermFaults, KeepOwnerAndModeWhereTheKernelHasNoStatx) {
+  ASSERT_EQ(chown("/etc/norva/packages.json", 10001, 10002), 0);
+  ASSERT_EQ(chmod("/etc/norva/packages.json", 0640), 0);
+  {
+    const Failing failing(Fails::kStat, 1, ENOSYS);
+    EXPECT_EQ(insert(), 0);
+    EXPECT_TRUE(failing.has_failed());
+  }
+  struct stat status {};
+  EXPECT_EQ(stat("/etc/norva/packages.json", &status), 0);
+  EXPECT_EQ(status.st_uid, 10001U);
+  EXPECT_EQ(status.st_gid, 10002U);
+  EXPECT_EQ(status.st_mode, S_IFREG | 0640U);
 }
