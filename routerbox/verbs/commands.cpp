@@ -11,6 +11,7 @@
 #include "../outer.h"
 #include "../programs.h"
 #include "client.h"
+#include "debug.h"
 #include "doctor.h"
 #include "enter.h"
 #include "log.h"
@@ -56,14 +57,13 @@ int enter_box(const Line& line) {
     throw Failure("there is no command; write routerbox exec [--as PLUGIN] -- COMMAND...", kWrongCommandLine);
   const BoxClient box(line.name);
   const Json place = box.call("enter", {{"as", line.as}});
-  clean_environment(place.at("environment"));
-  Launch launch;
-  launch.words = shell ? std::vector<std::string>{"bash"} : line.command;
-  launch.program = find_program(launch.words.front());
-  launch.data = place.at("data");
-  if (launch.data.empty()) launch.folder = place.at("folder");
-  if (!place.at("uid").is_null()) launch.uid = place.at("uid").get<uid_t>();
-  return run_in_box(box.process_one(), launch);
+  const std::vector<std::string> words = shell ? std::vector<std::string>{"bash"} : line.command;
+  return run_in_box(box.process_one(), launch_for(place, words));
+}
+
+int debug(const Line& line) {
+  return debug_plugin(BoxClient(line.name), line.arguments.at("plugin"), line.arguments.value("tool", "gdb"),
+                      line.command);
 }
 
 int show_log(const Line& line) {
@@ -111,7 +111,7 @@ Line parse_line(const Verb& verb, int argc, char** argv) {
   Line line{verb, {}, false, false, Json::object(), {}, {}, {}};
   char** const end = argv + argc;
   char** cut = end;
-  if (verb.name == std::string("exec"))
+  if (verb.name == std::string("exec") || verb.name == std::string("debug"))
     cut = std::find_if(argv, end, [](const char* word) { return std::strcmp(word, "--") == 0; });
   if (cut != end) line.command.assign(cut + 1, end);
   CLI::App app;
@@ -143,8 +143,8 @@ int start_box(const Verb& verb, int argc, char** argv) {
 constexpr struct {
   const char* verb;
   int (*run)(const Line& line);
-} kOwn[] = {{"down", end_box}, {"shell", enter_box}, {"exec", enter_box},
-            {"log", show_log}, {"new", make_new},    {"doctor", show_doctor}};
+} kOwn[] = {{"down", end_box}, {"shell", enter_box}, {"exec", enter_box},    {"log", show_log},
+            {"debug", debug},  {"new", make_new},    {"doctor", show_doctor}};
 
 bool asks_for_help(int argc, char** argv) {
   for (char** word = argv; word != argv + argc && std::strcmp(*word, "--") != 0; ++word)

@@ -19,6 +19,20 @@ TEST(NewProject, BuildsAndPassesItsTestsAtOnce) {
   check(kCases);
 }
 
+TEST(Debugging, IsDoneAsThePluginsUserAndLeavesItRunning) {
+  setenv("DEBUG",
+         "$ROUTERBOX up -q --name d$$ --packages $PACKAGES --start '1003 sleep 100' >/dev/null;"
+         " trap '$ROUTERBOX down --name d$$' EXIT; $ROUTERBOX debug 1003 --name d$$",
+         1);
+  static const Case kCases[] = {
+      {"its user and program", "eval $DEBUG -- -batch -ex starti -ex \"'info proc'\" -ex \"'shell id -u'\"",
+       0, "10003\n"},
+      {"no such tool", "eval $DEBUG valgrnd", 2, "did you mean valgrind?"},
+      {"it runs again", "eval $DEBUG strace -- -V; $ROUTERBOX ps --name d$$", 0, "running"},
+  };
+  check(kCases);
+}
+
 TEST(Doctor, SaysWhatIsMissingAndHowToGetIt) {
   static const Case kCases[] = {
       {"what every box needs is here", "$ROUTERBOX doctor --json", 0, "{\"ready\":true"},
