@@ -3,7 +3,7 @@
 #   development  headers, libzel.pc, the CMake package with zel::zel
 #   tools        zelctl
 #   box          routerbox and its servers
-#   hostbus      libubus, libubox and their broker, on PCs that have none
+#   hostbus      the broker, and on PCs that have none libubus and libubox
 include(GNUInstallDirs)
 
 # Programs in a folder of somebody's own find the libraries beside them. In the system's folders the loader knows
