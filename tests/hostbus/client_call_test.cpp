@@ -3,6 +3,7 @@
 
 #include <chrono>
 
+#include "../support/broker_process.h"
 #include "../support/played_broker.h"
 #include "client.h"
 
@@ -71,6 +72,14 @@ TEST(Call, TimesOutAndIgnoresTheLateAnswer) {
   EXPECT_EQ(call(ctx.get(), 100), 7);
   EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(100));
   EXPECT_EQ(call(ctx.get(), 0), 0) << "0 is no limit";
+}
+
+using Connecting = BrokerTest;
+
+TEST_F(Connecting, WaitsForTheGreetingOfAStoppedBrokerNoLongerThanItSays) {
+  kill(broker_.pid(), SIGSTOP);
+  EXPECT_EQ(connect_to(path_), nullptr);
+  EXPECT_EQ(errno, ETIMEDOUT);
 }
 
 }  // namespace

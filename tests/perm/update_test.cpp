@@ -304,7 +304,7 @@ TEST(PermUpdates, TakeWhatTheyFindInTheFolder) {
   for (const int links : {40, 41}) {
     fs::rename(zel::kPackageFile, "/etc/norva/links/0");
     for (int i = 1; i < links; ++i)
-      symlink(std::to_string(i - 1).c_str(), ("/etc/norva/links/" + std::to_string(i)).c_str());
+      fs::create_symlink(std::to_string(i - 1), "/etc/norva/links/" + std::to_string(i));
     fs::create_symlink("/etc/norva/links/" + std::to_string(links - 1), zel::kPackageFile);
     EXPECT_EQ(update("9", static_cast<uint32_t>(links)), links == 40 ? 0 : 7014) << "the kernel follows 40";
     fs::rename("/etc/norva/links/0", zel::kPackageFile);
