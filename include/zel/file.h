@@ -7,6 +7,7 @@
  *    otherwise.
  *  - Failures are logged through QO_Log (service.h). With its threshold at load, only messages of level 1 reach
  *    standard error; those below level 4 can be read in errlog_buffer.
+ *  - A thread that is cancelled (pthread_cancel) while a call of it waits gives back what the call holds.
  *  - Text returned as new is freed by the caller with free or zel_free. */
 #ifndef ZEL_FILE_H
 #define ZEL_FILE_H
@@ -65,7 +66,7 @@ ZEL_API int zel_download_file(const char* url, const char* path, zel_download_pr
 ZEL_API int zel_check_file_md5(const char* path, char* output);
 
 /* Compares a file's digest with the content of another file, which must be the 32 digits, of either case, and
- * nothing else: no line feed. The latter must be writable, too. Returns 0 if they are equal, else -1. */
+ * nothing else: no line feed, no NUL. The latter must be writable, too. Returns 0 if they are equal, else -1. */
 ZEL_API int zel_check_file_md5_with_md5_file(const char* path, const char* md5_path);
 
 /* ---- Reading and writing whole files ------------------------------------------------------------------- */
@@ -135,7 +136,7 @@ ZEL_API int is_type_fat(const char* path);
 
 /* What the router's "norva_db df PATH" prints (found through PATH; a router box has none: put a script there). In
  * commands here and below, a path of letters, digits and "_-./+,:=@%" stands as it is; any other is quoted for the
- * shell.
+ * shell. One that begins with "-" gets "./" in front, so that it is no option.
  * buffer   1024 bytes; receives the second line, or the first if there is no second
  * Returns  0 if two lines came, else -1; so too for a command over 511 bytes (logged at level 1). */
 ZEL_API int get_df_info(const char* path, char* buffer);

@@ -25,6 +25,7 @@
  *    or 300.
  *  - Nothing is logged, no state is kept and no lock is taken but a pool's own: any thread may call, with a pool
  *    of its own or one with the `safe` flag.
+ *  - A thread that is cancelled (pthread_cancel) while a call of it waits gives back what the call holds.
  *  - Sockets have to be below FD_SETSIZE (1024) to be waited for; the wait for another one fails. */
 #ifndef ZEL_HTTP_RAW_H
 #define ZEL_HTTP_RAW_H

@@ -22,7 +22,10 @@ class Command {
 
   // Waits for the program to end. Returns its wait status; -1 if the plug-in ignores SIGCHLD or has waited for the
   // program itself, since nobody knows the status then.
-  int finish() { return pclose(pipe_.release()); }
+  int finish() {
+    const Uncancelled uncancelled;
+    return pclose(pipe_.release());
+  }
 
   // Lets it go on by itself, its output unread. The descriptor stays open for good: a program would end at its first
   // output to a pipe that is closed.
@@ -31,7 +34,7 @@ class Command {
  private:
   bool fill();
 
-  std::unique_ptr<FILE, Call<pclose>> pipe_;
+  std::unique_ptr<FILE, CallToEnd<pclose>> pipe_;
   size_t next_ = 0;  // buffer_ holds what was read and not yet handed out, from next_ to end_.
   size_t end_ = 0;
   char buffer_[512];

@@ -11,6 +11,8 @@
 #include <memory>
 #include <utility>
 
+#include "base/uncancelled.h"
+
 namespace zel {
 
 template <auto Release>
@@ -21,17 +23,29 @@ struct Call {
   }
 };
 
+// For a release that may wait.
+template <auto Release>
+struct CallToEnd {
+  template <class T>
+  void operator()(T* resource) const noexcept {
+    const Uncancelled uncancelled;
+    Release(resource);
+  }
+};
+
 template <class T>
 using Memory = std::unique_ptr<T, Call<free>>;
-using File = std::unique_ptr<FILE, Call<fclose>>;
-using Directory = std::unique_ptr<DIR, Call<closedir>>;
+using File = std::unique_ptr<FILE, CallToEnd<fclose>>;
+using Directory = std::unique_ptr<DIR, CallToEnd<closedir>>;
 
 class Descriptor {
  public:
   Descriptor() = default;
   explicit Descriptor(int fd) noexcept : fd_(fd) {}
   ~Descriptor() {
-    if (fd_ >= 0) close(fd_);
+    if (fd_ < 0) return;
+    const Uncancelled uncancelled;
+    close(fd_);
   }
   Descriptor(Descriptor&& other) noexcept : fd_(other.release()) {}
   Descriptor& operator=(Descriptor&& other) noexcept {
@@ -45,6 +59,16 @@ class Descriptor {
  private:
   int fd_ = -1;
 };
+
+// Closes what was written to. Returns whether all of it has arrived, as far as a close can tell.
+[[nodiscard]] inline bool close_written(File file) noexcept {
+  const Uncancelled uncancelled;
+  return fclose(file.release()) == 0;
+}
+[[nodiscard]] inline bool close_written(Descriptor file) noexcept {
+  const Uncancelled uncancelled;
+  return close(file.release()) == 0;
+}
 
 // Repeats a system call that a signal interrupted.
 template <class SystemCall>

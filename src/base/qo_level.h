@@ -8,7 +8,7 @@ namespace zel {
 enum QoLevel : int { kQoError = 1, kQoWarning = 2, kQoInfo = 3, kQoDebug = 4 };
 
 // A path for a message, whatever the caller gave.
-inline const char* shown(const char* path) noexcept {
+inline const char* printable(const char* path) noexcept {
   return path != nullptr ? path : "(null)";
 }
 

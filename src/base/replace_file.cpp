@@ -62,7 +62,7 @@ bool write_whole(int fd, const char* text, size_t length) {
 
 namespace zel {
 
-FileReplacement::FileReplacement(const char* path) noexcept {
+FileReplacement::FileReplacement(const char* path) {
   char target[PATH_MAX];
   if (snprintf(target, sizeof target, "%s", path) >= static_cast<int>(sizeof target)) return;
   if (!follow_links(target)) return;
@@ -75,7 +75,7 @@ FileReplacement::~FileReplacement() {
   if (temporary_[0] != '\0') unlinkat(folder_.get(), temporary_, 0);
 }
 
-bool FileReplacement::open_beside(const char* name) noexcept {
+bool FileReplacement::open_beside(const char* name) {
   if (snprintf(name_, sizeof name_, "%s", name) >= static_cast<int>(sizeof name_)) return false;
   Descriptor old(openat(folder_.get(), name, O_RDWR | O_CLOEXEC));
   if (!old) return errno == ENOENT && create(0666);
@@ -93,7 +93,7 @@ bool FileReplacement::open_beside(const char* name) noexcept {
          fchmod(file_.get(), status.stx_mode & 07777U) == 0;
 }
 
-bool FileReplacement::create(mode_t mode) noexcept {
+bool FileReplacement::create(mode_t mode) {
   char prefix[NAME_MAX + 1];
   char temporary[NAME_MAX + 1];
   if (snprintf(prefix, sizeof prefix, ".%s.new-", name_) >= static_cast<int>(sizeof prefix)) return false;
@@ -111,14 +111,14 @@ bool FileReplacement::create(mode_t mode) noexcept {
   return static_cast<bool>(file_);
 }
 
-bool FileReplacement::finish(const char* text, size_t length) noexcept {
+bool FileReplacement::finish(const char* text, size_t length) {
   if (!write_whole(file_.get(), text, length)) return false;
   const bool flushed = temporary_[0] == '\0' || fsync(file_.get()) == 0;
-  const bool closed = close(file_.release()) == 0;
+  const bool closed = close_written(std::move(file_));
   return flushed && closed && (temporary_[0] == '\0' || move_into_place());
 }
 
-bool FileReplacement::move_into_place() noexcept {
+bool FileReplacement::move_into_place() {
   if (renameat(folder_.get(), temporary_, folder_.get(), name_) != 0) return false;
   temporary_[0] = '\0';
   // Some file systems have nothing to flush for a folder, and say so.

@@ -19,7 +19,7 @@ namespace zel {
 class FileReplacement {
  public:
   // Makes the new file. The caller needs to be allowed to write the old one, if there is one.
-  explicit FileReplacement(const char* path) noexcept;
+  explicit FileReplacement(const char* path);
   // Removes the new file if it was not moved.
   ~FileReplacement();
   FileReplacement(const FileReplacement&) = delete;
@@ -30,12 +30,12 @@ class FileReplacement {
 
   // Writes the content and moves it into place, once. On failure the old file is as it was, unless only the
   // folder's own flush failed: then the new content is in place, but may not outlive a power cut.
-  bool finish(const char* text, std::size_t length) noexcept;
+  [[nodiscard]] bool finish(const char* text, std::size_t length);
 
  private:
-  bool open_beside(const char* name) noexcept;
-  bool create(mode_t mode) noexcept;
-  bool move_into_place() noexcept;
+  [[nodiscard]] bool open_beside(const char* name);
+  [[nodiscard]] bool create(mode_t mode);
+  [[nodiscard]] bool move_into_place();
 
   Descriptor folder_;
   Descriptor file_;

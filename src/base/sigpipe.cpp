@@ -29,6 +29,7 @@ void discard_sigpipe() noexcept {
   if (!sigpipe_is_pending()) return;
   const sigset_t sigpipe = sigpipe_only();
   const timespec no_wait{};
+  const Uncancelled uncancelled;
   retry([&] { return sigtimedwait(&sigpipe, nullptr, &no_wait); });
 }
 

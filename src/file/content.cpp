@@ -17,7 +17,7 @@ int zel_save_file(const char* path, const void* bytes, size_t length) {
   zel::Descriptor file(open(path, O_RDWR | O_CREAT | O_CLOEXEC, 0777));
   if (!file) return -1;
   const ssize_t written = zel::retry([&] { return write(file.get(), bytes, length); });
-  const bool closed = close(file.release()) == 0;
+  const bool closed = zel::close_written(std::move(file));
   return written >= 0 && static_cast<size_t>(written) == length && closed ? 0 : -1;
 }
 

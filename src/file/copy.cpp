@@ -70,7 +70,7 @@ int copy_file_data(FILE* source, FILE* destination) {
 }
 
 int close_file(zel::File file, const char* path) {
-  return fclose(file.release()) == 0 ? 0 : fail("unable to close `%s'", path);
+  return zel::close_written(std::move(file)) ? 0 : fail("unable to close `%s'", path);
 }
 
 // `opened` tells whether there is a destination to give the source's attributes.
@@ -169,13 +169,13 @@ int copy_file_entry(const char* source, const char* destination) {
 int zel_file_copy(const char* source, const char* destination) {
   const int result = copy_file_entry(source, destination);
   if (result != 0) {
-    QO_Log(kQoError, "Failed to copy file %s to %s.\n", zel::shown(source), zel::shown(destination));
+    QO_Log(kQoError, "Failed to copy file %s to %s.\n", zel::printable(source), zel::printable(destination));
   }
   return result;
 }
 
 int zel_file_move(const char* source, const char* destination) {
-  QO_Log(kQoDebug, "mv from %s to %s.\n", zel::shown(source), zel::shown(destination));
+  QO_Log(kQoDebug, "mv from %s to %s.\n", zel::printable(source), zel::printable(destination));
   const bool given = source != nullptr && destination != nullptr;
   if (given && rename(source, destination) == 0) return 0;
   if (given && errno == EXDEV) {
@@ -183,6 +183,6 @@ int zel_file_move(const char* source, const char* destination) {
     if (copied == 0) unlink(source);
     return copied;
   }
-  QO_Log(kQoError, "Failed to rename %s to %s", zel::shown(source), zel::shown(destination));
+  QO_Log(kQoError, "Failed to rename %s to %s", zel::printable(source), zel::printable(destination));
   return -1;
 }

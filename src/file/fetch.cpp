@@ -61,7 +61,7 @@ int fetch(CURL* easy, const char* url, zel::File file) {
     const zel::SigpipeGuard guard;
     return curl_easy_perform(easy);
   }();
-  const bool closed = fclose(file.release()) == 0;
+  const bool closed = zel::close_written(std::move(file));
   if (done == CURLE_OK && closed) return 0;
   QO_Log(kQoDebug, "Failed to download %s: %s.\n", url,
          curl_easy_strerror(done != CURLE_OK ? done : CURLE_WRITE_ERROR));

@@ -36,6 +36,13 @@ class TableFile {
   char path_[64];
 };
 
+// A path as one word of a command that takes it for no option.
+zel::Memory<char> path_word(const char* path) {
+  if (*path != '-') return zel::shell_word(path);
+  const zel::Memory<char> from_here = zel::new_text("./%s", path);
+  return from_here ? zel::shell_word(from_here.get()) : nullptr;
+}
+
 // The next field of a table's line as a number; false if there is none.
 bool next_number(char** rest, int64_t* number) {
   const char* const field = strtok_r(nullptr, " \t\n", rest);
@@ -80,7 +87,7 @@ int is_type_fat(const char* path) {
 
 int get_df_info(const char* path, char* buffer) {
   if (path == nullptr || buffer == nullptr) return -1;
-  const zel::Memory<char> word = zel::shell_word(path);
+  const zel::Memory<char> word = path_word(path);
   char command[512];
   const int length = word ? snprintf(command, sizeof command, "norva_db df %s", word.get()) : -1;
   const bool fits = length >= 0 && static_cast<size_t>(length) < sizeof command;
@@ -102,7 +109,7 @@ int getFsSize(const char* path, int64_t* used, int64_t* total) {
   }
   if (!is_directory(path)) return -1;
   const TableFile file;
-  const zel::Memory<char> word = zel::shell_word(path);
+  const zel::Memory<char> word = path_word(path);
   const zel::Memory<char> command = word ? zel::new_text("df %s > %s", word.get(), file.path()) : nullptr;
   if (!command) return -1;
   QO_Log(zel::kQoDebug, "[%s]run command: %s", __func__, command.get());

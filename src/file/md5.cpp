@@ -47,8 +47,8 @@ int zel_check_file_md5(const char* path, char* output) {
 }
 
 int zel_check_file_md5_with_md5_file(const char* path, const char* md5_path) {
-  const zel::Memory<char> wanted = zel::read_whole_file(md5_path, O_RDWR).text;
-  if (!wanted) {
+  const zel::WholeFile wanted = zel::read_whole_file(md5_path, O_RDWR);
+  if (!wanted.text) {
     QO_Log(kQoDebug, "[util]{%s} zel_get_buf_from_file error", __func__);
     return -1;
   }
@@ -57,8 +57,9 @@ int zel_check_file_md5_with_md5_file(const char* path, const char* md5_path) {
     QO_Log(kQoDebug, "[util]{%s} zel_check_file_md5 error", __func__);
     return -1;
   }
-  if (qo_strcasecmp(wanted.get(), digest) == 0) return 0;
+  // The size too: a text that ends with a NUL may go on behind it.
+  if (wanted.size == sizeof digest - 1 && qo_strcasecmp(wanted.text.get(), digest) == 0) return 0;
   QO_Log(kQoDebug, "[util]md5Calc = %s", digest);
-  QO_Log(kQoDebug, "[util]md5File = %s", wanted.get());
+  QO_Log(kQoDebug, "[util]md5File = %s", wanted.text.get());
   return -1;
 }

@@ -9,9 +9,9 @@
 
 namespace zel::http {
 
-using CurlEasy = std::unique_ptr<CURL, Call<curl_easy_cleanup>>;
+using CurlEasy = std::unique_ptr<CURL, CallToEnd<curl_easy_cleanup>>;
 
 // Null if libcurl cannot make one. Any thread may call.
-CurlEasy new_easy();
+[[nodiscard]] CurlEasy new_easy();
 
 }  // namespace zel::http

@@ -21,12 +21,12 @@ static_assert(offsetof(HttpUploader, source) == 2 * sizeof(std::string));
 static_assert(offsetof(HttpUploader, header) == 2 * sizeof(std::string) + sizeof(UploadSource));
 static_assert(offsetof(HttpUploader, body) == offsetof(HttpUploader, header) + 204801);
 
-const char* checked(const char* target) {
+const char* require_url(const char* target) {
   if (target == nullptr) throw std::invalid_argument("In KandfileUploader() url is empty!");
   return target;
 }
 
-int caught(HttpUploader& uploader, zel::http::Method method, int timeout, int max_retry) {
+int try_transfer(HttpUploader& uploader, zel::http::Method method, int timeout, int max_retry) {
   try {
     zel::http::transfer(uploader, method, timeout, max_retry);
     return 0;
@@ -60,7 +60,7 @@ size_t read_memory(UploadSource& source, void* ptr, size_t room) {
 }  // namespace
 
 // The buffers are 200 KB each: emptied by their first character, never cleared.
-HttpUploader::HttpUploader(const char* target) : url(checked(target)), source{} {
+HttpUploader::HttpUploader(const char* target) : url(require_url(target)), source{} {
   header[0] = '\0';
   body[0] = '\0';
 }
@@ -78,15 +78,15 @@ HttpUploader::~HttpUploader() {
 }
 
 int HttpUploader::get(int timeout, int max_retry) {
-  return caught(*this, zel::http::kGet, timeout, max_retry);
+  return try_transfer(*this, zel::http::kGet, timeout, max_retry);
 }
 
 int HttpUploader::post(int timeout, int max_retry) {
-  return caught(*this, zel::http::kPost, timeout, max_retry);
+  return try_transfer(*this, zel::http::kPost, timeout, max_retry);
 }
 
 int HttpUploader::post_https(int timeout, int max_retry) {
-  return caught(*this, zel::http::kPostHttps, timeout, max_retry);
+  return try_transfer(*this, zel::http::kPostHttps, timeout, max_retry);
 }
 
 int HttpUploader::ReInit() {

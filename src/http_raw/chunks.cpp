@@ -1,11 +1,12 @@
 // Chunked bodies.
 #include <zel/http_raw.h>
 
+#include <algorithm>
+#include <climits>
+#include <cstdlib>
 #include <cstring>
 #include <optional>
 #include <string_view>
-
-#include "http_raw/number.h"
 
 namespace {
 
@@ -27,7 +28,8 @@ std::optional<SizeLine> read_size_line(string_view text) {
   char* number_end;
   const long size = strtol(text.data() + number, &number_end, 16);
   if (number_end != text.data() + line_end) return std::nullopt;
-  return SizeLine{zel::http::as_int(size), line_end + kLineEnd.size()};
+  // A long is wider on a PC than on the router; both give the router's results.
+  return SizeLine{static_cast<int>(std::clamp<long>(size, INT_MIN, INT_MAX)), line_end + kLineEnd.size()};
 }
 
 string_view body_text(const char* body, int length) {

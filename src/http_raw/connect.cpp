@@ -6,8 +6,8 @@
 #include <cstring>
 
 #include "base/handles.h"
+#include "base/number.h"
 #include "http_raw/head.h"
-#include "http_raw/number.h"
 #include "http_raw/pool_text.h"
 #include "http_raw/sockets.h"
 #include "mempool/large.h"
@@ -28,7 +28,7 @@ constexpr char kHeadersEnd[] = "\r\n\r\n";
 // What was received, terminated.
 class Received {
  public:
-  bool grow() {
+  [[nodiscard]] bool grow() {
     if (capacity_ > INT_MAX / 2) return false;
     return resize(capacity_ == 0 ? kFirstCapacity : capacity_ * 2);
   }
@@ -71,7 +71,7 @@ struct Earlier {
 class Ending {
  public:
   // Reads the headers once they are all there. False before that; a NUL among them hides their end.
-  bool known(const Received& received) {
+  bool find_head(const Received& received) {
     if (body_at_ != 0) return true;
     // What was searched before is not searched again, however small the pieces are in which the headers come.
     const char* const rest = received.text() + searched_ - std::min(searched_, strlen(kHeadersEnd) - 1);
@@ -81,26 +81,26 @@ class Ending {
       return false;
     }
     body_at_ = static_cast<int>(headers_end - received.text()) + static_cast<int>(strlen(kHeadersEnd));
-    read({received.text(), static_cast<size_t>(body_at_)});
+    parse_fields({received.text(), static_cast<size_t>(body_at_)});
     return true;
   }
 
   // Kept: the end of a chunked response is looked for in what the caller's variables hold, so that it usually
   // comes with the close of the connection only.
-  bool reached(const Received& received, const Earlier& earlier) const {
+  bool is_complete(const Received& received, const Earlier& earlier) const {
     if (sized_) return received.length() - body_at_ >= size_;
     return !chunked_ || check_chunk_page_end(earlier.response, earlier.length) == 1;
   }
 
  private:
   // Of repeated headers the last one counts.
-  void read(string_view response) {
+  void parse_fields(string_view response) {
     string_view lines = zel::http::read_head(response)->fields;
     for (Field field; field.take(&lines);) {
       if (field.has_name("Transfer-Encoding")) chunked_ = field.says_chunked();
       if (!field.has_name("Content-Length")) continue;
       sized_ = true;
-      size_ = zel::http::decimal(field.value());
+      size_ = zel::leading_number<int>(field.value());
     }
   }
 
@@ -130,7 +130,7 @@ int receive(int fd, int timeout_ms, const Earlier& earlier, Received& received) 
     if (count == 0) return 0;
     received.add(count);
     // Kept: after a full buffer more is received before the response is looked at.
-    if (received.room() != 0 && ending.known(received) && ending.reached(received, earlier)) return 0;
+    if (received.room() != 0 && ending.find_head(received) && ending.is_complete(received, earlier)) return 0;
   }
 }
 

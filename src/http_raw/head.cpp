@@ -4,7 +4,7 @@
 
 #include <algorithm>
 
-#include "http_raw/number.h"
+#include "base/number.h"
 
 namespace {
 
@@ -24,7 +24,7 @@ string_view take_word(string_view* text) {
 }
 
 template <size_t Size>
-const char* trimmed(string_view text, char (&space)[Size]) {
+const char* trim_into(string_view text, char (&space)[Size]) {
   const size_t length = text.copy(space, Size - 1);
   return trim(space, static_cast<int>(length));
 }
@@ -43,7 +43,7 @@ std::optional<Head> read_head(string_view response) noexcept {
   head.version = take_word(&line);
   char code[kWordMax + 1];
   code[take_word(&line).copy(code, kWordMax)] = '\0';
-  head.status = decimal(code);
+  head.status = leading_number<int>(code);
 
   const size_t fields_at = line_end + (response[line_end] == '\r' ? 2 : 1);
   const size_t head_end = response.find(kHeadEnd);
@@ -60,8 +60,8 @@ bool Field::take(string_view* lines) noexcept {
     lines->remove_prefix(line_end + 1);
     const size_t colon = line.find(':');
     if (colon == string_view::npos) continue;
-    name_ = trimmed(line.substr(0, colon), name_space_);
-    value_ = trimmed(line.substr(colon + 1), value_space_);
+    name_ = trim_into(line.substr(0, colon), name_space_);
+    value_ = trim_into(line.substr(colon + 1), value_space_);
     return true;
   }
   return false;

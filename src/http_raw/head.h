@@ -17,7 +17,7 @@ struct Head {
 };
 
 // Nothing when not even the status line has an end.
-std::optional<Head> read_head(std::string_view response) noexcept;
+[[nodiscard]] std::optional<Head> read_head(std::string_view response) noexcept;
 
 constexpr size_t kNameMax = 63;
 constexpr size_t kValueMax = 1023;
@@ -26,7 +26,7 @@ constexpr size_t kValueMax = 1023;
 class Field {
  public:
   // Takes the next one off the lines. False when there is none.
-  bool take(std::string_view* lines) noexcept;
+  [[nodiscard]] bool take(std::string_view* lines) noexcept;
 
   const char* name() const noexcept { return name_; }
   const char* value() const noexcept { return value_; }

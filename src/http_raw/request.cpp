@@ -44,7 +44,7 @@ class Writer {
   explicit Writer(char* at) : at_(at) {}
 
   void text(string_view text) { at_ = std::copy(text.begin(), text.end(), at_); }
-  void escaped(const char* text) {
+  void escape(const char* text) {
     at_ += escape_uri(at_, text, strlen(text), QO_ESCAPE_ARGS) - reinterpret_cast<uintptr_t>(at_);
   }
   void end() { *at_ = '\0'; }
@@ -95,9 +95,9 @@ int http_encode_post_data(mem_pool* pool, const http_header_elem* list, char** t
   Writer out(start);
   write_query(list, [&](string_view separator, const Element& pair) {
     out.text(separator);
-    out.escaped(pair.name);
+    out.escape(pair.name);
     out.text("=");
-    out.escaped(pair.value);
+    out.escape(pair.value);
   });
   *text = start;
   if (length != nullptr) *length = out.length_from(start);

@@ -66,7 +66,7 @@ int socket_create(int domain, int type) {
   return socket(domain, type | SOCK_CLOEXEC, 0);
 }
 
-int zel::http::connect_non_blocking(int fd, const char* ip, int port, int timeout_ms) noexcept {
+int zel::http::connect_non_blocking(int fd, const char* ip, int port, int timeout_ms) {
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_addr.s_addr = inet_addr(ip);
@@ -91,7 +91,7 @@ int zel::http::connect_non_blocking(int fd, const char* ip, int port, int timeou
   return error != 0 ? error - 100 : 0;
 }
 
-int zel::http::receive_present(int fd, void* buffer, int length) noexcept {
+int zel::http::receive_present(int fd, void* buffer, int length) {
   const int count = receive(fd, static_cast<char*>(buffer), length, MSG_DONTWAIT);
   if (count >= 0) return count;
   return errno == EAGAIN ? kNothingPresent : count - kReceiveFailed;

@@ -6,7 +6,7 @@
 #include <algorithm>
 #include <string_view>
 
-#include "http_raw/number.h"
+#include "base/number.h"
 #include "http_raw/pool_text.h"
 
 namespace {
@@ -54,7 +54,7 @@ int resolve_url(mem_pool* pool, const char* url, char** host, char** ip, int* po
 
   const size_t colon = host_part.find(':');
   if (port != nullptr) {
-    *port = colon == string_view::npos ? kDefaultPort : zel::http::decimal(*host + colon + 1);
+    *port = colon == string_view::npos ? kDefaultPort : zel::leading_number<int>(*host + colon + 1);
   }
   if (ip == nullptr) return 0;
   const char* const name = copy_to(pool, host_part.substr(0, colon));

@@ -35,25 +35,25 @@ inline std::uintptr_t address(const void* place) noexcept {
   return reinterpret_cast<std::uintptr_t>(place);
 }
 
-constexpr std::uintptr_t aligned(std::uintptr_t number) noexcept {
+constexpr std::uintptr_t align_up(std::uintptr_t number) noexcept {
   return (number + kAlignment - 1) / kAlignment * kAlignment;
 }
 
 // The two kinds of small pieces: where in a block the next one begins.
 struct Aligned {
-  static std::uintptr_t next(const mem_pool_data& block) noexcept { return aligned(address(block.last)); }
+  static std::uintptr_t next(const mem_pool_data& block) noexcept { return align_up(address(block.last)); }
 };
 struct Plain {
   static std::uintptr_t next(const mem_pool_data& block) noexcept { return address(block.last); }
 };
 
 // A piece of a new block, which is added to the pool. Null when memory is short.
-void* cut_from_new_block(mem_pool* pool, std::size_t size) noexcept;
+[[nodiscard]] void* cut_from_new_block(mem_pool* pool, std::size_t size) noexcept;
 
 // Cuts `size` bytes, few enough for a new block, from the first block that has room, or from a new one. Null when
 // memory is short. Only the blocks themselves are asked, since programs may move `last` and `current`.
 template <class Kind>
-void* cut(mem_pool* pool, std::size_t size) noexcept {
+[[nodiscard]] void* cut(mem_pool* pool, std::size_t size) noexcept {
   mem_pool_data* block = pool->current;
   // Full blocks in front of the one that serves are the rule in a large pool. A loop of their own halves its time.
   while (block != nullptr && address(block->last) + size > address(block->end)) block = block->next;

@@ -10,7 +10,7 @@ using zel::Memory;
 
 constexpr int kRecordsTried = 5;  // A longer search would cost more than a record.
 
-mem_pool_large* emptied_record(const mem_pool* pool) {
+mem_pool_large* find_free_record(const mem_pool* pool) {
   mem_pool_large* record = pool->large;
   for (int tried = 0; record != nullptr && tried < kRecordsTried; ++tried, record = record->next) {
     if (record->alloc == nullptr) return record;
@@ -39,7 +39,7 @@ void* allocate_large(mem_pool* pool, std::size_t size) noexcept {
 }
 
 void* adopt_large(mem_pool* pool, Memory<void> memory) noexcept {
-  mem_pool_large* const record = emptied_record(pool);
+  mem_pool_large* const record = find_free_record(pool);
   return record != nullptr ? record->alloc = memory.release() : remember(pool, std::move(memory));
 }
 

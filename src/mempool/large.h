@@ -9,11 +9,11 @@
 
 namespace zel::mempool {
 
-void* allocate_large(mem_pool* pool, std::size_t size) noexcept;
+[[nodiscard]] void* allocate_large(mem_pool* pool, std::size_t size) noexcept;
 
 // Makes memory from the system allocator a large piece of the pool. Null, with the memory freed, when there is
 // none to remember it with.
-void* adopt_large(mem_pool* pool, Memory<void> memory) noexcept;
+[[nodiscard]] void* adopt_large(mem_pool* pool, Memory<void> memory) noexcept;
 
 void free_large_pieces(mem_pool* pool) noexcept;
 

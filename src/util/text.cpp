@@ -13,12 +13,12 @@ bool within_letters_from(char first, int c) {
   return static_cast<unsigned>(c) - static_cast<unsigned>(first) < kLetters;
 }
 
-int lowered(char c) {
+int lower(char c) {
   return qo_tolower(static_cast<unsigned char>(c));
 }
 
 int difference(char a, char b) {
-  return lowered(a) - lowered(b);
+  return lower(a) - lower(b);
 }
 
 bool is_blank(char c) {

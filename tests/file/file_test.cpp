@@ -7,6 +7,7 @@
 #include <filesystem>
 
 #include "../../routerbox/files/content.h"
+#include "support/cancelled.h"
 #include "support/disk.h"
 #include "support/process.h"
 #include "support/qo_logged.h"
@@ -177,6 +178,23 @@ TEST_F(Files, AreDownloadedWholeOrStayAsTheyWere) {
   EXPECT_EQ(zel_download_file(url, kTo.c_str(), nullptr, nullptr, 0, 0), 0);
 }
 
+TEST_F(Files, AreLeftAsTheyWereByADownloadInACancelledThread) {
+  SKIP_WHERE_NO_THREAD_CAN_BE_CANCELLED();
+  put(kTo, "old");
+  const auto before = open_descriptors();
+  bool begun = false;
+  const auto cancel = [](void* seen, double, double now, double, double) {
+    if (now > 0 && !std::exchange(*static_cast<bool*>(seen), true)) pthread_cancel(pthread_self());
+    return 0;
+  };
+  const auto download = [&] {
+    zel_download_file("http://127.0.0.1:8080/slow/1000/300000", kTo.c_str(), cancel, &begun, 0, 30);
+  };
+  EXPECT_TRUE(ends_cancelled(download, [&] { return begun; }));
+  EXPECT_EQ(open_descriptors(), before);
+  EXPECT_EQ(content_of(kTo), "old");
+}
+
 TEST_F(Files, AreComparedWithTheirDigestIgnoringCaseAndNothingElse) {
   const std::string digest = "1af6d6f2f682f76f80e606aeaaee1680", who = "D [util]{zel_check_file_md5",
                     unread = who + "_with_md5_file} zel_check_file_md5 error\n-1";
@@ -184,6 +202,7 @@ TEST_F(Files, AreComparedWithTheirDigestIgnoringCaseAndNothingElse) {
   const std::tuple<std::string, std::string, std::string> kCases[] = {
       {kFrom, "1AF6D6F2F682F76F80E606AEAAEE1680", "0"},
       {kFrom, digest + "\n", "D [util]md5Calc = " + digest + "\nD [util]md5File = " + digest + "\n\n-1"},
+      {kFrom, digest + '\0' + "x", "D [util]md5Calc = " + digest + "\nD [util]md5File = " + digest + "\n-1"},
       {kNone, digest, who + "} open error\n" + unread},
       {kHome, digest, who + "} read error\n" + unread}};
   for (const auto& [path, digits, says] : kCases) {

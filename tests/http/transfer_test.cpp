@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <zel/http.h>
+#include "support/cancelled.h"
 #include "support/http_server.h"
 
 using namespace test;
@@ -142,4 +143,17 @@ TEST(HttpTransfer, OnlyThePostForHttpsTakesASelfSignedCertificateAndOnlyOfItsHos
   EXPECT_EQ(transfer(kPostHttps, result, elsewhere.url(), 1, 1), -1);
   EXPECT_EQ(transfer(kPostHttps, result, server.url(), 1, 1), 0);
   EXPECT_STREQ(result, "secret");
+}
+
+TEST(HttpTransfer, ACancelledThreadGivesEverythingBack) {
+  SKIP_WHERE_NO_THREAD_CAN_BE_CANCELLED();
+  for (const Call call : kCalls) {
+    const Server server({{"", End::kHang}});
+    const auto before = open_descriptors();
+    char result[ZEL_HTTP_RESULT_SIZE] = "untouched";
+    EXPECT_TRUE(ends_cancelled([&] { transfer(call, result, server.url(), 9, 1); },
+                               [&] { return open_descriptors() > before + 1; }));
+    EXPECT_TRUE(comes_true([&] { return open_descriptors() == before; })) << "the server's end too";
+    EXPECT_STREQ(result, "untouched");
+  }
 }

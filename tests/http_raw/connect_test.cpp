@@ -6,6 +6,7 @@
 #include <sys/time.h>
 
 #include <zel/http_raw.h>
+#include "support/cancelled.h"
 #include "support/cases.h"
 #include "support/http_server.h"
 #include "support/pool.h"
@@ -136,6 +137,22 @@ TEST(HttpConnect, EachStepThatFailsHasItsCode) {
   int length = 0;
   EXPECT_EQ(http_connect(pool.get(), "no address", port, "x", 1, &response, &length, kLong), -102);
   EXPECT_EQ(http_connect(pool.get(), kHere, port, "x", -1, &response, &length, kLong), -1);
+}
+
+TEST(HttpConnect, OfACancelledThreadGivesEverythingBack) {
+  SKIP_WHERE_NO_THREAD_CAN_BE_CANCELLED();
+  int silent_port;
+  const auto full = silent(&silent_port);
+  const Server server({{sized("99999", 9000), End::kHang}});
+  const auto before = open_descriptors();
+  EXPECT_TRUE(
+      ends_cancelled([&] { exchange(silent_port, kLong); }, [&] { return open_descriptors() > before; }))
+      << "while it connects";
+  EXPECT_EQ(open_descriptors(), before);
+  EXPECT_TRUE(ends_cancelled([&] { exchange(server.port(), kLong); },
+                             [&] { return open_descriptors() > before + 1; }))
+      << "while it receives";
+  EXPECT_TRUE(comes_true([&] { return open_descriptors() == before; })) << "the server's end too";
 }
 
 TEST(HttpSockets, ReceiveWithinATime) {

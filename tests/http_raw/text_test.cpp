@@ -24,7 +24,7 @@ http_header_elem* list_of(const Pool& pool, const Pairs& pairs) {
   return list;
 }
 
-std::string shown(const http_header_elem* list) {
+std::string text_of(const http_header_elem* list) {
   std::string text;
   for (; list != nullptr; list = list->next) text += std::string(list->name) + "=" + list->value + ";";
   return text;
@@ -52,7 +52,7 @@ std::string parsed(const std::string& text, bool dechunk = true) {
                                        &version, &list, &body, &length, dechunk);
   if (code != 0) return std::to_string(code);
   EXPECT_TRUE(length == 0 || body + length == response.data() + text.size() || body[length] == '\0') << text;
-  return std::to_string(status) + " " + (version != nullptr ? version : "none") + " " + shown(list) +
+  return std::to_string(status) + " " + (version != nullptr ? version : "none") + " " + text_of(list) +
          (body != nullptr ? " " + std::string(body, body + length) : "");
 }
 
@@ -74,7 +74,7 @@ TEST(HttpRaw, ListsKeepOneElementOfANameNewestFirst) {
   const Pairs kLeft = {{"X", "C=3;b=4;A=1;"}, {"B", "C=3;A=1;"}, {"c", "A=1;"}, {"A", ""}};
   for (const auto& [name, left] : kLeft) {
     EXPECT_EQ(http_header_list_del_elem(pool.get(), &list, name), 0);
-    EXPECT_EQ(shown(list), left);
+    EXPECT_EQ(text_of(list), left);
   }
   EXPECT_EQ(http_header_list_add_elem(pool.get(), &list, "A", nullptr), -1);
 }

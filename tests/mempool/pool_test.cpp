@@ -20,17 +20,17 @@ void* __real_malloc(size_t size);
 void* __real_memalign(size_t alignment, size_t size);
 void __real_free(void* memory);
 
-static void* given(void* memory, size_t size) {
+static void* hand_out(void* memory, size_t size) {
   if (until_failure == 0 || --until_failure != 0) return memset(memory, 0xA5, size);
   __real_free(memory);
   return nullptr;
 }
 void* __wrap_malloc(size_t size) {
-  return given(__real_malloc(size), size);
+  return hand_out(__real_malloc(size), size);
 }
 void* __wrap_memalign(size_t alignment, size_t size) {
   last_aligned = size;
-  return given(__real_memalign(alignment, size), size);
+  return hand_out(__real_memalign(alignment, size), size);
 }
 void __wrap_free(void* memory) {
   ++frees;

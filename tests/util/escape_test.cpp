@@ -15,7 +15,7 @@ std::string encoded(const std::string& bytes, Encode encode, Size size, Type... 
 }
 
 // One byte as the encoders write it.
-std::string written(int byte, bool escaped) {
+std::string escape_of(int byte, bool escaped) {
   char text[4];
   snprintf(text, sizeof text, "%%%02X", static_cast<unsigned>(byte));
   return escaped ? text : std::string(1, static_cast<char>(byte));
@@ -59,7 +59,7 @@ TEST(EscapeUri, EveryTypeEscapesItsSetAndNothingElse) {
     for (int byte = 0; byte < 256; ++byte) {
       const std::string one(1, static_cast<char>(byte));
       const bool in_set = byte < 32 || (byte > 126 && above_126) || characters.find(one) != std::string::npos;
-      EXPECT_EQ(encoded(one, escape_uri, 1, type), written(byte, in_set)) << why << ", " << byte;
+      EXPECT_EQ(encoded(one, escape_uri, 1, type), escape_of(byte, in_set)) << why << ", " << byte;
     }
   }
   EXPECT_EQ(encoded("a?b c", escape_uri, 5, QO_ESCAPE_URI), "a%3Fb%20c");
@@ -93,7 +93,7 @@ TEST(UrlEncode, CopiesLettersDigitsAndThreeSigns) {
   for (int byte = 0; byte < 256; ++byte) {
     const std::string one(1, static_cast<char>(byte));
     const std::string form = encoded(one, url_encode, 1);
-    EXPECT_EQ(form, byte == ' ' ? "+" : written(byte, kept.find(one) == std::string::npos)) << byte;
+    EXPECT_EQ(form, byte == ' ' ? "+" : escape_of(byte, kept.find(one) == std::string::npos)) << byte;
     EXPECT_EQ(form_decoded(form), one) << byte;
   }
   EXPECT_EQ(url_encode(nullptr, "&&&", -1), 0U);

@@ -119,6 +119,7 @@ TEST(FileSystems, AreDescribedByTheRoutersTool) {
   Exact out(std::string(1024, '\0'));
   for (const std::string& plain : {path, std::string("it's $(reboot) a %s")})
     EXPECT_TRUE(get_df_info(plain.c_str(), out.data()) == 0 && out.data() == plain + "\n") << out.data();
+  EXPECT_TRUE(get_df_info("-it's", out.data()) == 0 && out.data() == std::string("./-it's\n")) << out.data();
   EXPECT_EQ(get_df_info("one", out.data()) + get_df_info((path + "f").c_str(), out.data()), -2);
   EXPECT_STREQ(out.data(), "2 df\n");
 }
