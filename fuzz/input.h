@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <cstdlib>
+#include <cstring>
 #include <string>
 
 #include "support/exact.h"
@@ -17,4 +18,10 @@ inline std::string text_of(const uint8_t* data, size_t size) {
 // A wrong result ends the program as a crash does, and the fuzzer then keeps the input.
 inline void check(bool right) {
   if (!right) std::abort();
+}
+
+// Reads every byte of a text, so that one too far is caught.
+inline void read_text(const char* text) {
+  [[maybe_unused]] static volatile size_t length;
+  length = std::strlen(text);
 }

@@ -4,6 +4,7 @@
 
 #include "box_verbs.h"
 #include "control.h"
+#include "guard.h"
 #include "layout.h"
 #include "places.h"
 #include "programs.h"
@@ -125,6 +126,41 @@ PluginRun plugin_from(const Background& wanted, const std::vector<Package>& pack
           {}};
 }
 
+// Of the project's own box they stay from one run to the next; boxes beside it, as tests have them, begin without.
+std::string data_folder(const Options& options, const ProjectPlugin& plugin) {
+  if (options.name == project_name()) return options.project->folder + "/.box/" + plugin.name;
+  return std::string(kBoxFolder) + "/data/" + plugin.name;
+}
+
+PluginRun plugin_from(const ProjectPlugin& wanted, const Options& options,
+                      const std::vector<Package>& packages) {
+  const Package& package = package_of(packages, wanted.appid);
+  try {
+    return {wanted.name,
+            wanted.appid,
+            wanted.name,
+            package.uid,
+            package.may_receive_cloud_messages(),
+            find_program(wanted.run.front()),
+            wanted.run,
+            data_folder(options, wanted)};
+  } catch (const Failure& failure) {
+    throw Failure(wanted.place + ": " + failure.what() + "; is it built?", failure.status());
+  }
+}
+
+void plan_project(Plan* plan) {
+  const Project& project = *plan->options.project;
+  plan->folder = project.folder;
+  plan->packages_text = package_file_of(project);
+  plan->packages = parse_packages(plan->packages_text, project.folder + "/box.toml");
+  for (const ProjectPlugin& plugin : project.plugins) {
+    if (plugin.run.empty())
+      throw Failure(plugin.place + ": stubs are not played yet; give the plug-in a program to run");
+    plan->plugins.push_back(plugin_from(plugin, plan->options, plan->packages));
+  }
+}
+
 }  // namespace
 
 Plan make_plan(const Options& options) {
@@ -132,6 +168,7 @@ Plan make_plan(const Options& options) {
   plan.options = options;
   plan.folder = fs::current_path();
   plan.own = own_folder();
+  if (options.project) plan_project(&plan);
   if (!options.packages.empty()) {
     plan.packages_text = read_file(options.packages, "--packages must name a readable file");
     plan.packages = parse_packages(plan.packages_text, options.packages);
@@ -155,9 +192,11 @@ int run_box(const Plan& plan, Ends ends, const sigset_t& mask) {
   sigset_t all;
   sigfillset(&all);
   sigprocmask(SIG_BLOCK, &all, nullptr);  // before any thread, so that all inherit it
+  clean_environment(plan.options.environment);
   lay_out(plan, ends.folder, [&](const std::string& line) {
     if (!plan.options.quiet) write_all(STDERR_FILENO, "routerbox: " + line + "\n");
   });
+  drop_machine_powers();
   return Box(plan, std::move(ends), mask).run();
 }
 

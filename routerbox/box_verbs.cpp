@@ -109,16 +109,30 @@ class BoxVerbs {
             {"services", services}};
   }
 
+  // What a command does not bring along itself.
+  Json box_environment() const {
+    Json settings = {"PATH=" + std::string(std::getenv("PATH"))};
+    for (const std::string& setting : parts_.plan.options.environment) {
+      const std::string name = setting.substr(0, setting.find('='));
+      if (const char* const value = std::getenv(name.c_str())) settings.push_back(name + "=" + value);
+    }
+    return settings;
+  }
+
   // What `exec` and `shell` need to know of a plug-in, or of root.
   Json enter(const Json& arguments) {
     const std::string as = text_in(arguments, "as");
-    Json result = {
-        {"folder", parts_.plan.folder}, {"path", std::getenv("PATH")}, {"uid", nullptr}, {"name", "root"}};
+    Json result = {{"folder", parts_.plan.folder},
+                   {"environment", box_environment()},
+                   {"data", ""},
+                   {"uid", nullptr},
+                   {"name", "root"}};
     if (as.empty()) return result;
     if (const std::optional<size_t> place = parts_.plugins.find(as)) {
       const PluginRun run = parts_.plugins.row(*place).run;
       result["uid"] = run.uid;
       result["name"] = run.name;
+      result["data"] = run.data;
       return result;
     }
     for (const Package& package : parts_.plan.packages) {

@@ -1,10 +1,13 @@
 #include "launch.h"
 
-#include <grp.h>
+#include <sched.h>
 #include <signal.h>
+#include <sys/mount.h>
 
 #include <cstring>
 
+#include "guard.h"
+#include "places.h"
 #include "programs.h"
 
 namespace routerbox {
@@ -15,8 +18,10 @@ bool take_streams(const Streams& streams) {
          dup2(streams.output.get(), STDERR_FILENO) >= 0 && setsid() >= 0;
 }
 
-bool become(uid_t uid) {
-  return setgroups(0, nullptr) == 0 && setresgid(uid, uid, uid) == 0 && setresuid(uid, uid, uid) == 0;
+void show_data(const std::string& folder) {
+  if (unshare(CLONE_NEWNS) != 0 || mount(nullptr, "/", nullptr, MS_REC | MS_SLAVE, nullptr) != 0 ||
+      mount(folder.c_str(), kDataFolder, nullptr, MS_BIND, nullptr) != 0 || chdir(kDataFolder) != 0)
+    fail_errno("cannot show " + folder + " as " + kDataFolder);
 }
 
 // What has to be done before the program is executed; throws Failure.
@@ -24,9 +29,11 @@ void prepare(const Launch& launch, const Streams* streams) {
   signal(SIGPIPE, SIG_DFL);  // the HTTP library has it ignored
   if (streams != nullptr && !take_streams(*streams))
     fail_errno("cannot set up the streams of " + launch.program);
+  if (!launch.data.empty()) show_data(launch.data);
   if (!launch.folder.empty() && chdir(launch.folder.c_str()) != 0)
     fail_errno("cannot enter " + launch.folder);
-  if (launch.uid && !become(*launch.uid)) fail_errno("cannot become uid " + std::to_string(*launch.uid));
+  close_inherited();
+  if (launch.uid) become_plugin(*launch.uid);
 }
 
 }  // namespace

@@ -19,6 +19,8 @@ struct Launch {
   Sink output = {};
   // Its output is a terminal, so that its C library passes on every line as it is written.
   bool terminal = false;
+  // A folder that it has at kDataFolder, and starts in; empty: none.
+  std::string data = {};
   std::string folder = {};  // to start in; empty: the caller's
 };
 

@@ -114,6 +114,16 @@ void make_devices() {
     if (symlink(row.target, row.link) != 0) fail_errno(std::string("cannot make the link ") + row.link);
 }
 
+// Nobody but root passes the folder they lie in, so each plug-in sees its own alone.
+void make_data_folders(const Plan& plan) {
+  for (const PluginRun& plugin : plan.plugins) {
+    if (plugin.data.empty()) continue;
+    const fs::path above = fs::path(plugin.data).parent_path();
+    if (!fs::exists(above)) make_folder(above, 0700);
+    if (!fs::exists(plugin.data)) make_folder(plugin.data, 0777);
+  }
+}
+
 void name_host() {
   if (sethostname(kHostName, std::strlen(kHostName)) != 0) fail_errno("cannot give the box a host name");
   write_file("/etc/hostname", std::string(kHostName) + "\n", 0644);
@@ -143,6 +153,7 @@ void lay_out(const Plan& plan, const std::string& box_folder,
   if (!plan.packages_text.empty()) write_file(kPackageFile, plan.packages_text, 0644);
   if (!plan.permissions_text.empty()) write_file(kPermissionFile, plan.permissions_text, 0644);
   write_roster(kBoxFolder, roster_of(plan));
+  make_data_folders(plan);
   // Also for a command that becomes a plug-in's user by itself.
   if (!plan.packages.empty())
     for (const std::string& folder : let_plugins_through(plan))

@@ -211,6 +211,9 @@ void change_root() {
   if (chdir(kTree) != 0 || syscall(SYS_pivot_root, ".", ".") != 0 || umount2(".", MNT_DETACH) != 0 ||
       chdir("/") != 0)
     fail_errno("cannot enter the box's own tree");
+  // What root mounts later is seen by plug-ins too, which have a view of their own.
+  if (mount(nullptr, "/", nullptr, MS_REC | MS_SHARED, nullptr) != 0)
+    fail_errno("cannot share the box's tree");
 }
 
 }  // namespace

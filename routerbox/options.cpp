@@ -19,7 +19,9 @@ constexpr const char* kDescription =
 constexpr const char* kFooter =
     "Exit status: COMMAND's (128 + signal number when a signal ended it), 125 when the box failed,\n"
     "126 when a program cannot be executed, 127 when it was not found.\n"
-    "The entry of /tmp or /var/run in which the current folder, routerbox or a program lies stays visible.";
+    "124 when a plug-in died and COMMAND gave 0.\n"
+    "The box sees the machine read-only, without homes, /mnt, /opt, /tmp and hardware; what can be changed\n"
+    "is the current folder and what --keep names.";
 
 class Usage : public CLI::Formatter {
  public:
@@ -76,7 +78,10 @@ Options parse(int argc, char** argv) {
                      "/slow/RATE/N, /drop/K/N, /status/CODE, /redirect/CODE?to=URL, /hang")
           ->expected(0, 1)
           ->type_name("[DIR]");
-  app.add_option("--keep", options.keep, "Path whose entry of /tmp or /var/run stays visible (repeatable)")
+  app.add_option("--keep", options.keep, "Path that the box shows at its place, and can change (repeatable)")
+      ->allow_extra_args(false);
+  app.add_option("--env", options.environment,
+                 "NAME to pass of this environment, or NAME=VALUE to set (repeatable)")
       ->allow_extra_args(false);
   app.add_option("--broker", options.broker, "Bus broker (default: hostbusd beside routerbox)");
   app.add_flag("--no-broker", options.no_broker, "Start no bus broker");

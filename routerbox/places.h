@@ -18,6 +18,7 @@ inline constexpr const char* kPermissionFile = "/etc/norva/permissions.json";
 inline constexpr const char* kDaemonInfo = "/tmp/norva_daemon.info";
 inline constexpr const char* kDaemonScripts = "/usr/local/localshell";
 
+inline constexpr const char* kDataFolder = "/data";
 inline constexpr const char* kRouterFolder = "/var/run/router";
 inline constexpr const char* kRouterState = "/var/run/router/state.json";
 inline constexpr const char* kRequestLog = "/var/run/router/requests.log";

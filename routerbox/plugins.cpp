@@ -49,7 +49,7 @@ bool Plugins::start(size_t place) {
   Launch launch{run.program, run.words, run.uid, {}};
   launch.output = whole_lines([this, place](std::string_view line) { take_line(place, line); });
   launch.terminal = true;
-  launch.folder = run.folder;
+  launch.data = run.data;
   const pid_t process = ways_.processes.start(launch);
   {
     const std::lock_guard lock(mutex_);

@@ -21,7 +21,7 @@ struct PluginRun {
   bool has_object = false;         // it may receive cloud messages, so it makes a bus object
   std::string program;             // absolute path
   std::vector<std::string> words;  // its name first
-  std::string folder;              // that it starts in; empty: the box's
+  std::string data;                // folder that it alone sees, as kDataFolder, and starts in; empty: none
 
   std::string object() const { return "zel_" + appid; }
 };

@@ -6,8 +6,9 @@
  *             7   no status within the timeout
  *             10  the broker went away during the wait
  *             11  no memory
- * Waiting   such functions block. ubus_invoke and ubus_complete_request take milliseconds: 0 waits without
- *           limit, a negative number times out at once after sending. The others wait without limit.
+ * Waiting   such functions block. ubus_invoke takes milliseconds: 0 waits without limit, a negative number
+ *           times out at once after sending. ubus_connect and ubus_reconnect wait five seconds for the broker's
+ *           greeting (the router's library: without limit). The others wait without limit.
  * Memory    messages handed in are copied before the call returns and may be empty; the attribute's own id
  * does not matter. Objects, event handlers and requests belong to the caller and must stay in place while
  *           they are known to the context. Pointers given to callbacks are valid until the callback returns.
@@ -52,35 +53,21 @@ typedef void (*ubus_fd_handler_t)(struct ubus_request* req, int fd);
 typedef void (*ubus_complete_handler_t)(struct ubus_request* req, int ret);
 
 /* Brace initialisers. `policy` and `methods` must be arrays, not pointers. */
-#define UBUS_TAG_STATUS 1
-#define UBUS_TAG_ADMIN 2
-#define UBUS_TAG_PRIVATE 4
-
-#define UBUS_METHOD_FULL(method_name, method_handler, method_mask, method_tags, method_policy, policy_count) \
-  {                                                                                                          \
-    .name = method_name, .handler = method_handler, .mask = method_mask, .tags = method_tags,                \
-    .policy = method_policy, .n_policy = policy_count                                                        \
+#define UBUS_METHOD_FULL(method_name, method_handler, method_policy, policy_count)                 \
+  {                                                                                                \
+    .name = method_name, .handler = method_handler, .mask = 0, .tags = 0, .policy = method_policy, \
+    .n_policy = policy_count                                                                       \
   }
 
-#define UBUS_METHOD(name_, handler_, policy_) \
-  UBUS_METHOD_FULL(name_, handler_, 0, 0, policy_, ARRAY_SIZE(policy_))
+#define UBUS_METHOD(name_, handler_, policy_) UBUS_METHOD_FULL(name_, handler_, policy_, ARRAY_SIZE(policy_))
 
-#define UBUS_METHOD_NOARG(name_, handler_) UBUS_METHOD_FULL(name_, handler_, 0, 0, NULL, 0)
-
-#define UBUS_METHOD_MASK(name_, handler_, policy_, mask_) \
-  UBUS_METHOD_FULL(name_, handler_, mask_, 0, policy_, ARRAY_SIZE(policy_))
-
-#define UBUS_METHOD_TAG(name_, handler_, policy_, tags_) \
-  UBUS_METHOD_FULL(name_, handler_, 0, tags_, policy_, ARRAY_SIZE(policy_))
-
-#define UBUS_METHOD_TAG_NOARG(name_, handler_, tags_) UBUS_METHOD_FULL(name_, handler_, 0, tags_, NULL, 0)
+#define UBUS_METHOD_NOARG(name_, handler_) UBUS_METHOD_FULL(name_, handler_, NULL, 0)
 
 #define UBUS_OBJECT_TYPE(type_name, type_methods) \
   { .name = type_name, .id = 0, .methods = type_methods, .n_methods = ARRAY_SIZE(type_methods) }
 
-/* A method. The handler's result is sent as the call's status. name null takes calls of any name; mask not 0
- * limits the published arguments to the policy entries whose bit is set; tags are not used. The policy is
- * published, not enforced. */
+/* A method. The handler's result is sent as the call's status. name null takes calls of any name. The policy is
+ * published, not enforced; mask and tags are not used here. */
 struct ubus_method {
   const char* name;
   ubus_handler_t handler;
@@ -110,8 +97,8 @@ struct ubus_object {
   const char* path; /* never set */
   struct ubus_object_type* type;
 
-  ubus_state_handler_t subscribe_cb;
-  bool has_subscribers;
+  ubus_state_handler_t subscribe_cb; /* never called */
+  bool has_subscribers;              /* never set */
 
   const struct ubus_method* methods;
   int n_methods;
@@ -138,7 +125,7 @@ struct ubus_acl_key {
 };
 
 /* A call being handled: the object's id, the caller's client id, its account names (null from a broker that
- * sends none; valid until the handler returns, also in a deferred copy) and the object's name. */
+ * sends none; valid until the handler returns) and the object's name. */
 struct ubus_request_data {
   uint32_t object;
   uint32_t peer;
@@ -146,14 +133,13 @@ struct ubus_request_data {
 
   struct ubus_acl_key acl;
 
-  /* internal use */
-  bool deferred;
+  bool deferred; /* the handler's result is not sent */
   int fd;
   int req_fd; /* descriptors are not passed: -1 */
 };
 
-/* A request of this client. ubus_invoke_async fills it; then set data_cb, complete_cb and priv. raw_data_cb
- * gets the whole outer attribute of each DATA frame, data_cb its DATA attribute. */
+/* A request of this client, as data callbacks see it: priv is what the call was given. While a call waits it is
+ * in the context's list of requests; connection_lost may end it by setting status_code and status_msg. */
 struct ubus_request {
   struct list_head list;
 
@@ -214,11 +200,6 @@ struct ubus_context* ubus_connect(const char* path);
 /* Closes the connection and frees the context; null is accepted. Sends nothing, leaves objects alone. */
 void ubus_free(struct ubus_context* ctx);
 
-/* The same with a context of the caller's, whose contents are overwritten. ubus_connect_ctx returns 0, or -1
- * with nothing to shut down. */
-int ubus_connect_ctx(struct ubus_context* ctx, const char* path);
-void ubus_shutdown(struct ubus_context* ctx);
-
 /* Closes the old connection, connects anew and adds all objects again, with new ids; one that cannot be added
  * is left with id 0. Event patterns have to be registered again, uloop told again. Requests that were waiting
  * end with 7, queued calls are forgotten. Returns 0, 10 when there is no broker, 9 when its greeting is
@@ -269,37 +250,11 @@ static inline int ubus_invoke(struct ubus_context* ctx, uint32_t obj, const char
   return ubus_invoke_fd(ctx, obj, method, msg, cb, priv, timeout, -1);
 }
 
-/* Sends a call and fills *req. Returns 0, or 2 with nothing to complete. Then either of the next two follows.
- */
-int ubus_invoke_async(struct ubus_context* ctx, uint32_t obj, const char* method, struct blob_attr* msg,
-                      struct ubus_request* req);
-
-/* Waits for the request's status; complete_cb runs before it returns. */
-int ubus_complete_request(struct ubus_context* ctx, struct ubus_request* req, int timeout);
-
-/* Lets the request complete while input is processed: complete_cb gets its status, or 7 at the end of the
- * connection. *req must stay in place until then or until ubus_abort_request. */
-void ubus_complete_request_async(struct ubus_context* ctx, struct ubus_request* req);
-
-/* Forgets the request; no callback follows. Harmless on a completed one. */
-void ubus_abort_request(struct ubus_context* ctx, struct ubus_request* req);
-
 /* --- answering ------------------------------------------------------------------------------------------ */
 
-/* Sends a result of a call, before its handler returns or its deferred copy is completed; any number of
- * times. msg null sends an empty one. Returns 0, 2 when msg is too large, 5 when the write failed. */
+/* Sends a result of a call, before its handler returns; any number of times. msg null sends an empty one.
+ * Returns 0, 2 when msg is too large, 5 when the write failed. */
 int ubus_send_reply(struct ubus_context* ctx, struct ubus_request_data* req, struct blob_attr* msg);
-
-/* In a handler: copies the call to *new_req for an answer later; the handler's result is not sent. */
-static inline void ubus_defer_request(struct ubus_context* ctx, struct ubus_request_data* req,
-                                      struct ubus_request_data* new_req) {
-  (void)ctx;
-  *new_req = *req;
-  req->deferred = true;
-}
-
-/* Sends the status of a deferred call, which ends it. */
-void ubus_complete_deferred_request(struct ubus_context* ctx, struct ubus_request_data* req, int ret);
 
 /* --- events --------------------------------------------------------------------------------------------- */
 
@@ -314,6 +269,21 @@ int ubus_register_event_handler(struct ubus_context* ctx, struct ubus_event_hand
 /* Ends all its patterns. 4: it had none. */
 static inline int ubus_unregister_event_handler(struct ubus_context* ctx, struct ubus_event_handler* ev) {
   return ubus_remove_object(ctx, &ev->obj);
+}
+
+/* --- watching --------------------------------------------------------------------------------------------- */
+
+/* Has the broker describe every frame that other clients send and get: ctx->monitor_cb is called for each, with a
+ * number that counts them (one that is missing was lost) and a container of the attributes of enum
+ * ubus_monitor_attr. Returns 0, 6 without the right to watch, 4 when watching is ended that did not begin. */
+int __ubus_monitor(struct ubus_context* ctx, const char* type);
+
+static inline int ubus_monitor_start(struct ubus_context* ctx) {
+  return __ubus_monitor(ctx, "add");
+}
+
+static inline int ubus_monitor_stop(struct ubus_context* ctx) {
+  return __ubus_monitor(ctx, "remove");
 }
 
 #ifdef __cplusplus

@@ -5,9 +5,4 @@
 /* Where the broker listens unless told otherwise. */
 #define UBUS_UNIX_SOCKET "/var/run/ubus/ubus.sock"
 
-#define UBUS_SIGNATURE_METHOD 9
-#define UBUS_SIGNATURE_END 10
-
-#define UBUS_MAX_NOTIFY_PEERS 16
-
 #endif

@@ -35,7 +35,15 @@ bool reserve(blob_buf* buf, size_t end) {
   if (end > kMaxLength) return false;
   const size_t have = static_cast<size_t>(buf->buflen);
   if (end <= have) return true;
-  return blob_buf_grow(buf, static_cast<int>(end - have)) && static_cast<size_t>(buf->buflen) >= end;
+  const size_t head = buf->head == nullptr ? 0 : offset_of(buf, buf->head);
+  if (buf->grow == nullptr || !buf->grow(buf, static_cast<int>(end - have))) return false;
+  buf->head = at(buf, head);
+  return static_cast<size_t>(buf->buflen) >= end;
+}
+
+void set_length(blob_attr* attr, size_t length) {
+  const uint32_t word = be32_to_cpu(attr->id_len) & ~static_cast<uint32_t>(BLOB_ATTR_LEN_MASK);
+  attr->id_len = cpu_to_be32(word | (static_cast<uint32_t>(length) & BLOB_ATTR_LEN_MASK));
 }
 
 // Writes an attribute behind the open container's last one without counting it there.
@@ -46,12 +54,12 @@ blob_attr* place(blob_buf* buf, uint32_t word, size_t payload) {
   if (!reserve(buf, offset + padded(length))) return nullptr;
   blob_attr* attr = at(buf, offset);
   attr->id_len = cpu_to_be32(word | static_cast<uint32_t>(length));
-  blob_fill_pad(attr);
+  memset(reinterpret_cast<char*>(attr) + length, 0, padded(length) - length);
   return attr;
 }
 
 void count(blob_attr* container, size_t child_length) {
-  blob_set_raw_len(container, static_cast<unsigned>(blob_pad_len(container) + padded(child_length)));
+  set_length(container, blob_pad_len(container) + padded(child_length));
 }
 
 }  // namespace
@@ -93,30 +101,9 @@ void blob_buf_free(blob_buf* buf) {
   buf->buflen = 0;
 }
 
-bool blob_buf_grow(blob_buf* buf, int required) {
-  if (required < 0 || static_cast<size_t>(buf->buflen) + static_cast<size_t>(required) > kMaxLength) {
-    return false;
-  }
-  const size_t head = buf->head == nullptr ? 0 : offset_of(buf, buf->head);
-  if (buf->grow == nullptr || !buf->grow(buf, required)) return false;
-  buf->head = at(buf, head);
-  return true;
-}
-
-blob_attr* blob_new(blob_buf* buf, int id, int payload) {
-  return payload < 0 ? nullptr : append(buf, id_word(id), static_cast<size_t>(payload));
-}
-
 blob_attr* blob_put(blob_buf* buf, int id, const void* ptr, unsigned int len) {
   blob_attr* attr = append(buf, id_word(id), len);
   if (attr != nullptr && ptr != nullptr && len > 0) memcpy(attr->data, ptr, len);
-  return attr;
-}
-
-blob_attr* blob_put_raw(blob_buf* buf, const void* ptr, unsigned int len) {
-  if (ptr == nullptr || len < sizeof(blob_attr)) return nullptr;
-  blob_attr* attr = append(buf, 0, len - sizeof(blob_attr));
-  if (attr != nullptr) memcpy(static_cast<void*>(attr), ptr, len);
   return attr;
 }
 
@@ -131,15 +118,6 @@ void blob_nest_end(blob_buf* buf, void* cookie) {
   const size_t length = blob_raw_len(buf->head);
   buf->head = at(buf, parent);
   count(buf->head, length);
-}
-
-void blob_fill_pad(blob_attr* attr) {
-  memset(reinterpret_cast<char*>(attr) + blob_raw_len(attr), 0, blob_pad_len(attr) - blob_raw_len(attr));
-}
-
-void blob_set_raw_len(blob_attr* attr, unsigned int len) {
-  const uint32_t word = be32_to_cpu(attr->id_len) & ~static_cast<uint32_t>(BLOB_ATTR_LEN_MASK);
-  attr->id_len = cpu_to_be32(word | (len & BLOB_ATTR_LEN_MASK));
 }
 
 }  // extern "C"

@@ -53,20 +53,4 @@ void* blobmsg_open_nested(blob_buf* buf, const char* name, bool array) {
   return cookie;
 }
 
-int blobmsg_printf(blob_buf* buf, const char* name, const char* format, ...) {
-  va_list arguments;
-  va_start(arguments, format);
-  va_list again;
-  va_copy(again, arguments);
-  const int length = vsnprintf(nullptr, 0, format, arguments);
-  va_end(arguments);
-  blob_attr* attr =
-      length < 0 ? nullptr : new_field(buf, BLOBMSG_TYPE_STRING, name, static_cast<size_t>(length) + 1);
-  if (attr != nullptr) {
-    vsnprintf(static_cast<char*>(blobmsg_data(attr)), static_cast<size_t>(length) + 1, format, again);
-  }
-  va_end(again);
-  return attr == nullptr ? -1 : 0;
-}
-
 }  // extern "C"

@@ -1,5 +1,7 @@
 #include <libubox/blobmsg.h>
 
+#include "blob_check.h"
+
 namespace {
 
 constexpr size_t kMaxPolicyName = UINT8_MAX;
@@ -43,20 +45,6 @@ void store_by_name(const blobmsg_policy* policy, int policy_len, blob_attr** tb,
   }
 }
 
-// Hands each field of the run to `store`. Returns what the parsers return.
-template <class Store>
-int for_each_field(blob_attr** tb, int policy_len, void* data, unsigned int len, Store store) {
-  for (int i = 0; i < policy_len; ++i) tb[i] = nullptr;
-  if (data == nullptr || len == 0) return -EINVAL;
-  auto* field = static_cast<blob_attr*>(data);
-  for (size_t rem = len; blob_attr_fits(field, rem); rem -= blob_pad_len(field), field = blob_next(field)) {
-    // Kept: one malformed field ends the parse, also when nobody asked for it.
-    if (!blobmsg_check_attr_len(field, false, rem)) return -1;
-    store(field);
-  }
-  return 0;
-}
-
 }  // namespace
 
 extern "C" {
@@ -66,41 +54,24 @@ bool blobmsg_check_attr_len(const blob_attr* attr, bool name, size_t len) {
   if (blob_is_extended(attr) && !name_is_sound(attr, name)) return false;
   if (!blob_is_extended(attr)) return !name;
   if (blob_id(attr) > BLOBMSG_TYPE_LAST) return false;
-  return blob_check_type(blobmsg_data(attr), static_cast<unsigned>(blobmsg_data_len(attr)),
-                         kValueKinds[blob_id(attr)]);
+  return hostbus::is_valid(blobmsg_data(attr), blobmsg_data_len(attr), kValueKinds[blob_id(attr)]);
 }
 
 bool blobmsg_check_attr(const blob_attr* attr, bool name) {
   return blobmsg_check_attr_len(attr, name, blob_raw_len(attr));
 }
 
-int blobmsg_check_array(const blob_attr* attr, int type) {
-  if (type < 0 || type > BLOBMSG_TYPE_LAST || !blobmsg_check_attr(attr, false)) return -1;
-  const int container = blobmsg_type(attr);
-  if (container != BLOBMSG_TYPE_ARRAY && container != BLOBMSG_TYPE_TABLE) return -1;
-  int count = 0;
-  size_t rem = 0;
-  blob_attr* element = nullptr;
-  blobmsg_for_each_attr(element, attr, rem) {
-    if (!blobmsg_check_attr_len(element, container == BLOBMSG_TYPE_TABLE, rem)) return -1;
-    if (!type_matches(element, type)) return -1;
-    ++count;
-  }
-  return count;
-}
-
 int blobmsg_parse(const blobmsg_policy* policy, int policy_len, blob_attr** tb, void* data,
                   unsigned int len) {
-  return for_each_field(tb, policy_len, data, len,
-                        [=](blob_attr* field) { store_by_name(policy, policy_len, tb, field); });
-}
-
-int blobmsg_parse_array(const blobmsg_policy* policy, int policy_len, blob_attr** tb, void* data,
-                        unsigned int len) {
-  int current = 0;
-  return for_each_field(tb, policy_len, data, len, [&](blob_attr* field) {
-    if (current < policy_len && type_matches(field, policy[current].type)) tb[current++] = field;
-  });
+  for (int i = 0; i < policy_len; ++i) tb[i] = nullptr;
+  if (data == nullptr || len == 0) return -EINVAL;
+  auto* field = static_cast<blob_attr*>(data);
+  for (size_t rem = len; blob_attr_fits(field, rem); rem -= blob_pad_len(field), field = blob_next(field)) {
+    // Kept: one malformed field ends the parse, also when nobody asked for it.
+    if (!blobmsg_check_attr_len(field, false, rem)) return -1;
+    store_by_name(policy, policy_len, tb, field);
+  }
+  return 0;
 }
 
 }  // extern "C"

@@ -34,16 +34,15 @@ int milliseconds(const timeval& from, const timeval& to) {
 class WakeUp {
  public:
   WakeUp() = default;
-  ~WakeUp() { close(); }
+  ~WakeUp() {
+    const int fd = fd_.exchange(-1);
+    if (fd >= 0) close(fd);
+  }
   WakeUp(const WakeUp&) = delete;
   WakeUp& operator=(const WakeUp&) = delete;
 
   void open() {
     if (fd_ < 0) fd_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
-  }
-  void close() {
-    const int fd = fd_.exchange(-1);
-    if (fd >= 0) ::close(fd);
   }
   int fd() const { return fd_; }
   void raise() const {
@@ -69,7 +68,6 @@ class Loop {
     ended_ = true;
     wake_.raise();
   }
-  void forget_all();
   void watch(uloop_fd* u, unsigned flags);
   bool unwatch(uloop_fd* u);
   void start(uloop_timeout* t);
@@ -102,12 +100,6 @@ void Loop::run() {
     wait_and_serve();
   }
   --depth_;
-}
-
-void Loop::forget_all() {
-  while (!list_empty(&timers_)) uloop_timeout_cancel(list_first_entry(&timers_, uloop_timeout, list));
-  while (!watched_.empty()) unwatch(watched_.back());
-  wake_.close();
 }
 
 void Loop::watch(uloop_fd* u, unsigned flags) {
@@ -202,10 +194,6 @@ int uloop_run(void) {
 
 void uloop_end(void) {
   loop().end();
-}
-
-void uloop_done(void) {
-  loop().forget_all();
 }
 
 int uloop_fd_add(uloop_fd* u, unsigned int flags) {

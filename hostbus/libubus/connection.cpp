@@ -25,12 +25,18 @@ zel::Descriptor open_socket(const char* path) {
   return fd;
 }
 
-// Waits for the broker's greeting. Returns the client id, or 0 when it is not a greeting.
+// How long a broker may take to greet. One that is stopped would keep the program for ever.
+constexpr std::chrono::seconds kGreetingLimit(5);
+
+// Waits for the broker's greeting. Returns the client id, or 0 when none comes or it is not a greeting.
 uint32_t receive_greeting(int fd, FrameReader* reader) {
+  const Deadline limit = Deadline::after(kGreetingLimit);
   Message greeting;
   Read read = Read::kNothing;
-  while ((read = reader->next(fd, Deadline::never(), &greeting)) == Read::kNothing) {
-    wait_for(fd, POLLIN, Deadline::never());
+  while ((read = reader->next(fd, limit, &greeting)) == Read::kNothing) {
+    if (wait_for(fd, POLLIN, limit) && !limit.passed()) continue;
+    errno = ETIMEDOUT;
+    return 0;
   }
   if (read != Read::kMessage || greeting.type != UBUS_MSG_HELLO) return 0;
   return greeting.peer == UBUS_CLIENT_ID_CHANNEL ? 0 : greeting.peer;
@@ -61,14 +67,9 @@ void close_connection(ubus_context* ctx) {
   ctx->state->reader = FrameReader();
 }
 
-void serve_call(ubus_context* ctx, const Message& message) {
-  if (message.type == UBUS_MSG_INVOKE) serve_invoke(ctx, message);
-  if (message.type == UBUS_MSG_NOTIFY) serve_notify(ctx, message);
-}
-
 void serve_or_queue(ubus_context* ctx, Message message) {
   if (ctx->stack_depth == 0) {
-    serve_call(ctx, message);
+    serve_invoke(ctx, message);
     return;
   }
   queue(ctx, std::move(message));
@@ -83,8 +84,6 @@ void receive(ubus_context* ctx, Message message) {
       receive_data(ctx, message);
       break;
     case UBUS_MSG_INVOKE:
-    case UBUS_MSG_UNSUBSCRIBE:
-    case UBUS_MSG_NOTIFY:
       serve_or_queue(ctx, std::move(message));
       break;
     case UBUS_MSG_MONITOR:
@@ -138,6 +137,11 @@ bool prepare(ubus_context* ctx) {
   return ctx->state != nullptr;
 }
 
+void shut_down(ubus_context* ctx) {
+  close_connection(ctx);
+  delete ctx->state;
+}
+
 }  // namespace
 
 Sent send_message(ubus_context* ctx, ubus_msg_type type, uint16_t seq, uint32_t peer, const blob_attr* body) {
@@ -153,7 +157,6 @@ void process_input(ubus_context* ctx, const Deadline& limit) noexcept {
   receive_all(ctx, limit);
   run_queued(ctx);
   if (!ctx->sock.eof) return;
-  end_requests(ctx, Which::kAsynchronous);
   // Kept: every call says so again; without uloop nothing else stops a thread that waits on the socket.
   if (ctx->connection_lost != nullptr) ctx->connection_lost(ctx);
 }
@@ -162,7 +165,7 @@ void run_queued(ubus_context* ctx) noexcept {
   while (ctx->stack_depth == 0) {
     const std::optional<Message> queued = take_queued(ctx);
     if (!queued) return;
-    serve_call(ctx, *queued);
+    serve_invoke(ctx, *queued);
   }
 }
 
@@ -172,34 +175,23 @@ using namespace hostbus;
 
 extern "C" {
 
-int ubus_connect_ctx(ubus_context* ctx, const char* path) {
-  if (!prepare(ctx)) return -1;
-  if (open_connection(ctx, path) == UBUS_STATUS_OK) return 0;
-  ubus_shutdown(ctx);
-  return -1;
-}
-
-void ubus_shutdown(ubus_context* ctx) {
-  close_connection(ctx);
-  delete ctx->state;
-  ctx->state = nullptr;
-}
-
 ubus_context* ubus_connect(const char* path) {
   std::unique_ptr<ubus_context> ctx(new (std::nothrow) ubus_context);
-  if (!ctx || ubus_connect_ctx(ctx.get(), path) != 0) return nullptr;
-  return ctx.release();
+  if (!ctx || !prepare(ctx.get())) return nullptr;
+  if (open_connection(ctx.get(), path) == UBUS_STATUS_OK) return ctx.release();
+  shut_down(ctx.get());
+  return nullptr;
 }
 
 void ubus_free(ubus_context* ctx) {
   if (ctx == nullptr) return;
-  ubus_shutdown(ctx);
+  shut_down(ctx);
   delete ctx;
 }
 
 int ubus_reconnect(ubus_context* ctx, const char* path) {
   close_connection(ctx);
-  end_requests(ctx, Which::kAll);
+  end_requests(ctx);
   const int status = open_connection(ctx, path);
   if (status != UBUS_STATUS_OK) return status;
   publish_again(ctx);

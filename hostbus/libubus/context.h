@@ -64,10 +64,8 @@ int call(ubus_context* ctx, const Request& request) noexcept;
 void receive_status(ubus_context* ctx, const Message& message);
 void receive_data(ubus_context* ctx, const Message& message);
 
-enum class Which { kAsynchronous, kAll };
-
 // Completes the waiting requests as timed out: nothing more can arrive for them.
-void end_requests(ubus_context* ctx, Which which);
+void end_requests(ubus_context* ctx);
 
 // --- object.cpp
 
@@ -78,8 +76,7 @@ void publish_again(ubus_context* ctx);
 
 ubus_object* find_object(const ubus_context* ctx, uint32_t id);
 
-// Incoming INVOKE and NOTIFY.
+// An incoming INVOKE.
 void serve_invoke(ubus_context* ctx, const Message& message);
-void serve_notify(ubus_context* ctx, const Message& message);
 
 }  // namespace hostbus

@@ -53,18 +53,8 @@ void serve_invoke(ubus_context* ctx, const Message& message) {
     status = run_handler(ctx, obj, &req, attributes);
   }
   const blob_attr* no_reply = attributes[UBUS_ATTR_NO_REPLY];
-  if (req.deferred || (no_reply != nullptr && blob_get_u8(no_reply) != 0)) return;
+  if (no_reply != nullptr && blob_get_u8(no_reply) != 0) return;
   send_status(ctx, req, status);
-}
-
-void serve_notify(ubus_context* ctx, const Message& message) {
-  const Attributes attributes = parse_attributes(message.body());
-  const blob_attr* id = attributes[UBUS_ATTR_OBJID];
-  ubus_object* obj = id == nullptr ? nullptr : find_object(ctx, blob_get_u32(id));
-  if (obj == nullptr || attributes[UBUS_ATTR_ACTIVE] == nullptr) return;
-  obj->has_subscribers = blob_get_u8(attributes[UBUS_ATTR_ACTIVE]) != 0;
-  const Busy busy(ctx);
-  if (obj->subscribe_cb != nullptr) obj->subscribe_cb(ctx, obj);
 }
 
 }  // namespace hostbus
@@ -87,10 +77,6 @@ int ubus_send_reply(ubus_context* ctx, ubus_request_data* req, blob_attr* msg) {
       break;
   }
   return UBUS_STATUS_NO_DATA;
-}
-
-void ubus_complete_deferred_request(ubus_context* ctx, ubus_request_data* req, int ret) {
-  send_status(ctx, *req, ret);
 }
 
 }  // extern "C"

@@ -1,5 +1,3 @@
-#include <climits>
-
 #include "context.h"
 
 namespace hostbus {
@@ -26,12 +24,6 @@ void forget(ubus_context* ctx, ubus_object* obj) {
   --ctx->objects.count;
 }
 
-bool is_published(const ubus_method& method, int argument) {
-  if (method.mask == 0) return true;
-  constexpr int kBits = CHAR_BIT * sizeof(method.mask);
-  return argument < kBits && ((method.mask >> argument) & 1) != 0;
-}
-
 // One table per method, with the type number of each argument.
 void put_signature(Builder* body, const ubus_object_type& type) {
   blob_buf* buf = body->buf();
@@ -42,7 +34,6 @@ void put_signature(Builder* body, const ubus_object_type& type) {
     void* table = blobmsg_open_table(buf, method.name);
     body->note(table != nullptr);
     for (int k = 0; k < method.n_policy; ++k) {
-      if (!is_published(method, k)) continue;
       const blobmsg_policy& argument = method.policy[k];
       body->note(blobmsg_add_u32(buf, argument.name, argument.type) == 0);
     }

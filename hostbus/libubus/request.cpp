@@ -5,24 +5,12 @@
 namespace hostbus {
 namespace {
 
-bool is_waiting(const ubus_request* req) {
-  return !list_empty(&req->list);
-}
-
-// The complete_cb of requests that a synchronous call waits for: input is read no further than its status.
-void stop_reading(ubus_request* req, int) {
-  req->ctx->cancel_poll = true;
-}
-
-bool is_synchronous(const ubus_request* req) {
-  return req->complete_cb == stop_reading;
-}
-
 void complete(ubus_request* req, int status) {
   list_del_init(&req->list);
   req->status_msg = true;
   req->status_code = status;
-  if (req->complete_cb != nullptr) req->complete_cb(req, status);
+  // Input is read no further than the status that the call waits for.
+  req->ctx->cancel_poll = true;
 }
 
 ubus_request* find_request(ubus_context* ctx, const Message& answer) {
@@ -39,7 +27,6 @@ Deadline deadline_of(int timeout_ms) {
 
 int wait_for_status(ubus_context* ctx, ubus_request* req, const Deadline& limit) {
   while (!req->status_msg) {
-    if (req->cancelled) return UBUS_STATUS_NO_DATA;
     if (ctx->sock.eof) return UBUS_STATUS_CONNECTION_FAILED;
     if (limit.passed() || !wait_for(ctx->sock.fd, POLLIN, limit)) return UBUS_STATUS_TIMEOUT;
     ctx->cancel_poll = false;
@@ -72,35 +59,21 @@ bool start(ubus_context* ctx, const Request& request, ubus_request* req) {
   return send_message(ctx, request.type, req->seq, req->peer, request.body) == Sent::kYes;
 }
 
-int complete_synchronously(ubus_context* ctx, ubus_request* req, int timeout_ms) noexcept {
-  const ubus_complete_handler_t complete_cb = req->complete_cb;
-  ubus_complete_request_async(ctx, req);
-  req->complete_cb = stop_reading;
-  int status = 0;
-  {
-    const Busy busy(ctx);
-    status = wait_for_status(ctx, req, deadline_of(timeout_ms));
-  }
-  list_del_init(&req->list);
-  req->complete_cb = complete_cb;
-  ctx->cancel_poll = true;
-  if (complete_cb != nullptr) complete_cb(req, status);
-  serve_queued(ctx);
-  return status;
-}
-
-void put_call(Builder* body, uint32_t obj, const char* method, const blob_attr* msg) {
-  body->put_u32(UBUS_ATTR_OBJID, obj);
-  body->put_string(UBUS_ATTR_METHOD, method);
-  body->put_contents(UBUS_ATTR_DATA, msg);
-}
-
 }  // namespace
 
 int call(ubus_context* ctx, const Request& request) noexcept {
   ubus_request req;
   if (!start(ctx, request, &req)) return UBUS_STATUS_INVALID_ARGUMENT;
-  return complete_synchronously(ctx, &req, request.timeout_ms);
+  list_add_tail(&req.list, &ctx->requests);
+  int status = 0;
+  {
+    const Busy busy(ctx);
+    status = wait_for_status(ctx, &req, deadline_of(request.timeout_ms));
+  }
+  list_del_init(&req.list);
+  ctx->cancel_poll = true;
+  serve_queued(ctx);
+  return status;
 }
 
 void receive_status(ubus_context* ctx, const Message& message) {
@@ -120,19 +93,9 @@ void receive_data(ubus_context* ctx, const Message& message) {
   if (attributes[UBUS_ATTR_DATA] != nullptr) req->data_cb(req, UBUS_MSG_DATA, attributes[UBUS_ATTR_DATA]);
 }
 
-void end_requests(ubus_context* ctx, Which which) {
-  // A list of its own: callbacks may start and abort requests.
-  list_head ended;
-  INIT_LIST_HEAD(&ended);
-  ubus_request* req = nullptr;
-  ubus_request* following = nullptr;
-  list_for_each_entry_safe(req, following, &ctx->requests, list) {
-    if (which == Which::kAsynchronous && is_synchronous(req)) continue;
-    list_del(&req->list);
-    list_add_tail(&req->list, &ended);
-  }
-  while (!list_empty(&ended)) {
-    complete(list_first_entry(&ended, ubus_request, list), UBUS_STATUS_TIMEOUT);
+void end_requests(ubus_context* ctx) {
+  while (!list_empty(&ctx->requests)) {
+    complete(list_first_entry(&ctx->requests, ubus_request, list), UBUS_STATUS_TIMEOUT);
   }
 }
 
@@ -142,19 +105,13 @@ using namespace hostbus;
 
 extern "C" {
 
-int ubus_invoke_async(ubus_context* ctx, uint32_t obj, const char* method, blob_attr* msg,
-                      ubus_request* req) {
-  Builder body;
-  put_call(&body, obj, method, msg);
-  const bool sent = start(ctx, {.type = UBUS_MSG_INVOKE, .peer = obj, .body = body.body()}, req);
-  return sent ? UBUS_STATUS_OK : UBUS_STATUS_INVALID_ARGUMENT;
-}
-
 int ubus_invoke_fd(ubus_context* ctx, uint32_t obj, const char* method, blob_attr* msg,
                    ubus_data_handler_t cb, void* priv, int timeout, int fd) {
   if (fd >= 0) return UBUS_STATUS_NOT_SUPPORTED;
   Builder body;
-  put_call(&body, obj, method, msg);
+  body.put_u32(UBUS_ATTR_OBJID, obj);
+  body.put_string(UBUS_ATTR_METHOD, method);
+  body.put_contents(UBUS_ATTR_DATA, msg);
   return call(ctx, {.type = UBUS_MSG_INVOKE,
                     .peer = obj,
                     .body = body.body(),
@@ -163,17 +120,8 @@ int ubus_invoke_fd(ubus_context* ctx, uint32_t obj, const char* method, blob_att
                     .timeout_ms = timeout});
 }
 
-int ubus_complete_request(ubus_context* ctx, ubus_request* req, int timeout) {
-  return complete_synchronously(ctx, req, timeout);
-}
-
-void ubus_complete_request_async(ubus_context* ctx, ubus_request* req) {
-  if (!is_waiting(req)) list_add_tail(&req->list, &ctx->requests);
-}
-
-void ubus_abort_request(ubus_context*, ubus_request* req) {
-  req->cancelled = true;
-  list_del_init(&req->list);
+int __ubus_monitor(ubus_context* ctx, const char* type) {
+  return ubus_invoke(ctx, UBUS_SYSTEM_OBJECT_MONITOR, type, nullptr, nullptr, nullptr, 1000);
 }
 
 }  // extern "C"

@@ -9,6 +9,7 @@
 #include "../failure.h"
 #include "body.h"
 #include "crowd.h"
+#include "owner.h"
 
 namespace routerbox {
 namespace {
@@ -47,6 +48,7 @@ LoopbackServer::LoopbackServer() {
   set_payload_max_length(kLongestBody);
   set_socket_options(reuse_port);
   explain_exceptions(this);
+  keep_box_for_owner(this);
 }
 
 void LoopbackServer::route_unknown() {

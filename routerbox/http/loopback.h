@@ -7,7 +7,8 @@
 
 namespace routerbox {
 
-// Listens on the loopback interface, answers one request per connection, a thousand connections at a time.
+// Listens on the loopback interface, answers one request per connection, a thousand connections at a time. What is
+// below /box/ is for the box's owner only (owner.h).
 class LoopbackServer : public httplib::Server {
  public:
   using Unknown = std::function<void(const httplib::Request& request, httplib::Response& response)>;

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "../trace/peers.h"
+#include "owner.h"
 
 namespace routerbox {
 namespace {
@@ -24,13 +25,6 @@ Descriptor opened(const std::optional<std::string>& file) {
   return log;
 }
 
-std::string client_of(const httplib::Request& request, const std::string& box) {
-  const auto port = [](int number) { return static_cast<uint16_t>(number); };
-  return name_of(owner_of({request.remote_addr, request.local_addr, port(request.remote_port),
-                           port(request.local_port)}),
-                 box);
-}
-
 }  // namespace
 
 RequestLog::RequestLog(const std::optional<std::string>& file, const std::string& box, Channel channel,
@@ -43,7 +37,8 @@ void RequestLog::write(const httplib::Request& request, Arrival arrival, const S
   if (box_.empty()) return;
   Json details = served.details;
   if (!served.fault.empty()) details["fault"] = served.fault;
-  trace_.record({channel_, client_of(request, box_), server_, served.method, served.code, took, details});
+  trace_.record(
+      {channel_, name_of(sender_of(request), box_), server_, served.method, served.code, took, details});
 }
 
 void RequestLog::log(const Served& served) {

@@ -6,9 +6,9 @@
 //   POST   /box/set, /box/wan, /box/disk  change it (changes.h)
 //   /box/fault                            the faults (http/fault.h, faults.h)
 // A change is answered with the events that a router would send (events.h); sending them is left to the caller.
-// What /box refuses has HTTP status 400 and the reason as body. The log has the answer's ErrorCode as code. A
-// request that is none to the router's interface has its HTTP method and target as method, and "HTTP" and its
-// status as code.
+// All of /box is for root of the box only (http/owner.h). What it refuses has HTTP status 400 and the reason as body.
+// The log has the answer's ErrorCode as code. A request that is none to the router's interface has its HTTP method
+// and target as method, and "HTTP" and its status as code.
 #pragma once
 #include "../http/fault.h"
 #include "../http/loopback.h"

@@ -7,6 +7,7 @@
 #include <cstring>
 #include <iostream>
 
+#include "../guard.h"
 #include "../outer.h"
 #include "../programs.h"
 #include "client.h"
@@ -52,11 +53,12 @@ int enter_box(const Line& line) {
     throw Failure("there is no command; write routerbox exec [--as PLUGIN] -- COMMAND...", kWrongCommandLine);
   const BoxClient box(line.name);
   const Json place = box.call("enter", {{"as", line.as}});
-  setenv("PATH", place.at("path").get<std::string>().c_str(), 1);
+  clean_environment(place.at("environment"));
   Launch launch;
   launch.words = shell ? std::vector<std::string>{"bash"} : line.command;
   launch.program = find_program(launch.words.front());
-  launch.folder = place.at("folder");
+  launch.data = place.at("data");
+  if (launch.data.empty()) launch.folder = place.at("folder");
   if (!place.at("uid").is_null()) launch.uid = place.at("uid").get<uid_t>();
   return run_in_box(box.process_one(), launch);
 }

@@ -1,5 +1,7 @@
 #include "enter.h"
 
+#include "../guard.h"
+
 #include <sched.h>
 #include <signal.h>
 #include <sys/stat.h>
@@ -32,6 +34,7 @@ void enter(pid_t process_one) {
 
 int run_in_box(pid_t process_one, const Launch& launch) {
   enter(process_one);
+  drop_machine_powers();
   Pipe report = make_pipe();
   const pid_t child = fork();  // the first one is in the box's process namespace, its parent stays outside
   if (child < 0) fail_errno("cannot start a process in the box");

@@ -58,7 +58,7 @@ const std::vector<Verb>& verbs() {
       {"enter",
        "[AS]",
        {{"as", false, "a plug-in; root of the box otherwise"}},
-       "Tells with which user, folder and PATH a command runs in the box",
+       "Tells with which user, folder and environment a command runs in the box",
        "routerbox enter weather --json",
        Where::kBox},
       {"start", "TARGET", {kTarget}, "Starts a plug-in or service", "routerbox start weather", Where::kBox},

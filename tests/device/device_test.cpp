@@ -1,6 +1,8 @@
-// The device's identity, and the daemon's answers: from the box's own files and scripts, or some in their place.
+// The device's identity and state, and the daemon's answers: from the box's own files and scripts, or some in their
+// place.
 #include <fcntl.h>
 #include <poll.h>
+#include <sys/prctl.h>
 #include <sys/time.h>
 #include <unistd.h>
 #include <zel/device.h>
@@ -12,6 +14,7 @@
 #include "support/process.h"
 #include "support/qo_logged.h"
 #include "support/router.h"
+#include "support/tools.h"
 
 namespace {
 
@@ -21,12 +24,16 @@ constexpr const char* kInfo = "/tmp/norva_daemon.info";
 TEST(DaemonCommands, AskTheScriptByTheirNumbers) {
   put_script(kScript, "printf '%s\\n' \"$*\"; exit 3\n");
   char buffer[64] = "abc";
-  std::string words;
-  for (const int key : {7, 39, 40, 42, 43, 44}) {
+  const std::pair<int, const char*> kCases[] = {{7, ""},
+                                                {39, "getsign"},
+                                                {40, "get_cloudsign"},
+                                                {42, "weburl query_state"},
+                                                {43, "weburl %s"},
+                                                {44, "weburl query_blackurls"}};
+  for (const auto& [key, words] : kCases) {
     norva_config_get(key, buffer, sizeof buffer);
-    words += std::string(buffer) + ", ";
+    EXPECT_STREQ(buffer, words) << key;
   }
-  EXPECT_EQ(words, ", getsign, get_cloudsign, weburl query_state, weburl %s, weburl query_blackurls, ");
   EXPECT_EQ(qo_logged([&] { EXPECT_EQ(norva_config_get(7, buffer, 3), -1); }),
             "E [norva_config_get]Invalid arguments!\n");
   EXPECT_EQ(qo_logged([&] { EXPECT_EQ(norva_config_get(39, buffer, 64), 3 << 8); }),
@@ -64,7 +71,7 @@ TEST(DaemonCommands, AreReadWholeWhateverSignalsCome) {
 }
 
 TEST(DaemonCommands, WithoutABufferGoOnByThemselves) {
-  ASSERT_TRUE(mkfifo("/tmp/gate", 0600) == 0 && mkfifo("/tmp/done", 0600) == 0);
+  for (const char* path : {"/tmp/gate", "/tmp/done"}) ASSERT_EQ(mkfifo(path, 0600), 0) << path;
   put_script(kScript, "read word </tmp/gate; echo output; echo more; echo \"$word $*\" >/tmp/done\n");
   const int done = open("/tmp/done", O_RDWR);
   EXPECT_EQ(norva_config_get(8, nullptr, 0), 0) << "returns while the script waits";
@@ -73,7 +80,8 @@ TEST(DaemonCommands, WithoutABufferGoOnByThemselves) {
   pollfd event{done, POLLIN, 0};
   ASSERT_EQ(poll(&event, 1, 20000), 1) << "the script ended at its first output";
   char text[32] = "";
-  EXPECT_TRUE(read(done, text, sizeof text) == 11 && std::string(text) == "go upgrade\n") << text;
+  EXPECT_EQ(read(done, text, sizeof text), 11);
+  EXPECT_STREQ(text, "go upgrade\n");
 }
 
 TEST(LanMac, IsSixGroupsOfTwoDigits) {
@@ -102,8 +110,10 @@ TEST(DeviceInfo, IsReadFromTheDaemonsFileUpToWhatIsMissing) {
   EXPECT_EQ(zel_get_device_info(&info), -1);
   EXPECT_EQ(std::string(info.deviceName) + info.hw_name, "n") << "cleared and not reached";
   put(kInfo, "{");
-  EXPECT_EQ(zel_get_device_info(&info) + zel_get_device_info(nullptr), -2);
-  ASSERT_EQ(unlink(kInfo) + mkfifo(kInfo, 0666), 0);
+  EXPECT_EQ(zel_get_device_info(&info), -1);
+  EXPECT_EQ(zel_get_device_info(nullptr), -1);
+  ASSERT_EQ(unlink(kInfo), 0);
+  ASSERT_EQ(mkfifo(kInfo, 0666), 0);
   EXPECT_EQ(zel_get_device_info(&info), -1) << "waits for nobody";
 }
 
@@ -126,11 +136,33 @@ TEST(HardwareInfo, IsTheRoutersWithItsCodesAndMessages) {
     int result = 7;
     EXPECT_EQ(qo_logged([&] { result = zel_get_hw_info_from_fw(&firmware, &hardware); }),
               "D [excute_http_get]req buffer[http://127.0.0.1:14000/api?method=query_router_info]\n" + says);
-    const auto shown = [](const char* name) { return std::string(name != nullptr ? name : "-") + " "; };
-    EXPECT_EQ(shown(firmware) + shown(hardware) + std::to_string(result), out) << answer;
+    const auto word = [](const char* name) { return std::string(name != nullptr ? name : "-") + " "; };
+    EXPECT_EQ(word(firmware) + word(hardware) + std::to_string(result), out) << answer;
     free(firmware);
     free(hardware);
   }
+}
+
+TEST(Memory, IsReportedInBothLayouts) {
+  int total = -1, used = -1;
+  with_both_layouts([&] {
+    EXPECT_EQ(qo_get_memory_info(&total, &used), 0);
+    EXPECT_EQ(total, GetRamInKB() / 1000);
+    EXPECT_TRUE(used > 0 && used < total) << used;
+  });
+  setenv("PATH", "/none", 1);
+  EXPECT_EQ(qo_get_memory_info(&total, &used), 127 << 8) << "no such tool";
+  EXPECT_EQ(std::pair(total, used), std::pair(0, 0));
+}
+
+TEST(Process, IsFoundByItsNameInBothLayouts) {
+  prctl(PR_SET_NAME, "it's on");
+  with_both_layouts([] {
+    const std::string longest = "." + std::string(96, '*'), longer = longest + "*";  // in every line
+    const std::pair<const char*, int> kCases[] = {{"it's on", 0}, {longest.c_str(), 0}, {"it's off", -1},
+                                                  {"grep", -1},   {nullptr, -1},        {longer.c_str(), -1}};
+    for (const auto& [name, result] : kCases) EXPECT_EQ(zel_detect_proc(name), result) << name;
+  });
 }
 
 }  // namespace

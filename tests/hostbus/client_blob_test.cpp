@@ -4,7 +4,6 @@
 
 #include <climits>
 #include <memory>
-#include <random>
 
 #include "../support/wire_capture.h"
 #include "client.h"
@@ -49,11 +48,9 @@ int add_again(blob_buf* b, blob_attr* from) {
       blobmsg_close_table(b, nested);
       return 0;
     case BLOBMSG_TYPE_STRING:
-      return blobmsg_printf(b, name, "%s", blobmsg_get_string(from));
+      return blobmsg_add_string(b, name, blobmsg_get_string(from));
     case BLOBMSG_TYPE_INT8:
       return blobmsg_add_u8(b, name, blobmsg_get_u8(from));
-    case BLOBMSG_TYPE_INT16:
-      return blobmsg_add_u16(b, name, blobmsg_get_u16(from));
     case BLOBMSG_TYPE_INT32:
       return blobmsg_add_u32(b, name, blobmsg_get_u32(from));
     case BLOBMSG_TYPE_INT64:
@@ -61,7 +58,8 @@ int add_again(blob_buf* b, blob_attr* from) {
     case BLOBMSG_TYPE_DOUBLE:
       return blobmsg_add_double(b, name, blobmsg_get_double(from));
     default:
-      return blobmsg_add_field(b, 0, name, blobmsg_data(from), static_cast<unsigned>(blobmsg_data_len(from)));
+      return blobmsg_add_field(b, blobmsg_type(from), name, blobmsg_data(from),
+                               static_cast<unsigned>(blobmsg_data_len(from)));
   }
 }
 
@@ -128,30 +126,6 @@ TEST(Messages, AreParsedByThePolicy) {
     for (const blob_attr* attr : tb) found += attr == nullptr ? '.' : '1';
     EXPECT_EQ(found, c.found) << c.why;
     EXPECT_EQ(tb[0] == nullptr ? 0 : blobmsg_get_u32(tb[0]), c.number) << c.why;
-  }
-}
-
-TEST(Parsing, ReadsNothingOutsideRandomInput) {
-  std::mt19937 random(20260201);
-  const auto vectors = wire::load_vectors();
-  blob_attr_info rules[16] = {};
-  for (unsigned id = 0; id < 16; ++id) rules[id].type = id % BLOB_ATTR_LAST;
-  for (int round = 0; round < 20000; ++round) {
-    // A recorded message with a few bytes spoilt and cut short, or noise.
-    Bytes bytes = std::next(vectors.begin(), random() % vectors.size())->second;
-    if (round % 4 == 0) std::generate(bytes.begin(), bytes.end(), [&] { return random() & 0xff; });
-    for (unsigned spoilt = random() % 4; spoilt > 0; --spoilt)
-      bytes[random() % bytes.size()] = random() & 0xff;
-    bytes.resize(1 + random() % bytes.size());
-    const Input input(bytes);
-    blob_attr* tb[16];
-    blobmsg_parse(kPolicy, ARRAY_SIZE(kPolicy), tb, input.bytes.get(), input.size);
-    if (blob_parse_untrusted(input.attr(), input.size, tb, rules, 16) == 0) continue;
-    blob_attr* field = nullptr;
-    size_t rem = 0;
-    blob_for_each_attr(field, input.attr(), rem) {
-      if (blobmsg_check_attr_len(field, false, rem)) blobmsg_check_array(field, BLOBMSG_TYPE_UNSPEC);
-    }
   }
 }
 

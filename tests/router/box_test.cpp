@@ -1,9 +1,10 @@
-// The calls of plug-ins against the box's router: what its state becomes in the records, and what its faults
-// become in the results.
+// The calls of plug-ins against the box's router: which are refused, what its state becomes in the records, and what
+// its faults become in the results.
 #include <gtest/gtest.h>
 #include <sys/mount.h>
 #include <unistd.h>
 #include <zel/router.h>
+#include <zel/service.h>
 
 #include <chrono>
 #include <cstdlib>
@@ -11,13 +12,17 @@
 #include <string>
 
 #include "support/captured.h"
+#include "support/process.h"
 #include "support/router.h"
 
 namespace {
 
-// All of the calls, with records of their own on the heap, where a sanitizer watches their ends.
+constexpr uid_t kNobody = 10004;  // without abilities, see packages.json
+
+// Records of their own for all of the calls, on the heap, where a sanitizer watches their ends.
 struct Records {
   char name[33];
+  char id[33];
   zel_wan_speed speed;
   zel_wan_status status;
   zel_wifi_info networks[2];
@@ -27,32 +32,83 @@ struct Records {
   char dns[2][ZEL_DNS_SIZE];
 };
 
-const struct {
+// Room for records, rightly counted or not.
+int* count(int bad, int* right) {
+  static int none = 0;
+  return bad == 2 ? nullptr : bad == 3 ? &none : right;
+}
+
+// The calls, made rightly for 0 and wrongly for numbers up to `bad`.
+const struct Call {
   const char* name;
-  int (*call)(Records* records);
-  int in_error;  // its result when the router reports error 5
+  int (*call)(Records* records, int bad);
+  int in_error;  // its result when the router reports error 5; 0 if it does not ask the router
+  int ability = 0, argument_line = 0, permission_line = 0, bad = 0;  // of those that are guarded
+  const char* complaint = "";
 } kCalls[] = {
-    {"name", [](Records* r) { return zel_get_device_name(r->name, sizeof r->name); }, -2},
-    {"speed", [](Records* r) { return zel_get_wan_speed(&r->speed); }, -2},
-    {"status", [](Records* r) { return zel_get_wan_status(&r->status); }, -2},
-    {"wifi", [](Records* r) { return zel_get_wifi_info(r->networks, &r->network_count); }, 5},
-    {"partitions", [](Records* r) { return zel_get_partition_info(r->partitions, &r->partition_count); }, 5},
-    {"dns", [](Records* r) { return zel_get_router_dns(r->dns[0], r->dns[1]); }, -2},
-    {"set dns", [](Records*) { return zel_set_router_dns("9.9.9.9", "8.8.8.8"); }, -2},
-    {"reset dns", [](Records*) { return zel_reset_router_dns(); }, -2},
+    {"zel_get_device_name",
+     [](Records* r, int bad) { return zel_get_device_name(bad ? nullptr : r->name, sizeof r->name); }, -2, 6,
+     32, 36, 1, "NULL name buf\n\n"},
+    {"zel_get_device_id",
+     [](Records* r, int bad) { return zel_get_device_id(bad ? nullptr : r->id, sizeof r->id); }, 0, 6, 53, 57,
+     1, "NULL device_id buf\n\n"},
+    {"zel_get_wan_speed", [](Records* r, int bad) { return zel_get_wan_speed(bad ? nullptr : &r->speed); },
+     -2, 7, 74, 78, 1, "NULL param\n\n"},
+    {"zel_get_wan_status", [](Records* r, int bad) { return zel_get_wan_status(bad ? nullptr : &r->status); },
+     -2, 7, 93, 97, 1, "NULL param\n\n"},
+    {"zel_get_wifi_info",
+     [](Records* r, int bad) {
+       return zel_get_wifi_info(bad == 1 ? nullptr : r->networks, count(bad, &r->network_count));
+     },
+     5, 8, 112, 116, 3, "invalid param\n\n"},
+    {"zel_get_partition_info",
+     [](Records* r, int bad) {
+       return zel_get_partition_info(bad == 1 ? nullptr : r->partitions, count(bad, &r->partition_count));
+     },
+     5, 14, 131, 135, 3, "invalid param\n\n"},
+    {"zel_get_router_dns", [](Records* r, int) { return zel_get_router_dns(r->dns[0], r->dns[1]); }, -2},
+    {"zel_set_router_dns", [](Records*, int) { return zel_set_router_dns("9.9.9.9", "8.8.8.8"); }, -2},
+    {"zel_reset_router_dns", [](Records*, int) { return zel_reset_router_dns(); }, -2},
 };
 
 // What the calls print.
 std::string expect_all(Records* records, const std::string& fault, int result) {
   return captured(stdout, [&] {
-    for (const auto& c : kCalls)
-      EXPECT_EQ(c.call(records), result == 5 ? c.in_error : result) << c.name << ": " << fault;
+    for (const auto& c : kCalls) {
+      const int expected = c.in_error == 0 ? 0 : result == 5 ? c.in_error : result;
+      EXPECT_EQ(c.call(records, 0), expected) << c.name << ": " << fault;
+    }
   });
+}
+
+// What a refused call logs, without the time, in the long and the short form.
+void expect_refused(uid_t uid, const Call& c, int bad, int line, const std::string& message) {
+  Records records;
+  for (const int debug : {1, 0}) {
+    const auto refused = [&] {
+      zel_debug = debug;
+      return c.call(&records, bad) == -1 ? 0 : 1;
+    };
+    const std::string log = captured(stderr, [&] { EXPECT_EQ(run_as(uid, refused), 0) << c.name; });
+    const std::string place = std::string(c.name) + ":" + std::to_string(line) + " ";
+    EXPECT_EQ(log.substr(log.find("[ZRAPI]")), "[ZRAPI] " + (debug != 0 ? place : "") + message + "\n");
+  }
 }
 
 }  // namespace
 
-TEST(RouterOfTheBox, TellsItsStateAndKeepsTheDnsServersItIsGiven) {
+TEST(RouterOfTheBox, IsNotAskedForCallsThatAreRefused) {
+  for (const auto& c : kCalls) {
+    for (int bad = 1; bad <= c.bad; ++bad) expect_refused(kNobody, c, bad, c.argument_line, c.complaint);
+    if (c.ability == 0) continue;
+    const std::string permission = "NO permission: app(1004) perm(" + std::to_string(c.ability) + ")!\n";
+    expect_refused(kNobody, c, 0, c.permission_line, permission);
+    expect_refused(12345, c, 0, c.permission_line, "invalid app!\n");
+  }
+  EXPECT_EQ(test::router_log(), "");
+}
+
+TEST(RouterOfTheBox, ReportsItsStateAndKeepsTheDnsServersItIsGiven) {
   Records r;
   expect_all(&r, "none", 0);
   EXPECT_STREQ(r.name, "Home");
@@ -107,7 +163,7 @@ TEST(RouterOfTheBox, FailsEachCallWithEachFaultAndNoneAfterwards) {
 }
 
 TEST(RouterOfTheBox, LetsEveryPluginAskForTheDnsServers) {
-  ASSERT_EQ(setuid(10004), 0);  // No abilities, see packages.json.
+  ASSERT_EQ(setuid(kNobody), 0);
   Records r;
   captured(stdout, [&] { EXPECT_EQ(zel_get_router_dns(r.dns[0], r.dns[1]), 0); });
 }

@@ -267,3 +267,16 @@ TEST(Queries, ReadTheIdentityFromTheDaemonsFile) {
   }
   EXPECT_EQ(text(buffer, 8), "01234567");
 }
+
+TEST(Queries, EndANameThatWasCut) {
+  ASSERT_EQ(setuid(10001), 0);  // with all abilities, see packages.json
+  const Router router({good(
+      R"("WIFIStatus":[{"WIFI_SSID":"twenty characters..","WIFI_WirelessFrequency":"2.4","WIFI_Status":0}])")});
+  char name[9];
+  name[8] = '!';
+  captured(stdout, [&] { EXPECT_EQ(zel_get_device_name(name, 8), 0); });
+  EXPECT_STREQ(name, "twenty ");
+  EXPECT_EQ(name[8], '!');
+  for (const int length : {0, -1}) EXPECT_EQ(zel_get_device_name(name, length), -1) << length;
+  EXPECT_STREQ(name, "twenty ");
+}

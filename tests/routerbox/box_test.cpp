@@ -3,6 +3,7 @@
 #include <netinet/in.h>
 #include <sys/sem.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -135,24 +136,27 @@ TEST(RouterBox, LetsPlugInsThroughToTheirPrograms) {
   EXPECT_NE(std::string::npos, let.output.find(folder.path("closed/open\n10003\n"))) << let.output;
 }
 
-// Signals the box once its command says "ready", and returns what is printed from then on. That ends when
-// the last process that inherited the pipe is gone: descriptor 9 is one that background programs get too.
-std::string signalled(const std::string& signal, const std::string& arguments) {
-  return run("{ $ROUTERBOX -q " + arguments + " 9>&1 & echo $!; wait $!; echo status $?; } |" +
-             " { read a; read b; kill -" + signal + " ${a#ready}${b#ready}; cat; }")
-      .output;
-}
-
 TEST(RouterBox, PassesSignalsOnToTheCommand) {
   EXPECT_EQ("status 5\n",
-            signalled("TERM", "-- sh -c 'trap \"exit 5\" TERM; echo ready; while :; do sleep 0.01; done'"));
+            run("{ $ROUTERBOX -q -- sh -c 'trap \"exit 5\" TERM; echo ready; while :; do sleep 0.01; done' &"
+                " echo $!; wait $!; echo status $?; } |"
+                " { read a; read b; kill -TERM ${a#ready}${b#ready}; cat; }")
+                .output);
 }
 
+// The plug-in and the command hold a pipe that ends with its last writer.
 TEST(RouterBox, LeavesNothingBehindWhenItIsKilled) {
-  const std::string stays = "while :; do sleep 1; done";
+  const HostFolder folder;
+  ASSERT_EQ(0, mkfifo(folder.path("life").c_str(), 0666));
+  ASSERT_EQ(0, chmod(folder.path("life").c_str(), 0666));
+  setenv("LIFE", folder.path("life").c_str(), 1);
+  setenv("STAY", "trap : TERM HUP; exec 5>$LIFE; echo up >&5; while :; do sleep 1; done", 1);
   const std::string output =
-      signalled("KILL", "--packages $PACKAGES --start \"1003 sh -c 'trap : TERM HUP; " + stays + "'\"" +
-                            " -- sh -c 'trap : TERM HUP; echo ready; " + stays + "'");
+      run("{ $ROUTERBOX -q --env STAY --env LIFE --keep $LIFE --packages $PACKAGES"
+          " --start \"1003 sh -c 'eval \\$STAY'\" -- sh -c 'eval $STAY' & echo $!; wait $!; echo status $?; "
+          "} |"
+          " { read box; exec 8<$LIFE; read up <&8; read up <&8; kill -KILL $box; cat <&8; cat; }")
+          .output;
   EXPECT_NE(std::string::npos, output.find("status 137\n")) << "a process of the box still lives: " << output;
 }
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <filesystem>
 #include <string_view>
 
 #include "run.h"
@@ -13,46 +14,75 @@ namespace {
 constexpr const char* kAccount = "tester:x:4242:4242::/:/bin/sh\n";
 constexpr const char* kRange = "tester:100000:65536\n";
 
-// Runs `line` as user 4242 with these texts as /etc/subuid and /etc/subgid.
-Outcome run_as_tester(const HostFolder& folder, const std::string& ranges, const std::string& line) {
-  const std::string accounts = run("cat /etc/passwd").output + kAccount;
-  const std::string script =
-      "set -e\n"
-      "mount --bind " +
-      folder.file("passwd", accounts) +
-      " /etc/passwd\n"
-      "mount --bind " +
-      folder.file("ranges", ranges) +
-      " /etc/subuid\n"
-      "mount --bind " +
-      folder.file("ranges", ranges) +
-      " /etc/subgid\n"
-      "exec setpriv --reuid 4242 --regid 4242 --clear-groups " +
-      line + "\n";
-  return run("exec unshare -m sh " + folder.file("become", script));
-}
-
 class OrdinaryUser : public testing::Test {
  protected:
   void SetUp() override {
     if (geteuid() != 0) GTEST_SKIP() << "only root can become another user";
-    if (run("setpriv --reuid 4242 --regid 4242 --clear-groups test -x $ROUTERBOX").status != 0)
-      GTEST_SKIP() << "the build folder is closed to other users";
+    // Entering a user namespace needs a process with one thread.
+    if (std::string_view(ZEL_SANITIZE) == "thread") GTEST_SKIP() << "the sanitizer runs a thread of its own";
   }
+
+  // The programs and the package file are bound to a folder that the user may enter, wherever they lie.
+  Outcome run_as_tester(const std::string& line, const std::string& with = {}) const {
+    folder_.file("passwd", run("cat /etc/passwd").output + kAccount);
+    folder_.file("ranges", kRange);
+    folder_.file("packages", run("cat $PACKAGES").output);
+    for (const char* name : {"build", "project"}) std::filesystem::create_directory(folder_.path(name));
+    std::filesystem::permissions(folder_.path("project"), std::filesystem::perms(0777));
+    const std::string script =
+        folder_.file("become",
+                     "set -e\ncd ${0%/*}\n"
+                     "mount --bind passwd /etc/passwd\n"
+                     "mount --bind ranges /etc/subuid\n"
+                     "mount --bind ranges /etc/subgid\n"
+                     "mount --bind ${ROUTERBOX%/bin/*} build\n"
+                     "export ROUTERBOX=$PWD/build/bin/routerbox PACKAGES=$PWD/packages\n"
+                     "cd project\nexec " +
+                         with + " setpriv --reuid 4242 --regid 4242 --clear-groups " + line + "\n");
+    return run("exec unshare -m sh " + script);
+  }
+
   const HostFolder folder_;
 };
 
 TEST_F(OrdinaryUser, HasTheWholeBox) {
-  // Entering a user namespace needs a process with one thread.
-  if (std::string_view(ZEL_SANITIZE) == "thread") GTEST_SKIP() << "the sanitizer runs a thread of its own";
-  const Outcome outcome =
-      run_as_tester(folder_, kRange,
-                    "$ROUTERBOX -q --packages $PACKAGES --start '1003 id -un' --as 1004 -- "
-                    "sh -c 'grep -q 4242 /proc/self/uid_map && echo $(id -un; stat -c %u /etc/norva; "
-                    "cat /proc/1/comm; wc -l </proc/sysvipc/sem); test -S /var/run/ubus/ubus.sock'");
+  const Outcome outcome = run_as_tester(
+      "$ROUTERBOX -q --packages $PACKAGES --start '1003 sh -c \"id -un; touch /tmp/a\"' --as 1004 -- "
+      "sh -c 'until [ -e /tmp/a ]; do sleep 0.01; done; grep -q 4242 /proc/self/uid_map && echo $(id -un; "
+      "stat -c %u /etc/norva; "
+      "cat /proc/1/comm; wc -l </proc/sysvipc/sem); test -S /var/run/ubus/ubus.sock'");
   EXPECT_EQ(0, outcome.status) << outcome.output;
   EXPECT_NE(std::string::npos, outcome.output.find("zel1004 0 routerbox 2\n")) << outcome.output;
   EXPECT_NE(std::string::npos, outcome.output.find("1003 | zel1003\n")) << outcome.output;
+}
+
+TEST_F(OrdinaryUser, HasTheVerbsToo) {
+  folder_.file("author",
+               "echo '[[plugin]]\nname = \"night\"\nappid = \"3001\"\nrun = \"sleep 1000\"' >box.toml\n"
+               "$ROUTERBOX up && $ROUTERBOX ps && $ROUTERBOX exec --as night -- sh -c 'id -u; touch mark'\n"
+               "$ROUTERBOX down && ls .box/night\n");
+  const Outcome outcome = run_as_tester("sh ../author");
+  for (const char* text : {"night  3001   10001  running", "\n10001\n", "has ended\nmark\n"})
+    EXPECT_NE(std::string::npos, outcome.output.find(text)) << outcome.output;
+}
+
+TEST_F(OrdinaryUser, IsToldWhatToDoWhereUserNamespacesAreForbidden) {
+  // In a user namespace, of which the setting is; it takes effect for those below.
+  const std::string limit = folder_.file("limit",
+                                         "#!/bin/sh\n"
+                                         "echo 0 >/proc/sys/user/max_user_namespaces && exec \"$@\"\n");
+  const std::string part = folder_.file(
+      "part",
+      "#!/bin/sh\n"
+      "unshare -U sh -c 'until [ $(id -u) = 0 ]; do sleep 0.01; done; exec \"$@\"' - \"$@\" &\n"
+      "until [ \"$(readlink /proc/$!/ns/user)\" != \"$(readlink /proc/$$/ns/user)\" ]; do sleep 0.01; "
+      "done\n"
+      "for map in uid gid; do echo 0 0 100000 >/proc/$!/${map}_map; done\n"
+      "wait $!\n");
+  const Outcome outcome = run_as_tester("$ROUTERBOX -- true", part + " " + limit);
+  EXPECT_EQ(125, outcome.status) << outcome.output;
+  EXPECT_NE(std::string::npos, outcome.output.find("sudo sysctl user.max_user_namespaces=15000"))
+      << outcome.output;
 }
 
 TEST(SubordinateIds, SeveralRangesFollowEachOtherInside) {

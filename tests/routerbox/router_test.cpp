@@ -180,6 +180,25 @@ TEST(BoxRouter, RefusesBodiesThatAreTooLong) {
   }
 }
 
+TEST(BoxRouter, BelongsToTheBoxsOwnerAndNotToPlugins) {
+  static const struct {
+    const char* method;
+    const char* path;
+    const char* body;
+    int status;
+  } kCases[] = {
+      {"GET", "/api?method=query_router_info", "", 200},
+      {"GET", "/box/state", "", 403},
+      {"PATCH", "/box/state", R"({"WAN": {"WAN_NET": 0}})", 403},
+      {"POST", "/box/wan", R"({"up": false})", 403},
+      {"POST", "/%62ox/disk", R"({"add": "sdb1"})", 403},
+      {"POST", "/box/set", R"({"path": "WAN.WAN_NET", "value": 0})", 403},
+      {"DELETE", "/box/fault", "", 403},
+  };
+  ASSERT_EQ(0, setuid(10001));  // See packages.json.
+  for (const auto& c : kCases) EXPECT_EQ(c.status, test::http(c.method, c.path, c.body).status) << c.path;
+}
+
 TEST(BoxRouter, LaysTheStateItIsGivenOverTheBuiltInOne) {
   const HostFolder folder;
   static const struct {

@@ -56,7 +56,7 @@ HttpReply http(const std::string& method, const std::string& target, const std::
   std::string answer;
   char block[65536];
   // The servers close the connection behind every answer.
-  for (ssize_t count; (count = read(link.get(), block, sizeof block)) > 0; ++reply.pieces)
+  for (ssize_t count; (count = read(link.get(), block, sizeof block)) > 0;)
     answer.append(block, static_cast<size_t>(count));
   reply.took = std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start);
   read_answer(answer, &reply);

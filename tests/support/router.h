@@ -16,7 +16,6 @@ struct HttpReply {
   std::string head;    // status line and headers
   std::string body;    // as far as it came
   bool whole = false;  // the body has its announced length
-  size_t pieces = 0;   // reads in which the answer came
   std::chrono::milliseconds took{0};
 };
 

@@ -1,4 +1,4 @@
-// zelctl.h: $Z runs the tool, $F is the package file.
+// zelctl.h: $Z runs the tool, $NOBODY in front of it as a user that is no plug-in's; $F is the package file.
 #pragma once
 #include <gtest/gtest.h>
 #include <stdlib.h>
@@ -9,6 +9,7 @@ class Zelctl : public testing::Test {
  protected:
   void SetUp() override {
     setenv("Z", TEST_EMULATOR " " TEST_BIN "/zelctl", 1);
+    setenv("NOBODY", "setpriv --reuid 4711 --regid 4711 --clear-groups", 1);
     setenv("F", "/etc/norva/packages.json", 1);
   }
 };

@@ -75,3 +75,13 @@ TEST(GenerateRandHexFill, WritesDigitsAndSeedsRandAnew) {
   EXPECT_EQ(nul_only.data()[0], '\0');
   EXPECT_NE(rand(), unseeded);
 }
+
+TEST(SprintfAlloc, AllocatesOrEndsTheProcess) {
+  char* text = nullptr;
+  const std::string large(5000, 'x');
+  EXPECT_EQ(zel_sprintf_alloc(&text, "%d %s", 7, large.c_str()), 5002);
+  EXPECT_EQ(text, "7 " + large);
+  free(xrealloc(text, 2));
+  EXPECT_EXIT(zel_sprintf_alloc(&text, "%lc", wint_t{0x20AC}), testing::ExitedWithCode(1),
+              "^zel_sprintf_alloc: encountered an output or encoding error during vsnprintf.\n$");
+}

@@ -10,22 +10,27 @@ namespace zelctl {
 namespace {
 
 [[noreturn]] void end(Exit exit, int code, const std::string& why, const char* advice) {
-  const std::string text = readable(why);
-  if (manner().json) {
-    const JsonTree json(cJSON_CreateObject());
-    cJSON_AddStringToObject(json.get(), "error", text.c_str());
-    cJSON_AddNumberToObject(json.get(), "code", code);
-    cJSON_AddStringToObject(json.get(), "advice", advice);
-    print(printed(json.get()));
-  } else if (code != 0) {
-    print_report(format("zelctl: %s (%d)\n%s\n", text.c_str(), code, advice));
-  } else {
-    print_report(format("zelctl: %s\n%s\n", text.c_str(), advice));
-  }
+  const std::string report = failure_report(code, why, advice);
+  progress("");
+  if (manner().json)
+    print(report);
+  else
+    print_report(report);
   end_process(exit);
 }
 
 }  // namespace
+
+std::string failure_report(int code, const std::string& why, const char* advice) {
+  const std::string text = readable(why);
+  if (!manner().json)
+    return format("zelctl: %s%s\n%s\n", text.c_str(), code != 0 ? format(" (%d)", code).c_str() : "", advice);
+  const JsonTree json(cJSON_CreateObject());
+  cJSON_AddStringToObject(json.get(), "error", text.c_str());
+  cJSON_AddNumberToObject(json.get(), "code", code);
+  cJSON_AddStringToObject(json.get(), "advice", advice);
+  return printed(json.get());
+}
 
 void fail(Exit exit, const char* advice, const char* why, ...) {
   va_list values;

@@ -4,6 +4,7 @@
 // changes, connections, memory) the kernel gives back. So no exceptions are needed, whose tables and clean-up code
 // would be a fifth of this program on the router.
 #pragma once
+#include <string>
 
 namespace zelctl {
 
@@ -24,6 +25,9 @@ enum Exit : int {
 // The same with a code of the library's.
 [[noreturn]] void fail_with(int code, Exit exit, const char* advice, const char* why, ...)
     __attribute__((format(printf, 4, 5)));
+
+// What these put out.
+std::string failure_report(int code, const std::string& why, const char* advice);
 
 // A command line that is none; the advice is the help of `words`.
 [[noreturn]] void fail_usage(const char* words, const char* why, ...) __attribute__((format(printf, 2, 3)));

@@ -4,6 +4,8 @@
 
 namespace zelctl {
 
+extern const Family kDeviceFamily;
+extern const Family kHttpFamily;
 extern const Family kPermFamily;
 
 }  // namespace zelctl

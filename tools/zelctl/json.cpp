@@ -22,7 +22,7 @@ void require_memory(const void* made) {
 }
 
 void add_text(cJSON* object, const char* key, const char* text) {
-  require_memory(cJSON_AddStringToObject(object, key, readable(text, "\t\n").c_str()));
+  require_memory(cJSON_AddStringToObject(object, key, readable(text, "\t\r\n").c_str()));
 }
 
 void add_number(cJSON* object, const char* key, double number) {
@@ -46,7 +46,7 @@ cJSON* add_object(cJSON* object, const char* key) {
 }
 
 void append_text(cJSON* array, const char* text) {
-  append(array, cJSON_CreateString(readable(text, "\t\n").c_str()));
+  append(array, cJSON_CreateString(readable(text, "\t\r\n").c_str()));
 }
 
 void append_number(cJSON* array, double number) {

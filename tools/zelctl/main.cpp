@@ -5,6 +5,7 @@
 #include <csignal>
 
 #include "command_line.h"
+#include "ending.h"
 #include "families.h"
 #include "help.h"
 #include "output.h"
@@ -14,7 +15,8 @@
 namespace zelctl {
 
 std::span<const Family* const> families() {
-  static constexpr const Family* kFamilies[] = {&kPermFamily, &kHelpFamily, &kCompletionFamily};
+  static constexpr const Family* kFamilies[] = {&kPermFamily, &kDeviceFamily, &kHttpFamily, &kHelpFamily,
+                                                &kCompletionFamily};
   return kFamilies;
 }
 
@@ -44,5 +46,6 @@ int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);
   zel_debug = 0;
   zelctl::take_streams(zelctl::manner_of(argc, argv));
+  zelctl::interruption_fails("Run it again to have the rest.", "interrupted");
   zelctl::end_process(zelctl::run(zelctl::parse(argc, argv)));
 }

@@ -7,6 +7,7 @@
 #include <cstdarg>
 #include <cstdio>
 
+#include "ending.h"
 #include "text.h"
 
 namespace zelctl {
@@ -57,7 +58,12 @@ int output_fd() {
   return result_stream != nullptr ? fileno(result_stream) : -1;
 }
 
+int report_fd() {
+  return report_stream != nullptr ? fileno(report_stream) : -1;
+}
+
 void print(const std::string& text) {
+  const Undivided scope;
   const bool printed = result_stream != nullptr && std::fputs(text.c_str(), result_stream) >= 0 &&
                        std::fflush(result_stream) == 0;
   if (printed) return;

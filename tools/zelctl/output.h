@@ -23,6 +23,7 @@ void take_streams(const Manner& manner);
 void give_streams();
 // -1 when the caller has closed it.
 int output_fd();
+int report_fd();
 
 // Prints a result or a part of one. Ends the process if it gets lost: with a failure, or, when whoever read it has gone
 // as `head` does when it has seen enough, with success.

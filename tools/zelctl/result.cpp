@@ -1,6 +1,8 @@
 #include "result.h"
 
+#include <algorithm>
 #include <cstdarg>
+#include <cstring>
 
 #include "output.h"
 #include "text.h"
@@ -27,9 +29,34 @@ void Result::line(const char* text, ...) {
   text_ += '\n';
 }
 
+void Result::text(const char* key, const char* value) {
+  add_text(json(), key, value);
+  add_row(key, value);
+}
+
+void Result::number(const char* key, double value, const std::string& text) {
+  add_number(json(), key, value);
+  add_row(key, text.empty() ? format("%.0f", value) : text);
+}
+
+void Result::flag(const char* key, bool value, const char* yes, const char* no) {
+  add_bool(json(), key, value);
+  add_row(key, value ? yes : no);
+}
+
 void Result::show() {
   end_table();
   print(manner().json ? printed(json_.get()) : text_);
+}
+
+void Result::add_row(const char* key, const std::string& value) {
+  std::string name = key;
+  // The unit stands with the value.
+  for (const char* const unit : {"_kib", "_bytes", "_seconds"}) {
+    if (name.ends_with(unit)) name.resize(name.size() - std::strlen(unit));
+  }
+  std::replace(name.begin(), name.end(), '_', ' ');
+  row("%s\t%s", name.c_str(), value.c_str());
 }
 
 void Result::end_table() {

@@ -18,11 +18,18 @@ class Result {
   void row(const char* text, ...) __attribute__((format(printf, 2, 3)));
   void line(const char* text, ...) __attribute__((format(printf, 2, 3)));
 
+  // A member for scripts, and for people a row of its name, blanks in it and no unit,
+  // and of the value, or the text given.
+  void text(const char* key, const char* value);
+  void number(const char* key, double value, const std::string& text = "");
+  void flag(const char* key, bool value, const char* yes, const char* no);
+
   // Prints the form that is wanted.
   void show();
 
  private:
   void end_table();
+  void add_row(const char* key, const std::string& value);
 
   JsonTree json_;
   std::string text_;

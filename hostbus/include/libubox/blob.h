@@ -112,23 +112,8 @@ static inline uint32_t blob_get_u32(const struct blob_attr* attr) {
   return be32_to_cpu(number);
 }
 
-static inline uint64_t blob_get_u64(const struct blob_attr* attr) {
-  uint64_t number;
-  memcpy(&number, attr->data, sizeof(number));
-  return be64_to_cpu(number);
-}
-
-static inline int8_t blob_get_int8(const struct blob_attr* attr) {
-  return (int8_t)blob_get_u8(attr);
-}
-static inline int16_t blob_get_int16(const struct blob_attr* attr) {
-  return (int16_t)blob_get_u16(attr);
-}
 static inline int32_t blob_get_int32(const struct blob_attr* attr) {
   return (int32_t)blob_get_u32(attr);
-}
-static inline int64_t blob_get_int64(const struct blob_attr* attr) {
-  return (int64_t)blob_get_u64(attr);
 }
 
 static inline const char* blob_get_string(const struct blob_attr* attr) {
@@ -169,16 +154,6 @@ int blob_parse(struct blob_attr* attr, struct blob_attr** data, const struct blo
 int blob_parse_untrusted(struct blob_attr* attr, size_t attr_len, struct blob_attr** data,
                          const struct blob_attr_info* info, int max);
 
-/* Whether len bytes at ptr are a valid payload of the kind type (BLOB_ATTR_...): integers need their exact
- * size, strings a final NUL, doubles at least 8 bytes. */
-bool blob_check_type(const void* ptr, unsigned int len, int type);
-
-/* Whether both have the same id, flag, length and payload; two nulls are equal. */
-bool blob_attr_equal(const struct blob_attr* a1, const struct blob_attr* a2);
-
-/* A copy to be freed with free(), or null for null or without memory. */
-struct blob_attr* blob_memdup(const struct blob_attr* attr);
-
 /* --- building ------------------------------------------------------------------------------------------- */
 
 /* Makes the buffer an empty attribute of that id; what was in it is lost, its memory is kept.
@@ -188,28 +163,15 @@ int blob_buf_init(struct blob_buf* buf, int id);
 /* Frees the memory. The buffer may be initialised again; harmless on a zeroed one. */
 void blob_buf_free(struct blob_buf* buf);
 
-/* Makes room for `required` more bytes of memory. Returns false, with the contents unharmed, when memory is
- * short or the buffer would pass 16777215 bytes. */
-bool blob_buf_grow(struct blob_buf* buf, int required);
-
-/* Appends an attribute to the open container. payload and len are bytes; ptr null leaves the payload as it
- * is in the buffer. Returns the attribute, or null when the buffer cannot grow. */
-struct blob_attr* blob_new(struct blob_buf* buf, int id, int payload);
+/* Appends an attribute of len bytes to the open container; ptr null leaves the payload as it is in the buffer.
+ * Returns the attribute, or null when the buffer cannot grow or would pass 16777215 bytes; its contents are
+ * unharmed then. */
 struct blob_attr* blob_put(struct blob_buf* buf, int id, const void* ptr, unsigned int len);
-
-/* Appends len bytes that already are an attribute (4 bytes at least). Returns as above. */
-struct blob_attr* blob_put_raw(struct blob_buf* buf, const void* ptr, unsigned int len);
 
 /* Opens a container in the open one; blob_nest_end closes it. Innermost first. Until then its parent's length
  * does not count it. Returns a cookie for blob_nest_end, or null when the buffer cannot grow. */
 void* blob_nest_start(struct blob_buf* buf, int id);
 void blob_nest_end(struct blob_buf* buf, void* cookie);
-
-/* Zeroes an attribute's padding, which must be writable. */
-void blob_fill_pad(struct blob_attr* attr);
-
-/* Sets an attribute's length (with the header word, up to 16777215), keeping its id. */
-void blob_set_raw_len(struct blob_attr* attr, unsigned int len);
 
 /* Appends a string with its NUL, or a number in the wire's byte order. */
 static inline struct blob_attr* blob_put_string(struct blob_buf* buf, int id, const char* str) {
@@ -220,25 +182,10 @@ static inline struct blob_attr* blob_put_u8(struct blob_buf* buf, int id, uint8_
   return blob_put(buf, id, &number, sizeof(number));
 }
 
-static inline struct blob_attr* blob_put_u16(struct blob_buf* buf, int id, uint16_t number) {
-  number = cpu_to_be16(number);
-  return blob_put(buf, id, &number, sizeof(number));
-}
-
 static inline struct blob_attr* blob_put_u32(struct blob_buf* buf, int id, uint32_t number) {
   number = cpu_to_be32(number);
   return blob_put(buf, id, &number, sizeof(number));
 }
-
-static inline struct blob_attr* blob_put_u64(struct blob_buf* buf, int id, uint64_t number) {
-  number = cpu_to_be64(number);
-  return blob_put(buf, id, &number, sizeof(number));
-}
-
-#define blob_put_int8 blob_put_u8
-#define blob_put_int16 blob_put_u16
-#define blob_put_int32 blob_put_u32
-#define blob_put_int64 blob_put_u64
 
 #ifdef __cplusplus
 }

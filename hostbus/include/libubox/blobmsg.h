@@ -10,8 +10,6 @@
 #ifndef HOSTBUS_LIBUBOX_BLOBMSG_H
 #define HOSTBUS_LIBUBOX_BLOBMSG_H
 
-#include <stdarg.h>
-
 #include "blob.h"
 
 #ifdef __cplusplus
@@ -55,10 +53,6 @@ struct blobmsg_policy {
 int blobmsg_parse(const struct blobmsg_policy* policy, int policy_len, struct blob_attr** tb, void* data,
                   unsigned int len);
 
-/* The same by position, for arrays: a field that is not of the current entry's type is skipped. */
-int blobmsg_parse_array(const struct blobmsg_policy* policy, int policy_len, struct blob_attr** tb,
-                        void* data, unsigned int len);
-
 /* Whether the attribute is well-formed (name header, type, size of the value; not what an array or table
  * contains). With `name` an empty name is refused. An attribute without name header passes without `name`. */
 bool blobmsg_check_attr(const struct blob_attr* attr, bool name);
@@ -66,19 +60,11 @@ bool blobmsg_check_attr(const struct blob_attr* attr, bool name);
 /* The same for an attribute in len bytes from outside. */
 bool blobmsg_check_attr_len(const struct blob_attr* attr, bool name, size_t len);
 
-/* Checks the elements of an array or table; type UNSPEC takes any type, a table's need names.
- * Returns the number of elements, or -1. */
-int blobmsg_check_array(const struct blob_attr* attr, int type);
-
 /* Adds a field with len bytes of value; data null leaves the value as it is in the buffer. */
 int blobmsg_add_field(struct blob_buf* buf, int type, const char* name, const void* data, unsigned int len);
 
 /* Opens a table or an array. Returns the cookie for blob_nest_end, or null. */
 void* blobmsg_open_nested(struct blob_buf* buf, const char* name, bool array);
-
-/* Adds a string made like printf's. */
-int blobmsg_printf(struct blob_buf* buf, const char* name, const char* format, ...)
-    __attribute__((format(printf, 3, 4)));
 
 /* --- reading ------------------------------------------------------------------------------------------- */
 
@@ -115,22 +101,12 @@ static inline size_t blobmsg_data_len(const struct blob_attr* attr) {
   return attr ? blob_len(attr) - blobmsg_value_offset(attr) : 0;
 }
 
-static inline size_t blobmsg_len(const struct blob_attr* attr) {
-  return blobmsg_data_len(attr);
-}
-
 static inline uint8_t blobmsg_get_u8(struct blob_attr* attr) {
   return *(uint8_t*)blobmsg_data(attr);
 }
 
 static inline bool blobmsg_get_bool(struct blob_attr* attr) {
   return blobmsg_get_u8(attr) != 0;
-}
-
-static inline uint16_t blobmsg_get_u16(struct blob_attr* attr) {
-  uint16_t number;
-  memcpy(&number, blobmsg_data(attr), sizeof(number));
-  return be16_to_cpu(number);
 }
 
 static inline uint32_t blobmsg_get_u32(struct blob_attr* attr) {
@@ -163,25 +139,10 @@ static inline char* blobmsg_get_string(struct blob_attr* attr) {
   for (rem = blobmsg_data_len(attr), pos = (struct blob_attr*)blobmsg_data(attr); \
        blob_attr_fits(pos, (size_t)(rem)); rem -= blob_pad_len(pos), pos = blob_next(pos))
 
-/* blobmsg_parse of a table field's or message's contents. */
-static inline int blobmsg_parse_attr(const struct blobmsg_policy* policy, int policy_len,
-                                     struct blob_attr** tb, struct blob_attr* data) {
-  return blobmsg_parse(policy, policy_len, tb, blobmsg_data(data), (unsigned int)blobmsg_data_len(data));
-}
-
 /* --- building ------------------------------------------------------------------------------------------- */
-
-static inline int blobmsg_buf_init(struct blob_buf* buf) {
-  return blob_buf_init(buf, BLOBMSG_TYPE_TABLE);
-}
 
 static inline int blobmsg_add_u8(struct blob_buf* buf, const char* name, uint8_t number) {
   return blobmsg_add_field(buf, BLOBMSG_TYPE_INT8, name, &number, sizeof(number));
-}
-
-static inline int blobmsg_add_u16(struct blob_buf* buf, const char* name, uint16_t number) {
-  number = cpu_to_be16(number);
-  return blobmsg_add_field(buf, BLOBMSG_TYPE_INT16, name, &number, sizeof(number));
 }
 
 static inline int blobmsg_add_u32(struct blob_buf* buf, const char* name, uint32_t number) {
@@ -205,12 +166,6 @@ static inline int blobmsg_add_double(struct blob_buf* buf, const char* name, dou
 static inline int blobmsg_add_string(struct blob_buf* buf, const char* name, const char* string) {
   if (!string) return -1;
   return blobmsg_add_field(buf, BLOBMSG_TYPE_STRING, name, string, (unsigned int)strlen(string) + 1);
-}
-
-/* Adds a copy of a field, name included. */
-static inline int blobmsg_add_blob(struct blob_buf* buf, struct blob_attr* attr) {
-  return blobmsg_add_field(buf, blobmsg_type(attr), blobmsg_name(attr), blobmsg_data(attr),
-                           (unsigned int)blobmsg_data_len(attr));
 }
 
 /* Open and close tables and arrays; innermost first. */

@@ -50,8 +50,6 @@ int uloop_init(void);
 int uloop_run(void);
 /* Makes the running uloop_run return after the callback in progress. */
 void uloop_end(void);
-/* Forgets all descriptors and timers; closes nothing. */
-void uloop_done(void);
 
 /* Watches u->fd for the events in flags (ULOOP_READ, ULOOP_WRITE), or changes them; without an event it stops
  * watching. Makes the descriptor non-blocking unless ULOOP_BLOCKING. Returns 0, or -1 when it cannot. */
