@@ -32,7 +32,18 @@ elseif(CMAKE_CROSSCOMPILING AND NOT ZEL_BUS STREQUAL "hostbus")
 else()
   set(ZEL_BUS_IS hostbus)
 endif()
-message(STATUS "Bus libraries: ${ZEL_BUS_IS}")
+
+# A cross build is for a device, where the bus libraries of the build decide whether the library runs there.
+set(bus "libubus and libubox of this tree (hostbus)")
+if(ZEL_BUS_IS STREQUAL "system")
+  set(bus "the installed ones: ${UBUS_LINK_LIBRARIES}${UBUS_LIBRARY}")
+endif()
+if(CMAKE_CROSSCOMPILING AND ZEL_BUS_IS STREQUAL "hostbus")
+  message(WARNING "Bus libraries for ${CMAKE_SYSTEM_PROCESSOR}: ${bus}. They serve tests under emulation and are not "
+    "installed. For a router use its own, with -DZEL_BUS=system.")
+else()
+  message(STATUS "Bus libraries for ${CMAKE_SYSTEM_PROCESSOR}: ${bus}")
+endif()
 
 if(ZEL_BUS_IS STREQUAL "hostbus" OR ZEL_TOOLS)
   add_subdirectory(hostbus)

@@ -13,7 +13,11 @@ static int greet(const char* message, uint32_t length, char* answer, uint32_t an
 int main(void) {
   char appid[PERM_APPID_SIZE];
   if (begin_plugin("greeter", appid) != 0) return 1;
-  if (zel_service_init() != 0 || zel_cloud_msg_handler_register(greet) != 0) {
+  if (zel_service_init() != 0) {
+    fprintf(stderr, "greeter: the library did not start; its lines above tell why\n");
+    return 1;
+  }
+  if (zel_cloud_msg_handler_register(greet) != 0) {
     fprintf(stderr, "greeter: no cloud messages for this plug-in; its package needs ability 2\n");
     return 1;
   }

@@ -30,7 +30,9 @@ class Box {
         services_(processes_, printer_, plan.services, [this](const std::string& line) { complain(line); }),
         plugins_({processes_, printer_, trace_, [this](const std::string& line) { complain(line); }},
                  plan.plugins),
-        bus_(processes_, plan.boxbus) {}
+        bus_(processes_, plan.boxbus),
+        bus_faults_(processes_, services_, plugins_),
+        faults_(services_, bus_faults_) {}
 
   int run() {
     const int status = processes_.run([this] { return direct(); },
@@ -49,7 +51,7 @@ class Box {
   }
 
   int direct() {
-    start_control(std::move(ends_.control), box_verbs({plan_, processes_, plugins_, services_, bus_,
+    start_control(std::move(ends_.control), box_verbs({plan_, processes_, plugins_, services_, bus_, faults_,
                                                        [this](size_t place) { start_plugin(place); }}));
     services_.start_all();
     if (!plan_.zelctl.empty()) fill_permission_table();
@@ -112,6 +114,8 @@ class Box {
   Services services_;
   Plugins plugins_;
   BusClient bus_;
+  BusFaults bus_faults_;
+  FaultVerbs faults_;
 };
 
 PluginRun plugin_from(const Background& wanted, const std::vector<Package>& packages) {

@@ -75,7 +75,7 @@ class BoxVerbs {
     const char* name;
     Json (BoxVerbs::*run)(const Json& arguments);
   };
-  static const Row kVerbs[12];
+  static const Row kVerbs[14];
 
   size_t plugin_named(const std::string& name) const {
     if (const std::optional<size_t> place = parts_.plugins.find(name)) return *place;
@@ -223,6 +223,9 @@ class BoxVerbs {
     return {{"state", RouterClient().state(text_in(arguments, "path"))}};
   }
 
+  Json fault(const Json& arguments) { return parts_.faults.fault(arguments); }
+  Json faults(const Json& arguments) { return parts_.faults.faults(arguments); }
+
   Json down(const Json&) {
     parts_.processes.interrupt(SIGTERM);
     return {{"box", parts_.plan.box}};
@@ -232,11 +235,12 @@ class BoxVerbs {
   std::mutex changing_;
 };
 
-const BoxVerbs::Row BoxVerbs::kVerbs[12] = {
+const BoxVerbs::Row BoxVerbs::kVerbs[14] = {
     {"ps", &BoxVerbs::ps},       {"enter", &BoxVerbs::enter},     {"start", &BoxVerbs::start},
     {"stop", &BoxVerbs::stop},   {"restart", &BoxVerbs::restart}, {"send", &BoxVerbs::send},
     {"event", &BoxVerbs::event}, {"wan", &BoxVerbs::wan},         {"disk", &BoxVerbs::disk},
     {"set", &BoxVerbs::set},     {"state", &BoxVerbs::state},     {"down", &BoxVerbs::down},
+    {"fault", &BoxVerbs::fault}, {"faults", &BoxVerbs::faults},
 };
 
 }  // namespace

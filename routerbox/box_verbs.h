@@ -5,6 +5,7 @@
 #include "box.h"
 #include "bus_client.h"
 #include "control.h"
+#include "fault_verbs.h"
 #include "services/services.h"
 
 namespace routerbox {
@@ -15,6 +16,7 @@ struct BoxParts {
   Plugins& plugins;
   Services& services;
   BusClient& bus;
+  FaultVerbs& faults;
   std::function<void(size_t place)> start_plugin;  // and waits until it is served
 };
 

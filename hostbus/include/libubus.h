@@ -193,8 +193,8 @@ struct ubus_context {
 
 /* --- connections ---------------------------------------------------------------------------------------- */
 
-/* Connects to the broker at the socket path (null: UBUS_UNIX_SOCKET) and waits for its greeting, without
- * limit. Returns a context for ubus_free, or null on any failure. */
+/* Connects to the broker at the socket path (null: the usual one) and waits for its greeting.
+ * Returns a context for ubus_free, or null on any failure. */
 struct ubus_context* ubus_connect(const char* path);
 
 /* Closes the connection and frees the context; null is accepted. Sends nothing, leaves objects alone. */

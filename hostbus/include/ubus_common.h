@@ -1,8 +1,5 @@
-/* ubus_common.h: constants of library, broker and tool. */
+/* ubus_common.h: what library, broker and tool share. Nothing for programs, which may include it nevertheless. */
 #ifndef HOSTBUS_UBUS_COMMON_H
 #define HOSTBUS_UBUS_COMMON_H
-
-/* Where the broker listens unless told otherwise. */
-#define UBUS_UNIX_SOCKET "/var/run/ubus/ubus.sock"
 
 #endif

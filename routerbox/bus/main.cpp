@@ -1,7 +1,5 @@
 // main.cpp: boxbus, the box's own client of its bus. In a process of its own, because the bus libraries wait without
 // limit for a broker that stays silent, and change how signals are handled.
-#include <libubox/blobmsg.h>
-#include <libubus.h>
 #include <unistd.h>
 
 #include <cstring>
@@ -13,6 +11,7 @@
 #include "../http/json.h"
 #include "../io.h"
 #include "../verbs/status.h"
+#include "bus/libubus.h"
 
 namespace routerbox::bus {
 namespace {

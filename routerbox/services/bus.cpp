@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <filesystem>
 #include <iterator>
 
 #include "../places.h"
@@ -40,10 +41,12 @@ std::string find_broker(const std::string& program) {
 std::optional<Service> find_bus(const Options& options, const std::string& own_folder) {
   if (options.no_broker) return std::nullopt;
   const std::string program = find_broker(options.broker.empty() ? own_folder + "/hostbusd" : options.broker);
-  return Service{
-      "bus", {program}, [program] {
-        return std::vector<Server>{{"the broker", kBusSockets[0], serves, kAdvice, {program, {program}}}};
-      }};
+  Launch launch{program, {program}};
+  if (std::filesystem::path(program).filename() == "hostbusd")
+    launch.words.insert(launch.words.end(), {"--faults", kBusOrders});
+  return Service{"bus", {program}, [launch] {
+                   return std::vector<Server>{{"the broker", kBusSockets[0], serves, kAdvice, launch}};
+                 }};
 }
 
 }  // namespace routerbox

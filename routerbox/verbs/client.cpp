@@ -21,18 +21,19 @@ namespace {
 constexpr time_t kLimitSeconds = 60;
 constexpr int kEndLimitMs = 10000;
 
+// In a project's folder no other box is meant unless it is named: `down` there must not end a neighbour's.
 std::string box_here(const std::string& given) {
   const std::vector<std::string> running = running_boxes();
-  const auto runs = [&](const std::string& name) {
-    return std::find(running.begin(), running.end(), name) != running.end();
-  };
   const std::string wanted = given.empty() ? project_name() : given;
-  if (!wanted.empty() && runs(wanted)) return wanted;
-  if (given.empty() && running.size() == 1) return running.front();
+  if (std::find(running.begin(), running.end(), wanted) != running.end()) return wanted;
+  if (wanted.empty() && running.size() == 1) return running.front();
   if (running.empty()) throw Failure("no box is running; routerbox up starts one", kNo);
-  if (given.empty())
+  if (wanted.empty())
     throw Failure("several boxes are running; name one of them with --name: " + listed(running), kNo);
-  throw Failure("no box named " + given + " is running" + advice_for(given, running), kNo);
+  throw Failure("no box named " + wanted + " is running" +
+                    (given.empty() ? "; routerbox up starts it, --name reaches another: " + listed(running)
+                                   : advice_for(wanted, running)),
+                kNo);
 }
 
 }  // namespace

@@ -66,10 +66,28 @@ std::string set(const Json& result) {
          "\n";
 }
 
+// With the values of its kind: "delay ms=9000".
+std::string kind_of(const Json& fault) {
+  std::string text = shown(fault, "kind");
+  for (const auto& [key, value] : fault.items())
+    if (key != "service" && key != "method" && key != "kind" && key != "count" && key != "played")
+      text += " " + key + "=" + value.dump();
+  return text;
+}
+
+std::string faults(const Json& result) {
+  Table table{{"SERVICE", "METHOD", "KIND", "COUNT", "PLAYED"}};
+  for (const Json& row : result.at("faults"))
+    table.push_back({shown(row, "service"), shown(row, "method"), kind_of(row), shown(row, "count"),
+                     shown(row, "played")});
+  return table.size() > 1 ? aligned(table) : "no faults\n";
+}
+
 constexpr struct {
   const char* verb;
   std::string (*print)(const Json& result);
-} kPrinters[] = {{"ps", ps}, {"send", send}, {"state", state}, {"set", set}};
+} kPrinters[] = {{"ps", ps},   {"send", send},    {"state", state},
+                 {"set", set}, {"fault", faults}, {"faults", faults}};
 
 }  // namespace
 

@@ -7,28 +7,11 @@
 // broker without a guard, waits for the answer of one that has hung up, and leaves a timer behind.
 #pragma once
 
-// libubus of 2014 has no extern "C" of its own. The standard headers it includes must come first: in C++ they
-// hold templates, which cannot be inside.
-#include <errno.h>
-#include <signal.h>
-#include <stdbool.h>
-#include <stdint.h>
-#include <stdio.h>
-#include <stdlib.h>
-#include <string.h>
-#include <sys/time.h>
-#include <sys/types.h>
-
-extern "C" {
-#include <libubox/blobmsg.h>
-#include <libubox/uloop.h>
-#include <libubus.h>
-}
-
 #include "base/handles.h"
 #include "base/lock.h"
 #include "base/sigpipe.h"
 #include "base/uncancelled.h"
+#include "bus/libubus.h"
 
 namespace zel {
 

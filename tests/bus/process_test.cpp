@@ -21,7 +21,7 @@ namespace {
 using Clock = std::chrono::steady_clock;
 using std::chrono::milliseconds;
 
-const std::string kPath = "/var/run/ubus/ubus.sock";
+const std::string kPath = test::kBusPath;
 constexpr uid_t kServer = 10001;
 
 std::string ask(const char* target, const std::string& message) {

@@ -1,8 +1,6 @@
 // Plug-ins of several users inside a router box, talking over its bus.
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <libubox/blobmsg.h>
-#include <libubus.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -19,10 +17,12 @@
 #include <thread>
 #include <vector>
 
+#include "bus/libubus.h"
 #include "support/captured.h"
 #include "support/genuine_ways.h"
 #include "support/played_broker.h"
 #include "support/process.h"
+#include "support/stopped_broker.h"
 
 namespace {
 
@@ -85,17 +85,6 @@ std::set<int> open_descriptors() {
     if (fcntl(fd, F_GETFD) != -1) open.insert(fd);
   }
   return open;
-}
-
-pid_t broker() {
-  const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  sockaddr_un address{AF_UNIX, UBUS_UNIX_SOCKET};
-  EXPECT_EQ(connect(fd, reinterpret_cast<sockaddr*>(&address), sizeof address), 0);
-  ucred peer{};
-  socklen_t size = sizeof peer;
-  getsockopt(fd, SOL_SOCKET, SO_PEERCRED, &peer, &size);
-  close(fd);
-  return peer.pid;
 }
 
 double cpu_seconds() {
@@ -302,9 +291,9 @@ TEST_F(CloudMessage, LibraryLeavesThePluginsSignalsAndSurvivesItsBroker) {
   EXPECT_STREQ(zel_object_name, "zel_test");
   EXPECT_EQ(ask("1001", "m"), "(null)");
 
-  kill(broker(), SIGKILL);
-  while (ask("1001", "m") != "(null)" || access(UBUS_UNIX_SOCKET, F_OK) == 0) {
-    unlink(UBUS_UNIX_SOCKET);
+  kill(test::broker_of(test::kBusPath), SIGKILL);
+  while (ask("1001", "m") != "(null)" || access(test::kBusPath, F_OK) == 0) {
+    unlink(test::kBusPath);
   }
   const std::string log = captured(stderr, [] { ask("1001", "m"); });
   EXPECT_NE(log.find("[ZEL] Failed to connect to ubus\n\n\n"), std::string::npos) << log;
@@ -336,7 +325,7 @@ TEST_F(CloudMessage, ServiceThreadTakesNoSignalThePluginWaitsForLater) {
 }
 
 TEST_F(CloudMessage, MayArriveWhileTheObjectIsBeingPublished) {
-  kill(broker(), SIGKILL);
+  kill(test::broker_of(test::kBusPath), SIGKILL);
   using namespace test;
   PlayedBroker played([](const FrameSocket& self) {
     const Received add = self.receive().value();
@@ -349,7 +338,7 @@ TEST_F(CloudMessage, MayArriveWhileTheObjectIsBeingPublished) {
       EXPECT_EQ(reply.peer(), 4242U);
     }
   });
-  while (unlink(UBUS_UNIX_SOCKET) == 0 || symlink(played.path().c_str(), UBUS_UNIX_SOCKET) != 0) {
+  while (unlink(test::kBusPath) == 0 || symlink(played.path().c_str(), test::kBusPath) != 0) {
   }
   EXPECT_EQ(zel_service_init_dbg("early"), 0);
   played.finish();

@@ -1,7 +1,5 @@
 // Plug-ins of several users inside a router box, telling each other what happened.
 #include <gtest/gtest.h>
-#include <libubox/blobmsg.h>
-#include <libubus.h>
 #include <unistd.h>
 #include <zel/event.h>
 #include <zel/service.h>
@@ -9,6 +7,7 @@
 #include <functional>
 #include <string>
 
+#include "bus/libubus.h"
 #include "support/captured.h"
 #include "support/process.h"
 

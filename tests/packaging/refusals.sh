@@ -28,5 +28,7 @@ refused ZelDependencies "<gtest/gtest.h>: Debian package libgtest-dev" $empty ZE
 refused ZelDependencies "<nlohmann/json.hpp>: Debian package nlohmann-json3-dev" $empty ZEL_TOOLS=ON
 refused ZelBus "A router has them: set CMAKE_FIND_ROOT_PATH" $empty ZEL_BUS=auto CMAKE_CROSSCOMPILING=ON
 refused ZelBus "ZEL_BUS=system, but" $empty ZEL_BUS=system
+refused ZelBus "(message): Bus libraries for mipsel: libubus and libubox of this tree" ZEL_BUS=hostbus CMAKE_CROSSCOMPILING=ON \
+  CMAKE_SYSTEM_PROCESSOR=mipsel
 refused ZelBus "ZEL_BUS is 'genuine'; it can be auto, system or hostbus" ZEL_BUS=genuine
 exit $failed

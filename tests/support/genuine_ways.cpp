@@ -1,12 +1,13 @@
 #include "genuine_ways.h"
 
 #include <dlfcn.h>
-#include <libubus.h>
 #include <sys/socket.h>
 
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+
+#include "bus/libubus.h"
 
 GenuineWays genuine_ways;
 

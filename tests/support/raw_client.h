@@ -12,6 +12,9 @@ namespace test {
 
 constexpr int kLimitMs = 10000;
 
+// Where the box's broker listens. The headers of libubus do not say it.
+inline constexpr char kBusPath[] = "/var/run/ubus/ubus.sock";
+
 inline bool readable(int fd, int limit_ms = kLimitMs) {
   pollfd wait{fd, POLLIN, 0};
   return poll(&wait, 1, limit_ms) > 0;

@@ -1,0 +1,100 @@
+#include "fault_verbs.h"
+
+#include <httplib.h>
+
+#include <algorithm>
+
+#include "nearest.h"
+#include "places.h"
+#include "verbs/status.h"
+
+namespace routerbox {
+namespace {
+
+constexpr const char* kPath = "/box/fault";
+constexpr time_t kLimitSeconds = 5;
+
+// Port 0: not over HTTP.
+constexpr struct {
+  const char* name;
+  uint16_t port;
+} kMisbehaving[] = {
+    {"router", kRouterPort}, {"downloads", kDownloadsPort}, {"files", kFilesPort}, {"bus", 0}};
+
+uint16_t port_of(const std::string& service) {
+  for (const auto& row : kMisbehaving)
+    if (service == row.name) return row.port;
+  return 0;
+}
+
+httplib::Client connected(const std::string& service) {
+  httplib::Client client("127.0.0.1", port_of(service));
+  client.set_read_timeout(kLimitSeconds);
+  return client;
+}
+
+std::string body_of(const httplib::Result& result, const std::string& service) {
+  if (!result)
+    throw Failure(service + " does not answer; routerbox restart " + service + " starts it anew", kFailed);
+  if (result->status != 200) throw Failure(result->body, kNo);
+  return result->body;
+}
+
+std::string text_of_argument(const Json& arguments, const char* name) {
+  const Json value = arguments.value(name, Json(""));
+  return value.is_string() ? value.get<std::string>() : value.dump();
+}
+
+}  // namespace
+
+void FaultVerbs::check_service(const std::string& service) const {
+  std::vector<std::string> names;
+  for (const auto& row : kMisbehaving) names.emplace_back(row.name);
+  if (std::find(names.begin(), names.end(), service) == names.end())
+    throw Failure("'" + service + "' has no faults" + advice_for(service, names), kWrongCommandLine);
+  if (!services_.has(service))
+    throw Failure("the box was started without " + service + "; routerbox run --help lists the options", kNo);
+}
+
+Json FaultVerbs::fault(const Json& arguments) {
+  const std::string service = text_of_argument(arguments, "service");
+  check_service(service);
+  Json wanted = {{"method", text_of_argument(arguments, "method")}};
+  for (const char* name : {"kind", "count"})
+    if (arguments.contains(name)) wanted[name] = text_of_argument(arguments, name);
+  const bool clears = wanted.at("method") == "clear";
+  if (clears != !wanted.contains("kind"))
+    throw Failure(clears ? "clear stands alone" : "a fault needs a kind", kWrongCommandLine);
+  if (service != "bus") {
+    body_of(clears ? connected(service).Delete(kPath)
+                   : connected(service).Post(kPath, text_of(wanted), "application/json"),
+            service);
+  } else if (clears) {
+    bus_.clear();
+  } else if (wanted.contains("count")) {
+    throw Failure("faults of the bus are not counted; routerbox fault bus clear ends them",
+                  kWrongCommandLine);
+  } else {
+    bus_.play(wanted.at("method"), wanted.at("kind"));
+  }
+  return faults({{"service", service}});
+}
+
+Json FaultVerbs::faults(const Json& arguments) const {
+  const std::string wanted = text_of_argument(arguments, "service");
+  if (!wanted.empty()) check_service(wanted);
+  Json all = Json::array();
+  for (const auto& row : kMisbehaving) {
+    const std::string service = row.name;
+    if ((!wanted.empty() && service != wanted) || !services_.has(service)) continue;
+    const Json listed =
+        row.port == 0 ? bus_.list() : Json::parse(body_of(connected(service).Get(kPath), service));
+    for (Json fault : listed) {
+      fault["service"] = service;
+      all.push_back(fault);
+    }
+  }
+  return {{"faults", all}};
+}
+
+}  // namespace routerbox

@@ -1,0 +1,145 @@
+// A project's box as its author handles it from the command line.
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <vector>
+
+#include "run.h"
+
+namespace {
+
+constexpr const char* kProject =
+    "[box]\nrouter = true\nfiles = true\n"
+    "[[plugin]]\nname = 'greeter'\nappid = '3001'\nrun = '" TEST_BIN
+    "/greeter'\nabilities = ['cloud_communication']\n"
+    "[[plugin]]\nname = 'night'\nappid = '3002'\nrun = 'sleep 1000'\n";
+
+// In the project's folder.
+class Verbs : public testing::Test {
+ protected:
+  Verbs() {
+    folder_.file("box.toml", kProject);
+    std::filesystem::current_path(folder_.root());
+    setenv("B", TEST_BIN "/routerbox", 1);
+    unsetenv("XDG_RUNTIME_DIR");
+  }
+  ~Verbs() override { run("$B down"); }
+
+  const HostFolder folder_;
+  const std::string name_ = std::filesystem::path(folder_.root()).filename();
+};
+
+TEST_F(Verbs, DoWhatTheySay) {
+  static const Case kCases[] = {
+      {"up", "$B up", 0, "is up\n"},
+      {"another of the same name", "$B up", 125, "is running; routerbox down --name"},
+      {"one more, named", "$B up --name more-$$ && $B ps --name more-$$ && $B down --name more-$$", 0,
+       "ended"},
+      {"ps", "$B ps", 0, "\nnight    3002   10002  running"},
+      {"send", "$B send greeter 'Is it raining?'", 0, "Good day! You said: Is it raining?\n"},
+      {"by its appid", "$B send 3001 yes --json", 0, R"("answer":"Good day! You said: yes","status":0)"},
+      {"to one without an object", "$B send night yes", 1, "night has no object zel_3002"},
+      {"to none", "$B send greter yes", 1, "did you mean greeter?"},
+      {"exec", "$B exec --as night -- sh -c 'id -u; pwd; exit 7'", 7, "10002\n/data\n"},
+      {"exec as root", "$B exec -- id -u", 0, "0\n"},
+      {"shell", "echo 'id -un; exit 3' | $B shell --as night", 3, "zel3002\n"},
+      {"stop", "$B stop night && $B ps", 0, "night    3002   10002  stopped"},
+      {"start", "$B start night --json", 0, R"("started":true)"},
+      {"what runs already", "$B start night --json", 0, R"("started":false)"},
+      {"a service", "$B restart files --json", 0, R"("stopped":true,"started":true)"},
+      {"a service that is not there", "$B stop downloads", 1, "without downloads"},
+      {"state", "$B state WAN.WAN_NET", 0, "1\n"},
+      {"wan", "$B wan down && $B state WAN.WAN_NET", 0, "0\n"},
+      {"disk", "$B disk add sdx9 && $B state DiskInfo", 0, "sdx9"},
+      {"a disk twice", "$B disk add sdx9", 1, "already"},
+      {"set", "$B set WAN.WAN_IP 203.0.113.99", 0, "-> \"203.0.113.99\""},
+      {"set what is not there", "$B set WAN.WAN_PI x", 1, "did you mean WAN_IP?"},
+      {"event", "$B event home 512 hello --json", 0, R"({"event":2,"subevent":512})"},
+      {"a subevent of another event", "$B event wan 512", 2, "there is 256 and 257"},
+      {"down", "$B down", 0, "has ended\n"},
+      {"nothing runs", "$B ps --name $(basename $PWD)", 1, "is running"},
+  };
+  check(kCases);
+}
+
+TEST_F(Verbs, ArmFaultsAndTakeThemBack) {
+  static const Case kCases[] = {
+      {"up", "$B up", 0, ""},
+      {"router", "$B fault router query_disk_info delay:1ms once", 0,
+       "query_disk_info  delay ms=1  1      0\n"},
+      {"a method that is not there", "$B fault router query_disk delay:1s", 1,
+       "did you mean query_disk_info?"},
+      {"another server", "$B fault files '*' cut:3", 0, "cut bytes=3"},
+      {"bus: late", "$B fault bus '*' late:300ms && $B send greeter hi --json", 0, R"("answer":"Good day)"},
+      {"by as much", "$B send greeter hi --json | grep -cE '\"ms\":([3-9]|1[0-9])[0-9][0-9][,}]'", 0, "1\n"},
+      {"all that are armed", "$B faults", 0, "late:300ms"},
+      {"bus: taken back", "$B fault bus clear && $B faults --json | grep -c late", 1, "0\n"},
+      {"bus: a plug-in dropped", "$B fault bus greeter drop && until $B send greeter a; do sleep 0.1; done",
+       0, "Good"},
+      {"bus: ended", "$B fault bus '*' end; $B ps", 0, "bus      -      0      ended (status 137)"},
+      {"bus: there again", "$B fault bus clear && until $B send greeter b; do sleep 0.1; done", 0, "Good"},
+      {"bus: stopped", "$B fault bus '*' stop && timeout 1 $B send greeter c", 124, "stop"},
+      {"bus: goes on", "$B fault bus clear && $B send greeter d", 0, "You said: d"},
+      {"no such kind", "$B fault bus '*' lat:3s", 2, "did you mean late?"},
+      {"no such server", "$B fault bsu '*' end", 2, "did you mean bus?"},
+  };
+  check(kCases);
+}
+
+TEST_F(Verbs, RefuseWhatTheyDoNotKnow) {
+  static const Case kCases[] = {
+      {"no verb", "$B sned greeter x", 2, "there is no verb 'sned'; did you mean send?"},
+      {"too few words", "$B wan", 2, "routerbox wan --help"},
+      {"help", "$B wan --help", 0, "Example: routerbox wan down\n"},
+      {"no box's name", "$B up --name ../x", 125, "is no name for a box"},
+      {"a broken file", "echo '[box]\nroutr = true' >box.toml; $B up", 125, "box.toml:2: "},
+      {"a program that is not there",
+       "echo '[[plugin]]\nname = \"a\"\nappid = \"5\"\nrun = \"./a\"' >box.toml; $B up", 127, "box.toml:1"},
+      {"a box that cannot start leaves nothing",
+       "echo '[box]\nrouter = \"state\"' >box.toml; echo '{' >state; $B up; $B ps --name $(basename $PWD)", 1,
+       "no box"},
+  };
+  check(kCases);
+}
+
+TEST_F(Verbs, GoOnBesideClientsThatHangAndAfterABoxThatWasKilled) {
+  ASSERT_EQ(0, run("$B up").status);
+  sockaddr_un address{};
+  address.sun_family = AF_UNIX;
+  const std::string place = "/tmp/routerbox-" + std::to_string(geteuid()) + "/" + name_ + "/control.sock";
+  place.copy(address.sun_path, sizeof address.sun_path - 1);
+  std::vector<int> hanging;
+  for (int i = 0; i < 20; ++i) {
+    hanging.push_back(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    ASSERT_EQ(0, connect(hanging.back(), reinterpret_cast<sockaddr*>(&address), sizeof address)) << i;
+  }
+  EXPECT_EQ(0, run("$B ps").status);
+  ucred box{};
+  socklen_t size = sizeof box;
+  ASSERT_EQ(0, getsockopt(hanging.front(), SOL_SOCKET, SO_PEERCRED, &box, &size));
+  for (const int client : hanging) close(client);
+  // Its outer process, so that nobody is left to clean up.
+  const std::string parent = "$(sed -n 's/^PPid:.//p' /proc/" + std::to_string(box.pid) + "/status)";
+  EXPECT_EQ(0, run("kill -9 " + parent).status);
+  EXPECT_EQ(1, run("$B ps").status);
+  const Outcome again = run("$B up");
+  EXPECT_EQ(0, again.status) << again.output;
+}
+
+TEST_F(Verbs, ADeathIsToldAtOnceAndMakesTheStatus) {
+  static const Case kCases[] = {
+      {"a plug-in fails", "$B run --name d1 -- sh -c 'sleep 0.3; echo after'", 124,
+       "night has ended, with status 3"},
+      {"nobody minds", "$B run --ignore-deaths -- sleep 0.3", 0, "night has ended"},
+      {"the command's own status goes first", "$B run -- sh -c 'sleep 0.3; exit 4'", 4, "night has ended"},
+      {"a log of all lines", "$B run --log lines -- sleep 0.3; cat lines", 0, "night | unbuffered"},
+  };
+  folder_.file("box.toml",
+               "[[plugin]]\nname = 'night'\nappid = '3002'\nrun = \"sh -c 'printf unbuffered; exit 3'\"\n");
+  check(kCases);
+}
+
+}  // namespace
