@@ -27,11 +27,13 @@ class Broker {
   const std::string& path() const { return path_; }
 
   void serve(const ByteString& bytes) const {
-    const FrameSocket client(zel::Descriptor(accept(listener_.get(), nullptr, nullptr)));
+    // The fuzzer's timer interrupts waits.
+    const FrameSocket client(
+        zel::Descriptor(zel::retry([&] { return accept(listener_.get(), nullptr, nullptr); })));
     client.try_send(bytes, 0);
     shutdown(client.fd(), SHUT_WR);
     char heard[4096];
-    while (recv(client.fd(), heard, sizeof heard, 0) > 0) continue;
+    while (zel::retry([&] { return recv(client.fd(), heard, sizeof heard, 0); }) > 0) continue;
   }
 
  private:

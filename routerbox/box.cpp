@@ -86,6 +86,7 @@ class Box {
 
   int run_command() {
     Launch launch{plan_.command, plan_.options.command, {}, {}};
+    emulate(plan_.emulator, &launch);
     if (!plan_.options.as.empty()) launch.uid = package_of(plan_.packages, plan_.options.as).uid;
     const pid_t command = processes_.start(launch);
     processes_.set_target(command);
@@ -189,6 +190,11 @@ Plan make_plan(const Options& options) {
         find_own(plan.own, "zelctl", "the program that fills the permission table", "it with --no-perm");
   for (const Background& plugin : options.start) plan.plugins.push_back(plugin_from(plugin, plan.packages));
   if (!options.command.empty()) plan.command = find_program(options.command.front());
+  const auto emulator = [&](const std::string& program) {
+    return emulator_for(program, options.target_roots, plan.own);
+  };
+  for (PluginRun& plugin : plan.plugins) plugin.emulator = emulator(plugin.program);
+  if (!plan.command.empty()) plan.emulator = emulator(plan.command);
   return plan;
 }
 

@@ -25,7 +25,8 @@ struct Plan {
   std::string box;     // the box's name
   std::string zelctl;  // fills the permission table; empty: it stays unmade
   std::string boxbus;
-  std::string command;  // empty: the box runs until it is told to end
+  std::optional<Emulator> emulator;  // of the command
+  std::string command;               // empty: the box runs until it is told to end
 };
 
 inline constexpr const char* kReady = "\n";

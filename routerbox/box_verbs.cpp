@@ -11,7 +11,7 @@
 namespace routerbox {
 namespace {
 
-constexpr const char* kServiceNames[] = {"router", "downloads", "files", "bus"};
+constexpr const char* kServiceNames[] = {"router", "downloads", "files", "hosts", "bus"};
 
 constexpr struct {
   const char* name;

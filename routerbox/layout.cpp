@@ -67,6 +67,20 @@ fs::path home_of(const fs::path& folder) {
   return folder.filename() == "bin" && is_workplace(folder.parent_path()) ? folder.parent_path() : folder;
 }
 
+// What emulated programs need of the machine besides themselves.
+std::vector<std::string> target_folders(const Plan& plan) {
+  std::vector<std::string> folders;
+  const auto add = [&](const std::optional<Emulator>& emulator) {
+    if (!emulator) return;
+    for (const std::string& folder :
+         {fs::path(emulator->qemu).parent_path().string(), emulator->root, emulator->libraries})
+      if (!folder.empty() && is_workplace(folder)) folders.push_back(folder);
+  };
+  add(plan.emulator);
+  for (const PluginRun& plugin : plan.plugins) add(plugin.emulator);
+  return folders;
+}
+
 std::vector<Kept> kept_paths(const Plan& plan, const std::string& box_folder) {
   std::vector<Kept> kept;
   for (const char* device : kDevices) kept.push_back({device, true});
@@ -76,6 +90,7 @@ std::vector<Kept> kept_paths(const Plan& plan, const std::string& box_folder) {
   for (const PluginRun& plugin : plan.plugins) programs.push_back(plugin.program);
   for (const std::string& program : programs)
     if (is_workplace(fs::path(program).parent_path())) kept.push_back({fs::path(program).parent_path()});
+  for (const std::string& folder : target_folders(plan)) kept.push_back({folder});
   if (is_workplace(plan.folder)) kept.push_back({plan.folder, true});
   for (const Service& service : plan.services)
     for (const std::string& path : service.paths) kept.push_back({path, path != service.paths.front()});
@@ -85,11 +100,19 @@ std::vector<Kept> kept_paths(const Plan& plan, const std::string& box_folder) {
   return kept;
 }
 
+std::vector<PrivateFolder> private_folders(const Plan& plan) {
+  std::vector<PrivateFolder> folders = kPrivateFolders;
+  for (const Service& service : plan.services)
+    folders.insert(folders.end(), service.folders.begin(), service.folders.end());
+  return folders;
+}
+
 // Returns the folders of the host that plug-ins may not enter, of which the box has copies.
 std::vector<std::string> let_plugins_through(const Plan& plan) {
   std::vector<fs::path> folders{plan.own};
   for (const PluginRun& plugin : plan.plugins) folders.push_back(fs::path(plugin.program).parent_path());
   if (!plan.options.as.empty()) folders.push_back(fs::path(plan.command).parent_path());
+  for (const std::string& folder : target_folders(plan)) folders.emplace_back(folder);
   std::vector<std::string> opened;
   for (const fs::path& wanted : folders)
     for (const std::string& folder : open_way(fs::weakly_canonical(wanted))) opened.push_back(folder);
@@ -144,7 +167,7 @@ void bring_loopback_up() {
 void lay_out(const Plan& plan, const std::string& box_folder,
              const std::function<void(const std::string&)>& say) {
   const std::string passwd = read_file("/etc/passwd"), group = read_file("/etc/group");
-  enter_own_tree(kPrivateFolders, kept_paths(plan, box_folder));
+  enter_own_tree(private_folders(plan), kept_paths(plan, box_folder));
   make_devices();
   name_host();
   write_file("/etc/passwd", with_accounts(passwd, plan.packages), 0644);

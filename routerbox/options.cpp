@@ -39,9 +39,23 @@ Background background_from(const std::string& text) {
   return result;
 }
 
+OutsideHost host_from(const std::string& text, const std::vector<OutsideHost>& earlier) {
+  const size_t sign = text.find('=');
+  if (sign == std::string::npos)
+    throw Failure("--host '" + text + "' has no folder; write --host api.weather.example=FOLDER");
+  const OutsideHost host{text.substr(0, sign),
+                         std::filesystem::absolute(text.substr(sign + 1)).lexically_normal()};
+  if (!is_host_name(host.name)) throw Failure("--host: '" + host.name + "' " + kNoHostName);
+  if (!std::filesystem::is_directory(host.folder))
+    throw Failure("--host " + host.name + " needs a folder, and " + host.folder + " is none");
+  for (const OutsideHost& other : earlier)
+    if (other.name == host.name) throw Failure("--host " + host.name + " is there twice");
+  return host;
+}
+
 Options parse(int argc, char** argv) {
   Options options;
-  std::vector<std::string> start;
+  std::vector<std::string> start, hosts;
   CLI::App app(kDescription, "routerbox");
   app.formatter(std::make_shared<Usage>());
   app.footer(kFooter);
@@ -78,6 +92,15 @@ Options parse(int argc, char** argv) {
                      "/slow/RATE/N, /drop/K/N, /status/CODE, /redirect/CODE?to=URL, /hang")
           ->expected(0, 1)
           ->type_name("[DIR]");
+  app.add_option("--host", hosts,
+                 "NAME=DIR: NAME resolves in the box and answers over HTTP and HTTPS from DIR (repeatable)")
+      ->allow_extra_args(false);
+  app.add_option("--target-root", options.target_roots,
+                 "Folder with loader and libraries of a program for another processor, which qemu runs\n"
+                 "(default: this build's sysroot, or /usr/mipsel-linux-gnu and the like; repeatable)")
+      ->check(CLI::ExistingDirectory)
+      ->transform([](const std::string& folder) { return std::filesystem::absolute(folder).string(); })
+      ->allow_extra_args(false);
   app.add_option("--keep", options.keep, "Path that the box shows at its place, and can change (repeatable)")
       ->allow_extra_args(false);
   app.add_option("--env", options.environment,
@@ -105,6 +128,7 @@ Options parse(int argc, char** argv) {
   options.files = files->count() > 0;
   if (cut != end) options.command.assign(cut + 1, end);
   for (const std::string& text : start) options.start.push_back(background_from(text));
+  for (const std::string& text : hosts) options.hosts.push_back(host_from(text, options.hosts));
   return options;
 }
 
@@ -120,6 +144,7 @@ void take_project(Options* options) {
   } kWishes[] = {{project.router, options->router, options->router_state},
                  {project.downloads, options->downloads, options->downloads_folder},
                  {project.files, options->files, options->files_folder}};
+  if (options->hosts.empty()) options->hosts = project.hosts;
   for (const auto& row : kWishes) {
     if (row.wanted || !row.wish.wanted) continue;
     row.wanted = true;

@@ -27,8 +27,10 @@ struct Options {
   std::optional<Project> project;
   std::vector<Background> start;
   std::vector<std::string> keep;
-  std::vector<std::string> environment;  // NAME or NAME=VALUE, for the box's programs
-  std::vector<std::string> command;      // empty: the box runs until it is told to end
+  std::vector<OutsideHost> hosts;
+  std::vector<std::string> target_roots;  // of the host, absolute
+  std::vector<std::string> environment;   // NAME or NAME=VALUE, for the box's programs
+  std::vector<std::string> command;       // empty: the box runs until it is told to end
   bool router = false;
   bool downloads = false;
   bool files = false;

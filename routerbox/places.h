@@ -9,6 +9,10 @@ inline constexpr uint16_t kRouterPort = 14000;
 inline constexpr uint16_t kFilesPort = 8080;
 inline constexpr uint16_t kDownloadsPort = 6800;
 inline constexpr uint16_t kDaemonPort = 16800;  // the aria2 behind the downloads' front
+// Not the address of the router's own servers, so that a plug-in can have its ports there.
+inline constexpr const char* kHostsAddress = "127.0.0.2";
+inline constexpr uint16_t kHttpPort = 80;
+inline constexpr uint16_t kHttpsPort = 443;
 
 // Where the bus libraries look, those since October 2020 and the older ones.
 inline constexpr const char* kBusSockets[] = {"/var/run/ubus/ubus.sock", "/var/run/ubus.sock"};
@@ -23,6 +27,8 @@ inline constexpr const char* kDataFolder = "/data";
 inline constexpr const char* kRouterFolder = "/var/run/router";
 inline constexpr const char* kRouterState = "/var/run/router/state.json";
 inline constexpr const char* kRequestLog = "/var/run/router/requests.log";
+inline constexpr const char* kHostsFile = "/etc/hosts";
+inline constexpr const char* kCertificates = "/etc/ssl";
 inline constexpr const char* kDownloadsFolder = "/var/run/downloads";
 
 }  // namespace routerbox

@@ -47,6 +47,7 @@ bool Plugins::start(size_t place) {
   if (row(place).state == State::kRunning) return false;
   const PluginRun& run = rows_[place].run;
   Launch launch{run.program, run.words, run.uid, {}};
+  emulate(run.emulator, &launch);
   launch.output = whole_lines([this, place](std::string_view line) { take_line(place, line); });
   launch.terminal = true;
   launch.data = run.data;

@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "foreign.h"
 #include "lines.h"
 #include "packages.h"
 #include "processes.h"
@@ -22,6 +23,7 @@ struct PluginRun {
   std::string program;             // absolute path
   std::vector<std::string> words;  // its name first
   std::string data;                // folder that it alone sees, as kDataFolder, and starts in; empty: none
+  std::optional<Emulator> emulator = {};
 
   std::string object() const { return "zel_" + appid; }
 };

@@ -52,7 +52,7 @@ ZEL_API int zel_cloud_msg_handler_register_dbg(zel_cloud_msg_handler handler);
  * it may be called again.
  * Returns  0; -1 if the appid is unknown or lacks ability 2 (not logged), the bus cannot be reached, or the
  *          name is taken (both logged at level 3).
- * Threads  any; takes the global lock. */
+ * Threads  any; takes the global lock, before a broker that is stopped without limit. */
 ZEL_API int zel_cloud_msg_init(void);
 
 /* The same for the object "zel_<name>", without a permission query. Null gives -1. */

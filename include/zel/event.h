@@ -43,7 +43,7 @@ ZEL_API int zel_event_unsubscribe(uint32_t event);
 /* Connects the receiver; zel_service_init does this for a plug-in with ability 5.
  * Returns  0, also when there is one that is served already; -1 if the bus cannot be reached or refuses
  *          (logged at level 3).
- * Threads  any; takes the global lock. */
+ * Threads  any; takes the global lock, before a broker that is stopped without limit. */
 ZEL_API int zel_event_init(void);
 
 /* ---- Sending ------------------------------------------------------------------------------------------- */

@@ -27,7 +27,8 @@ struct ubus_context;
  *          the global lock held. The service thread takes none of the plug-in's signals.
  * Broker   when it ends, the object and the receiver wait for the next one, and are served again within a second of
  *          its start: same name, handler and callbacks. Logged once when it is gone (level 3) and once when it is
- *          back (level 6); sends fail meanwhile. A broker that is stopped, not ended, holds up start-up without limit.
+ *          back (level 6); sends fail meanwhile. A broker that is stopped, not ended, holds up start-up without limit;
+ *          one that is stopped just when it takes the plug-in back holds up whatever takes the global lock.
  * Forks    a child has no service thread and receives nothing; it may send and ask. As long as it lives and runs the
  *          same program, the bus still lists its parent's object, even when the parent has ended: so daemon() comes
  *          before start-up. The library's locks are free in a child, whoever held them. */
@@ -43,6 +44,8 @@ ZEL_API int zel_service_init_dbg(const char* name);
  * connection must live as long as the process, or be released through the library. The table holds 16
  * additions, ever; one for a descriptor already in it reuses that entry and still counts. So an object cannot be made
  * anew without end; a broker that comes back costs no addition. A connection of the plug-in's own is not made anew.
+ * A frame over the bus's limit is dropped unread, and one whose head makes no sense ends the connection. Libubus of
+ * 2014 reads all that has come at once: of several frames only the first is looked at then.
  * Returns  0, or -1 if the table is full or the descriptor is too large for select (logged at level 3). */
 ZEL_API int zel_loop_add_ubus(struct ubus_context* context);
 

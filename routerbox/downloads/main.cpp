@@ -34,7 +34,7 @@ int run(int argc, char** argv) {
   RequestLog log(settings.log, settings.server.box, Channel::kDownloads, "downloads");
   Front front(settings.daemon_port, appids, faults, log);
   front.http().bind(settings.server.port);
-  front.http().serve_until_signal("boxdownloads");
+  serve_until_signal("boxdownloads", {&front.http()});
 }
 
 }  // namespace

@@ -21,7 +21,7 @@ int run(int argc, char** argv) {
   RequestLog log(std::nullopt, options.box, Channel::kFiles, "files");
   Server server(folder, faults, log);
   server.http().bind(options.port);
-  server.http().serve_until_signal("boxfiles");
+  serve_until_signal("boxfiles", {&server.http()});
 }
 
 }  // namespace

@@ -1,14 +1,10 @@
 #include "server.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <chrono>
 #include <filesystem>
-#include <memory>
 #include <thread>
 
-#include "../io.h"
 #include "content.h"
 #include "transfer.h"
 
@@ -35,22 +31,9 @@ Content generated(uint64_t size) {
           }};
 }
 
-std::optional<Content> opened(const fs::path& folder, const fs::path& name) {
-  for (const fs::path& part : name)
-    if (part == ".." || part == "/") return std::nullopt;
-  auto file = std::make_shared<Descriptor>(open((folder / name).c_str(), O_RDONLY | O_CLOEXEC));
-  struct stat status {};
-  if (!*file || fstat(file->get(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
-  return Content{static_cast<uint64_t>(status.st_size),
-                 [file = std::move(file)](uint64_t offset, char* block, size_t length) {
-                   const auto place = static_cast<off_t>(offset);
-                   return pread(file->get(), block, length, place) == static_cast<ssize_t>(length);
-                 }};
-}
-
 void send_file(const std::string& folder, const Request& request, Response& response, const Manner& manner) {
   const std::optional<Content> file =
-      folder.empty() ? std::nullopt : opened(folder, request.matches[1].str());
+      folder.empty() ? std::nullopt : open_file(folder, request.matches[1].str());
   if (file)
     send_content(request, response, *file, manner);
   else

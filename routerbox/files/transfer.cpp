@@ -1,9 +1,14 @@
 #include "transfer.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <memory>
 #include <thread>
+
+#include "../io.h"
 
 namespace routerbox::files {
 namespace {
@@ -14,7 +19,6 @@ constexpr size_t kBlock = 65536;
 constexpr uint64_t kPiecesPerSecond = 20;  // of a slow transfer
 constexpr int kPartialContent = 206;
 constexpr int kRangeNotSatisfiable = 416;
-constexpr const char* kType = "application/octet-stream";
 
 struct Part {
   uint64_t begin, end;
@@ -74,6 +78,19 @@ class Sender {
 
 }  // namespace
 
+std::optional<Content> open_file(const std::filesystem::path& folder, const std::filesystem::path& name) {
+  for (const std::filesystem::path& part : name)
+    if (part == ".." || part == "/") return std::nullopt;
+  auto file = std::make_shared<Descriptor>(open((folder / name).c_str(), O_RDONLY | O_CLOEXEC));
+  struct stat status {};
+  if (!*file || fstat(file->get(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
+  return Content{static_cast<uint64_t>(status.st_size),
+                 [file = std::move(file)](uint64_t offset, char* block, size_t length) {
+                   const auto place = static_cast<off_t>(offset);
+                   return pread(file->get(), block, length, place) == static_cast<ssize_t>(length);
+                 }};
+}
+
 void send_content(const httplib::Request& request, httplib::Response& response, const Content& content,
                   const Manner& manner) {
   const std::string size = std::to_string(content.size);
@@ -91,7 +108,7 @@ void send_content(const httplib::Request& request, httplib::Response& response, 
   }
   response.set_header("Content-Length", std::to_string(part->end - part->begin));
   // Without a length, so that the library leaves the range to us.
-  response.set_content_provider(kType, Sender(content, manner, *part));
+  response.set_content_provider(content.type, Sender(content, manner, *part));
 }
 
 }  // namespace routerbox::files

@@ -3,6 +3,7 @@
 #include <httplib.h>
 
 #include <cstdint>
+#include <filesystem>
 #include <functional>
 #include <optional>
 
@@ -12,7 +13,11 @@ struct Content {
   uint64_t size = 0;
   // Fills the block from this offset; false when that is not possible any more.
   std::function<bool(uint64_t offset, char* block, size_t length)> read;
+  const char* type = "application/octet-stream";
 };
+
+// A file of the folder; none when there is no such file, or the name leads out of the folder.
+std::optional<Content> open_file(const std::filesystem::path& folder, const std::filesystem::path& name);
 
 struct Manner {
   std::optional<uint64_t> bytes_per_second;

@@ -6,6 +6,7 @@
 #include "../failure.h"
 #include "../nearest.h"
 #include "body.h"
+#include "owner.h"
 
 namespace routerbox {
 namespace {
@@ -187,6 +188,7 @@ std::optional<Fault> Faults::take(const std::vector<std::string>& methods) {
 
 void route_faults(LoopbackServer* server, Faults* faults) {
   constexpr const char* kPath = "/box/fault";
+  keep_box_for_owner(server);
   server->Get(kPath, [faults](const auto&, auto& response) {
     response.set_content(text_of(faults->list()), "application/json");
   });

@@ -72,8 +72,8 @@ class Faults {
 //   GET    /box/fault   the faults, as list() has them
 //   POST   /box/fault   adds the fault in the body
 //   DELETE /box/fault   clears all faults
-// For root of the box only (owner.h). A fault that is refused gets HTTP status 400 with the reason as body. The
-// faults must outlive the server.
+// These, and all else below /box/, are for root of the box only (owner.h). A fault that is refused gets HTTP status 400
+// with the reason as body. The faults must outlive the server.
 void route_faults(LoopbackServer* server, Faults* faults);
 
 }  // namespace routerbox

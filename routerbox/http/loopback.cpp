@@ -7,9 +7,7 @@
 #include <thread>
 
 #include "../failure.h"
-#include "body.h"
 #include "crowd.h"
-#include "owner.h"
 
 namespace routerbox {
 namespace {
@@ -24,11 +22,6 @@ void reuse_port(socket_t socket) {
   setsockopt(socket, SOL_SOCKET, SO_REUSEADDR, &yes, sizeof yes);
 }
 
-// The library lets five wait, and who comes as the sixth tries again after a second.
-void let_many_wait(socket_t socket) {
-  listen(socket, SOMAXCONN);
-}
-
 // Shells hand down fewer than a connection and its answer's source need.
 void allow_many_descriptors() {
   constexpr rlim_t kEnough = 4096;
@@ -36,60 +29,6 @@ void allow_many_descriptors() {
   if (getrlimit(RLIMIT_NOFILE, &limit) != 0 || limit.rlim_cur >= kEnough) return;
   limit.rlim_cur = std::min(kEnough, limit.rlim_max);
   setrlimit(RLIMIT_NOFILE, &limit);
-}
-
-}  // namespace
-
-LoopbackServer::LoopbackServer() {
-  new_task_queue = [] { return new Crowd(kMostAtOnce); };
-  // One request per connection, so that no idle client keeps a thread.
-  set_keep_alive_max_count(1);
-  set_tcp_nodelay(true);
-  set_payload_max_length(kLongestBody);
-  set_socket_options(reuse_port);
-  explain_exceptions(this);
-  keep_box_for_owner(this);
-}
-
-void LoopbackServer::route_unknown() {
-  constexpr const char* kAll = ".*";
-  const auto refuse = [this](const httplib::Request& request, httplib::Response& response) {
-    response.status = kNoSuchPath;
-    unknown_(request, response);
-  };
-  const auto refuse_body =
-      with_body([refuse](const auto& request, const auto&, auto& response) { refuse(request, response); });
-  Get(kAll, refuse);
-  Options(kAll, refuse);
-  Post(kAll, refuse_body);
-  Put(kAll, refuse_body);
-  Patch(kAll, refuse_body);
-  Delete(kAll, refuse_body);
-}
-
-void LoopbackServer::bind(int port) {
-  allow_many_descriptors();
-  route_unknown();
-  if (!bind_to_port("127.0.0.1", port))
-    throw Failure("cannot listen at 127.0.0.1:" + std::to_string(port) +
-                  "; is another server running there?");
-  let_many_wait(svr_sock_);
-}
-
-void LoopbackServer::serve_until_signal(const std::string& program) {
-  sigset_t signals;
-  sigemptyset(&signals);
-  sigaddset(&signals, SIGTERM);
-  sigaddset(&signals, SIGINT);
-  pthread_sigmask(SIG_BLOCK, &signals, nullptr);  // before any thread, so that all inherit it
-  std::thread([&] {
-    listen_after_bind();
-    std::cerr << program + ": cannot listen any more\n" << std::flush;
-    _exit(1);
-  }).detach();
-  int number = 0;
-  sigwait(&signals, &number);
-  _exit(0);
 }
 
 void explain_exceptions(httplib::Server* server) {
@@ -101,6 +40,71 @@ void explain_exceptions(httplib::Server* server) {
       response.set_content(std::string(error.what()) + "\n", "text/plain");
     }
   });
+}
+
+}  // namespace
+
+void set_up(httplib::Server* server) {
+  server->new_task_queue = [] { return new Crowd(kMostAtOnce); };
+  // One request per connection, so that no idle client keeps a thread.
+  server->set_keep_alive_max_count(1);
+  server->set_tcp_nodelay(true);
+  server->set_payload_max_length(kLongestBody);
+  server->set_socket_options(reuse_port);
+}
+
+void bind_or_throw(httplib::Server* server, const char* address, int port) {
+  allow_many_descriptors();
+  if (!server->bind_to_port(address, port))
+    throw Failure("cannot listen at " + std::string(address) + ":" + std::to_string(port) +
+                  "; is another server running there?");
+}
+
+// The library lets five wait, and who comes as the sixth tries again after a second.
+void let_many_wait(int socket) {
+  listen(socket, SOMAXCONN);
+}
+
+LoopbackServer::LoopbackServer() {
+  explain_exceptions(this);
+}
+
+void LoopbackServer::bind(int port) {
+  route_all(this, [this](const httplib::Request& request, const std::string&, httplib::Response& response) {
+    response.status = kNoSuchPath;
+    unknown_(request, response);
+  });
+  Loopback::bind(port);
+}
+
+void route_all(httplib::Server* server, const BodyHandler& handler) {
+  constexpr const char* kAll = ".*";
+  const auto without_body = [handler](const auto& request, auto& response) {
+    handler(request, "", response);
+  };
+  server->Get(kAll, without_body);
+  server->Options(kAll, without_body);
+  server->Post(kAll, with_body(handler));
+  server->Put(kAll, with_body(handler));
+  server->Patch(kAll, with_body(handler));
+  server->Delete(kAll, with_body(handler));
+}
+
+void serve_until_signal(const std::string& program, std::initializer_list<httplib::Server*> servers) {
+  sigset_t signals;
+  sigemptyset(&signals);
+  sigaddset(&signals, SIGTERM);
+  sigaddset(&signals, SIGINT);
+  pthread_sigmask(SIG_BLOCK, &signals, nullptr);  // before any thread, so that all inherit it
+  for (httplib::Server* const server : servers)
+    std::thread([&program, server] {
+      server->listen_after_bind();
+      std::cerr << program + ": cannot listen any more\n" << std::flush;
+      _exit(1);
+    }).detach();
+  int number = 0;
+  sigwait(&signals, &number);
+  _exit(0);
 }
 
 }  // namespace routerbox

@@ -37,8 +37,8 @@ void RequestLog::write(const httplib::Request& request, Arrival arrival, const S
   if (box_.empty()) return;
   Json details = served.details;
   if (!served.fault.empty()) details["fault"] = served.fault;
-  trace_.record(
-      {channel_, name_of(sender_of(request), box_), server_, served.method, served.code, took, details});
+  trace_.record({channel_, name_of(sender_of(request), box_), served.to.empty() ? server_ : served.to,
+                 served.method, served.code, took, details});
 }
 
 void RequestLog::log(const Served& served) {

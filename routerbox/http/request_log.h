@@ -18,6 +18,7 @@ struct Served {
   std::string code;        // of the answer
   std::string fault;       // kind of the one that is played; empty: none
   Json details;            // for the trace only; null: none
+  std::string to = {};     // its name in the trace; empty: the server's
 };
 
 // When a request came; what it takes is told from here.

@@ -21,7 +21,8 @@ constexpr int64_t kLastUid = 4294967294;  // the next one means "no change" to t
 constexpr size_t kLongestName = 31;       // it becomes a folder and an account
 
 // Words that the box's verbs use for something else.
-constexpr const char* kTaken[] = {"router", "downloads", "files", "bus", "events", "life", "box", "root"};
+constexpr const char* kTaken[] = {"router", "downloads", "files", "hosts", "bus",
+                                  "events", "life",      "box",   "root"};
 
 struct AbilityName {
   const char* name;
@@ -120,20 +121,9 @@ const std::vector<Key<ProjectPlugin>> kPluginKeys = {
     {"stub", [](const Value& value, ProjectPlugin* plugin) { plugin->stub = existing(value, false); }},
 };
 
-// A name in a Host header and in a certificate.
-void check_host(const Value& value, const std::string& name) {
-  const auto fits = [](unsigned char c) {
-    return (c < 128 && (std::islower(c) != 0 || std::isdigit(c) != 0)) || c == '-' || c == '.';
-  };
-  if (name.empty() || name.size() > 253 || name.front() == '.' || name.back() == '.' || name == "localhost" ||
-      !std::all_of(name.begin(), name.end(), fits))
-    value.refuse(
-        "belongs to no host name: letters a to z, digits, - and . are allowed, such as api.weather.example");
-}
-
 void read_hosts(const Value& hosts, Project* project) {
   for (const auto& [name, folder] : hosts.members()) {
-    check_host(folder, name);
+    if (!is_host_name(name)) folder.refuse("needs another name; " + name + " " + kNoHostName);
     project->hosts.push_back({name, existing(folder, true)});
   }
 }
@@ -175,6 +165,14 @@ const std::vector<Key<Project>> kSections = {
 };
 
 }  // namespace
+
+bool is_host_name(const std::string& name) {
+  const auto fits = [](unsigned char c) {
+    return (c < 128 && (std::islower(c) != 0 || std::isdigit(c) != 0)) || c == '-' || c == '.';
+  };
+  return !name.empty() && name.size() <= 253 && name.front() != '.' && name.back() != '.' &&
+         name != "localhost" && name != "router" && std::all_of(name.begin(), name.end(), fits);
+}
 
 Project read_project(const std::string& file) {
   const TomlFile toml(file);

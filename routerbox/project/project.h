@@ -33,6 +33,11 @@ struct OutsideHost {
   std::string folder;  // absolute
 };
 
+// A name in a Host header and in a certificate; not one of the box's own.
+bool is_host_name(const std::string& name);
+inline constexpr const char* kNoHostName =
+    "is no host name: letters a to z, digits, - and . are allowed, such as api.weather.example";
+
 struct ProjectPlugin {
   std::string name, appid;
   uid_t uid = 0;

@@ -53,14 +53,15 @@ int print_daemon_answer(const State& state, const std::string& question) {
   return 0;
 }
 
-[[noreturn]] void serve_until_signal(const Settings& settings, State& state) {
+[[noreturn]] void serve(const Settings& settings, State& state) {
   Faults faults(own_faults(), methods());
   const Json document = state.read();
   for (const Json& fault : document.value("faults", Json::array())) faults.add(fault);
   RequestLog log(settings.log, settings.server.box, Channel::kRouter, "router");
   Server server(state, faults, log);
   server.http().bind(settings.server.port);
-  server.http().serve_until_signal("boxrouter");  // the log and the state are complete after every request
+  // The log and the state are complete after every request.
+  serve_until_signal("boxrouter", {&server.http()});
 }
 
 int run(int argc, char** argv) {
@@ -71,7 +72,7 @@ int run(int argc, char** argv) {
   State state(settings.state, settings.daemon_info);
   if (settings.question) return print_daemon_answer(state, *settings.question);
   if (settings.partition) return print_uuid(state, *settings.partition);
-  serve_until_signal(settings, state);
+  serve(settings, state);
 }
 
 }  // namespace

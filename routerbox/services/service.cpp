@@ -1,5 +1,6 @@
 #include "service.h"
 
+#include <arpa/inet.h>
 #include <netinet/in.h>
 #include <sys/socket.h>
 
@@ -37,12 +38,12 @@ pid_t start_server(Processes& processes, const Server& server) {
   return process;
 }
 
-bool port_accepts(uint16_t port) {
+bool port_accepts(uint16_t port, const char* text) {
   const Descriptor end(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_port = htons(port);
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+  inet_pton(AF_INET, text, &address.sin_addr);
   return connect(end.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0;
 }
 

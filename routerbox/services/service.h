@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "../mounts.h"
 #include "../options.h"
 #include "../processes.h"
 
@@ -33,6 +34,7 @@ struct Service {
   std::vector<std::string> paths;  // of the host, absolute, that the box must show
   // Makes the service's place in the box and tells what to start, in this order. Throws Failure.
   std::function<std::vector<Server>()> lay_out;
+  std::vector<PrivateFolder> folders = {};  // that the box has of its own for it
 };
 
 // None when the options do not ask for it. Throws Failure when the host lacks what it needs.
@@ -41,9 +43,10 @@ std::optional<Service> find_bus(const Options& options, const std::string& own_f
 std::optional<Service> find_router(const Options& options, const std::string& own_folder);
 std::optional<Service> find_files(const Options& options, const std::string& own_folder);
 std::optional<Service> find_downloads(const Options& options, const std::string& own_folder);
+std::optional<Service> find_hosts(const Options& options, const std::string& own_folder);
 
 // In the order in which they start; they stop in the opposite one.
-inline constexpr FindService kServices[] = {find_bus, find_router, find_files, find_downloads};
+inline constexpr FindService kServices[] = {find_bus, find_router, find_files, find_downloads, find_hosts};
 
 // Starts the server and returns when it serves. Throws Failure when that takes too long or it ends before.
 pid_t start_server(Processes& processes, const Server& server);
@@ -52,7 +55,7 @@ pid_t start_server(Processes& processes, const Server& server);
 Sink lines_of(Printer& printer, const std::string& service);
 
 // Whether a server on the loopback interface takes connections at this port.
-bool port_accepts(uint16_t port);
+bool port_accepts(uint16_t port, const char* address = "127.0.0.1");
 inline std::string port_place(uint16_t port) {
   return "port " + std::to_string(port);
 }

@@ -11,7 +11,7 @@ namespace routerbox {
 namespace {
 
 constexpr Argument kPlugin = {"plugin", true, "its name or appid"};
-constexpr Argument kTarget = {"target", true, "a plug-in, or router, downloads, files, bus"};
+constexpr Argument kTarget = {"target", true, "a plug-in, or router, downloads, files, hosts, bus"};
 
 std::vector<const Argument*> arguments_of(const Verb& verb) {
   std::vector<const Argument*> arguments;

@@ -34,7 +34,7 @@ bool is_silent(const sockaddr_un& address) noexcept {
     return errno == EAGAIN;  // So many are waiting that it accepts no more.
   }
   pollfd greeting{probe.get(), POLLIN, 0};
-  return poll(&greeting, 1, kGreetingLimit.count()) == 0;
+  return poll(&greeting, 1, kGreetingLimit.count()) != 1;
 }
 
 }  // namespace

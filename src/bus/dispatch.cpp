@@ -20,12 +20,19 @@ void lose(const ubus_context* bus) {
   zel::comeback.note_loss(bus);
 }
 
+// So that the head of every frame is looked at. Libubus of 2014 cannot be asked for it: it reads all that has come.
+template <class Context>
+void ask_for_one_frame(Context* bus) {
+  if constexpr (requires { bus->cancel_poll; }) bus->cancel_poll = true;
+}
+
 // The service thread blocks all signals: SIGPIPE needs no guard here.
 void dispatch_ubus(int fd, void* argument) {
   const zel::GlobalSection section;
   if (!loop.waits_for(argument)) return;  // Retired while this thread waited for the lock.
   auto* const bus = static_cast<ubus_context*>(argument);
   zel::clear_bad_frames(fd);
+  ask_for_one_frame(bus);
   const zel::Work work(bus);
   bus->sock.cb(&bus->sock, ULOOP_READ);
   if (!work.was_retired() && bus->sock.eof) lose(bus);

@@ -7,11 +7,14 @@
 #include <cerrno>
 #include <mutex>
 
+#include "base/handles.h"
+
 namespace zel {
 
 void Loop::clear() noexcept {
   const std::lock_guard hold(mutex_);
   table_ = {{}, 0, {}, -1};
+  const Descriptor earlier(wake_event_);
   wake_event_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
 }
 

@@ -41,17 +41,6 @@ class LoopTest : public testing::Test {
 
 }  // namespace
 
-TEST_F(LoopTest, TakesSixteenAdditionsEverAlsoOfTheSameDescriptor) {
-  for (int i = 0; i < zel::Loop::kCapacity; ++i) EXPECT_TRUE(loop.add(5, nullptr, nullptr)) << i;
-  EXPECT_FALSE(loop.add(5, nullptr, nullptr));
-}
-
-TEST_F(LoopTest, HoldsWhatSelectCan) {
-  EXPECT_FALSE(zel::Loop::can_hold(-1));
-  EXPECT_TRUE(zel::Loop::can_hold(FD_SETSIZE - 1));
-  EXPECT_FALSE(zel::Loop::can_hold(FD_SETSIZE));
-}
-
 TEST_F(LoopTest, CallsTheHandlersOfWhatIsReadableAndWaitedFor) {
   const Pipe a("a");
   const Pipe b("b");

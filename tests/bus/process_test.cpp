@@ -42,6 +42,31 @@ int serve(const Process::Self& self) {
   return 0;
 }
 
+const std::string kRealPath = kPath + ".real";
+const test::ByteString kHello = test::frame(test::kHello, 0, 0x9dcef7a9, {});
+constexpr int kGreeting = -1;
+
+// In place of what is there.
+void put_at_the_bus(const std::string& broker) {
+  unlink(kPath.c_str());
+  if (symlink(broker.c_str(), kPath.c_str()) != 0) abort();
+}
+
+// A broker that grants everything but for a stage, the greeting or the nth request: there it hangs up, or does nothing
+// for a while.
+test::PlayedBroker::Script leaves_at(int stage, bool ends) {
+  return [=](const test::FrameSocket& client) {
+    for (int at = kGreeting;; ++at) {
+      const auto request = at != kGreeting ? client.receive() : std::nullopt;
+      if (at != kGreeting && !request) return;
+      if (at == stage && ends) return;
+      if (at == stage) usleep(200000);
+      if (request) client.send(test::granted(*request));
+      if (at == kGreeting && stage == kGreeting) client.send(kHello);
+    }
+  };
+}
+
 class InAnyProcess : public testing::Test {
  protected:
   InAnyProcess() { zel_debug = 0; }
@@ -134,31 +159,103 @@ TEST_F(InAnyProcess, AMessageNearTheBussLimitIsRefusedBeforeItIsSent) {
   EXPECT_EQ(ask("1001", "abc"), "3");
 }
 
-TEST_F(InAnyProcess, EveryCallReturnsWhenTheBrokerHangsUpInsteadOfAnAnswer) {
+TEST_F(InAnyProcess, AFrameOverTheLimitDoesNotMakeThePluginDeaf) {
+  using namespace test;
+  PlayedBroker played([](const FrameSocket& client) {
+    client.send(granted(client.receive().value()));
+    for (const size_t before : {size_t{64}, kMaxBody + 4}) {
+      client.send(sized_call(4242, kPlayedObject, "send_cmd", before));
+      client.send(sized_call(4242, kPlayedObject, "send_cmd", 64));
+      for (size_t answers = before == 64 ? 4 : 2; answers > 0; --answers)
+        EXPECT_EQ(client.receive().value().peer(), 4242U) << before;
+    }
+  });
+  genuine_ways.loses_framing = true;
+  put_at_the_bus(played.path());
+  EXPECT_EQ(zel_service_init_dbg("test"), 0);
+  played.finish();
+}
+
+TEST_F(InAnyProcess, EveryCallGoesByWhatItsBrokerDoesAtAnyStage) {
+  constexpr auto send = [] { return ask("1001", "m") != "(null)" ? 0 : -1; };
+  constexpr auto send_event = [] { return zel_event_send(0, 0, "d"); };
+  constexpr auto make_object = [] { return zel_cloud_msg_init_dbg("test"); };
   static const struct {
     const char* why;
-    int granted;
-    bool (*fails)();
+    int stage;
+    int (*call)();
   } kCases[] = {
-      {"a lookup", 0, [] { return zel_cloud_msg_send("1001", "m") == nullptr; }},
-      {"a message", 1, [] { return zel_cloud_msg_send("1001", "m") == nullptr; }},
-      {"an event", 0, [] { return zel_event_send(0, 0, "d") == -1; }},
-      {"the object", 0, [] { return zel_cloud_msg_init_dbg("test") == -1; }},
-      {"the receiver", 0, [] { return zel_event_init() == -1; }},
-      {"its pattern", 1, [] { return zel_event_init() == -1; }},
+      {"a message: greeting", kGreeting, send},
+      {"a message: lookup", 0, send},
+      {"a message: answer", 1, send},
+      {"an event: greeting", kGreeting, send_event},
+      {"an event", 0, send_event},
+      {"the object: greeting", kGreeting, make_object},
+      {"the object", 0, make_object},
+      {"the receiver: greeting", kGreeting, zel_event_init},
+      {"the receiver", 0, zel_event_init},
+      {"the receiver: pattern", 1, zel_event_init},
   };
+  const Process server(kServer, serve);
   genuine_ways.calls_outlive_the_connection = true;
   genuine_ways.free_keeps_the_timer = true;
-  rename(kPath.c_str(), (kPath + ".real").c_str());
+  rename(kPath.c_str(), kRealPath.c_str());
   for (const auto& c : kCases) {
-    const test::PlayedBroker played(test::hangs_up_after(c.granted));
-    ASSERT_EQ(symlink(played.path().c_str(), kPath.c_str()), 0);
-    const auto start = Clock::now();
-    EXPECT_TRUE(c.fails()) << c.why;
-    EXPECT_LT(Clock::now() - start, milliseconds(2000)) << c.why;
-    unlink(kPath.c_str());
+    for (const bool ends : {true, false}) {
+      const test::PlayedBroker played(leaves_at(c.stage, ends),
+                                      c.stage == kGreeting ? test::ByteString() : kHello);
+      put_at_the_bus(played.path());
+      const int end = run_as(0, [&] {
+        const auto start = Clock::now();
+        if (c.call() != (ends ? -1 : 0)) return 1;
+        if (Clock::now() - start > milliseconds(5000)) return 2;
+        put_at_the_bus(kRealPath);
+        if (ends && c.call() != 0) return 3;
+        return genuine_ways.freed_with_an_armed_timer;
+      });
+      EXPECT_EQ(end, 0) << c.why << (ends ? ", where the broker ends" : ", where it is stopped for a time");
+    }
   }
-  EXPECT_EQ(genuine_ways.freed_with_an_armed_timer, 0);
+}
+
+TEST_F(InAnyProcess, AMessageWaitsEightSecondsForItsAnswer) {
+  const Process server(kServer, [](const Process::Self& self) {
+    if (zel_service_init() != 0) return 1;
+    zel_cloud_msg_handler_register([](const char*, uint32_t, char*, uint32_t) { return pause(); });
+    self.ready();
+    self.wait_for_end();
+    return 0;
+  });
+  const auto start = Clock::now();
+  const std::string log = captured(stderr, [] { EXPECT_EQ(ask("1001", "m"), "(null)"); });
+  EXPECT_NE(log.find("[ZEL] ubus_invoke fail errcode:7\n\n"), std::string::npos) << log;
+  EXPECT_GE(Clock::now() - start, milliseconds(8000));
+  EXPECT_LT(Clock::now() - start, milliseconds(12000));
+}
+
+TEST_F(InAnyProcess, AReleaseGivesAStoppedBrokerASecondAtMost) {
+  static std::atomic<pid_t> broker = test::broker_of(kPath);
+  static std::atomic<bool> released = false;
+  ASSERT_EQ(zel_service_init_dbg("test"), 0);
+  zel_cloud_msg_handler_register_dbg([](const char*, uint32_t, char*, uint32_t) {
+    kill(broker, SIGSTOP);
+    zel_cloud_msg_release();
+    released = true;
+    return 0;
+  });
+  const test::RawClient client(kPath);
+  const uint32_t object = client.request(test::lookup("zel_test"))[0].number(test::kObject).value();
+  client.send(test::sized_call(object, object, "send_cmd", 64));
+  while (!released) usleep(1000);
+  const auto start = Clock::now();
+  EXPECT_EQ(zel_lock(), 0);
+  EXPECT_LT(Clock::now() - start, milliseconds(5000));
+  zel_unlock();
+  kill(broker, SIGCONT);
+
+  ASSERT_EQ(zel_cloud_msg_init_dbg("test"), 0);
+  const test::StoppedBroker stopped(kPath);
+  zel_cloud_msg_release();  // Outside a handler: would wait for ever.
 }
 
 TEST_F(InAnyProcess, MessagesBehindAReleaseAreAnsweredWithTheEmptyText) {

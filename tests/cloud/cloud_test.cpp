@@ -1,7 +1,6 @@
 // Plug-ins of several users inside a router box, talking over its bus.
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
@@ -9,7 +8,6 @@
 
 #include <csignal>
 #include <cstring>
-#include <ctime>
 #include <functional>
 #include <memory>
 #include <set>
@@ -85,12 +83,6 @@ std::set<int> open_descriptors() {
     if (fcntl(fd, F_GETFD) != -1) open.insert(fd);
   }
   return open;
-}
-
-double cpu_seconds() {
-  timespec used{};
-  clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used);
-  return static_cast<double>(used.tv_sec) + static_cast<double>(used.tv_nsec) / 1e9;
 }
 
 int stolen_calls = 0;
@@ -244,22 +236,6 @@ TEST_F(CloudMessage, LibraryCallsItsOwnFunctionsWhateverThePluginHas) {
   EXPECT_EQ(stolen_calls, 0);
 }
 
-TEST_F(CloudMessage, ObjectCanBeReleasedAndMadeAgain) {
-  const Process server(kServer, [](const Process::Self& self) {
-    if (zel_service_init() != 0) return 1;
-    for (int round = 0; round < 5; ++round) {
-      zel_cloud_msg_release();
-      if (zel_cloud_ctx != nullptr || zel_cloud_msg_handler_register(echo) != -1) return 2;
-      if (zel_cloud_msg_init() != 0 || zel_cloud_msg_handler_register(echo) != 0) return 3;
-    }
-    self.ready();
-    self.wait_for_end();
-    zel_cloud_msg_release();
-    return 0;
-  });
-  EXPECT_EQ(ask("1001", "m"), "1:4096:m");
-}
-
 TEST_F(CloudMessage, ObjectReleasedByItsHandlerStillAnswersThatMessage) {
   const Process server = serve([](const char*, uint32_t, char* answer, uint32_t size) {
     zel_cloud_msg_release();
@@ -297,10 +273,6 @@ TEST_F(CloudMessage, LibraryLeavesThePluginsSignalsAndSurvivesItsBroker) {
   }
   const std::string log = captured(stderr, [] { ask("1001", "m"); });
   EXPECT_NE(log.find("[ZEL] Failed to connect to ubus\n\n\n"), std::string::npos) << log;
-  const double before = cpu_seconds();
-  usleep(300000);
-  EXPECT_LT(cpu_seconds() - before, 0.1) << "the service thread spins on its dead connection";
-  zel_cloud_msg_release();
 
   struct sigaction now {};
   for (const int signal : {SIGTERM, SIGCHLD}) {

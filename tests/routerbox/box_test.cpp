@@ -38,6 +38,11 @@ TEST(RouterBox, SaysWhatIsWrongWithItsInput) {
        " $ROUTERBOX --packages /dev/stdin -- true",
        125, "plug-in 2 has the uid 5 of plug-in 3"},
       {"file server of no folder", "$ROUTERBOX --files /etc/passwd -- true", 125, "/etc/passwd is none"},
+      {"no qemu for a program of another processor",
+       "f=$(mktemp) && printf '\\177ELF\\1\\1\\1\\0\\0\\0\\0\\0\\0\\0\\0\\0\\2\\0\\50\\0' >$f && chmod +x $f "
+       "&&"
+       " env PATH=/nowhere $ROUTERBOX -- $f",
+       126, "is a program for arm, and qemu-arm, which would run it, was not found"},
       {"no aria2", "env PATH=/nowhere $ROUTERBOX --downloads -- /bin/true", 125, "Install the package aria2"},
   };
   check(kCases);

@@ -70,10 +70,6 @@ TEST_F(PidFile, KeepsTheDigitsOfALongerOldId) {
   EXPECT_EQ(content(), own + std::string(11 - own.size(), '9'));
 }
 
-TEST_F(PidFile, IsRefusedInADirectoryThatIsNotThere) {
-  EXPECT_EQ(zel_store_pid("not-there/pid"), -1);
-}
-
 TEST(Memory, IsFreedAndItsPointerCleared) {
   char* text = static_cast<char*>(zel_malloc(4));
   zel_freep(&text);

@@ -43,8 +43,6 @@ void read_a_frame_or_lose_it(uloop_fd* sock, unsigned events) {
     recv(sock->fd, &head, sizeof head, MSG_DONTWAIT);
     return;
   }
-  container_of(sock, ubus_context, sock)->cancel_poll =
-      true;  // one frame, so that the next one is looked at too
   read_frames(sock, events);
 }
 

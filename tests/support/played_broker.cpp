@@ -43,18 +43,9 @@ void PlayedBroker::serve(const Script& script, const ByteString& greeting) {
 }
 
 ByteString granted(const Received& request) {
-  return joined({data(request, {number(kObject, kPlayedObject), number(kType, 6000)}), status(request, 0)});
-}
-
-PlayedBroker::Script hangs_up_after(int granted_requests) {
-  return [=](const FrameSocket& client) {
-    for (int i = 0; i < granted_requests; ++i) client.send(granted(client.receive().value()));
-    client.receive();
-  };
-}
-
-void stays_silent(const FrameSocket& client) {
-  while (client.receive()) continue;
+  const ByteString text = field(kString, "description", {terminated("granted")});
+  const Parts answer = {number(kObject, kPlayedObject), number(kType, 6000), attribute(kPayload, {text})};
+  return joined({data(request, answer), status(request, 0)});
 }
 
 }  // namespace test

@@ -34,14 +34,8 @@ class PlayedBroker {
   std::thread thread_;
 };
 
-// What a broker answers to any request: an object with the id, its type, and status 0.
+// What a broker answers to any request: an object with the id, its type, a text "granted", and status 0.
 constexpr uint32_t kPlayedObject = 5000;
 ByteString granted(const Received& request);
-
-// A script: grants that many requests, then takes one more and hangs up instead of an answer.
-PlayedBroker::Script hangs_up_after(int granted_requests);
-
-// A script: greets, then takes everything and says nothing until the client goes.
-void stays_silent(const FrameSocket& client);
 
 }  // namespace test

@@ -1,0 +1,139 @@
+#include "server.h"
+
+#include <algorithm>
+#include <cctype>
+#include <filesystem>
+#include <iostream>
+#include <optional>
+#include <thread>
+
+#include "../files/transfer.h"
+#include "../nearest.h"
+#include "side_file.h"
+
+namespace routerbox::hosts {
+namespace {
+
+namespace fs = std::filesystem;
+using Delay = std::chrono::duration<double>;
+using files::Content;
+
+constexpr int kOk = 200, kNotFound = 404, kBroken = 500;
+
+constexpr struct {
+  const char* ending;
+  const char* type;
+} kTypes[] = {{".html", "text/html; charset=utf-8"},
+              {".css", "text/css"},
+              {".js", "text/javascript"},
+              {".txt", "text/plain; charset=utf-8"},
+              {".xml", "application/xml"},
+              {".json", "application/json"},
+              {".png", "image/png"},
+              {".jpg", "image/jpeg"},
+              {".svg", "image/svg+xml"}};
+
+const char* type_of(const fs::path& name) {
+  for (const auto& row : kTypes)
+    if (name.extension() == row.ending) return row.type;
+  return Content().type;
+}
+
+struct Found {
+  std::string name;
+  std::optional<Content> content;
+  std::optional<SideFile> side;
+};
+
+std::optional<Found> found_as(const fs::path& folder, const std::string& name) {
+  Found found{name, files::open_file(folder, name), std::nullopt};
+  const std::string side = name + kSideFile;
+  if (files::open_file(folder, side)) found.side = read_side_file(folder / side);
+  if (!found.content && !found.side) return std::nullopt;
+  if (found.content) found.content->type = type_of(name);
+  return found;
+}
+
+// Relative to the host's folder, the best first.
+std::vector<std::string> names_for(const httplib::Request& request) {
+  std::string path = request.path;
+  path.erase(0, path.find_first_not_of('/'));
+  std::vector<std::string> names;
+  const size_t query = request.target.find('?');
+  if (query != std::string::npos) names.push_back(path + request.target.substr(query));
+  if (!path.empty() && path.back() != '/') names.insert(names.end(), {path, path + ".json"});
+  const std::string inside = path.empty() || path.back() == '/' ? path : path + "/";
+  for (const char* index : {"index.html", "index.json"}) names.push_back(inside + index);
+  return names;
+}
+
+void send_text(httplib::Response& response, int status, const std::string& text) {
+  response.status = status;
+  response.set_content(text + "\n", "text/plain");
+}
+
+// Returns how long it is to be held back.
+Delay send_found(httplib::Request request, const Found& found, httplib::Response& response) {
+  const SideFile side = found.side.value_or(SideFile());
+  if (side.status != kOk) request.ranges.clear();
+  if (found.content) files::send_content(request, response, *found.content, {});
+  if (side.status != kOk) response.status = side.status;
+  for (const auto& [name, value] : side.headers) {
+    response.headers.erase(name);
+    response.set_header(name, value);
+  }
+  return side.delay;
+}
+
+Delay send_from(const OutsideHost& host, const httplib::Request& request, httplib::Response& response) {
+  const std::vector<std::string> names = names_for(request);
+  for (const std::string& name : names)
+    if (const std::optional<Found> found = found_as(host.folder, name))
+      return send_found(request, *found, response);
+  send_text(response, kNotFound, "there is no file " + host.folder + "/" + names.front());
+  return {};
+}
+
+void check_side_files(const OutsideHost& host) {
+  for (const fs::directory_entry& entry : fs::recursive_directory_iterator(host.folder))
+    if (entry.path().string().ends_with(kSideFile)) read_side_file(entry.path());
+}
+
+}  // namespace
+
+Outside::Outside(std::vector<OutsideHost> hosts, RequestLog& log) : hosts_(std::move(hosts)), log_(log) {
+  for (const OutsideHost& host : hosts_) check_side_files(host);
+}
+
+const OutsideHost* Outside::host_of(const httplib::Request& request) const {
+  std::string name = request.get_header_value("Host");
+  name.erase(std::min(name.find(':'), name.size()));
+  std::transform(name.begin(), name.end(), name.begin(), [](unsigned char c) { return std::tolower(c); });
+  const auto host = std::find_if(hosts_.begin(), hosts_.end(),
+                                 [&](const OutsideHost& other) { return other.name == name; });
+  return host == hosts_.end() ? nullptr : &*host;
+}
+
+void Outside::answer(const char* scheme, const httplib::Request& request, const std::string& body,
+                     httplib::Response& response) {
+  const Arrival arrival = now();
+  const OutsideHost* const host = host_of(request);
+  const std::string name = host != nullptr ? host->name : request.get_header_value("Host");
+  Delay delay{0};
+  try {
+    if (host != nullptr)
+      delay = send_from(*host, request, response);
+    else
+      send_text(response, kNotFound, "no host of the box is named '" + name + "'");
+  } catch (const Failure& failure) {
+    std::cerr << std::string(failure.what()) + "\n" << std::flush;
+    send_text(response, kBroken, failure.what());
+  }
+  const int status = response.status > 0 ? response.status : kOk;
+  log_.write(request, arrival,
+             {request.method + " " + scheme + "://" + name + request.target, "", std::to_string(status), "",
+              body.empty() ? Json() : Json{{"request", body}}, name});
+  std::this_thread::sleep_for(delay);
+}
+
+}  // namespace routerbox::hosts
