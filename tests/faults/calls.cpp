@@ -195,7 +195,7 @@ const std::vector<Calls> kCalls = {
                                         1); }); }, 0, {-1}},
         {"http_connect", [] { return in_pool([](mem_pool* pool, http_header_elem*) { char* out = nullptr;
              return http_connect(pool, "127.0.0.1", 6800, "GET / HTTP/1.1\r\n\r\n", 18, &out, &number, 5000); }); },
-             0, {-1, -101, -102, -103, EINTR - 200, -201, -302, -311}}}},
+             0, {-1, -101, -102, -103, EINTR - 200, ENETDOWN - 200, -201, -302, -311}}}},
     {"Memory", "", {
         {"qo_malloc_encode_string", [] { return give_back(qo_malloc_encode_string("a b")); }, 0, {-1}},
         {"zel_strdup", [] { return give_back(zel_strdup("a b")); }, 0, {-1}},

@@ -30,6 +30,11 @@ struct Calls {
 };
 extern const std::vector<Calls> kCalls;
 
+// What gtest calls a group.
+inline void PrintTo(const Calls& calls, std::ostream* out) {
+  *out << calls.of;
+}
+
 // What a call may leave behind: descriptors, attachments, the semaphore's value, files of two folders, memory.
 using LeftBehind = std::array<long, 6>;
 LeftBehind left_behind();
