@@ -97,7 +97,7 @@ void escapes(const std::string& kind, const std::string& data) {
 }
 
 // Both sides allocate and free their result.
-void allocated(const std::string& text) {
+void bench_allocated(const std::string& text) {
   pairs::compare(
       "qo_malloc_encode_string, text, " + size_name(text.size()),
       [=] { std::free(qo_malloc_encode_string(text.c_str())); },
@@ -111,7 +111,7 @@ int main(int argc, char** argv) {
     base64(size);
     escapes("text", random_text(size));
     escapes("binary", random_bytes(size));
-    allocated(random_text(size));
+    bench_allocated(random_text(size));
   }
   return pairs::run(argc, argv);
 }

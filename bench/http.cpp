@@ -63,7 +63,7 @@ struct Allocated {
 
 // What one call allocates, as the mean of several.
 template <class Call>
-Allocated allocated(Call call) {
+Allocated count_allocations(Call call) {
   constexpr size_t kCalls = 20;
   const Allocated before = {allocated_bytes, allocations};
   for (size_t number = 0; number < kCalls; ++number) call();
@@ -81,8 +81,8 @@ void compare(size_t size) {
     std::fputs("HttpGet: the two transfers differ\n", stderr);
     std::exit(1);
   }
-  const Allocated our_share = allocated([&] { our_get(url.c_str(), ours); });
-  const Allocated their_share = allocated([&] { bare_get(url.c_str(), theirs); });
+  const Allocated our_share = count_allocations([&] { our_get(url.c_str(), ours); });
+  const Allocated their_share = count_allocations([&] { bare_get(url.c_str(), theirs); });
   std::printf("%s: ours allocates %zu bytes in %zu pieces, the peer %zu in %zu\n", what.c_str(),
               our_share.bytes, our_share.times, their_share.bytes, their_share.times);
   std::fflush(stdout);

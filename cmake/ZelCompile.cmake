@@ -13,6 +13,29 @@ if(ZEL_SANITIZE)
   target_link_options(zel_compile INTERFACE -fsanitize=${ZEL_SANITIZE})
 endif()
 
+# Hardened, where the tool chain can; packaging/router/README.md has what each step weighs. The sanitizers see more
+# than all of it.
+include(CheckPIESupported)
+check_pie_supported()
+if(NOT ZEL_SANITIZE)
+  add_compile_options(-fstack-protector $<$<NOT:$<CONFIG:Debug>>:-U_FORTIFY_SOURCE$<SEMICOLON>-D_FORTIFY_SOURCE=2>)
+  # Compilers for MIPS ask for an executable stack unless the linker says otherwise.
+  add_link_options(-Wl,-z,relro,-z,now,-z,noexecstack)
+endif()
+if(ZEL_PAGE_SIZE)
+  add_link_options(-Wl,-z,max-page-size=${ZEL_PAGE_SIZE})
+endif()
+if(ZEL_STATIC_RUNTIME)
+  add_link_options($<$<LINK_LANGUAGE:CXX>:-static-libstdc++> $<$<LINK_LANGUAGE:CXX>:-static-libgcc>)
+endif()
+
+# zel_need_library(TARGET): whatever loads the target loads ZEL_NEEDED_LIBRARY, although nothing here calls it.
+function(zel_need_library target)
+  if(ZEL_NEEDED_LIBRARY)
+    target_link_options(${target} PRIVATE -Wl,--push-state,--no-as-needed,-l:${ZEL_NEEDED_LIBRARY},--pop-state)
+  endif()
+endfunction()
+
 # The router's flash is small: unused functions and data are left out of what is linked.
 add_compile_options(-ffunction-sections -fdata-sections)
 add_link_options(-Wl,--gc-sections -Wl,--as-needed)

@@ -3,7 +3,7 @@
 #   development  headers, libzel.pc, the CMake package with zel::zel
 #   tools        zelctl
 #   box          routerbox and its servers
-#   hostbus      libubus, libubox and their broker, on PCs that have none
+#   hostbus      the broker, and on PCs that have none libubus and libubox
 include(GNUInstallDirs)
 
 # Programs in a folder of somebody's own find the libraries beside them. In the system's folders the loader knows
@@ -13,6 +13,13 @@ if(NOT CMAKE_INSTALL_PREFIX IN_LIST system_folders)
   cmake_path(RELATIVE_PATH CMAKE_INSTALL_FULL_LIBDIR BASE_DIRECTORY ${CMAKE_INSTALL_FULL_BINDIR}
     OUTPUT_VARIABLE libraries_from_programs)
   set(CMAKE_INSTALL_RPATH "\$ORIGIN" "\$ORIGIN/${libraries_from_programs}")
+endif()
+
+# What nothing else has to find may have a folder of its own: packages for PCs put the host bus there, out of the way
+# of the genuine libraries.
+set(ZEL_HOSTBUS_LIBDIR ${CMAKE_INSTALL_LIBDIR} CACHE STRING "Folder below the prefix for the host bus's libraries")
+if(NOT ZEL_HOSTBUS_LIBDIR STREQUAL CMAKE_INSTALL_LIBDIR)
+  list(APPEND CMAKE_INSTALL_RPATH ${CMAKE_INSTALL_PREFIX}/${ZEL_HOSTBUS_LIBDIR})
 endif()
 
 # zel_install_hostbus(...): install(), but where the genuine libraries are or belong nothing takes their place.

@@ -27,7 +27,8 @@ class Box {
         printer_(plan.options.log),
         trace_(kBoxFolder),
         processes_(std::move(ends_.outside), mask, printer_),
-        services_(processes_, printer_, plan.services, [this](const std::string& line) { complain(line); }),
+        services_(processes_, printer_, trace_, plan.services,
+                  [this](const std::string& line) { complain(line); }),
         plugins_({processes_, printer_, trace_, [this](const std::string& line) { complain(line); }},
                  plan.plugins),
         bus_(processes_, plan.boxbus),
@@ -51,8 +52,9 @@ class Box {
   }
 
   int direct() {
-    start_control(std::move(ends_.control), box_verbs({plan_, processes_, plugins_, services_, bus_, faults_,
-                                                       [this](size_t place) { start_plugin(place); }}));
+    start_control(std::move(ends_.control),
+                  box_verbs({plan_, processes_, trace_, plugins_, services_, bus_, faults_,
+                             [this](size_t place) { start_plugin(place); }}));
     services_.start_all();
     if (!plan_.zelctl.empty()) fill_permission_table();
     for (size_t place = 0; place < plugins_.size(); ++place) start_plugin(place);

@@ -66,7 +66,7 @@ class BoxVerbs {
 
   Json carry_out(const std::string& verb, const Json& arguments) {
     for (const Row& row : kVerbs)
-      if (verb == row.name) return (this->*row.run)(arguments);
+      if (verb == row.name) return row.changes ? traced(row, arguments) : (this->*row.run)(arguments);
     throw Failure("a box has no verb '" + verb + "'", kWrongCommandLine);
   }
 
@@ -74,8 +74,29 @@ class BoxVerbs {
   struct Row {
     const char* name;
     Json (BoxVerbs::*run)(const Json& arguments);
+    bool changes;  // the box, so that the trace has it
   };
   static const Row kVerbs[14];
+
+  Json traced(const Row& row, const Json& arguments) {
+    TraceLine line{Channel::kLife, "author", "box", row.name, "OK", {}, {{"arguments", arguments}}};
+    for (const Json& argument : arguments)
+      line.what += " " + (argument.is_string() ? argument.get<std::string>() : argument.dump());
+    const auto begin = std::chrono::steady_clock::now();
+    const auto record = [&] {
+      line.took = std::chrono::steady_clock::now() - begin;
+      parts_.trace.record(line);
+    };
+    try {
+      const Json result = (this->*row.run)(arguments);
+      record();
+      return result;
+    } catch (const Failure& failure) {
+      line.result = failure.what();
+      record();
+      throw;
+    }
+  }
 
   size_t plugin_named(const std::string& name) const {
     if (const std::optional<size_t> place = parts_.plugins.find(name)) return *place;
@@ -236,11 +257,13 @@ class BoxVerbs {
 };
 
 const BoxVerbs::Row BoxVerbs::kVerbs[14] = {
-    {"ps", &BoxVerbs::ps},       {"enter", &BoxVerbs::enter},     {"start", &BoxVerbs::start},
-    {"stop", &BoxVerbs::stop},   {"restart", &BoxVerbs::restart}, {"send", &BoxVerbs::send},
-    {"event", &BoxVerbs::event}, {"wan", &BoxVerbs::wan},         {"disk", &BoxVerbs::disk},
-    {"set", &BoxVerbs::set},     {"state", &BoxVerbs::state},     {"down", &BoxVerbs::down},
-    {"fault", &BoxVerbs::fault}, {"faults", &BoxVerbs::faults},
+    {"ps", &BoxVerbs::ps, false},          {"enter", &BoxVerbs::enter, false},
+    {"start", &BoxVerbs::start, true},     {"stop", &BoxVerbs::stop, true},
+    {"restart", &BoxVerbs::restart, true}, {"send", &BoxVerbs::send, true},
+    {"event", &BoxVerbs::event, true},     {"wan", &BoxVerbs::wan, true},
+    {"disk", &BoxVerbs::disk, true},       {"set", &BoxVerbs::set, true},
+    {"state", &BoxVerbs::state, false},    {"fault", &BoxVerbs::fault, true},
+    {"faults", &BoxVerbs::faults, false},  {"down", &BoxVerbs::down, true},
 };
 
 }  // namespace

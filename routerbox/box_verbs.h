@@ -13,6 +13,7 @@ namespace routerbox {
 struct BoxParts {
   const Plan& plan;
   Processes& processes;
+  Trace& trace;
   Plugins& plugins;
   Services& services;
   BusClient& bus;

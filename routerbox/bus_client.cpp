@@ -17,7 +17,7 @@ ObjectWait BusClient::wait_for_object(const std::string& name, pid_t owner, std:
   const pid_t finder = processes_.start(launch);
   const auto end = Clock::now() + limit;
   while (!processes_.wait(finder, kBetweenLooks)) {
-    const bool ended = processes_.ended(owner).has_value();
+    const bool ended = processes_.end_of(owner).has_value();
     if (!ended && Clock::now() < end) continue;
     processes_.signal(finder, SIGKILL);
     return ended ? ObjectWait::kOwnerEnded : ObjectWait::kLimit;

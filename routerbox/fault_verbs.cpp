@@ -27,7 +27,7 @@ uint16_t port_of(const std::string& service) {
   return 0;
 }
 
-httplib::Client connected(const std::string& service) {
+httplib::Client client_of(const std::string& service) {
   httplib::Client client("127.0.0.1", port_of(service));
   client.set_read_timeout(kLimitSeconds);
   return client;
@@ -66,8 +66,8 @@ Json FaultVerbs::fault(const Json& arguments) {
   if (clears != !wanted.contains("kind"))
     throw Failure(clears ? "clear stands alone" : "a fault needs a kind", kWrongCommandLine);
   if (service != "bus") {
-    body_of(clears ? connected(service).Delete(kPath)
-                   : connected(service).Post(kPath, text_of(wanted), "application/json"),
+    body_of(clears ? client_of(service).Delete(kPath)
+                   : client_of(service).Post(kPath, text_of(wanted), "application/json"),
             service);
   } else if (clears) {
     bus_.clear();
@@ -88,7 +88,7 @@ Json FaultVerbs::faults(const Json& arguments) const {
     const std::string service = row.name;
     if ((!wanted.empty() && service != wanted) || !services_.has(service)) continue;
     const Json listed =
-        row.port == 0 ? bus_.list() : Json::parse(body_of(connected(service).Get(kPath), service));
+        row.port == 0 ? bus_.list() : Json::parse(body_of(client_of(service).Get(kPath), service));
     for (Json fault : listed) {
       fault["service"] = service;
       all.push_back(fault);

@@ -81,7 +81,7 @@ std::vector<std::string> target_folders(const Plan& plan) {
   return folders;
 }
 
-std::vector<Kept> kept_paths(const Plan& plan, const std::string& box_folder) {
+std::vector<Kept> paths_to_keep(const Plan& plan, const std::string& box_folder) {
   std::vector<Kept> kept;
   for (const char* device : kDevices) kept.push_back({device, true});
   kept.push_back({home_of(plan.own)});
@@ -167,7 +167,7 @@ void bring_loopback_up() {
 void lay_out(const Plan& plan, const std::string& box_folder,
              const std::function<void(const std::string&)>& say) {
   const std::string passwd = read_file("/etc/passwd"), group = read_file("/etc/group");
-  enter_own_tree(private_folders(plan), kept_paths(plan, box_folder));
+  enter_own_tree(private_folders(plan), paths_to_keep(plan, box_folder));
   make_devices();
   name_host();
   write_file("/etc/passwd", with_accounts(passwd, plan.packages), 0644);

@@ -14,7 +14,7 @@ constexpr off_t kLongestFile = off_t{64} << 20;
 constexpr std::chrono::seconds kPatience(2);
 
 // A file is to hold what happened of late, not to fill the disk.
-void bound(int file) {
+void limit_size(int file) {
   struct stat status {};
   if (fstat(file, &status) != 0 || !S_ISREG(status.st_mode) || status.st_size < kLongestFile) return;
   if (ftruncate(file, 0) == 0 && lseek(file, 0, SEEK_SET) >= 0)
@@ -95,10 +95,10 @@ void Printer::write_lines() {
 
 void Printer::write(const Line& line) {
   write_all(line.stream, line.text);
-  bound(line.stream);
+  limit_size(line.stream);
   if (!log_) return;
   write_all(log_.get(), line.text);
-  bound(log_.get());
+  limit_size(log_.get());
 }
 
 }  // namespace routerbox

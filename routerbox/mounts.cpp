@@ -92,7 +92,7 @@ struct Row {
 class Tree {
  public:
   Tree(const std::vector<PrivateFolder>& folders, const Descriptor& machine_sys) : sys_(machine_sys.get()) {
-    for (const PrivateFolder& folder : folders) rows_.push_back({resolved(folder.path), &folder});
+    for (const PrivateFolder& folder : folders) rows_.push_back({resolve(folder.path), &folder});
   }
 
   // A folder that is private or leads to one is made; what it shows of the machine is bound into it.
@@ -108,7 +108,7 @@ class Tree {
   }
 
  private:
-  static fs::path resolved(const std::string& path) {
+  static fs::path resolve(const std::string& path) {
     std::error_code error;
     const fs::path real = fs::weakly_canonical(path, error);
     return error ? fs::path(path) : real;

@@ -35,7 +35,7 @@ constexpr Switch kSwitches[] = {
      "sudo sysctl kernel.apparmor_restrict_unprivileged_userns=0"},
 };
 
-std::string switched_off() {
+std::string explain_refusal() {
   for (const Switch& row : kSwitches) {
     std::ifstream file(row.file);
     long value = 0;
@@ -62,7 +62,7 @@ std::string find_tool(const IdTool& tool) {
   }
 }
 
-std::vector<IdRange> granted(const IdTool& tool, const std::string& name, uid_t highest_id) {
+std::vector<IdRange> read_grants(const IdTool& tool, const std::string& name, uid_t highest_id) {
   std::ifstream file(tool.table);
   const std::string table((std::istreambuf_iterator<char>(file)), {});
   std::vector<IdRange> ranges = ranges_of(table, name, getuid());
@@ -95,7 +95,7 @@ pid_t start_mapper(const IdTool& tool, pid_t owner, std::vector<std::string> map
   _exit(kNotExecutable);
 }
 
-bool succeeded(pid_t child) {
+bool wait_for_success(pid_t child) {
   int status = 0;
   return retry([&] { return waitpid(child, &status, 0); }) == child && status == 0;
 }
@@ -105,8 +105,8 @@ void enter_user_namespace(uid_t highest_id) {
   const std::string name = account != nullptr ? account->pw_name : std::to_string(getuid());
   find_tool(kUidTool);
   find_tool(kGidTool);
-  const std::vector<IdRange> uids = granted(kUidTool, name, highest_id);
-  const std::vector<IdRange> gids = granted(kGidTool, name, highest_id);
+  const std::vector<IdRange> uids = read_grants(kUidTool, name, highest_id);
+  const std::vector<IdRange> gids = read_grants(kGidTool, name, highest_id);
 
   Pipe go = make_pipe();
   const pid_t uid_mapper = start_mapper(kUidTool, getpid(), map_arguments(getuid(), uids), &go);
@@ -115,9 +115,9 @@ void enter_user_namespace(uid_t highest_id) {
   const int error = errno;
   if (entered == 0) write_all(go.write.get(), "go");
   go.write = Descriptor();
-  const bool mapped_uids = succeeded(uid_mapper), mapped_gids = succeeded(gid_mapper);
+  const bool mapped_uids = wait_for_success(uid_mapper), mapped_gids = wait_for_success(gid_mapper);
   errno = error;
-  if (entered != 0) fail_errno("cannot make a user namespace", switched_off());
+  if (entered != 0) fail_errno("cannot make a user namespace", explain_refusal());
   if (!mapped_uids || !mapped_gids)
     throw Failure(
         std::string(mapped_uids ? kGidTool.program : kUidTool.program) +
@@ -135,7 +135,7 @@ void enter_namespaces(uid_t highest_id) {
   if (unshare(kBoxNamespaces) == 0) return;
   fail_errno("cannot make namespaces",
              root ? "this root lacks CAP_SYS_ADMIN; start the container with --privileged or run outside it"
-                  : switched_off());
+                  : explain_refusal());
 }
 
 }  // namespace routerbox

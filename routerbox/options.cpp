@@ -53,82 +53,113 @@ OutsideHost host_from(const std::string& text, const std::vector<OutsideHost>& e
   return host;
 }
 
-Options parse(int argc, char** argv) {
-  Options options;
-  std::vector<std::string> start, hosts;
-  CLI::App app(kDescription, "routerbox");
-  app.formatter(std::make_shared<Usage>());
-  app.footer(kFooter);
-  app.add_option("--name", options.name, "Name of the box, for the verbs (default: of the project's folder)");
-  app.add_option("--packages", options.packages, "Package file, becomes /etc/norva/packages.json");
-  app.add_option("--permissions", options.permissions,
-                 "Permission file, becomes /etc/norva/permissions.json (default: the standard abilities)");
-  app.add_option("--start", start,
-                 "\"APPID PROGRAM ARGUMENTS...\": plug-in to run in the background under its own uid, its\n"
-                 "output lines prefixed; with ability 2 its bus object is waited for (repeatable)")
+// Texts of options that are taken apart later.
+struct Texts {
+  std::vector<std::string> start;
+  std::vector<std::string> hosts;
+};
+
+void add_plugin_options(CLI::App* app, Options* options, Texts* texts) {
+  app->add_option("--name", options->name,
+                  "Name of the box, for the verbs (default: of the project's folder)");
+  app->add_option("--packages", options->packages, "Package file, becomes /etc/norva/packages.json");
+  app->add_option("--permissions", options->permissions,
+                  "Permission file, becomes /etc/norva/permissions.json (default: the standard abilities)");
+  app->add_option("--start", texts->start,
+                  "\"APPID PROGRAM ARGUMENTS...\": plug-in to run in the background under its own uid, its\n"
+                  "output lines prefixed; with ability 2 its bus object is waited for (repeatable)")
       ->take_all()
       ->allow_extra_args(false);
-  app.add_option("--as", options.as, "Run COMMAND under the uid of this APPID (default: root of the box)");
+  app->add_option("--as", options->as, "Run COMMAND under the uid of this APPID (default: root of the box)");
+}
+
+// Options whose value may be left out: that they are there says something.
+struct Servers {
+  CLI::Option* router;
+  CLI::Option* downloads;
+  CLI::Option* files;
+};
+
+Servers add_server_options(CLI::App* app, Options* options, Texts* texts) {
   CLI::Option* const router =
-      app.add_option("--router", options.router_state,
-                     "Start the router's management interface on port 14000, with a blkid that knows its\n"
-                     "partitions, its daemon's script and information file, and busybox's tools.\n"
-                     "STATE.json is copied into the box (default: a built-in state)")
+      app->add_option("--router", options->router_state,
+                      "Start the router's management interface on port 14000, with a blkid that knows its\n"
+                      "partitions, its daemon's script and information file, and busybox's tools.\n"
+                      "STATE.json is copied into the box (default: a built-in state)")
           ->expected(0, 1)
           ->type_name("[STATE.json]");
-  app.add_option("--router-log", options.router_log,
-                 "File that gets a line for every request to it (default: " + std::string(kRequestLog) + ")")
+  app->add_option("--router-log", options->router_log,
+                  "File that gets a line for every request to it (default: " + std::string(kRequestLog) + ")")
       ->needs(router);
   CLI::Option* const downloads =
-      app.add_option(
-             "--downloads", options.downloads_folder,
+      app->add_option(
+             "--downloads", options->downloads_folder,
              "Start the router's download daemon (aria2) on port 6800, as root of the box; DIR keeps its\n"
              "tasks from one box to the next (default: none is kept)")
           ->expected(0, 1)
           ->type_name("[DIR]");
   CLI::Option* const files =
-      app.add_option("--files", options.files_folder,
-                     "Start a server to download from on port 8080: /files/NAME (of DIR), /bytes/N,\n"
-                     "/slow/RATE/N, /drop/K/N, /status/CODE, /redirect/CODE?to=URL, /hang")
+      app->add_option("--files", options->files_folder,
+                      "Start a server to download from on port 8080: /files/NAME (of DIR), /bytes/N,\n"
+                      "/slow/RATE/N, /drop/K/N, /status/CODE, /redirect/CODE?to=URL, /hang")
           ->expected(0, 1)
           ->type_name("[DIR]");
-  app.add_option("--host", hosts,
-                 "NAME=DIR: NAME resolves in the box and answers over HTTP and HTTPS from DIR (repeatable)")
+  app->add_option("--host", texts->hosts,
+                  "NAME=DIR: NAME resolves in the box and answers over HTTP and HTTPS from DIR (repeatable)")
       ->allow_extra_args(false);
-  app.add_option("--target-root", options.target_roots,
-                 "Folder with loader and libraries of a program for another processor, which qemu runs\n"
-                 "(default: this build's sysroot, or /usr/mipsel-linux-gnu and the like; repeatable)")
+  return {router, downloads, files};
+}
+
+void add_box_options(CLI::App* app, Options* options) {
+  app->add_option("--target-root", options->target_roots,
+                  "Folder with loader and libraries of a program for another processor, which qemu runs\n"
+                  "(default: this build's sysroot, or /usr/mipsel-linux-gnu and the like; repeatable)")
       ->check(CLI::ExistingDirectory)
       ->transform([](const std::string& folder) { return std::filesystem::absolute(folder).string(); })
       ->allow_extra_args(false);
-  app.add_option("--keep", options.keep, "Path that the box shows at its place, and can change (repeatable)")
+  app->add_option("--keep", options->keep,
+                  "Path that the box shows at its place, and can change (repeatable)")
       ->allow_extra_args(false);
-  app.add_option("--env", options.environment,
-                 "NAME to pass of this environment, or NAME=VALUE to set (repeatable)")
+  app->add_option("--env", options->environment,
+                  "NAME to pass of this environment, or NAME=VALUE to set (repeatable)")
       ->allow_extra_args(false);
-  app.add_option("--broker", options.broker, "Bus broker (default: hostbusd beside routerbox)");
-  app.add_flag("--no-broker", options.no_broker, "Start no bus broker");
-  app.add_flag("--no-perm", options.no_perm, "Leave the permission table unmade");
-  app.add_option("--log", options.log, "File that gets the lines of plug-ins and services too");
-  app.add_flag("--ignore-deaths", options.ignore_deaths,
-               "End with COMMAND's status also when a plug-in has died (otherwise 124 in place of 0)");
-  app.add_flag("-q,--quiet", options.quiet, "No lines of the box's own, except failures");
+  app->add_option("--broker", options->broker, "Bus broker (default: hostbusd beside routerbox)");
+  app->add_flag("--no-broker", options->no_broker, "Start no bus broker");
+  app->add_flag("--no-perm", options->no_perm, "Leave the permission table unmade");
+  app->add_option("--log", options->log, "File that gets the lines of plug-ins and services too");
+  app->add_flag("--ignore-deaths", options->ignore_deaths,
+                "End with COMMAND's status also when a plug-in has died (otherwise 124 in place of 0)");
+  app->add_flag("-q,--quiet", options->quiet, "No lines of the box's own, except failures");
+}
 
-  // Cut here, so that nothing in COMMAND is ever taken for an option of the box.
+// Returns the words behind "--", which are cut off so that nothing in COMMAND is ever taken for an option of the box.
+std::vector<std::string> parse_up_to_command(CLI::App* app, int argc, char** argv) {
   char** const end = argv + argc;
   char** const cut = std::find_if(argv, end, [](const char* word) { return std::strcmp(word, "--") == 0; });
   try {
-    app.parse(static_cast<int>(cut - argv), argv);
+    app->parse(static_cast<int>(cut - argv), argv);
   } catch (const CLI::ParseError& error) {
-    if (error.get_exit_code() == 0) std::exit(app.exit(error));
+    if (error.get_exit_code() == 0) std::exit(app->exit(error));
     throw Failure(std::string(error.what()) + "; routerbox --help lists the options");
   }
-  options.router = router->count() > 0;
-  options.downloads = downloads->count() > 0;
-  options.files = files->count() > 0;
-  if (cut != end) options.command.assign(cut + 1, end);
-  for (const std::string& text : start) options.start.push_back(background_from(text));
-  for (const std::string& text : hosts) options.hosts.push_back(host_from(text, options.hosts));
+  return cut != end ? std::vector<std::string>(cut + 1, end) : std::vector<std::string>();
+}
+
+Options parse(int argc, char** argv) {
+  Options options;
+  Texts texts;
+  CLI::App app(kDescription, "routerbox");
+  app.formatter(std::make_shared<Usage>());
+  app.footer(kFooter);
+  add_plugin_options(&app, &options, &texts);
+  const Servers servers = add_server_options(&app, &options, &texts);
+  add_box_options(&app, &options);
+  options.command = parse_up_to_command(&app, argc, argv);
+  options.router = servers.router->count() > 0;
+  options.downloads = servers.downloads->count() > 0;
+  options.files = servers.files->count() > 0;
+  for (const std::string& text : texts.start) options.start.push_back(background_from(text));
+  for (const std::string& text : texts.hosts) options.hosts.push_back(host_from(text, options.hosts));
   return options;
 }
 

@@ -1,22 +1,20 @@
 #include "packages.h"
 
 #include <cjson/cJSON.h>
+#include <zel/perm.h>
 
 #include <algorithm>
 #include <cmath>
-#include <memory>
 #include <set>
 #include <sstream>
 
+#include "base/json.h"
 #include "failure.h"
 
 namespace routerbox {
 namespace {
 
-struct DeleteTree {
-  void operator()(cJSON* tree) const { cJSON_Delete(tree); }
-};
-using JsonTree = std::unique_ptr<cJSON, DeleteTree>;
+using zel::JsonTree;
 
 constexpr double kLargestUid = 4294967294.0;  // the last one means "no change" to the system calls
 constexpr double kLowestBits = -2147483648.0;
@@ -53,7 +51,7 @@ class Entry {
 
 // The router's own records have user 0, which no plug-in may have: it would be taken for the first of them.
 bool is_routers_own(const std::string& appid) {
-  return appid == "1" || appid == "2";
+  return appid == PERM_DAEMON_APPID || appid == PERM_MANAGER_APPID;
 }
 
 Package package_from(const Entry& entry) {

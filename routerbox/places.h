@@ -16,7 +16,8 @@ inline constexpr uint16_t kHttpsPort = 443;
 
 // Where the bus libraries look, those since October 2020 and the older ones.
 inline constexpr const char* kBusSockets[] = {"/var/run/ubus/ubus.sock", "/var/run/ubus.sock"};
-inline constexpr const char* kBusOrders = "/var/run/bus-orders";  // to misbehave
+inline constexpr const char* kBusRecorder = "/var/run/bus-recorder";  // there when it watches
+inline constexpr const char* kBusOrders = "/var/run/bus-orders";      // to misbehave
 
 inline constexpr const char* kPackageFile = "/etc/norva/packages.json";
 inline constexpr const char* kPermissionFile = "/etc/norva/permissions.json";

@@ -14,7 +14,7 @@ constexpr std::string_view kSanitizerReports[] = {"ERROR: AddressSanitizer", "ER
                                                   "WARNING: ThreadSanitizer", "WARNING: MemorySanitizer",
                                                   ": runtime error: "};
 
-std::string told_end(int status) {
+std::string describe_end(int status) {
   if (status <= kKilledBase) return "with status " + std::to_string(status);
   const int number = status - kKilledBase;
   return "killed by signal " + std::to_string(number) + " (" + strsignal(number) + ")";
@@ -60,7 +60,7 @@ bool Plugins::start(size_t place) {
     row.last_lines.clear();
   }
   ways_.trace.record({Channel::kLife, "box", run.name, "start", std::to_string(process), {}, {}});
-  if (const std::optional<int> status = ways_.processes.ended(process)) note_end(process, *status);
+  if (const std::optional<int> status = ways_.processes.end_of(process)) note_end(process, *status);
   return true;
 }
 
@@ -120,8 +120,10 @@ void Plugins::report_end(const Row& row) const {
   const std::string& name = row.run.name;
   Json lines = Json::array();
   for (const std::string& line : row.last_lines) lines.push_back(line);
-  ways_.trace.record({Channel::kLife, name, "box", "end", told_end(row.status), {}, {{"last_lines", lines}}});
-  ways_.say(name + " has ended, " + told_end(row.status) + "; routerbox start " + name + " starts it again");
+  ways_.trace.record(
+      {Channel::kLife, name, "box", "end", describe_end(row.status), {}, {{"last_lines", lines}}});
+  ways_.say(name + " has ended, " + describe_end(row.status) + "; routerbox start " + name +
+            " starts it again");
 }
 
 int Plugins::deaths() const {

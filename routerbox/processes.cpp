@@ -156,7 +156,7 @@ pid_t Processes::start(const Launch& launch) {
   });
 }
 
-std::optional<int> Processes::ended(pid_t process) {
+std::optional<int> Processes::end_of(pid_t process) {
   return ask([&]() -> std::optional<int> {
     const auto found = ended_.find(process);
     return found == ended_.end() ? std::nullopt : std::optional<int>(found->second);
@@ -183,7 +183,8 @@ int Processes::wait(pid_t process) {
 
 void Processes::signal(pid_t process, int number) {
   ask([&] {
-    if (ended_.count(process) == 0) kill(-process, number);
+    // The box's command leads no group, so that it stays in its terminal's.
+    if (ended_.count(process) == 0 && kill(-process, number) != 0) kill(process, number);
   });
 }
 

@@ -43,7 +43,7 @@ class Processes {
   // What follows is for other threads. Returns once the program is executing; throws Failure when that is impossible.
   pid_t start(const Launch& launch);
   // Status of an ended process as a shell tells it: exit status, or 128 + signal.
-  std::optional<int> ended(pid_t process);
+  std::optional<int> end_of(pid_t process);
   // Waits for the end. Throws Interrupted when the box is to end.
   int wait(pid_t process);
   std::optional<int> wait(pid_t process, Limit limit);

@@ -73,7 +73,7 @@ std::string own_folder() {
   return self.parent_path();
 }
 
-std::string quoted(const std::string& text) {
+std::string quote(const std::string& text) {
   std::string result = "'";
   for (const char c : text) result += c == '\'' ? std::string("'\\''") : std::string(1, c);
   return result + "'";

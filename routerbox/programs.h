@@ -18,7 +18,7 @@ std::string find_own(const std::string& folder, const std::string& program, cons
 std::string own_folder();
 
 // The text as one word of a shell line.
-std::string quoted(const std::string& text);
+std::string quote(const std::string& text);
 
 // `words` in the form execv takes; points into them.
 std::vector<char*> exec_arguments(std::vector<std::string>& words);

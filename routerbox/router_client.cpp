@@ -23,7 +23,7 @@ std::string body_of(const httplib::Result& result) {
   return result->body;
 }
 
-httplib::Client connected() {
+httplib::Client client_of_router() {
   httplib::Client client("127.0.0.1", kRouterPort);
   client.set_read_timeout(kLimitSeconds);
   return client;
@@ -64,12 +64,12 @@ Json& member_of(Json* document, const std::string& path) {
 }  // namespace
 
 Json RouterClient::state(const std::string& path) const {
-  Json document = Json::parse(body_of(connected().Get(kPath)));
+  Json document = Json::parse(body_of(client_of_router().Get(kPath)));
   return member_of(&document, path);
 }
 
 void RouterClient::change(const Json& patch) const {
-  body_of(connected().Patch(kPath, text_of(patch), "application/json"));
+  body_of(client_of_router().Patch(kPath, text_of(patch), "application/json"));
 }
 
 Json RouterClient::set(const std::string& path, const Json& value) const {

@@ -5,8 +5,8 @@ cd "$(dirname "${BASH_SOURCE[0]}")/.."
 step() { printf '==> %s\n' "$*"; }
 die() { printf 'error: %s\n' "$*" >&2; exit 1; }
 
-# listed FILE: the names in a package list, without its comments.
-listed() { grep -v '^#' "$1" | tr '\n' ' '; }
+# listed FILE...: the names in package lists, without comments.
+listed() { grep -hv '^#' "$@" | tr '\n' ' '; }
 
 # build PRESET [TARGET...]: configures when needed, then builds.
 build() {

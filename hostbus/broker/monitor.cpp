@@ -12,7 +12,8 @@ void Monitor::show(const Client& client, const Header& header, Bytes body, bool 
       .number(UBUS_MONITOR_SEQ, header.seq)
       .number(UBUS_MONITOR_TYPE, header.type)
       .flag(UBUS_MONITOR_SEND, to_client)
-      .data(UBUS_MONITOR_DATA, body.subspan(sizeof(blob_attr)));
+      .data(UBUS_MONITOR_DATA, body.subspan(sizeof(blob_attr)))
+      .text(kMonitorUser, client.account().user.c_str());
   for (auto& [watcher, count] : watchers_) {
     if (watcher == &client) continue;
     ++count;

@@ -9,6 +9,10 @@ namespace hostbus {
 
 class Client;
 
+// Attribute of a description beside those of enum ubus_monitor_attr: the client's user. The router's broker has none,
+// and who does not know it passes over it.
+inline constexpr int kMonitorUser = 15;
+
 // The clients that watch what all others send and get.
 class Monitor {
  public:

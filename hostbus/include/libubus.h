@@ -7,8 +7,8 @@
  *             10  the broker went away during the wait
  *             11  no memory
  * Waiting   such functions block. ubus_invoke takes milliseconds: 0 waits without limit, a negative number
- *           times out at once after sending. ubus_connect and ubus_reconnect wait five seconds for the broker's
- *           greeting (the router's library: without limit). The others wait without limit.
+ *           times out at once after sending. ubus_connect waits five seconds for the broker's greeting
+ *           (the router's library: without limit). The others wait without limit.
  * Memory    messages handed in are copied before the call returns and may be empty; the attribute's own id
  * does not matter. Objects, event handlers and requests belong to the caller and must stay in place while
  *           they are known to the context. Pointers given to callbacks are valid until the callback returns.
@@ -199,12 +199,6 @@ struct ubus_context* ubus_connect(const char* path);
 
 /* Closes the connection and frees the context; null is accepted. Sends nothing, leaves objects alone. */
 void ubus_free(struct ubus_context* ctx);
-
-/* Closes the old connection, connects anew and adds all objects again, with new ids; one that cannot be added
- * is left with id 0. Event patterns have to be registered again, uloop told again. Requests that were waiting
- * end with 7, queued calls are forgotten. Returns 0, 10 when there is no broker, 9 when its greeting is
- * wrong. */
-int ubus_reconnect(struct ubus_context* ctx, const char* path);
 
 /* The text of a status code; of another number in a buffer that the thread's next such call overwrites. */
 const char* ubus_strerror(int error);

@@ -51,20 +51,7 @@ int open_connection(ubus_context* ctx, const char* path) {
   if (mode < 0 || fcntl(fd.get(), F_SETFL, mode | O_NONBLOCK) < 0) return UBUS_STATUS_SYSTEM_ERROR;
   ctx->local_id = cpu_to_be32(id);
   ctx->sock.fd = fd.release();
-  ctx->sock.eof = false;
-  ctx->sock.error = false;
   return UBUS_STATUS_OK;
-}
-
-// Leaves the context without a connection, and with nothing that belonged to the old one.
-void close_connection(ubus_context* ctx) {
-  if (ctx->sock.registered) uloop_fd_delete(&ctx->sock);
-  if (ctx->sock.fd >= 0) close(ctx->sock.fd);
-  ctx->sock.fd = -1;
-  ctx->sock.eof = true;
-  if (ctx->pending_timer.pending) uloop_timeout_cancel(&ctx->pending_timer);
-  forget_queued(ctx);
-  ctx->state->reader = FrameReader();
 }
 
 void serve_or_queue(ubus_context* ctx, Message message) {
@@ -138,7 +125,10 @@ bool prepare(ubus_context* ctx) {
 }
 
 void shut_down(ubus_context* ctx) {
-  close_connection(ctx);
+  if (ctx->sock.registered) uloop_fd_delete(&ctx->sock);
+  if (ctx->sock.fd >= 0) close(ctx->sock.fd);
+  if (ctx->pending_timer.pending) uloop_timeout_cancel(&ctx->pending_timer);
+  forget_queued(ctx);
   delete ctx->state;
 }
 
@@ -187,15 +177,6 @@ void ubus_free(ubus_context* ctx) {
   if (ctx == nullptr) return;
   shut_down(ctx);
   delete ctx;
-}
-
-int ubus_reconnect(ubus_context* ctx, const char* path) {
-  close_connection(ctx);
-  end_requests(ctx);
-  const int status = open_connection(ctx, path);
-  if (status != UBUS_STATUS_OK) return status;
-  publish_again(ctx);
-  return ctx->sock.eof ? UBUS_STATUS_CONNECTION_FAILED : UBUS_STATUS_OK;
 }
 
 }  // extern "C"

@@ -64,14 +64,6 @@ int call(ubus_context* ctx, const Request& request) noexcept;
 void receive_status(ubus_context* ctx, const Message& message);
 void receive_data(ubus_context* ctx, const Message& message);
 
-// Completes the waiting requests as timed out: nothing more can arrive for them.
-void end_requests(ubus_context* ctx);
-
-// --- object.cpp
-
-// Adds all known objects again to a broker that does not know them.
-void publish_again(ubus_context* ctx);
-
 // --- dispatch.cpp
 
 ubus_object* find_object(const ubus_context* ctx, uint32_t id);

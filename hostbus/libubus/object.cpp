@@ -109,17 +109,6 @@ ubus_object* find_object(const ubus_context* ctx, uint32_t id) {
   return nullptr;
 }
 
-void publish_again(ubus_context* ctx) {
-  ubus_object* obj = nullptr;
-  // All types first: objects that share one are added with the id that the first of them gets.
-  list_for_each_entry(obj, &ctx->objects.list_head, avl.list) {
-    obj->id = 0;
-    if (obj->type != nullptr) obj->type->id = 0;
-  }
-  ubus_object* following = nullptr;
-  list_for_each_entry_safe(obj, following, &ctx->objects.list_head, avl.list) ubus_add_object(ctx, obj);
-}
-
 }  // namespace hostbus
 
 using namespace hostbus;

@@ -29,7 +29,6 @@ void forget_queued(ubus_context* ctx) {
   Queued* queued = nullptr;
   Queued* following = nullptr;
   list_for_each_entry_safe(queued, following, &ctx->pending, list) delete queued;
-  INIT_LIST_HEAD(&ctx->pending);
 }
 
 }  // namespace hostbus

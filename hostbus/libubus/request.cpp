@@ -93,12 +93,6 @@ void receive_data(ubus_context* ctx, const Message& message) {
   if (attributes[UBUS_ATTR_DATA] != nullptr) req->data_cb(req, UBUS_MSG_DATA, attributes[UBUS_ATTR_DATA]);
 }
 
-void end_requests(ubus_context* ctx) {
-  while (!list_empty(&ctx->requests)) {
-    complete(list_first_entry(&ctx->requests, ubus_request, list), UBUS_STATUS_TIMEOUT);
-  }
-}
-
 }  // namespace hostbus
 
 using namespace hostbus;

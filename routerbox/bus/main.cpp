@@ -1,5 +1,7 @@
 // main.cpp: boxbus, the box's own client of its bus. In a process of its own, because the bus libraries wait without
 // limit for a broker that stays silent, and change how signals are handled.
+#include <poll.h>
+#include <signal.h>
 #include <unistd.h>
 
 #include <cstring>
@@ -10,8 +12,10 @@
 
 #include "../http/json.h"
 #include "../io.h"
+#include "../places.h"
 #include "../verbs/status.h"
 #include "bus/libubus.h"
+#include "record.h"
 
 namespace routerbox::bus {
 namespace {
@@ -35,23 +39,107 @@ class Message {
   blob_buf buffer_{};
 };
 
-Link connected() {
+Link connect_to_bus() {
   Link link(ubus_connect(nullptr));
   if (!link) throw Failure("the broker takes no connections; routerbox start bus starts it again", kFailed);
   return link;
+}
+
+bool wait_for_input(const Link& link) {
+  pollfd input{link->sock.fd, POLLIN, 0};
+  if (poll(&input, 1, -1) < 0) return false;
+  ubus_handle_event(link.get());
+  return true;
+}
+
+// Waits for one object. Its address is its event handler's.
+struct Awaited : ubus_event_handler {
+  std::string name;
+  bool found = false;
+};
+
+void take_object(ubus_context*, ubus_object_data* object, void* awaited) {
+  auto* const wanted = static_cast<Awaited*>(awaited);
+  if (wanted->name == object->path) wanted->found = true;
+}
+
+void take_new_object(ubus_context*, ubus_event_handler* handler, const char*, blob_attr* message) {
+  constexpr blobmsg_policy kPolicy[] = {{.name = "path", .type = BLOBMSG_TYPE_STRING}};
+  blob_attr* path = nullptr;
+  blobmsg_parse(kPolicy, 1, &path, blob_data(message), static_cast<unsigned int>(blob_len(message)));
+  auto* const wanted = static_cast<Awaited*>(handler);
+  if (path != nullptr && wanted->name == blobmsg_get_string(path)) wanted->found = true;
 }
 
 // Until the object is there, however often the broker ends meanwhile.
 int wait_for(const Words& words) {
   while (true) {
     const Link link(ubus_connect(nullptr));
-    uint32_t id = 0;
-    while (link && !link->sock.eof) {
-      if (ubus_lookup_id(link.get(), words[0].c_str(), &id) == 0) return kDone;
-      usleep(kBetweenTriesUs);
-    }
+    Awaited awaited{};
+    awaited.cb = take_new_object;
+    awaited.name = words[0];
+    if (link && ubus_register_event_handler(link.get(), &awaited, "ubus.object.add") == 0)
+      ubus_lookup(link.get(), nullptr, take_object, &awaited);
+    while (link && !awaited.found && !link->sock.eof) wait_for_input(link);
+    if (awaited.found) return kDone;
     usleep(kBetweenTriesUs);
   }
+}
+
+volatile sig_atomic_t watching = 0, ending = 0;
+
+void take_end(int) {
+  if (watching == 0) _exit(kDone);  // waits for a broker that may be silent
+  ending = 1;
+}
+
+Recorder* recorder = nullptr;  // the library's callback takes nothing along
+
+[[maybe_unused]] void take_frame(ubus_context*, uint32_t, blob_attr* description) {
+  if (const std::optional<Frame> frame = frame_from(description)) recorder->take(*frame);
+}
+
+void take_name(ubus_context*, ubus_object_data* object, void*) {
+  recorder->add_object(object->id, object->path);
+}
+
+// A status of the bus; the libraries and brokers of some years show nothing.
+int start_watching(const Link& link) {
+#ifdef UBUS_SYSTEM_OBJECT_MONITOR
+  link->monitor_cb = take_frame;
+  return ubus_monitor_start(link.get());
+#else
+  return link ? UBUS_STATUS_NOT_SUPPORTED : UBUS_STATUS_CONNECTION_FAILED;
+#endif
+}
+
+void watch(const Link& link) {
+  if (const int status = start_watching(link); status != 0)
+    std::cerr << std::string(
+                     "boxbus: the broker does not show what its clients send, so the trace lacks it: ") +
+                     ubus_strerror(status) + "\n"
+              << std::flush;
+  ubus_lookup(link.get(), nullptr, take_name, nullptr);
+  write_file(kBusRecorder, "", 0644);
+  watching = 1;
+  while (ending == 0 && !link->sock.eof) wait_for_input(link);
+  watching = 0;
+  if (ending != 0) ubus_handle_event(link.get());
+}
+
+int record(const Words& words) {
+  Trace trace(words[0]);
+  Recorder own(trace, words[0]);
+  recorder = &own;
+  struct sigaction end {};
+  end.sa_handler = take_end;
+  sigaction(SIGTERM, &end, nullptr);
+  while (ending == 0) {
+    if (const Link link(ubus_connect(nullptr)); link) watch(link);
+    recorder->forget();
+    usleep(kBetweenTriesUs);
+  }
+  return kDone;
 }
 
 void take_answer(ubus_request* request, int, blob_attr* reply) {
@@ -65,7 +153,7 @@ void take_answer(ubus_request* request, int, blob_attr* reply) {
 
 // A cloud message, as the router's cloud link sends it.
 int send(const Words& words) {
-  const Link link = connected();
+  const Link link = connect_to_bus();
   uint32_t id = 0;
   if (ubus_lookup_id(link.get(), words[0].c_str(), &id) != 0) return kNo;
   Message message;
@@ -80,7 +168,7 @@ int send(const Words& words) {
 }
 
 int send_event(const Words& words) {
-  const Link link = connected();
+  const Link link = connect_to_bus();
   Message message;
   blobmsg_add_u32(message.buffer(), "event", static_cast<uint32_t>(std::stoul(words[0])));
   blobmsg_add_u32(message.buffer(), "subevent", static_cast<uint32_t>(std::stoul(words[1])));
@@ -94,7 +182,8 @@ constexpr struct {
   const char* name;
   size_t least, most;  // words after it
   int (*run)(const Words& words);
-} kCommands[] = {{"wait", 1, 1, wait_for}, {"send", 2, 2, send}, {"event", 2, 3, send_event}};
+} kCommands[] = {
+    {"wait", 1, 1, wait_for}, {"send", 2, 2, send}, {"event", 2, 3, send_event}, {"record", 1, 1, record}};
 
 int run(int argc, char** argv) {
   const Words words(argv + std::min(argc, 2), argv + argc);
@@ -102,7 +191,8 @@ int run(int argc, char** argv) {
     if (argc > 1 && std::strcmp(argv[1], command.name) == 0 && words.size() >= command.least &&
         words.size() <= command.most)
       return command.run(words);
-  std::cerr << "Usage: boxbus wait OBJECT | send OBJECT TEXT | event EVENT SUBEVENT [TEXT]\n" << std::flush;
+  std::cerr << "Usage: boxbus wait OBJECT | send OBJECT TEXT | event EVENT SUBEVENT [TEXT] | record FOLDER\n"
+            << std::flush;
   return kWrongCommandLine;
 }
 

@@ -18,7 +18,7 @@ Json* first_of(Json::value_t type, Json* params) {
   return found != params->end() ? &*found : nullptr;
 }
 
-std::string widened(const std::string& bytes) {
+std::string widen(const std::string& bytes) {
   std::string text;
   for (const char c : bytes) {
     const auto byte = static_cast<unsigned char>(c);
@@ -30,7 +30,7 @@ std::string widened(const std::string& bytes) {
   return text;
 }
 
-std::string narrowed(const std::string& text) {
+std::string narrow(const std::string& text) {
   std::string bytes;
   for (size_t i = 0; i < text.size(); ++i) {
     const auto byte = static_cast<unsigned char>(text[i]);
@@ -46,10 +46,10 @@ class Document {
  public:
   explicit Document(const std::string& text) : tree(Json::parse(text, nullptr, false)) {
     if (!tree.is_discarded()) return;
-    tree = Json::parse(widened(text), nullptr, false);
+    tree = Json::parse(widen(text), nullptr, false);
     wide_ = true;
   }
-  std::string text() const { return wide_ ? narrowed(text_of(tree)) : text_of(tree); }
+  std::string text() const { return wide_ ? narrow(text_of(tree)) : text_of(tree); }
 
   Json tree;
 

@@ -18,7 +18,7 @@ constexpr const char* kNotPassedOn[] = {"Host",         "Connection",        "Ke
                                         "Content-Type", "Transfer-Encoding", "Expect",     "REMOTE_ADDR",
                                         "REMOTE_PORT",  "LOCAL_ADDR",        "LOCAL_PORT", "Accept-Encoding"};
 
-httplib::Headers passed_on(const httplib::Headers& headers) {
+httplib::Headers pick_end_to_end(const httplib::Headers& headers) {
   httplib::Headers result;
   for (const auto& [name, value] : headers)
     if (std::none_of(std::begin(kNotPassedOn), std::end(kNotPassedOn),
@@ -27,7 +27,7 @@ httplib::Headers passed_on(const httplib::Headers& headers) {
   return result;
 }
 
-std::string joined(const std::vector<std::string>& methods) {
+std::string join(const std::vector<std::string>& methods) {
   std::string text;
   for (const std::string& method : methods) text += (text.empty() ? "" : ",") + method;
   return text;
@@ -58,7 +58,7 @@ void Front::serve(const httplib::Request& request, const std::string& body, http
     if (!reply.answer.is_discarded()) reply.body.reset();
     fault->play(&reply);
   }
-  const std::string methods = joined(exchange.methods());
+  const std::string methods = join(exchange.methods());
   log_.write(request, arrival,
              {methods.empty() ? request.method + " " + request.target : methods,
               body.empty() ? "" : text_of(Json(body)),
@@ -90,7 +90,7 @@ Reply Front::ask_daemon(const httplib::Request& request, const std::string& body
   httplib::Request passed;
   passed.method = request.method;
   passed.path = request.target;
-  passed.headers = passed_on(request.headers);
+  passed.headers = pick_end_to_end(request.headers);
   passed.body = body;
   if (request.has_header("Content-Type"))
     passed.set_header("Content-Type", request.get_header_value("Content-Type"));
@@ -102,7 +102,7 @@ Reply Front::ask_daemon(const httplib::Request& request, const std::string& body
     reply.type = "text/plain";
     return reply;
   }
-  response->headers = passed_on(answer->headers);
+  response->headers = pick_end_to_end(answer->headers);
   reply.status = answer->status;
   reply.type = answer->get_header_value("Content-Type");
   reply.body = answer->body;

@@ -24,7 +24,7 @@ uint64_t number(const Request& request, size_t place) {
   return std::stoull(request.matches[place]);
 }
 
-Content generated(uint64_t size) {
+Content make_content(uint64_t size) {
   return {size, [](uint64_t offset, char* block, size_t length) {
             fill_content(offset, block, length);
             return true;
@@ -41,19 +41,19 @@ void send_file(const std::string& folder, const Request& request, Response& resp
 }
 
 void send_bytes(const std::string&, const Request& request, Response& response, const Manner& manner) {
-  send_content(request, response, generated(number(request, 1)), manner);
+  send_content(request, response, make_content(number(request, 1)), manner);
 }
 
 void send_slowly(const std::string&, const Request& request, Response& response, const Manner& manner) {
   Manner slow = manner;
   slow.bytes_per_second = number(request, 1);
-  send_content(request, response, generated(number(request, 2)), slow);
+  send_content(request, response, make_content(number(request, 2)), slow);
 }
 
 void drop(const std::string&, const Request& request, Response& response, const Manner& manner) {
   Manner dropping = manner;
   dropping.drop_at = number(request, 1);
-  send_content(request, response, generated(number(request, 2)), dropping);
+  send_content(request, response, make_content(number(request, 2)), dropping);
 }
 
 void send_status(const std::string&, const Request& request, Response& response, const Manner&) {

@@ -40,15 +40,15 @@ constexpr FaultKind kCommon[] = {
 };
 
 // Takes a member out of `written`, so that what is left over was not understood.
-std::optional<Json> taken(Json* written, const char* key) {
+std::optional<Json> take(Json* written, const char* key) {
   if (key == nullptr || !written->contains(key)) return std::nullopt;
   Json value = written->at(key);
   written->erase(key);
   return value;
 }
 
-std::optional<std::string> taken_text(Json* written, const char* key) {
-  const std::optional<Json> value = taken(written, key);
+std::optional<std::string> take_text(Json* written, const char* key) {
+  const std::optional<Json> value = take(written, key);
   if (!value) return std::nullopt;
   if (!value->is_string()) throw Failure(std::string("a fault's ") + key + " must be a text");
   return value->get<std::string>();
@@ -61,8 +61,8 @@ std::optional<int> whole_number(const std::string& text) {
   return error == std::errc() && rest == end ? std::optional(number) : std::nullopt;
 }
 
-std::optional<int> taken_number(Json* written, const char* key, int least, int most) {
-  const std::optional<Json> value = taken(written, key);
+std::optional<int> take_number(Json* written, const char* key, int least, int most) {
+  const std::optional<Json> value = take(written, key);
   if (!value) return std::nullopt;
   if (!value->is_number_integer() || *value < least || *value > most)
     throw Failure(std::string("a fault's ") + key + " must be a whole number from " + std::to_string(least) +
@@ -104,7 +104,7 @@ void read_count(Json* written) {
   *count = *number;
 }
 
-Json written(const Fault& fault) {
+Json json_of(const Fault& fault) {
   Json result = {{"method", fault.method}, {"kind", fault.kind->name}};
   if (fault.count) result["count"] = *fault.count;
   result["played"] = fault.played;
@@ -142,16 +142,16 @@ Fault Faults::fault_from(const Json& written) const {
   if (!written.is_object()) throw Failure("a fault must be a JSON object");
   Json rest = written;
   Fault fault;
-  fault.method = taken_text(&rest, "method").value_or("");
+  fault.method = take_text(&rest, "method").value_or("");
   check_method(fault.method);
-  const std::string kind_text = taken_text(&rest, "kind").value_or("");
+  const std::string kind_text = take_text(&rest, "kind").value_or("");
   fault.kind = &kind_named(kind_text.substr(0, kind_text.find(':')));
   const FaultKind& kind = *fault.kind;
   read_suffix(kind, kind_text, &rest);
   read_count(&rest);
-  fault.count = taken_number(&rest, "count", 1, kMostCount);
-  fault.number = taken_number(&rest, kind.number, kind.least, kind.most).value_or(kind.number_default);
-  fault.text = taken_text(&rest, kind.text).value_or(kind.text_default);
+  fault.count = take_number(&rest, "count", 1, kMostCount);
+  fault.number = take_number(&rest, kind.number, kind.least, kind.most).value_or(kind.number_default);
+  fault.text = take_text(&rest, kind.text).value_or(kind.text_default);
   if (!rest.empty()) throw Failure("a fault of this kind has no member '" + rest.begin().key() + "'");
   return fault;
 }
@@ -170,7 +170,7 @@ void Faults::clear() {
 Json Faults::list() const {
   const std::lock_guard lock(mutex_);
   Json result = Json::array();
-  for (const Fault& fault : faults_) result.push_back(written(fault));
+  for (const Fault& fault : faults_) result.push_back(json_of(fault));
   return result;
 }
 

@@ -7,7 +7,7 @@ namespace routerbox {
 namespace {
 
 // Sends the body byte by byte or only its beginning.
-httplib::ContentProvider unwilling(const Reply& reply, std::string body) {
+httplib::ContentProvider send_unwillingly(const Reply& reply, std::string body) {
   return [reply, body = std::move(body)](size_t offset, size_t length, httplib::DataSink& sink) {
     if (offset >= reply.cut_after) return false;
     std::this_thread::sleep_for(reply.between_bytes);
@@ -27,7 +27,7 @@ void send(const Reply& reply, httplib::Response& response) {
   if (willing)
     response.set_content(body, reply.type);
   else
-    response.set_content_provider(body.size(), reply.type, unwilling(reply, body));
+    response.set_content_provider(body.size(), reply.type, send_unwillingly(reply, body));
 }
 
 }  // namespace routerbox

@@ -17,7 +17,7 @@ std::string column(std::string text) {
   return text;
 }
 
-Descriptor opened(const std::optional<std::string>& file) {
+Descriptor open_log(const std::optional<std::string>& file) {
   if (!file) return Descriptor();
   Descriptor log(file->empty() ? fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 0)
                                : open(file->c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644));
@@ -29,7 +29,7 @@ Descriptor opened(const std::optional<std::string>& file) {
 
 RequestLog::RequestLog(const std::optional<std::string>& file, const std::string& box, Channel channel,
                        std::string server)
-    : file_(opened(file)), box_(box), channel_(channel), server_(std::move(server)), trace_(box) {}
+    : file_(open_log(file)), box_(box), channel_(channel), server_(std::move(server)), trace_(box) {}
 
 void RequestLog::write(const httplib::Request& request, Arrival arrival, const Served& served) {
   const std::chrono::nanoseconds took = now() - arrival;

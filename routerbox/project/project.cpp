@@ -92,7 +92,8 @@ void read_appid(const Value& value, ProjectPlugin* plugin) {
   if (appid.empty() || appid.size() >= PERM_APPID_SIZE ||
       appid.find_first_not_of("0123456789") != std::string::npos)
     value.refuse("must be 1 to 63 decimal digits");
-  if (appid == "1" || appid == "2") value.refuse("belongs to the router itself; choose another");
+  if (appid == PERM_DAEMON_APPID || appid == PERM_MANAGER_APPID)
+    value.refuse("belongs to the router itself; choose another");
   plugin->appid = appid;
 }
 

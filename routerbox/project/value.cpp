@@ -5,7 +5,8 @@
 #include <sstream>
 
 #include "../duration.h"
-#include "../owners.h"
+#include "../failure.h"
+#include "../io.h"
 
 namespace routerbox {
 namespace {

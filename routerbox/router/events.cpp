@@ -45,7 +45,7 @@ std::vector<Event> events_between(const Json& before, const Json& after) {
   return events;
 }
 
-Json written(const std::vector<Event>& events) {
+Json json_of(const std::vector<Event>& events) {
   Json list = Json::array();
   for (const Event& event : events)
     list.push_back({{"event", event.event}, {"subevent", event.subevent}, {"data", event.data}});

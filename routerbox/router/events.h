@@ -21,6 +21,6 @@ struct Event {
 std::vector<Event> events_between(const Json& before, const Json& after);
 
 // {"events": [{"event": 1, "subevent": 257, "data": "down"}]}
-Json written(const std::vector<Event>& events);
+Json json_of(const std::vector<Event>& events);
 
 }  // namespace routerbox::router

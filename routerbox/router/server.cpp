@@ -52,18 +52,19 @@ void Server::route_api() {
 void Server::route_box() {
   http_.Get("/box/state",
             [this](const auto&, auto& response) { response.set_content(text_of(state_.read()), kJson); });
-  http_.Patch("/box/state", changing([](const Json& patch, Json* state) { state->merge_patch(patch); }));
-  http_.Post("/box/set", changing(set_member));
-  http_.Post("/box/wan", changing(set_link));
-  http_.Post("/box/disk", changing(change_disks));
+  http_.Patch("/box/state", handle_change([](const Json& patch, Json* state) { state->merge_patch(patch); }));
+  http_.Post("/box/set", handle_change(set_member));
+  http_.Post("/box/wan", handle_change(set_link));
+  http_.Post("/box/disk", handle_change(change_disks));
   route_faults(&http_, &faults_);
 }
 
-httplib::Server::HandlerWithContentReader Server::changing(void (*change)(const Json& wanted, Json* state)) {
+httplib::Server::HandlerWithContentReader Server::handle_change(void (*change)(const Json& wanted,
+                                                                               Json* state)) {
   return with_body([this, change](const auto&, const std::string& body, auto& response) {
     const Json wanted = Json::parse(body);
     const std::vector<Event> events = state_.change([&](Json& state) { change(wanted, &state); });
-    response.set_content(text_of(written(events)), kJson);
+    response.set_content(text_of(json_of(events)), kJson);
   });
 }
 

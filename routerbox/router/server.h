@@ -28,7 +28,7 @@ class Server {
   void serve_api(const httplib::Request& request, httplib::Response& response);
   void route_api();
   void route_box();
-  httplib::Server::HandlerWithContentReader changing(void (*change)(const Json& wanted, Json* state));
+  httplib::Server::HandlerWithContentReader handle_change(void (*change)(const Json& wanted, Json* state));
 
   State& state_;
   Faults& faults_;

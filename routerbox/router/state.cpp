@@ -40,7 +40,7 @@ void check(const Json& document, const std::string& origin) {
                     advice_for(key, known));
 }
 
-Json merged(const std::string& text, const std::string& origin) {
+Json merge_into_built_in(const std::string& text, const std::string& origin) {
   Json document = Json::parse(kBuiltInState);
   if (text.empty()) return document;
   try {
@@ -66,7 +66,7 @@ void replace_file(const std::string& file, const std::string& text, mode_t mode)
 State::State(std::string file, std::string info_file)
     : file_(std::move(file)), info_file_(std::move(info_file)) {
   const bool exists = !file_.empty() && access(file_.c_str(), F_OK) == 0;
-  document_ = merged(exists ? read_file(file_) : "", file_);
+  document_ = merge_into_built_in(exists ? read_file(file_) : "", file_);
   save(document_);
   save_info(document_);
 }

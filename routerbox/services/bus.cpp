@@ -8,6 +8,7 @@
 
 #include "../places.h"
 #include "../programs.h"
+#include "../trace/peers.h"
 #include "service.h"
 
 namespace routerbox {
@@ -44,8 +45,14 @@ std::optional<Service> find_bus(const Options& options, const std::string& own_f
   Launch launch{program, {program}};
   if (std::filesystem::path(program).filename() == "hostbusd")
     launch.words.insert(launch.words.end(), {"--faults", kBusOrders});
-  return Service{"bus", {program}, [launch] {
-                   return std::vector<Server>{{"the broker", kBusSockets[0], serves, kAdvice, launch}};
+  const std::string recorder = find_own(own_folder, "boxbus", "the bus's recorder", "--no-broker");
+  return Service{"bus", {program, recorder}, [launch, recorder] {
+                   return std::vector<Server>{{"the broker", kBusSockets[0], serves, kAdvice, launch},
+                                              {"the bus's recorder",
+                                               kBusRecorder,
+                                               [] { return access(kBusRecorder, F_OK) == 0; },
+                                               kAdvice,
+                                               {recorder, {"boxbus", "record", kBoxFolder}}}};
                  }};
 }
 

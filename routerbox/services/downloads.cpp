@@ -27,7 +27,7 @@ std::string find_aria2() {
 
 std::string line_of(const std::vector<std::string>& words) {
   std::string line;
-  for (const std::string& word : words) line += (line.empty() ? "" : " ") + quoted(word);
+  for (const std::string& word : words) line += (line.empty() ? "" : " ") + quote(word);
   return line;
 }
 
@@ -38,7 +38,7 @@ std::string start_script(const std::string& name, const std::vector<std::string>
          "cd /\n"
          "unset http_proxy https_proxy ftp_proxy all_proxy no_proxy\n"
          "echo $$ >" +
-         quoted(std::string(kDownloadsFolder) + "/" + name + ".pid") + "\nexec " + line_of(words) + "\n";
+         quote(std::string(kDownloadsFolder) + "/" + name + ".pid") + "\nexec " + line_of(words) + "\n";
 }
 
 std::vector<std::string> daemon_words(const Downloads& downloads, const std::string& kept) {

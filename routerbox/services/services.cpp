@@ -9,8 +9,14 @@ constexpr Processes::Limit kEndLimit(2000);
 
 }  // namespace
 
-Services::Services(Processes& processes, Printer& printer, const std::vector<Service>& found, Say say)
-    : processes_(processes), printer_(printer), found_(found), say_(std::move(say)) {}
+Services::Services(Processes& processes, Printer& printer, Trace& trace, const std::vector<Service>& found,
+                   Say say)
+    : processes_(processes), printer_(printer), trace_(trace), found_(found), say_(std::move(say)) {}
+
+void Services::trace(const Running& row, const char* what, const std::string& result) {
+  trace_.record(
+      {Channel::kLife, "box", row.name, what, result, {}, {{"program", row.server.launch.program}}});
+}
 
 void Services::start_all() {
   for (const Service& service : found_)
@@ -88,7 +94,8 @@ void Services::start(size_t row) {
     rows_[row].process = process;
     rows_[row].state = State::kRunning;
   }
-  if (const std::optional<int> status = processes_.ended(process)) note_end(process, *status);
+  trace(rows_[row], "start", std::to_string(process));
+  if (const std::optional<int> status = processes_.end_of(process)) note_end(process, *status);
 }
 
 void Services::stop(size_t row) {
@@ -99,7 +106,8 @@ void Services::stop(size_t row) {
   }
   const pid_t process = rows_[row].process;
   processes_.stop({process}, kEndLimit);
-  const int status = processes_.ended(process).value_or(kBoxFailed);
+  trace(rows_[row], "stop", "");
+  const int status = processes_.end_of(process).value_or(kBoxFailed);
   if (status != 0 && rows_[row].server.end == End::kClean)
     say_(rows_[row].server.title + " ended badly, with status " + std::to_string(status));
 }
@@ -110,6 +118,7 @@ void Services::note_end(pid_t process, int status) {
     if (row.process != process || row.state != State::kRunning) continue;
     row.state = State::kEnded;
     row.status = status;
+    trace(row, "end", "with status " + std::to_string(status));
     say_(row.server.title + " has ended, with status " + std::to_string(status) + "; routerbox start " +
          row.name + " starts it again");
   }

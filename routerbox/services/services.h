@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "../trace/trace.h"
 #include "service.h"
 
 namespace routerbox {
@@ -21,7 +22,7 @@ class Services {
   };
   using Say = std::function<void(const std::string& line)>;
 
-  Services(Processes& processes, Printer& printer, const std::vector<Service>& found, Say say);
+  Services(Processes& processes, Printer& printer, Trace& trace, const std::vector<Service>& found, Say say);
 
   // Makes their places in the box and starts all. Throws Failure.
   void start_all();
@@ -46,9 +47,11 @@ class Services {
   std::vector<size_t> of(const std::string& name) const;
   void start(size_t row);
   void stop(size_t row);
+  void trace(const Running& row, const char* what, const std::string& result);
 
   Processes& processes_;
   Printer& printer_;
+  Trace& trace_;
   const std::vector<Service>& found_;
   const Say say_;
   mutable std::mutex mutex_;

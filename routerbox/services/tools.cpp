@@ -28,7 +28,7 @@ std::string find_tool(const std::string& name) {
 // The router's disks are not the host's: a device the host has is the real blkid's, any other the router's.
 std::string blkid_script(const Tools& tools, const std::string& router) {
   const std::string real =
-      tools.blkid.empty() ? "" : "[ ! -e \"$device\" ] || exec " + quoted(tools.blkid) + " \"$@\"\n";
+      tools.blkid.empty() ? "" : "[ ! -e \"$device\" ] || exec " + quote(tools.blkid) + " \"$@\"\n";
   return "#!/bin/sh\n"
          "for device; do :; done\n" +
          real +
@@ -48,7 +48,7 @@ Tools find_tools() {
 
 void put_tools(const Tools& tools, const std::string& boxrouter, const std::string& state,
                const std::string& folder) {
-  const std::string router = quoted(boxrouter) + " --state " + quoted(state);
+  const std::string router = quote(boxrouter) + " --state " + quote(state);
   const std::string bin = folder + "/bin", busybox = folder + "/busybox", daemon = kDaemonScripts;
   make_folder(bin);
   write_file(bin + "/blkid", blkid_script(tools, router), 0755);

@@ -12,7 +12,7 @@
 namespace routerbox {
 namespace {
 
-std::string shortened(const std::string& text) {
+std::string shorten(const std::string& text) {
   if (text.size() <= kLongestText) return text;
   size_t end = kLongestText;
   const auto within_character = [&] { return (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80; };
@@ -21,7 +21,7 @@ std::string shortened(const std::string& text) {
 }
 
 void shorten_texts(Json* value) {
-  if (value->is_string()) *value = shortened(value->get_ref<const std::string&>());
+  if (value->is_string()) *value = shorten(value->get_ref<const std::string&>());
   if (value->is_structured())
     for (Json& inner : *value) shorten_texts(&inner);
 }
@@ -29,7 +29,7 @@ void shorten_texts(Json* value) {
 Json shortened_details(Json details) {
   shorten_texts(&details);
   const std::string text = text_of(details);
-  return text.size() <= kLongestDetails ? details : Json(shortened(text));
+  return text.size() <= kLongestDetails ? details : Json(shorten(text));
 }
 
 }  // namespace
@@ -64,10 +64,10 @@ void Trace::record(const TraceLine& line) {
   Json json = {{"at", std::round((monotonic_seconds() - started_) * 1e6) / 1e6},
                {"time", utc_now()},
                {"channel", kChannelNames[static_cast<int>(line.channel)]},
-               {"from", shortened(line.from)},
-               {"to", shortened(line.to)},
-               {"what", shortened(line.what)},
-               {"result", shortened(line.result)}};
+               {"from", shorten(line.from)},
+               {"to", shorten(line.to)},
+               {"what", shorten(line.what)},
+               {"result", shorten(line.result)}};
   if (line.took) json["ms"] = std::round(static_cast<double>(line.took->count()) / 1e3) / 1e3;
   if (!line.details.is_null()) json["details"] = shortened_details(line.details);
   append(text_of(json) + "\n");

@@ -22,7 +22,7 @@ class Command {
 
   // Waits for the program to end. Returns its wait status; -1 if the plug-in ignores SIGCHLD or has waited for the
   // program itself, since nobody knows the status then.
-  int finish() {
+  [[nodiscard]] int finish() {
     const Uncancelled uncancelled;
     return pclose(pipe_.release());
   }
@@ -32,7 +32,7 @@ class Command {
   void leave() noexcept { static_cast<void>(pipe_.release()); }
 
  private:
-  bool fill();
+  [[nodiscard]] bool fill();
 
   std::unique_ptr<FILE, CallToEnd<pclose>> pipe_;
   size_t next_ = 0;  // buffer_ holds what was read and not yet handed out, from next_ to end_.

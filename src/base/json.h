@@ -18,17 +18,17 @@ using JsonText = std::unique_ptr<char, Call<cJSON_free>>;
 enum JsonType : int { kJsonNumber = 3, kJsonString = 4, kJsonArray = 5, kJsonObject = 6 };
 
 // The item's classic type number; -1 for null and for what has no number (raw text).
-int json_type(const cJSON* item) noexcept;
+[[nodiscard]] int json_type(const cJSON* item) noexcept;
 
 // The member of that exact name or, only if there is none, the first one whose name is the same ignoring
 // case. Null if `object` is no object or has neither.
-const cJSON* json_member(const cJSON* object, const char* name) noexcept;
+[[nodiscard]] const cJSON* json_member(const cJSON* object, const char* name) noexcept;
 
 // The same, but null unless the member has the type.
-const cJSON* json_member(const cJSON* object, const char* name, JsonType type) noexcept;
+[[nodiscard]] const cJSON* json_member(const cJSON* object, const char* name, JsonType type) noexcept;
 
 // The member of that exact name, but null unless it has the type.
-const cJSON* json_exact_member(const cJSON* object, const char* name, JsonType type) noexcept;
+[[nodiscard]] const cJSON* json_exact_member(const cJSON* object, const char* name, JsonType type) noexcept;
 
 // The number as a 32-bit pattern: both -1 and 4294967295 give all ones. Numbers of more than 32 bits end at
 // the nearest that fits.

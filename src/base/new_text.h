@@ -7,12 +7,12 @@
 
 namespace zel {
 
-Memory<char> new_text(const char* format, ...) noexcept ZEL_PRINTF(1, 2);
+[[nodiscard]] Memory<char> new_text(const char* format, ...) noexcept ZEL_PRINTF(1, 2);
 
 // The text for use between a command's single quotes.
-Memory<char> within_quotes(const char* text) noexcept;
+[[nodiscard]] Memory<char> within_quotes(const char* text) noexcept;
 
 // The text as one word of a command: as it is, or in quotes if the shell would take anything in it for its own.
-Memory<char> shell_word(const char* text) noexcept;
+[[nodiscard]] Memory<char> shell_word(const char* text) noexcept;
 
 }  // namespace zel

@@ -1,8 +1,8 @@
 #include "base/replace_file.h"
 
 #include <fcntl.h>
-#include <sys/random.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <cstring>
@@ -48,6 +48,29 @@ void remove_left_over(int folder, const char* prefix) {
   }
 }
 
+struct Attributes {
+  mode_t mode = 0;
+  uid_t user = 0;
+  gid_t group = 0;
+};
+
+// Whether they could be read. statx first: where times have 32 bits, fstat refuses a file dated after 2038. Kernels
+// before 4.11 have no statx and no such files; C libraries may be older still.
+bool read_attributes(int fd, Attributes* attributes) {
+#ifdef STATX_TYPE
+  struct statx extended {};
+  if (statx(fd, "", AT_EMPTY_PATH, STATX_TYPE | STATX_MODE | STATX_UID | STATX_GID, &extended) == 0) {
+    *attributes = {extended.stx_mode, extended.stx_uid, extended.stx_gid};
+    return true;
+  }
+  if (errno != ENOSYS) return false;
+#endif
+  struct stat status {};
+  if (fstat(fd, &status) != 0) return false;
+  *attributes = {status.st_mode, status.st_uid, status.st_gid};
+  return true;
+}
+
 bool write_whole(int fd, const char* text, size_t length) {
   while (length > 0) {
     const ssize_t written = zel::retry([&] { return write(fd, text, length); });
@@ -56,6 +79,14 @@ bool write_whole(int fd, const char* text, size_t length) {
     length -= static_cast<size_t>(written);
   }
   return true;
+}
+
+// A number that cannot be foreseen, if the system gives one. From its device: getrandom is younger than the kernels
+// of some routers.
+unsigned another(unsigned number) {
+  unsigned random = 0;
+  const zel::Descriptor source(open("/dev/urandom", O_RDONLY | O_CLOEXEC));
+  return source && read(source.get(), &random, sizeof random) == sizeof random ? random : number + 1;
 }
 
 }  // namespace
@@ -80,17 +111,15 @@ bool FileReplacement::open_beside(const char* name) {
   Descriptor old = open_at(folder_.get(), name, O_RDWR);
   if (!old) return errno == ENOENT && create(0666);
 
-  // Not fstat, which refuses a file dated after 2038 where times have 32 bits.
-  struct statx status {};
-  if (statx(old.get(), "", AT_EMPTY_PATH, STATX_TYPE | STATX_MODE | STATX_UID | STATX_GID, &status) != 0)
-    return false;
-  if (!S_ISREG(status.stx_mode)) {
+  Attributes kept;
+  if (!read_attributes(old.get(), &kept)) return false;
+  if (!S_ISREG(kept.mode)) {
     file_ = std::move(old);  // A device, say: it has no content to keep, and must not become a file.
     return true;
   }
   // The owner first: changing it clears bits of the mode.
-  return create(0600) && fchown(file_.get(), status.stx_uid, status.stx_gid) == 0 &&
-         fchmod(file_.get(), status.stx_mode & 07777U) == 0;
+  return create(0600) && fchown(file_.get(), kept.user, kept.group) == 0 &&
+         fchmod(file_.get(), kept.mode & 07777U) == 0;
 }
 
 bool FileReplacement::create(mode_t mode) {
@@ -98,7 +127,7 @@ bool FileReplacement::create(mode_t mode) {
   char temporary[NAME_MAX + 1];
   if (snprintf(prefix, sizeof prefix, ".%s.new-", name_) >= static_cast<int>(sizeof prefix)) return false;
   remove_left_over(folder_.get(), prefix);
-  auto suffix = static_cast<unsigned>(gettid());
+  auto suffix = static_cast<unsigned>(syscall(SYS_gettid));
   for (int tries = 0; tries < kMostNames; ++tries) {
     const int length = snprintf(temporary, sizeof temporary, "%s%u", prefix, suffix);
     if (length >= static_cast<int>(sizeof temporary)) return false;
@@ -106,7 +135,7 @@ bool FileReplacement::create(mode_t mode) {
     if (file_) memcpy(temporary_, temporary, sizeof temporary_);
     if (file_ || errno != EEXIST) break;
     // A folder has the name, maybe on purpose: the next one cannot be foreseen.
-    if (getrandom(&suffix, sizeof suffix, GRND_NONBLOCK) != static_cast<ssize_t>(sizeof suffix)) ++suffix;
+    suffix = another(suffix);
   }
   return static_cast<bool>(file_);
 }

@@ -1,6 +1,8 @@
 // replace_file.h: giving a file new content so that a crash, a power cut or a full disk leaves the old or the new.
 #pragma once
 
+#include <sys/types.h>
+
 #include <climits>
 #include <cstddef>
 

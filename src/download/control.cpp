@@ -11,7 +11,7 @@ namespace {
 
 using zel::JsonText;
 using zel::JsonTree;
-using zel::download::failed;
+using zel::download::fail;
 
 // Kept: the three calls log their requests differently, and one never its answer.
 enum class Logs { kNever, kTraced, kAlways };
@@ -37,13 +37,13 @@ void log_request(const Control& control, const JsonText& request) {
 }
 
 int read_answer(const char* who, const cJSON* answer) {
-  if (zel::json_type(answer) != zel::kJsonArray) return failed(who, "Parse dst_buffer error\n");
+  if (zel::json_type(answer) != zel::kJsonArray) return fail(who, "Parse dst_buffer error\n");
   const cJSON* const response = answer->child;
   if (zel::json_type(response) != zel::kJsonObject) {
-    return failed(who, "Response JSON get object error\n");
+    return fail(who, "Response JSON get object error\n");
   }
   if (zel::json_member(response, "result") != nullptr) return 0;
-  return failed(who, "task_id not find in downloading list\n");
+  return fail(who, "task_id not find in downloading list\n");
 }
 
 int perform(const Control& control, const char* task_id) {
@@ -53,7 +53,7 @@ int perform(const Control& control, const char* task_id) {
   const JsonText request = print_request(control.method, task_id);
   log_request(control, request);
   zel::download::Exchange daemon;
-  if (!daemon.post(request, zel::kForTaskControl)) return failed(control.who, "Post reqstr fail \n");
+  if (!daemon.post(request, zel::kForTaskControl)) return fail(control.who, "Post reqstr fail \n");
   if (control.traces_answer) ZEL_TRACE_AS(control.who, "[ZEL]", "res_string = %s\n", daemon.answer());
   return read_answer(control.who, daemon.parse().get());
 }

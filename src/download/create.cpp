@@ -60,7 +60,7 @@ JsonText print_request(const task_param& param, const char* appid) {
 
 bool normal_task_create(Exchange* daemon, const task_param& param, const char* appid) {
   if (daemon->post(print_request(param, appid), zel::kForTaskCreation)) return true;
-  zel::download::failed(__func__, "Post req_str fail\n");
+  zel::download::fail(__func__, "Post req_str fail\n");
   return false;
 }
 
@@ -75,9 +75,9 @@ int zel_download_task_create(const task_param* param, char* task_id) {
   Exchange daemon;
   if (!normal_task_create(&daemon, *param, access.appid())) return -1;
   const JsonTree answer = daemon.parse();
-  if (!answer) return zel::download::failed(__func__, "Parse dst_buffer error\n");
+  if (!answer) return zel::download::fail(__func__, "Parse dst_buffer error\n");
   const cJSON* const gid = zel::json_member(answer.get(), "result", zel::kJsonString);
-  if (gid == nullptr) return zel::download::failed(__func__, "task_id parse error\n");
+  if (gid == nullptr) return zel::download::fail(__func__, "task_id parse error\n");
   zel::download::copy_task_id(task_id, gid->valuestring);
   return 0;
 }

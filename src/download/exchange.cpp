@@ -30,7 +30,7 @@ JsonTree Exchange::parse() const noexcept {
   return JsonTree(cJSON_Parse(dst_buffer));
 }
 
-int failed(const char* who, const char* message, int line) {
+int fail(const char* who, const char* message, int line) {
   ZEL_LOG_AT(who, line, LOG_ERR, "[ZEL]", "%s", message);
   return -1;
 }

@@ -18,7 +18,7 @@ class Exchange {
   [[nodiscard]] bool post(const JsonText& request, const Patience& patience);
 
   const char* answer() const noexcept;
-  JsonTree parse() const noexcept;
+  [[nodiscard]] JsonTree parse() const noexcept;
 
  private:
   static Mutex turns_;  // Guards dst_buffer.
@@ -26,6 +26,6 @@ class Exchange {
 };
 
 // Logs why a call fails, under its name and the line it fails in. Returns -1.
-int failed(const char* who, const char* message, int line = __builtin_LINE());
+int fail(const char* who, const char* message, int line = __builtin_LINE());
 
 }  // namespace zel::download

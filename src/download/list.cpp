@@ -15,7 +15,7 @@ namespace {
 using zel::JsonText;
 using zel::JsonTree;
 using zel::download::append;
-using zel::download::failed;
+using zel::download::fail;
 
 // Of waiting and of stopped tasks the daemon tells as many at most.
 constexpr int kMostTasks = 100;
@@ -44,16 +44,16 @@ JsonText print_request() {
 JsonTree fetch_lists(const char* who) {
   zel::download::Exchange daemon;
   if (!daemon.post(print_request(), zel::kForTaskLists)) {
-    failed(who, "Post reqstr fail \n");
+    fail(who, "Post reqstr fail \n");
     return nullptr;
   }
   JsonTree lists = daemon.parse();
   if (zel::json_type(lists.get()) != zel::kJsonArray) {
-    failed(who, "parst dst_buffer fail \n");  // Kept: spelled so, as is the next.
+    fail(who, "parst dst_buffer fail \n");  // Kept: spelled so, as is the next.
     return nullptr;
   }
   if (cJSON_GetArraySize(lists.get()) != static_cast<int>(std::size(kLists))) {
-    failed(who, "infomation size error \n");
+    fail(who, "infomation size error \n");
     return nullptr;
   }
   return lists;
@@ -67,13 +67,13 @@ template <class Visit>
 int visit_tasks(const char* who, const cJSON* lists, Visit visit) {
   const cJSON* list;
   cJSON_ArrayForEach(list, lists) {
-    if (zel::json_type(list) != zel::kJsonObject) return failed(who, "get j_res[i] error \n");
+    if (zel::json_type(list) != zel::kJsonObject) return fail(who, "get j_res[i] error \n");
     const cJSON* const entries = zel::json_member(list, "result", zel::kJsonArray);
-    if (entries == nullptr) return failed(who, "get result array error \n");
+    if (entries == nullptr) return fail(who, "get result array error \n");
     const cJSON* entry;
     cJSON_ArrayForEach(entry, entries) {
       const cJSON* const owner = zel::json_member(entry, "appid", zel::kJsonString);
-      if (owner == nullptr) return failed(who, "get appid error \n");
+      if (owner == nullptr) return fail(who, "get appid error \n");
       const Step step = visit(entry, owner->valuestring);
       if (step != Step::kGoOn) return step == Step::kStop ? 0 : -1;
     }
@@ -102,7 +102,7 @@ class Viewer {
 
 int get_result_item_info(task_info* list, int index, const cJSON* entry) {
   const cJSON* const gid = zel::json_member(entry, "gid", zel::kJsonString);
-  if (gid == nullptr) return failed(__func__, "Response parse gid error\n");
+  if (gid == nullptr) return fail(__func__, "Response parse gid error\n");
   zel::download::copy_task_id(list[index].task_id, gid->valuestring);
   return zel::download::fill_progress(__func__, entry, &list[index]);
 }
@@ -134,7 +134,7 @@ int zel_download_task_get_list(task_info* list, int max_count) {
   const auto filling = [&](const cJSON* entry, const char* owner) {
     if (!viewer.lists(owner)) return Step::kGoOn;
     if (get_result_item_info(list, filled, entry) != 0) {
-      failed(who, "get info error \n");
+      fail(who, "get info error \n");
       return Step::kFail;
     }
     return ++filled < max_count ? Step::kGoOn : Step::kStop;

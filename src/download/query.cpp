@@ -13,7 +13,7 @@ namespace {
 using zel::JsonText;
 using zel::JsonTree;
 using zel::download::append;
-using zel::download::failed;
+using zel::download::fail;
 
 JsonText print_request(const char* task_id) {
   const JsonTree batch(cJSON_CreateArray());
@@ -27,16 +27,16 @@ JsonText print_request(const char* task_id) {
 }
 
 int read_answer(const char* who, const cJSON* answer, const char* task_id, task_info* info) {
-  if (zel::json_type(answer) != zel::kJsonArray) return failed(who, "Parse dst_buffer error\n");
+  if (zel::json_type(answer) != zel::kJsonArray) return fail(who, "Parse dst_buffer error\n");
   const cJSON* const response = answer->child;
   if (zel::json_type(response) != zel::kJsonObject) {
-    return failed(who, "Response JSON get object error\n");
+    return fail(who, "Response JSON get object error\n");
   }
   const cJSON* const result = zel::json_member(response, "result", zel::kJsonObject);
-  if (result == nullptr) return failed(who, "Response JSON get result object error\n");
+  if (result == nullptr) return fail(who, "Response JSON get result object error\n");
   const cJSON* const gid = zel::json_member(result, "gid", zel::kJsonString);
   if (gid == nullptr || strcmp(gid->valuestring, task_id) != 0) {
-    return failed(who, "Response parse gid error\n");
+    return fail(who, "Response parse gid error\n");
   }
   zel::download::copy_task_id(info->task_id, task_id);
   return zel::download::fill_progress(who, result, info);
@@ -50,7 +50,6 @@ int zel_download_task_query(const char* task_id, task_info* info) {
   if (info == nullptr) return ZEL_DOWNLOAD_NO_OUTPUT;
 
   zel::download::Exchange daemon;
-  if (!daemon.post(print_request(task_id), zel::kForTaskQuery))
-    return failed(__func__, "Post req_str fail\n");
+  if (!daemon.post(print_request(task_id), zel::kForTaskQuery)) return fail(__func__, "Post req_str fail\n");
   return read_answer(__func__, daemon.parse().get(), task_id, info);
 }

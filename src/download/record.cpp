@@ -78,7 +78,7 @@ void copy_task_id(char* field, const char* gid) noexcept {
 int fill_progress(const char* who, const cJSON* entry, task_info* info) {
   for (const auto& row : kKeys) {
     const cJSON* const text = json_member(entry, row.key, kJsonString);
-    if (text == nullptr) return failed(who, row.complaint);
+    if (text == nullptr) return fail(who, row.complaint);
     row.fill(info, text->valuestring);
   }
   info->error_code = map_error(json_member(entry, "errorCode", kJsonString));

@@ -26,6 +26,6 @@ cJSON* append_object(cJSON* array) noexcept;
 [[nodiscard]] bool append_status_keys(cJSON* params) noexcept;
 
 // The indented text, if all of the request is there.
-JsonText print(const JsonTree& request, bool whole) noexcept;
+[[nodiscard]] JsonText print(const JsonTree& request, bool whole) noexcept;
 
 }  // namespace zel::download

@@ -25,7 +25,7 @@ class Guard {
  private:
   using Appid = char[PERM_APPID_SIZE];
 
-  bool get_appid(Appid& appid, const char* who, int line);
+  [[nodiscard]] bool get_appid(Appid& appid, const char* who, int line);
   void refuse(const char* who, int line, const char* text) const;
 
   const char* const tag_;

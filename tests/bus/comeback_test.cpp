@@ -15,6 +15,7 @@
 #include "support/broker_process.h"
 #include "support/captured.h"
 #include "support/stopped_broker.h"
+#include "support/wait_until.h"
 
 namespace {
 
@@ -24,14 +25,6 @@ using std::chrono::milliseconds;
 const std::string kPath = test::kBusPath;
 
 std::atomic<int> events = 0;
-
-bool wait_until(const std::function<bool()>& condition, milliseconds limit = milliseconds(10000)) {
-  for (const auto end = Clock::now() + limit; !condition();) {
-    if (Clock::now() > end) return false;
-    std::this_thread::sleep_for(milliseconds(1));
-  }
-  return true;
-}
 
 // Whether the plug-in's handler answers, without the library, whose sends would hold the lock.
 bool is_answered() {

@@ -1,16 +1,20 @@
-// Every call of a plug-in's bus side with each of its system calls failing in turn: 0 or -1, nothing left behind, no
-// lock kept, and the next call works.
+// Every call of a plug-in's bus side, and the service thread's own work, with each system call failing in turn: 0 or
+// -1, nothing left behind, no lock kept, and the next call works.
 #include <gtest/gtest.h>
 #include <sys/shm.h>
+#include <sys/socket.h>
 #include <sys/stat.h>
 #include <zel/zel.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <thread>
 
+#include "bus/comeback.h"
 #include "bus/connect.h"
 #include "bus/dispatch.h"
+#include "bus/frame.h"
 #include "support/captured.h"
 #include "support/failing.h"
 #include "support/process.h"
@@ -25,7 +29,8 @@ const struct Fault {
 } kFaults[] = {{Fails::kMemory, ENOMEM},   {Fails::kOpen, EMFILE},   {Fails::kOpen, EINTR},
                {Fails::kWrite, ENOSPC},    {Fails::kWrite, EINTR},   {Fails::kClose, EIO},
                {Fails::kSegment, ENOMEM},  {Fails::kSegment, EIDRM}, {Fails::kSemaphore, EIDRM},
-               {Fails::kSemaphore, EINTR}, {Fails::kThread, EAGAIN}};
+               {Fails::kSemaphore, EINTR}, {Fails::kThread, EAGAIN}, {Fails::kSocket, ENOMEM},
+               {Fails::kSocket, EINTR},    {Fails::kRead, EIO},      {Fails::kRead, EINTR}};
 
 int answer(const char*, uint32_t, char*, uint32_t) {
   return 0;
@@ -43,6 +48,34 @@ void drop_receiver() {
   const zel::BusSection section;
   zel::retire_connection(bus,
                          zel::Owner(bus, [](void* it) { zel::close_bus(static_cast<ubus_context*>(it)); }));
+}
+
+void lose_receiver() {
+  zel::zel_loop_init();
+  zel_event_init();
+  zel::comeback.note_loss(zel_event_ctx);
+}
+int bring_back() {
+  static zel::Loop loop;
+  usleep(static_cast<useconds_t>(std::max(zel::comeback.pause_ms(), 0)) * 1000);
+  zel::comeback.try_when_due(&loop);
+  return zel::comeback.pause_ms() == -1 ? 0 : -1;
+}
+
+// 0 when libubus finds nothing but the end behind a frame of another version.
+int look_at_a_bad_frame() {
+  int ends[2];
+  if (socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends) != 0) return 1;
+  const zel::Descriptor ours(ends[0]);
+  const zel::Descriptor brokers(ends[1]);
+  char bytes[12] = {1};
+  iovec place = {bytes, sizeof bytes};
+  msghdr frame{};
+  frame.msg_iov = &place;
+  frame.msg_iovlen = 1;
+  sendmsg(brokers.get(), &frame, 0);
+  zel::clear_bad_frames(ours.get());
+  return recvmsg(ours.get(), &frame, MSG_DONTWAIT) == 0 ? 0 : -1;
 }
 
 char name[64];
@@ -73,6 +106,8 @@ const struct Call {
     {"zel_event_unsubscribe", [] { return zel_event_unsubscribe(0); }},
     {"zel_event_send", [] { return zel_event_send(0, 0, "d"); }},
     {"zel_event_send_disk", [] { return zel_event_send_disk(0, "d"); }},
+    {"the service thread's try to come back", bring_back, lose_receiver, drop_receiver},
+    {"the service thread's look at a frame", look_at_a_bad_frame},
 };
 
 // Once in a process. `works` is what 0 promises.

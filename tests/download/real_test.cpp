@@ -1,33 +1,21 @@
 // Real downloads by a real daemon from the box's file server.
 #include <gtest/gtest.h>
-#include <sys/mount.h>
-#include <sys/stat.h>
 #include <unistd.h>
 #include <zel/download.h>
 #include <zel/http.h>
 
-#include <chrono>
 #include <cstdlib>
-#include <fstream>
 #include <string>
 #include <thread>
 #include <vector>
 
 #include "support/captured.h"
+#include "support/disk.h"
+#include "support/wait_until.h"
 
 namespace {
 
 constexpr char kSlow[] = "/slow/1000/100000";
-
-// Polls, since the daemon tells nothing by itself.
-template <class Done>
-bool wait_until(Done done) {
-  for (int left = 2000; left > 0; --left) {
-    if (done()) return true;
-    std::this_thread::sleep_for(std::chrono::milliseconds(10));
-  }
-  return false;
-}
 
 std::string create(const std::string& path, const std::string& name = "file",
                    const std::string& directory = "/tmp") {
@@ -76,8 +64,7 @@ TEST(RealDownloads, GoThroughTheirStates) {
 
 // A limit on the size of the daemon's files stands for a disk that fails.
 TEST(RealDownloads, EndInEveryKindOfError) {
-  ASSERT_EQ(mkdir("/tmp/small", 0755), 0);
-  ASSERT_EQ(mount("small", "/tmp/small", "tmpfs", 0, "size=1m"), 0);
+  mount_disk("/tmp/small", "size=1m");
   ASSERT_EQ(system("kill -KILL $(cat /var/run/downloads/daemon.pid)"), 0);
   captured(stderr, [] { ASSERT_TRUE(wait_until([] { return zel_download_task_getnum() == -1; })); });
   ASSERT_EQ(system("trap '' XFSZ; ulimit -f 4000; /var/run/downloads/daemon >/dev/null 2>&1 &"), 0);
@@ -88,7 +75,7 @@ TEST(RealDownloads, EndInEveryKindOfError) {
   ASSERT_EQ(HttpPostBuffer(dst_buffer, "http://127.0.0.1:6800/jsonrpc", options.data(),
                            static_cast<uint32_t>(options.size()), 10, 1),
             0);
-  std::ofstream("/tmp/there") << "already";
+  put("/tmp/there", "already");
   const std::string first = create(kSlow, "twice");
   ASSERT_TRUE(becomes(first, ZEL_TASK_ACTIVE));
   const struct {

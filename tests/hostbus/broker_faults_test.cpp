@@ -1,12 +1,9 @@
 // A broker that is ordered to misbehave.
-#include <chrono>
-
 #include "../support/broker_process.h"
 
 namespace {
 
 using namespace test;
-using Clock = std::chrono::steady_clock;
 
 class BrokerFaults : public BrokerTest {
  protected:
@@ -29,25 +26,6 @@ class BrokerFaults : public BrokerTest {
   const std::string bus_ = directory_ + "/faulty";
   BrokerProcess faulty_{bus_, {"--faults", orders_}};
 };
-
-TEST_F(BrokerFaults, LateMeansEveryAnswerAndGreetingUntilItIsToldToBeInTime) {
-  RawClient client(bus_);
-  const auto took_ms = [](auto action) {
-    const auto start = Clock::now();
-    action();
-    return std::chrono::duration_cast<std::chrono::milliseconds>(Clock::now() - start).count();
-  };
-  ASSERT_EQ(order("late 100"), "ok");
-  EXPECT_GE(took_ms([&] { client.request(lookup("none")); }), 100);
-  EXPECT_GE(took_ms([&] { RawClient{bus_}; }), 100);
-  ASSERT_EQ(order("late 3600000"), "ok");
-  client.send(lookup("none"));
-  RawClient gone(bus_, RawClient::Greeting::kLeave);
-  gone.close();
-  EXPECT_FALSE(readable(client.fd(), 50));
-  ASSERT_EQ(order("late 0"), "ok");
-  EXPECT_EQ(client.receive().value().number(kCode), 4U) << "what was postponed comes at once";
-}
 
 TEST_F(BrokerFaults, DropsTheOwnerOfAnObjectOrAllConnectionsOfAProcess) {
   RawClient owner(bus_);

@@ -1,6 +1,4 @@
 // What one client does to the broker must not reach the others.
-#include <random>
-
 #include "../support/broker_process.h"
 
 namespace {
@@ -29,22 +27,6 @@ class BrokerRobustness : public BrokerTest {
   RawClient third_{path_};
   const uint32_t object_ = service_.add_object("service");
 };
-
-// Requests with some bytes changed. What is no frame at all ends the connection; the next one goes on.
-TEST_F(BrokerRobustness, SpoiltRequestsFromOneClientDoNotDisturbOthers) {
-  std::mt19937 random(1);
-  const ByteString sound[] = {frame(kAdd, 1, 0, {text(kPath, "n"), signature_of(0)}), lookup("n*"),
-                              registration(1025, "e"), event("e", 8),
-                              frame(kStatus, 1, 1030, {number(kCode, 0), number(kObject, 1030)})};
-  RawClient pest(path_);
-  for (int round = 0; round < 300; ++round) {
-    ByteString spoilt = sound[random() % std::size(sound)];
-    for (int i = 0; i < 3; ++i) spoilt[random() % spoilt.size()] = static_cast<uint8_t>(random());
-    // A frame that pretends to be long swallows what follows.
-    if (!pest.try_send(spoilt, MSG_DONTWAIT) || round % 10 == 0) pest = RawClient(path_);
-    ASSERT_TRUE(exchange()) << "round " << round;
-  }
-}
 
 TEST_F(BrokerRobustness, WhatIsKeptForOneClientHasALimitThatRemovalGivesBack) {
   const auto addition = [](size_t number_of) {

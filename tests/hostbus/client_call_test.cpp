@@ -1,9 +1,9 @@
 // What a client's own calls return, and when.
-#include <fcntl.h>
 #include <gtest/gtest.h>
 
 #include <chrono>
 
+#include "../support/broker_process.h"
 #include "../support/played_broker.h"
 #include "client.h"
 
@@ -59,26 +59,6 @@ TEST(Call, ReturnsWhatTheConnectionAnswers) {
   }
 }
 
-int g_lost = 0;
-
-TEST(Connection, OnceLostGives2ForEverythingAndTellsItEachTime) {
-  PlayedBroker broker([](const FrameSocket&) {});
-  const Context ctx = connect_to(broker.path());
-  ctx->connection_lost = [](ubus_context*) { ++g_lost; };
-  EXPECT_NE(fcntl(ctx->sock.fd, F_GETFD) & FD_CLOEXEC, 0);
-  ASSERT_TRUE(wait_input(ctx.get()));
-  uint32_t id = 7;
-  ubus_object object{};
-  Message message;
-  EXPECT_EQ(ubus_send_event(ctx.get(), "x", message.head()), 2) << "and no SIGPIPE";
-  for (int i = 0; i < 3; ++i) ubus_handle_event(ctx.get());
-  EXPECT_EQ(g_lost, 3);
-  EXPECT_TRUE(ctx->sock.eof);
-  EXPECT_EQ(ubus_lookup_id(ctx.get(), "x", &id), 2);
-  EXPECT_EQ(id, 7U);
-  EXPECT_EQ(ubus_add_object(ctx.get(), &object), 2);
-}
-
 TEST(Call, TimesOutAndIgnoresTheLateAnswer) {
   PlayedBroker broker([](const FrameSocket& client) {
     const ByteString late = test::status(client.receive().value(), 1);
@@ -92,6 +72,14 @@ TEST(Call, TimesOutAndIgnoresTheLateAnswer) {
   EXPECT_EQ(call(ctx.get(), 100), 7);
   EXPECT_GE(Clock::now() - start, std::chrono::milliseconds(100));
   EXPECT_EQ(call(ctx.get(), 0), 0) << "0 is no limit";
+}
+
+using Connecting = BrokerTest;
+
+TEST_F(Connecting, WaitsForTheGreetingOfAStoppedBrokerNoLongerThanItSays) {
+  kill(broker_.pid(), SIGSTOP);
+  EXPECT_EQ(connect_to(path_), nullptr);
+  EXPECT_EQ(errno, ETIMEDOUT);
 }
 
 }  // namespace

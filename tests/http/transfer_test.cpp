@@ -57,13 +57,10 @@ TEST(HttpTransfer, TheLastAttemptsHeaderDecides) {
   } kCases[] = {
       {"success", {good}, kAll, 0, "good"},
       {"success of an older server", {{"HTTP/1.0 200 OK\r\n\r\nold", End::kClose}}, kAll, 0, "old"},
-      {"created", {{answer("201 Created", "new")}}, kAll, -1, "new"},
       {"moved", {{"HTTP/1.1 301 Moved\r\nLocation: /there\r\n\r\n", End::kClose}}, kAll, -1, ""},
       {"a redirect", {{redirect}}, kGet | kPost, -1, "no"},
       {"a redirect where it counts", {{redirect}}, kPostHttps, 0, "/there"},
       {"a redirect to nowhere", {{answer("302 Found", "no")}}, kAll, -1, "no"},
-      {"a client's fault", {{answer("404 Not Found", "lost")}}, kAll, -1, "lost"},
-      {"a server's fault", {bad}, kAll, -1, "all bad"},
       {"an interim answer", {{"HTTP/1.1 100 Continue\r\n\r\n" + good.bytes}}, kAll, 0, "good"},
       {"an HTTP/2 status line", {{"HTTP/2 200\r\nContent-Length: 1\r\n\r\nx"}}, kAll, -1, "x"},
       {"no HTTP", {{"what?\r\n\r\n", End::kClose}}, kAll, -1, ""},
@@ -153,7 +150,7 @@ TEST(HttpTransfer, ACancelledThreadGivesEverythingBack) {
     char result[ZEL_HTTP_RESULT_SIZE] = "untouched";
     EXPECT_TRUE(ends_cancelled([&] { transfer(call, result, server.url(), 9, 1); },
                                [&] { return open_descriptors() > before + 1; }));
-    EXPECT_TRUE(comes_true([&] { return open_descriptors() == before; })) << "the server's end too";
+    EXPECT_TRUE(wait_until([&] { return open_descriptors() == before; })) << "the server's end too";
     EXPECT_STREQ(result, "untouched");
   }
 }

@@ -152,7 +152,7 @@ TEST(HttpConnect, OfACancelledThreadGivesEverythingBack) {
   EXPECT_TRUE(ends_cancelled([&] { exchange(server.port(), kLong); },
                              [&] { return open_descriptors() > before + 1; }))
       << "while it receives";
-  EXPECT_TRUE(comes_true([&] { return open_descriptors() == before; })) << "the server's end too";
+  EXPECT_TRUE(wait_until([&] { return open_descriptors() == before; })) << "the server's end too";
 }
 
 TEST(HttpSockets, ReceiveWithinATime) {

@@ -107,7 +107,7 @@ TEST(HttpRaw, UrlsAreTakenApart) {
     char none[] = "none", *host = nullptr, *path = nullptr, *ip = none;
     int port = -5;
     EXPECT_EQ(resolve_url(pool.get(), url, nullptr, &ip, &port, nullptr), 0) << url;
-    EXPECT_TRUE(port == -5 && ip == none) << url;
+    EXPECT_EQ(std::pair(port, ip), std::pair(-5, none + 0)) << url;
     EXPECT_EQ(resolve_url(pool.get(), url, &host, &ip, &port, &path), 0) << url;
     EXPECT_EQ(host + (" " + std::to_string(port)) + " " + path + " " + ip, parts);
   }
@@ -149,19 +149,19 @@ TEST(HttpRaw, ChunkSizesAreReadAsHexadecimalLines) {
 // The fuzz target of get_chunk holds the calls against each other.
 TEST(HttpRaw, ChunksAreCountedAndPutTogether) {
   // body, its whole chunks, whether it has its end, and its data
-  const std::pair<Text, Text> kCases[] = {{"3\r\nabc\r\n0\r\n\r\n", "2 1 abc"},
-                                          {"3\r\nabc\r\n0\r\n", "1 0 abc"},
-                                          {"3\r\nabc\r\n0\r\nTrailer: x\r\n\r\n", "2 1 abc"},
-                                          {"3\r\nabc\r\nA\r\n0123456789\r\n", "2 0 abc0123456789"},
-                                          {"3\r\nabc\r", "0 0 abc"},
-                                          {"1\r\na\r\n7fffffff\r\nbc\r\n", "1 0 abc\r\n"},
-                                          {"1\r\na\r\n-1\r\nb\r\n0\r\n\r\n", "1 0 a"}};
-  for (const auto& [text, found] : kCases) {
+  const Rows<int, int, Text> kCases = {{"3\r\nabc\r\n0\r\n\r\n", 2, 1, "abc"},
+                                       {"3\r\nabc\r\n0\r\n", 1, 0, "abc"},
+                                       {"3\r\nabc\r\n0\r\nTrailer: x\r\n\r\n", 2, 1, "abc"},
+                                       {"3\r\nabc\r\nA\r\n0123456789\r\n", 2, 0, "abc0123456789"},
+                                       {"3\r\nabc\r", 0, 0, "abc"},
+                                       {"1\r\na\r\n7fffffff\r\nbc\r\n", 1, 0, "abc\r\n"},
+                                       {"1\r\na\r\n-1\r\nb\r\n0\r\n\r\n", 1, 0, "a"}};
+  for (const auto& [text, chunks, ended, data] : kCases) {
     Exact body{std::string(text)};
     const int length = static_cast<int>(body.size());
-    std::string counted = std::to_string(get_chunk_num(body.data(), length)) + " " +
-                          std::to_string(check_chunk_page_end(body.data(), length)) + " ";
-    EXPECT_EQ(counted.append(body.data(), body.data() + get_chunk_page(body.data(), length)), found) << text;
+    EXPECT_EQ(get_chunk_num(body.data(), length), chunks) << text;
+    EXPECT_EQ(check_chunk_page_end(body.data(), length), ended) << text;
+    EXPECT_EQ(std::string(body.data(), body.data() + get_chunk_page(body.data(), length)), data) << text;
   }
 }
 
@@ -181,7 +181,8 @@ TEST(HttpRaw, ShortMemoryIsAFailureOfEveryCall) {
   for (const auto& call : kCalls) {
     int needed = 0;
     for (allocations_left = 0; call() == -1; allocations_left = ++needed) ASSERT_LT(needed, 5);
-    EXPECT_TRUE(needed > 0 && allocations_left == 0);  // it succeeded only when none failed
+    EXPECT_GT(needed, 0);
+    EXPECT_EQ(allocations_left, 0) << "it succeeded only when none failed";
   }
   allocations_left = -1;
 }

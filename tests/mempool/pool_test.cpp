@@ -73,11 +73,12 @@ TEST(MemPool, OffersTheSameNumbersOnEveryMachine) {
     const Pool pool = make_pool(row.size);
     EXPECT_EQ(last_aligned, row.size + kPoolHeader - kCountedHeader)
         << "not a byte more than the record says";
-    EXPECT_TRUE(pool->max == row.max && room(pool->d) == row.first) << row.size;
+    EXPECT_EQ(pool->max, row.max) << row.size;
+    EXPECT_EQ(room(pool->d), row.first) << row.size;
     add_block(pool.get());
     EXPECT_EQ(room(*pool->d.next), row.first + 47) << "its own header is 48 bytes smaller";
     mem_reset_pool(pool.get());
-    EXPECT_TRUE(room(pool->d) == row.first && room(*pool->d.next) == row.first) << row.size;
+    for (const auto* block : {&pool->d, pool->d.next}) EXPECT_EQ(room(*block), row.first) << row.size;
   }
   for (const size_t size : {size_t{63}, SIZE_MAX, SIZE_MAX - 64}) EXPECT_EQ(make_pool(size), nullptr) << size;
   EXPECT_NE(mem_palloc(make_pool(64).get(), 1), nullptr) << "even a large piece's record is above max here";
@@ -146,14 +147,16 @@ TEST(MemPool, FreesLargePiecesAndUsesTheirRecordsAgain) {
   EXPECT_EQ(mem_pfree(pool.get(), pieces[2]), 0);
   EXPECT_EQ(mem_pfree(pool.get(), pieces[2]), -1);
   void* const fifth = mem_palloc(pool.get(), 5000);
-  EXPECT_TRUE(pool->large == newest && newest->next->next->next->next->alloc == fifth);
+  EXPECT_EQ(pool->large, newest);
+  EXPECT_EQ(newest->next->next->next->next->alloc, fifth);
   mem_pfree(pool.get(), pieces[1]);
   mem_palloc(pool.get(), 5000);
   EXPECT_EQ(pool->large->next, newest) << "the sixth is not looked at";
   mem_pfree(pool.get(), pieces[6]);
   void* const aligned = mem_pmemalign(pool.get(), 10, 256);
   EXPECT_EQ(address(aligned) % 256, 0U);
-  EXPECT_TRUE(pool->large->alloc == aligned && pool->large->next->next == newest) << "always a new record";
+  EXPECT_EQ(pool->large->alloc, aligned);
+  EXPECT_EQ(pool->large->next->next, newest) << "always a new record";
 }
 
 TEST(MemPool, CopiesTextsAndBytesButNothingEmptyAndClearsOnRequest) {
@@ -164,9 +167,11 @@ TEST(MemPool, CopiesTextsAndBytesButNothingEmptyAndClearsOnRequest) {
   EXPECT_EQ(memcmp(copy, "a\0b", 3), 0);
   EXPECT_EQ(mem_pnalloc(p, 1), static_cast<char*>(copy) + 4) << "one byte more than was copied";
   const char* const before = pool->d.last;
-  EXPECT_TRUE(mem_pool_dup_str(p, "") == nullptr && mem_pool_dup_str(p, nullptr) == nullptr);
-  EXPECT_TRUE(mem_pool_dup_mem(p, "a", 0) == nullptr && mem_pool_dup_mem(p, nullptr, 1) == nullptr);
-  EXPECT_TRUE(mem_pool_dup_mem(p, "a", SIZE_MAX) == nullptr && pool->d.last == before);
+  for (const char* text : {"", static_cast<const char*>(nullptr)})
+    EXPECT_EQ(mem_pool_dup_str(p, text), nullptr);
+  for (const auto& [bytes, size] : {std::pair("a", size_t{0}), {nullptr, 1}, {"a", SIZE_MAX}})
+    EXPECT_EQ(mem_pool_dup_mem(p, bytes, size), nullptr) << size;
+  EXPECT_EQ(pool->d.last, before);
 
   const std::string zeros(5000, '\0');
   const std::unique_ptr<void, decltype(&free)> own(mem_calloc(100, nullptr), free);
@@ -190,7 +195,8 @@ TEST(MemPool, FreesLargePiecesAtAResetAndElseBehindTheCleanUps) {
     frees = 0;
     if (reset) mem_reset_pool(pool.get());
     EXPECT_EQ(frees, reset ? 3 : 0);
-    EXPECT_TRUE(ran.empty() && (pool->large == nullptr) == reset);
+    EXPECT_EQ(ran, "");
+    EXPECT_EQ(pool->large == nullptr, reset);
     pool.reset();
     EXPECT_EQ(ran, reset ? "c3a3" : "c0a0");
     EXPECT_EQ(frees, 4);
@@ -213,7 +219,8 @@ TEST(MemPool, ClosesAndRemovesFiles) {
   unlink(names[2]);
   pool.reset();
   for (const int fd : fds) EXPECT_EQ(fcntl(fd, F_GETFD), -1) << "also where there was no file to remove";
-  EXPECT_TRUE(unlink(names[0]) == 0 && unlink(names[1]) == -1);
+  EXPECT_EQ(unlink(names[0]), 0) << "was closed only";
+  EXPECT_EQ(unlink(names[1]), -1) << "was removed";
 }
 
 TEST(MemPool, ServesThreadsThroughItsLock) {

@@ -16,22 +16,10 @@
 #include "perm/json_file.h"
 #include "perm/shared_table.h"
 #include "support/captured.h"
+#include "support/disk.h"
 #include "support/process.h"
 
 namespace {
-
-void write_file(const char* path, const std::string& content) {
-  const zel::File file(fopen(path, "wbe"));
-  ASSERT_TRUE(file);
-  fwrite(content.data(), 1, content.size(), file.get());
-}
-
-std::string read_file(const char* path) {
-  std::string content(1 << 20, '\0');
-  const zel::File file(fopen(path, "rbe"));
-  content.resize(file ? fread(content.data(), 1, content.size(), file.get()) : 0);
-  return content;
-}
 
 zel::AttachedTable table() {
   int result = -1;
@@ -156,7 +144,7 @@ TEST(PermLock, IsGivenBackByTheKernelAndNeverGivenTwice) {
 TEST(PermInit, WritesTheDefaultCatalogueAndStoresIt) {
   unlink(zel::kPermissionFile);
   ASSERT_EQ(perm_init(), 0);
-  const std::string file = read_file(zel::kPermissionFile);
+  const std::string file = content_of(zel::kPermissionFile);
   // In GB2312, without blanks and without a line end.
   const std::string first =
       "{\"ability\":[{\"permid\":1,\"level\":3,\"permname\":\"ability_download\",\"permlabel\":"
@@ -202,7 +190,7 @@ TEST(PermInit, TakesFromThePackageFileWhatIsWellFormed) {
       {"member missing", two + R"({"appid":"9","appname":"n","uid":1}]})", 7007, 2, false},
   };
   for (const auto& c : kCases) {
-    write_file(zel::kPackageFile, c.content);
+    put(zel::kPackageFile, c.content);
     EXPECT_EQ(perm_init(), c.result) << c.why;
     EXPECT_EQ(table()->plugin_count, c.count) << c.why;
     EXPECT_EQ(perm_check(1, "2"), c.reserved ? 0 : 7015) << c.why;
@@ -210,9 +198,9 @@ TEST(PermInit, TakesFromThePackageFileWhatIsWellFormed) {
 }
 
 TEST(PermInit, CutsTextsAndKeepsBitPatterns) {
-  write_file(zel::kPackageFile, R"({"plugin":[{"appname":")" + std::string(100, 'n') +
-                                    R"(","appid":"123","abilitybits":4294967293,"uid":-2,"other":[]},)" +
-                                    plugin("1", "7") + "]}");
+  put(zel::kPackageFile, R"({"plugin":[{"appname":")" + std::string(100, 'n') +
+                             R"(","appid":"123","abilitybits":4294967293,"uid":-2,"other":[]},)" +
+                             plugin("1", "7") + "]}");
   ASSERT_EQ(perm_init(), 0);
   const zel::AttachedTable shared = table();
   EXPECT_EQ(std::string(shared->plugins[0].appname), std::string(63, 'n'));
@@ -236,7 +224,7 @@ TEST(PermInit, NeedsAUsablePermissionFileBeforeAnythingElse) {
        1},
   };
   for (const auto& c : kCases) {
-    write_file(zel::kPermissionFile, c.content);
+    put(zel::kPermissionFile, c.content);
     EXPECT_EQ(perm_init(), 7006) << c.why;
     EXPECT_EQ(table()->abilities[0].permid, c.stored) << c.why;
     EXPECT_EQ(table()->abilities[1].permid, 0) << c.why;
@@ -259,7 +247,7 @@ TEST(PermFiles, NameTheirOwnFailures) {
   EXPECT_EQ(perm_common_analyze_pluginfo(&local), 7012);
   replace([] { mkfifo(zel::kPackageFile, 0644); });
   EXPECT_EQ(perm_common_read_plugin_file(&local), 7010);
-  replace([] { write_file(zel::kPackageFile, "{"); });
+  replace([] { put(zel::kPackageFile, "{"); });
   EXPECT_EQ(perm_common_read_plugin_file(&local), 7011);
   EXPECT_EQ(run_as(10001, [&] { return perm_common_read_plugin_file(&local) == 7008 ? 0 : 1; }), 0)
       << "reading needs write permission";

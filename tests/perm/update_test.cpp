@@ -1,7 +1,6 @@
 // Runs as root inside a router box, whose /etc/norva and shared memory are the test's own. The box filled the table
 // with five plug-ins, 1001 to 1005, and then the reserved ones.
 #include <gtest/gtest.h>
-#include <sys/mount.h>
 #include <sys/ptrace.h>
 #include <sys/sem.h>
 #include <sys/stat.h>
@@ -11,13 +10,13 @@
 #include <chrono>
 #include <csignal>
 #include <filesystem>
-#include <fstream>
 #include <random>
 #include <string>
 
 #include "perm/json_file.h"
 #include "perm/shared_table.h"
 #include "perm/slot_store.h"
+#include "support/disk.h"
 #include "support/process.h"
 
 namespace fs = std::filesystem;
@@ -72,11 +71,6 @@ int update(const std::string& appid, uint32_t bits = 1) {
 zel::AttachedTable table() {
   int result = -1;
   return zel::attach_table(&result);
-}
-
-std::string text_of(const char* path) {
-  std::ifstream file(path);
-  return {std::istreambuf_iterator<char>(file), {}};
 }
 
 struct stat status(const char* path = zel::kPackageFile) {
@@ -166,13 +160,13 @@ TEST(PermUpdates, WriteTheFormatThatTheNextBootReads) {
   memset(table()->plugins, 0, sizeof table()->plugins);
   table()->plugin_count = 0;
   EXPECT_EQ(perm_delete("1"), 0) << "deleting from an empty table";
-  EXPECT_EQ(text_of(zel::kPackageFile), R"({"plugin":[]})");
+  EXPECT_EQ(content_of(zel::kPackageFile), R"({"plugin":[]})");
   perm_plugin_info full = record("7", 0xFFFFFFFF);
   memset(full.appname, 'x', sizeof full.appname);  // No place for the NUL.
   full.uid = 0xFFFFFFFE;
   EXPECT_EQ(perm_insert(&full), 0);
-  EXPECT_EQ(text_of(zel::kPackageFile), R"({"plugin":[{"appname":")" + std::string(63, 'x') +
-                                            R"(","appid":"7","abilitybits":-1,"uid":-2}]})");
+  EXPECT_EQ(content_of(zel::kPackageFile), R"({"plugin":[{"appname":")" + std::string(63, 'x') +
+                                               R"(","appid":"7","abilitybits":-1,"uid":-2}]})");
 }
 
 TEST(PermUpdates, TrustTheTablesCountAsFarAsItGoes) {
@@ -221,19 +215,18 @@ TEST(PermUpdates, KeepLinkModeAndOwner) {
 
 TEST(PermUpdates, LeaveTheOldFileWhenTheNewOneCannotBe) {
   static constexpr char kFolder[] = "/etc/norva/small";
-  fs::create_directory(kFolder);
-  ASSERT_EQ(mount("tmpfs", kFolder, "tmpfs", 0, "size=64k"), 0) << strerror(errno);
+  mount_disk(kFolder, "size=64k");
   fs::copy(zel::kPackageFile, "/etc/norva/small/list");
   fs::remove(zel::kPackageFile);
   fs::create_symlink("small/list", zel::kPackageFile);
   for (int i = 0; i < 35; ++i) ASSERT_EQ(insert(std::to_string(3000 + i), 1), 0);
-  const std::string old = text_of(zel::kPackageFile);
+  const std::string old = content_of(zel::kPackageFile);
   ASSERT_GT(old.size(), 4096U);
   const auto write_file = [] { return perm_common_write_pluginfo(table().get()); };
   ASSERT_EQ(mount("", kFolder, "", MS_REMOUNT, "size=8k"), 0) << "two such files do not fit";
   EXPECT_EQ(insert("9", 1), 7014);
   EXPECT_EQ(write_file(), 7013);
-  EXPECT_EQ(text_of(zel::kPackageFile), old);
+  EXPECT_EQ(content_of(zel::kPackageFile), old);
   EXPECT_EQ(entries(kFolder), 1);
   EXPECT_EQ(perm_check(1, "9"), 0) << "the table has the change";
   fs::remove(zel::kPackageFile);
@@ -259,12 +252,12 @@ TEST(PermUpdates, ReachTheDiskBeforeTheyReplaceTheFile) {
                 {'D', "WFMD", 7014, true},
                 {'\0', "WFMD", 0, true}};
   for (const auto& c : kCases) {
-    const std::string old = text_of(zel::kPackageFile);
+    const std::string old = content_of(zel::kPackageFile);
     steps.clear();
     failing = c.failing;
     EXPECT_EQ(update("1001", static_cast<uint32_t>(c.failing)), c.result) << c.steps;
     EXPECT_EQ(steps, c.steps);
-    EXPECT_EQ(text_of(zel::kPackageFile) != old, c.written) << c.steps;
+    EXPECT_EQ(content_of(zel::kPackageFile) != old, c.written) << c.steps;
     EXPECT_EQ(entries("/etc/norva"), 2) << c.steps;
   }
   unlink(zel::kPermissionFile);
@@ -311,7 +304,7 @@ TEST(PermUpdates, TakeWhatTheyFindInTheFolder) {
   for (const int links : {40, 41}) {
     fs::rename(zel::kPackageFile, "/etc/norva/links/0");
     for (int i = 1; i < links; ++i)
-      symlink(std::to_string(i - 1).c_str(), ("/etc/norva/links/" + std::to_string(i)).c_str());
+      fs::create_symlink(std::to_string(i - 1), "/etc/norva/links/" + std::to_string(i));
     fs::create_symlink("/etc/norva/links/" + std::to_string(links - 1), zel::kPackageFile);
     EXPECT_EQ(update("9", static_cast<uint32_t>(links)), links == 40 ? 0 : 7014) << "the kernel follows 40";
     fs::rename("/etc/norva/links/0", zel::kPackageFile);
@@ -363,7 +356,8 @@ TEST(PermUpdates, SurviveAKillAtAnyMoment) {
     ASSERT_EQ(semctl(shared->semid, 0, GETVAL), 1) << "kill " << i;
     ASSERT_EQ(fault_of(*shared), "") << "kill " << i;
     perm_table stored{};
-    ASSERT_EQ(perm_common_read_plugin_file(&stored), 0) << "kill " << i << ": " << text_of(zel::kPackageFile);
+    ASSERT_EQ(perm_common_read_plugin_file(&stored), 0)
+        << "kill " << i << ": " << content_of(zel::kPackageFile);
     left_over += static_cast<int>(entries("/etc/norva")) - 2;
     ASSERT_EQ(update("1001", 0), 0) << "kill " << i;
     ASSERT_EQ(difference(*shared), "") << "kill " << i;
@@ -403,5 +397,5 @@ TEST(PermUpdates, ChangeTheTableInOneInstruction) {
   kill(pid, SIGKILL);
   EXPECT_EQ(fault, "");
   EXPECT_EQ(counts_seen, 1 << 7 | 1 << 8);
-  EXPECT_TRUE(WIFEXITED(state) && WEXITSTATUS(state) == 0) << state;
+  EXPECT_EQ(state, 0) << "its wait status";
 }

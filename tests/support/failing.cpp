@@ -127,8 +127,14 @@ FAILS_AFTER(kProgram, int, pclose, -1, (FILE* pipe), pipe)
 FAILS_AFTER(kSegment, int, shmdt, -1, (const void* address), address)
 // clang-format on
 
+void* operator new(size_t size, const std::nothrow_t&) noexcept {
+  return fails(Fails::kMemory) ? nullptr : __real_malloc(size != 0 ? size : 1);
+}
+void* operator new[](size_t size, const std::nothrow_t& quietly) noexcept {
+  return operator new(size, quietly);
+}
 void* operator new(size_t size) {
-  void* const memory = fails(Fails::kMemory) ? nullptr : __real_malloc(size != 0 ? size : 1);
+  void* const memory = operator new(size, std::nothrow);
   if (memory == nullptr) throw std::bad_alloc();
   return memory;
 }

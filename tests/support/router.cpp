@@ -7,8 +7,8 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <fstream>
-#include <iterator>
+
+#include "support/disk.h"
 
 namespace test {
 namespace {
@@ -78,8 +78,7 @@ void change_router_state(const std::string& patch) {
 }
 
 std::string router_log() {
-  std::ifstream file("/var/run/router/requests.log");
-  return {std::istreambuf_iterator<char>(file), {}};
+  return content_of("/var/run/router/requests.log");
 }
 
 }  // namespace test

@@ -47,12 +47,6 @@ std::vector<Frame> load_capture(const std::string& file) {
   return frames;
 }
 
-std::map<std::string, Bytes> load_vectors() {
-  std::map<std::string, Bytes> vectors;
-  for (const Words& words : load_words("24-blobmsg-vectors.txt", 3)) vectors[words[1]] = from_hex(words[2]);
-  return vectors;
-}
-
 Bytes from_hex(const std::string& hex) {
   Bytes bytes;
   for (size_t i = 0; i < hex.size(); i += 2) {

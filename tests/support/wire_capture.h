@@ -40,7 +40,6 @@ struct Bindings {
 // Read files below the wire folder, e.g. load_capture("04-invoke-status-0.txt"). They throw
 // std::runtime_error when a file is missing or malformed.
 std::vector<Frame> load_capture(const std::string& file);
-std::map<std::string, Bytes> load_vectors();  // 24-blobmsg-vectors.txt: by name
 
 Bytes from_hex(const std::string& hex);
 std::string to_hex(const Bytes& bytes);

@@ -1,4 +1,4 @@
-// zelctl device and http: what the router and servers answer.
+// zelctl device, http, router and doctor: what the router and its servers answer.
 #include "zelctl.h"
 
 namespace {
@@ -58,6 +58,82 @@ TEST_F(Ask, TransfersAsPluginsDo) {
        0, "\"version\""},
       {"nothing", "$Z http post http://127.0.0.1:6800/jsonrpc /dev/null", 3, "/dev/null is no plain file"},
       {"no file", "$Z http post http://127.0.0.1:6800/jsonrpc /none", 3, "/none: No such file"},
+  };
+  check(kCases);
+}
+
+TEST_F(Ask, AsksTheRouter) {
+  setenv("FAULT", "curl -s 127.0.0.1:14000/box/fault -d", 1);
+  static const Case kCases[] = {
+      {"name", "$Z router name --json; $Z --as 1001 router id --json", 0,
+       "{\"name\":\"Home\"}\n{\"id\":\"N0123456789\"}\n"},
+      {"speed", "$Z router speed", 0,
+       "download  1250  840      11800\nupload    96    64       1900\nin the router's own"},
+      {"for scripts", "$Z router speed --json", 0,
+       R"({"download":{"now":1250,"average":840,"peak":11800},"upload":{"now":96,"average":64,"peak":1900}})"},
+      {"status", "$Z router status --json", 0,
+       R"({"internet":true,"cable":true,"address":"203.0.113.24","type":0})"},
+      {"wifi", "$Z router wifi --json", 0,
+       R"({"networks":[{"name":"Home","band":"2.4 GHz","on":true},{"name":"Home 5G")"},
+      {"disks", "$Z router disks --json", 0,
+       R"("used":204800,"total":1024000,"uuid":"6A3C-91F0"}],"left_out":0})"},
+      {"dns", "$NOBODY $Z router dns set 9.9.9.9 149.112.112.112 --json", 0,
+       R"({"first":"9.9.9.9","second":"149.112.112.112"})"},
+      {"taken back", "$Z router dns reset && $Z router dns get", 0, "first   \nsecond  \n"},
+      {"no address", "$Z router dns set 9.9.9.9 dns.example", 2,
+       "'dns.example' is no IPv4 address\nGive both"},
+      {"without the ability", "$Z --as 1002 router wifi", 4,
+       "1002 does not hold ability 8 (ability_wifi) (7016)"},
+      {"nobody", "$NOBODY $Z router name", 4, "(7015)"},
+      {"more than can be told",
+       "printf '{\"WIFIStatus\":[%s]}' \"$(seq -s, 270 | sed "
+       "'s/[0-9]\\+/{\"WIFI_SSID\":\"\",\"WIFI_WirelessFrequency\":\"5\",\"WIFI_Status\":0}/g')\" | "
+       "curl -s -X PATCH -d @- 127.0.0.1:14000/box/state >/dev/null; $Z router wifi",
+       3, "wifi: the router did not answer as it should (-2)"},
+      {"an error", "$FAULT '{\"method\":\"*\",\"kind\":\"error:5\"}'; $Z router disks", 3,
+       "disks: the router's own error code (5)\nDoes the router"},
+      {"of dns", "$Z router dns get", 3, "dns: no usable answer, or one that reports an error (-2)"},
+      {"a lie",
+       "curl -s -X DELETE 127.0.0.1:14000/box/fault; $FAULT '{\"method\":\"*\",\"kind\":\"garbage\"}'; $Z "
+       "router speed",
+       3, "(-2)"},
+      {"nothing to capture", "$Z router capture --json", 3,
+       "{\"error\":\"the router's management interface gave no answer\""},
+  };
+  check(kCases);
+}
+
+TEST_F(Ask, CapturesTheRouterForTheBox) {
+  static const Case kCases[] = {
+      {"masked", "$Z router capture --json", 0,
+       R"("WAN_PPPoE_Name":"user@isp.example","WAN_PPPoE_PWD":"masked")"},
+      {"serial numbers and signatures",
+       "$Z router capture >/tmp/s; grep -c masked /tmp/s; grep -E 'secret|N0123|5f2c|c41d' /tmp/s", 1, "4\n"},
+      {"all of it",
+       "$Z router capture --with-secrets | grep -oE "
+       "'secret|N0123456789|c41d88e6f3|6A3C-91F0|ads.ex[^\"]*'",
+       0, "secret\n6A3C-91F0\nN0123456789\nc41d88e6f3\nads.example\\ntracker"},
+      {"nothing changed", "grep -c set_router /var/run/router/requests.log", 1, "0\n"},
+  };
+  check(kCases);
+}
+
+TEST_F(Ask, FindsWhatIsWrong) {
+  static const Case kCases[] = {
+      {"nothing", "$Z doctor", 0, "nothing is wrong\n"},
+      {"for all", "$NOBODY $Z doctor --json", 0,
+       R"({"check":"port 6800","state":"good","found":"the download daemon answers","advice":""})"},
+      {"all at once",
+       "sed -i s/listener/lauscher/ $F; sed -i /zel1004/d /etc/passwd; kill -STOP $(pidof hostbusd); rm "
+       "/tmp/norva_daemon.info; mv /usr/local/localshell/norva_daemon_shell /tmp; kill $(cat "
+       "/var/run/downloads/front.pid) $(pidof boxrouter); $Z doctor >/tmp/out; echo $? >>/tmp/out; "
+       "kill -CONT $(pidof hostbusd); grep -c WRONG /tmp/out; cat /tmp/out",
+       0, "7\n"},
+      {"the bus", "grep ^bus /tmp/out", 0, "takes connections, but does not greet\nbus: The broker hangs"},
+      {"accounts", "grep ^accounts /tmp/out", 0, "missing for 1004\naccounts: Give their users"},
+      {"packages", "grep ^packages /tmp/out", 0, "differ from the table"},
+      {"no broker", "kill $(pidof hostbusd); sleep 0.2; $Z doctor --json", 1, R"("found":"no broker at /)"},
+      {"no table", "ipcrm -a; $Z doctor", 1, "table         WRONG  not initialised"},
   };
   check(kCases);
 }

@@ -17,7 +17,7 @@ std::string encoded(const std::string& bytes, Encode encode, Size size, Type... 
 // One byte as the encoders write it.
 std::string escape_of(int byte, bool escaped) {
   char text[4];
-  snprintf(text, sizeof text, "%%%02X", static_cast<unsigned>(byte));
+  snprintf(text, sizeof text, "%%%02X", static_cast<unsigned>(byte) & 0xFF);
   return escaped ? text : std::string(1, static_cast<char>(byte));
 }
 

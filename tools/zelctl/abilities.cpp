@@ -56,7 +56,7 @@ int ability_from(const perm_table& table, const std::string& text) {
 uint32_t bits_from(const perm_table& table, const std::string& text) {
   if (text == "all") return UINT32_MAX;
   if (text == "none") return 0;
-  const bool hexadecimal = text.starts_with("0x") && text.size() > 2 && text.size() <= 10 &&
+  const bool hexadecimal = std::string_view(text).starts_with("0x") && text.size() > 2 && text.size() <= 10 &&
                            text.find_first_not_of("0123456789abcdefABCDEF", 2) == std::string::npos;
   if (hexadecimal) return static_cast<uint32_t>(std::strtoul(text.c_str() + 2, nullptr, 16));
   uint32_t bits = 0;
@@ -77,7 +77,7 @@ std::string ability_name(const perm_table& table, int ability) {
 }
 
 const char* short_name(const std::string& name) {
-  return name.c_str() + (name.starts_with(kPrefix) ? std::strlen(kPrefix) : 0);
+  return name.c_str() + (std::string_view(name).starts_with(kPrefix) ? std::strlen(kPrefix) : 0);
 }
 
 }  // namespace zelctl

@@ -167,7 +167,7 @@ const Command* find_command(std::string_view words) {
 uint64_t number_value(const char* name, const char* text, uint64_t least, uint64_t most) {
   uint64_t number = 0;
   if (number_from(text, &number) && number >= least && number <= most) return number;
-  fail(kUsage, "Give it in decimal digits.", "%s is a number from %llu to %llu, not '%s'", name,
+  fail(kUsage, "Give one of these, in decimal digits.", "%s is a number from %llu to %llu, not '%s'", name,
        static_cast<unsigned long long>(least), static_cast<unsigned long long>(most), text);
 }
 

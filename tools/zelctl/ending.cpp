@@ -45,8 +45,8 @@ void set_ending(Ending* ending, int status, const std::string& report) {
 }
 
 void set_failure(Ending* ending, const char* advice, const std::string& why) {
-  const char* const clear = shows_progress() ? "\r\033[K" : "";
-  set_ending(ending, kTimedOut, clear + failure_report(0, why, advice));
+  const char* const end = progress_is_drawn() ? "\n" : "";
+  set_ending(ending, kTimedOut, end + failure_report(0, why, advice));
 }
 
 }  // namespace
@@ -94,6 +94,10 @@ void Service::wait(unsigned seconds) {
   const timespec limit{static_cast<time_t>(seconds), 0};
   while (sigtimedwait(&signals_, nullptr, seconds != 0 ? &limit : nullptr) == -1 && errno == EINTR) continue;
   zel_lock();
+}
+
+void Service::end() {
+  kill(getpid(), SIGTERM);
 }
 
 }  // namespace zelctl

@@ -37,6 +37,8 @@ class Service {
  public:
   Service();
   void wait(unsigned seconds);
+  // Ends that wait, from a callback.
+  static void end();
 
  private:
   sigset_t signals_;

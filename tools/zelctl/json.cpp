@@ -15,6 +15,12 @@ void append(cJSON* array, cJSON* element) {
   cJSON_AddItemToArray(array, element);
 }
 
+std::string text_from(char* printed) {
+  const std::unique_ptr<char, FreeText> text(printed);
+  require_memory(text.get());
+  return text.get();
+}
+
 }  // namespace
 
 void require_memory(const void* made) {
@@ -59,10 +65,16 @@ cJSON* append_object(cJSON* array) {
   return object;
 }
 
+std::string compact(const cJSON* json) {
+  return text_from(cJSON_PrintUnformatted(json));
+}
+
+std::string pretty(const cJSON* json) {
+  return text_from(cJSON_Print(json));
+}
+
 std::string printed(const cJSON* json) {
-  const std::unique_ptr<char, FreeText> text(cJSON_PrintUnformatted(json));
-  require_memory(text.get());
-  return format("%s\n", text.get());
+  return compact(json) + '\n';
 }
 
 JsonTree parse_json(const std::string& text, std::string* where) {

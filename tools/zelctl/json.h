@@ -27,8 +27,10 @@ cJSON* append_object(cJSON* array);
 // Fails for null, which is what cJSON gives when memory runs out.
 void require_memory(const void* made);
 
-// The document without blanks, with a line end.
+// The document without blanks, with a line end; the same without one; and as people read it.
 std::string printed(const cJSON* json);
+std::string compact(const cJSON* json);
+std::string pretty(const cJSON* json);
 
 // The document, which must be the whole text. Null, with the position of the fault as "line 2, column 5" in
 // *where, if it is none.

@@ -15,8 +15,9 @@
 namespace zelctl {
 
 std::span<const Family* const> families() {
-  static constexpr const Family* kFamilies[] = {&kPermFamily, &kDeviceFamily, &kHttpFamily, &kHelpFamily,
-                                                &kCompletionFamily};
+  static constexpr const Family* kFamilies[] = {
+      &kPermFamily,   &kCloudFamily, &kEventFamily,  &kBusFamily,  &kRouterFamily,    &kDownloadFamily,
+      &kDeviceFamily, &kHttpFamily,  &kDoctorFamily, &kHelpFamily, &kCompletionFamily};
   return kFamilies;
 }
 

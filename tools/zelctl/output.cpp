@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
@@ -16,6 +17,8 @@ namespace {
 Manner wanted;
 std::FILE* result_stream = nullptr;  // null when the caller has closed it
 std::FILE* report_stream = nullptr;
+
+bool drawn = false;
 
 std::FILE* taken(int fd) {
   const int copy = fcntl(fd, F_DUPFD_CLOEXEC, 3);
@@ -92,7 +95,16 @@ bool shows_progress() {
 }
 
 void progress(const std::string& text) {
-  if (shows_progress()) print_report(format("\r%s\033[K", text.c_str()));
+  static size_t lines = 0;
+  if (!shows_progress() || (text.empty() && !drawn)) return;
+  const std::string up = lines != 0 ? format("\033[%zuA", lines) : "";
+  print_report(format("%s\r\033[J%s", up.c_str(), text.c_str()));
+  lines = static_cast<size_t>(std::count(text.begin(), text.end(), '\n'));
+  drawn = !text.empty();
+}
+
+bool progress_is_drawn() {
+  return drawn;
 }
 
 void end_process(int status) {

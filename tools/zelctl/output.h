@@ -35,10 +35,11 @@ void print_report(const std::string& text);
 // Something to know beside the result, as printf. Not for scripts.
 void note(const char* text, ...) __attribute__((format(printf, 1, 2)));
 
-// How far something is, on the line that the next such text takes the place of; an empty one clears it. Only where
+// How far something is: lines that the next such text takes the place of; an empty one clears them. Only where
 // standard error is a terminal.
 bool shows_progress();
 void progress(const std::string& text);
+bool progress_is_drawn();
 
 // Ends the process without waiting for the library's threads.
 [[noreturn]] void end_process(int status);

@@ -187,7 +187,7 @@ const perm_plugin_info* listed(const PackageList& list, const char* appid) {
 // The router adds the two that are its own where they are missing, if there is room.
 void judge_room(PackageList* list) {
   size_t held = list->plugins.size();
-  for (const char* appid : {"1", "2"}) {
+  for (const char* appid : {PERM_DAEMON_APPID, PERM_MANAGER_APPID}) {
     const perm_plugin_info* const plugin = listed(*list, appid);
     const bool left_out =
         plugin != nullptr ? plugin - list->plugins.data() >= PERM_PLUGIN_SLOTS : held++ >= PERM_PLUGIN_SLOTS;
@@ -212,8 +212,8 @@ bool same(const perm_plugin_info& filed, const perm_plugin_slot& held) {
 // As the router adds them to a table whose file lacks them.
 bool is_added_by_init(const perm_plugin_slot& plugin) {
   const std::string appid = text_of(plugin.appid);
-  return plugin.uid == 0 && ((appid == "1" && plugin.abilitybits == UINT32_MAX - 2) ||
-                             (appid == "2" && plugin.abilitybits == UINT32_MAX));
+  return plugin.uid == 0 && ((appid == PERM_DAEMON_APPID && plugin.abilitybits == UINT32_MAX - 2) ||
+                             (appid == PERM_MANAGER_APPID && plugin.abilitybits == UINT32_MAX));
 }
 
 PackageList of_text(const std::string& text) {

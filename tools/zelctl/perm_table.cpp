@@ -55,12 +55,12 @@ bool is_filled(const perm_table& table) {
 }
 
 bool is_filled_to_its_end(const perm_table& table) {
-  return table.plugin_count == PERM_PLUGIN_SLOTS ||
-         (find_plugin(table, "1") != nullptr && find_plugin(table, "2") != nullptr);
+  return table.plugin_count == PERM_PLUGIN_SLOTS || (find_plugin(table, PERM_DAEMON_APPID) != nullptr &&
+                                                     find_plugin(table, PERM_MANAGER_APPID) != nullptr);
 }
 
 bool is_reserved(const std::string& appid) {
-  return appid == "1" || appid == "2";
+  return appid == PERM_DAEMON_APPID || appid == PERM_MANAGER_APPID;
 }
 
 AttachedTable attach_table() {

@@ -53,7 +53,7 @@ void Result::add_row(const char* key, const std::string& value) {
   std::string name = key;
   // The unit stands with the value.
   for (const char* const unit : {"_kib", "_bytes", "_seconds"}) {
-    if (name.ends_with(unit)) name.resize(name.size() - std::strlen(unit));
+    if (std::string_view(name).ends_with(unit)) name.resize(name.size() - std::strlen(unit));
   }
   std::replace(name.begin(), name.end(), '_', ' ');
   row("%s\t%s", name.c_str(), value.c_str());

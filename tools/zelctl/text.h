@@ -6,6 +6,10 @@
 #include <string_view>
 #include <vector>
 
+// The C++ library has these functions, but for starts_with and ends_with; without this, headers of C++20 would put them
+// in here once more.
+extern template class std::basic_string<char>;
+
 namespace zelctl {
 
 // As printf.

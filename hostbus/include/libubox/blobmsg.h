@@ -121,13 +121,6 @@ static inline uint64_t blobmsg_get_u64(struct blob_attr* attr) {
   return be64_to_cpu(number);
 }
 
-static inline double blobmsg_get_double(struct blob_attr* attr) {
-  uint64_t bits = blobmsg_get_u64(attr);
-  double number;
-  memcpy(&number, &bits, sizeof(number));
-  return number;
-}
-
 /* The text of a string field; null for null. */
 static inline char* blobmsg_get_string(struct blob_attr* attr) {
   return (char*)blobmsg_data(attr);
@@ -153,13 +146,6 @@ static inline int blobmsg_add_u32(struct blob_buf* buf, const char* name, uint32
 static inline int blobmsg_add_u64(struct blob_buf* buf, const char* name, uint64_t number) {
   number = cpu_to_be64(number);
   return blobmsg_add_field(buf, BLOBMSG_TYPE_INT64, name, &number, sizeof(number));
-}
-
-static inline int blobmsg_add_double(struct blob_buf* buf, const char* name, double number) {
-  uint64_t bits;
-  memcpy(&bits, &number, sizeof(bits));
-  bits = cpu_to_be64(bits);
-  return blobmsg_add_field(buf, BLOBMSG_TYPE_DOUBLE, name, &bits, sizeof(bits));
 }
 
 /* Adds the text with its NUL; a null text is refused with -1. */

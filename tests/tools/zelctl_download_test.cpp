@@ -1,0 +1,67 @@
+// zelctl download. $ADD has a file of a megabyte and a half fetched at 300 kB/s.
+#include "zelctl.h"
+
+namespace {
+
+class Download : public Zelctl {};
+
+}  // namespace
+
+TEST_F(Download, ShowsAndChangesTasks) {
+  setenv("ADD", "$Z download add http://127.0.0.1:8080/slow/100000/2000000 --dir /tmp --name", 1);
+  static const Case kCases[] = {
+      {"none", "$Z download list", 0, "no tasks\n"},
+      {"as a plug-in",
+       "$Z --as 1001 download add http://127.0.0.1:8080/bytes/1000 --dir /tmp --name a --wait --json", 0,
+       R"("state":"complete","completed_bytes":1000,"total_bytes":1000,)"
+       R"("bytes_per_second":0,"error_code":0,"error":""})"},
+      {"for people", "$Z download list", 0, "  complete  1000 bytes of 1000 bytes"},
+      {"not another's", "$Z perm update 1003 --abilities 1 >/dev/null; $Z --as 1003 download list --json", 0,
+       R"({"tasks":[],"may_be_longer":false})"},
+      {"under way", "eval \"$ADD b\" >/tmp/id; $Z download show $(cat /tmp/id)", 0,
+       "state   active\namount  "},
+      {"pause", "sleep 1; $Z download pause $(cat /tmp/id) --json", 0, "\",\"accepted\":\"pause\"}"},
+      {"twice", "sleep 1; $Z download pause $(cat /tmp/id)", 1,
+       "is paused, in no state for that (-1)\nIts state: zelctl"},
+      {"waiting for it", "$Z download watch $(cat /tmp/id)", 1, "is paused\nzelctl download resume ID"},
+      {"resume and interrupt",
+       "$Z download resume $(cat /tmp/id) && { $Z download watch $(cat /tmp/id) & sleep 2; kill -INT $!; "
+       "wait $!; }",
+       5, "zelctl: interrupted; task "},
+      {"all", "$Z --json download watch & sleep 2; kill -TERM $!; wait $!", 5,
+       "{\"error\":\"interrupted; tasks under way: 1\""},
+      {"on a terminal",
+       "timeout 5 script -qec \"$Z download watch $(cat /tmp/id)\" /dev/null | grep -ao '\\[#*\\.*\\]  "
+       "*[0-9]* %' | head -n 1",
+       0, "#"},
+      {"delete", "$Z download delete $(cat /tmp/id) && sleep 1 && $Z download watch", 0, "  removed   "},
+  };
+  check(kCases);
+}
+
+TEST_F(Download, SaysWhatFailed) {
+  setenv("ADD", "download add http://127.0.0.1:8080/status/404 --name f --dir", 1);
+  static const Case kCases[] = {
+      {"not found", "$Z $ADD /tmp --wait", 3, "failed not found, or not authorised (4)"},
+      {"no folder", "$Z $ADD /none", 3, "the folder does not exist, or is none (8003)\nMake it first"},
+      {"not ours", "$Z --as 1001 $ADD /root", 4, "this user may not write to the folder (8004)"},
+      {"not whole", "$Z $ADD tmp", 2, "--dir: 'tmp' does not begin with /"},
+      {"no name", "$Z download add http://x --dir /tmp --name a/b", 2, "--name: a name has no /"},
+      {"empty", "$Z download add '' --dir /tmp --name a", 2, "the URL is empty (8002)"},
+      {"no such task", "$Z download show 123", 1,
+       "the daemon knows no task 123 (-1)\nAll ids: zelctl download list"},
+      {"too long an id", "$Z download show 123456789012345678901234", 2, "an id is at most 23 characters"},
+      {"without the ability", "$Z --as 1002 download list --json", 4,
+       "ability 1 (ability_download)\",\"code\":7016"},
+      {"nobody", "$NOBODY $Z download list", 4, "(7015)"},
+      {"too many",
+       "for i in $(seq 95); do printf "
+       "'%s{\"jsonrpc\":\"2.0\",\"id\":1,\"method\":\"aria2.addUri\",\"params\":[[\"http://"
+       "127.0.0.1:8080/hang\"],{\"pause\":\"true\"}]}' $c; c=,; done | sed 's/.*/[&]/' >/tmp/q; "
+       "$Z http post http://127.0.0.1:6800/jsonrpc /tmp/q >/dev/null; $Z download list",
+       3, "more than some 60 tasks"},
+      {"no daemon", "kill $(cat /var/run/downloads/front.pid); sleep 0.5; $Z download pause 123", 3,
+       "the daemon could not be asked"},
+  };
+  check(kCases);
+}

@@ -1,0 +1,164 @@
+#include "bus.h"
+
+#include <endian.h>
+#include <unistd.h>
+
+#include <bit>
+#include <cmath>
+
+#include "ending.h"
+#include "failure.h"
+#include "plugin_user.h"
+#include "text.h"
+
+namespace zelctl {
+namespace {
+
+constexpr unsigned kConnectSeconds = 5;
+constexpr int kDeepest = 32;  // lists inside one another, of a sender that is not to be trusted
+constexpr double kExact = 9007199254740992.0;  // up to here a double holds every whole number
+
+constexpr const char* kShowMethods = "What it takes: zelctl bus list -v OBJECT";
+constexpr struct {
+  int status;
+  Exit exit;
+  const char* advice;
+} kStatuses[] = {
+    {UBUS_STATUS_INVALID_ARGUMENT, kFailed, kShowMethods},
+    {UBUS_STATUS_METHOD_NOT_FOUND, kNo, kShowMethods},
+    {UBUS_STATUS_NOT_FOUND, kNo, "What there is: zelctl bus list"},
+    {UBUS_STATUS_PERMISSION_DENIED, kNotPermitted,
+     "Run it as root. Other users need an access list: see /usr/share/acl.d"},
+    {UBUS_STATUS_TIMEOUT, kTimedOut, "More time: --timeout S. Who else calls it: zelctl bus monitor"},
+};
+
+void add_number_field(blob_buf* buffer, const char* name, double number) {
+  if (number != std::floor(number)) {
+    const uint64_t bits = htobe64(std::bit_cast<uint64_t>(number));
+    blobmsg_add_field(buffer, BLOBMSG_TYPE_DOUBLE, name, &bits, sizeof bits);
+  } else if (number >= INT32_MIN && number <= INT32_MAX) {
+    blobmsg_add_u32(buffer, name, static_cast<uint32_t>(static_cast<int32_t>(number)));
+  } else if (std::fabs(number) <= kExact) {
+    blobmsg_add_u64(buffer, name, static_cast<uint64_t>(static_cast<int64_t>(number)));
+  } else {
+    fail(kUsage, "Whole numbers are exact up to 9007199254740992.", "%s: %.0f is too large", name, number);
+  }
+}
+
+void add_field(blob_buf* buffer, const cJSON* item) {
+  const char* const name = item->string;
+  if (cJSON_IsNumber(item) != 0)
+    return add_number_field(buffer, name != nullptr ? name : "", item->valuedouble);
+  if (cJSON_IsString(item) != 0) {
+    blobmsg_add_string(buffer, name, item->valuestring);
+  } else if (cJSON_IsBool(item) != 0) {
+    blobmsg_add_u8(buffer, name, cJSON_IsTrue(item) != 0 ? 1 : 0);
+  } else if (cJSON_IsNull(item) != 0) {
+    blobmsg_add_field(buffer, BLOBMSG_TYPE_UNSPEC, name, nullptr, 0);
+  } else {
+    void* const inner = blobmsg_open_nested(buffer, name, cJSON_IsArray(item) != 0);
+    const cJSON* element = nullptr;
+    cJSON_ArrayForEach(element, item) add_field(buffer, element);
+    blob_nest_end(buffer, inner);
+  }
+}
+
+// A whole number in all its digits: cJSON has doubles only.
+cJSON* exact(int64_t number) {
+  return cJSON_CreateRaw(format("%lld", static_cast<long long>(number)).c_str());
+}
+
+int16_t short_of(const uint8_t* bytes) {
+  return static_cast<int16_t>(bytes[0] << 8 | bytes[1]);
+}
+
+void add_run(cJSON* json, const blob_attr* container, int depth);
+
+cJSON* value_of(const blob_attr* field, int depth) {
+  auto* const attribute = const_cast<blob_attr*>(field);
+  switch (blobmsg_type(field)) {
+    case BLOBMSG_TYPE_STRING:
+      return cJSON_CreateString(readable(blobmsg_get_string(attribute), "\t\r\n").c_str());
+    case BLOBMSG_TYPE_INT8:
+      return cJSON_CreateBool(blobmsg_get_u8(attribute));
+    case BLOBMSG_TYPE_INT16:
+      return exact(short_of(static_cast<const uint8_t*>(blobmsg_data(attribute))));
+    case BLOBMSG_TYPE_INT32:
+      return exact(static_cast<int32_t>(blobmsg_get_u32(attribute)));
+    case BLOBMSG_TYPE_INT64:
+      return exact(static_cast<int64_t>(blobmsg_get_u64(attribute)));
+    case BLOBMSG_TYPE_DOUBLE:
+      return cJSON_CreateNumber(std::bit_cast<double>(blobmsg_get_u64(attribute)));
+    case BLOBMSG_TYPE_ARRAY:
+    case BLOBMSG_TYPE_TABLE: {
+      cJSON* const inner =
+          blobmsg_type(field) == BLOBMSG_TYPE_ARRAY ? cJSON_CreateArray() : cJSON_CreateObject();
+      if (depth < kDeepest) add_run(inner, field, depth + 1);
+      return inner;
+    }
+    default:
+      return cJSON_CreateNull();
+  }
+}
+
+void add_run(cJSON* json, const blob_attr* container, int depth) {
+  const blob_attr* field = nullptr;
+  size_t left = 0;
+  blobmsg_for_each_attr(field, container, left) {
+    if (!blobmsg_check_attr(field, false)) continue;
+    cJSON* const value = value_of(field, depth);
+    require_memory(value);
+    if (cJSON_IsArray(json) != 0)
+      cJSON_AddItemToArray(json, value);
+    else
+      cJSON_AddItemToObject(json, readable(blobmsg_name(field)).c_str(), value);
+  }
+}
+
+}  // namespace
+
+BusLink connect_bus() {
+  const Limit limit(kConnectSeconds, "It is stopped or hangs: look for ubusd in ps, and start it again.",
+                    "the bus's broker took the connection and stayed silent for %u s", kConnectSeconds);
+  BusLink bus(ubus_connect(nullptr));
+  if (bus) return bus;
+  const std::string account = missing_account();
+  if (!account.empty())
+    fail(kNotPermitted,
+         "Give the user and its group a name in /etc/passwd and /etc/group, or run it as root.",
+         "the bus's broker sends this user away: %s", account.c_str());
+  fail(kFailed, "Is the broker, ubusd, running? On a PC there is one in a router box.", "there is no bus");
+}
+
+bool is_on_bus(const char* object) {
+  const BusLink bus = connect_bus();
+  uint32_t id = 0;  // A lookup can succeed without an id, for users that may see nothing.
+  return ubus_lookup_id(bus.get(), object, &id) == 0 && id != 0;
+}
+
+void require_success(int status, const char* what) {
+  if (status == 0) return;
+  Exit exit = kFailed;
+  const char* advice = "What is wrong: zelctl doctor";
+  for (const auto& row : kStatuses) {
+    if (row.status != status) continue;
+    exit = row.exit;
+    advice = row.advice;
+  }
+  fail_with(status, exit, advice, "%s: %s", what, ubus_strerror(status));
+}
+
+Message::Message() {
+  if (blob_buf_init(&buffer_, 0) != 0) require_memory(nullptr);
+}
+
+void Message::add(const cJSON* object) {
+  const cJSON* item = nullptr;
+  cJSON_ArrayForEach(item, object) add_field(&buffer_, item);
+}
+
+void add_fields(cJSON* object, const blob_attr* message) {
+  if (message != nullptr) add_run(object, message, 0);
+}
+
+}  // namespace zelctl

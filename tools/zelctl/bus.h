@@ -1,0 +1,44 @@
+// bus.h: the bus as zelctl itself uses it: to look at it, and to say why a call of the library's came to nothing.
+#pragma once
+#include <libubus.h>
+
+#include <memory>
+#include <string>
+
+#include "json.h"
+
+namespace zelctl {
+
+struct FreeBus {
+  void operator()(ubus_context* bus) const { ubus_free(bus); }
+};
+using BusLink = std::unique_ptr<ubus_context, FreeBus>;
+
+// Fails if there is no broker, if it stays silent, or if it sends the caller away.
+BusLink connect_bus();
+
+// Whether the bus shows the caller an object of that name.
+bool is_on_bus(const char* object);
+
+// Fails for a status that is not 0. `what` came to nothing: "zel_2001 send_cmd".
+void require_success(int status, const char* what);
+
+class Message {
+ public:
+  Message();
+  ~Message() { blob_buf_free(&buffer_); }
+  Message(const Message&) = delete;
+  Message& operator=(const Message&) = delete;
+  blob_buf* buffer() { return &buffer_; }
+  blob_attr* data() { return buffer_.head; }
+  // Adds an object's members, or an array's elements. Fails for what a message cannot hold.
+  void add(const cJSON* object);
+
+ private:
+  blob_buf buffer_{};
+};
+
+// The fields of a message, which may be null, as the members of an object.
+void add_fields(cJSON* object, const blob_attr* message);
+
+}  // namespace zelctl

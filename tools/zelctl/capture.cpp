@@ -1,0 +1,154 @@
+#include "capture.h"
+
+#include <zel/device.h>
+#include <zel/http.h>
+#include <zel/router.h>
+#include <zel/util.h>
+
+#include <cstring>
+
+#include "failure.h"
+#include "output.h"
+#include "perm_table.h"
+#include "text.h"
+
+namespace zelctl {
+namespace {
+
+constexpr int kSeconds = 10;
+constexpr int kMostPartitions = 64;
+
+struct Piece {
+  const char* method;
+  const char* member;  // of the answer and of the state
+  const char* inner;   // what of it
+};
+constexpr Piece kPieces[] = {
+    {"query_router_wifi_info", "WIFIStatus", nullptr},
+    {"query_wan_transmission_rate", "TransmissionRate", nullptr},
+    {"query_router_wan_status", "WAN", nullptr},
+    {"query_disk_info", "DiskInfo", "List"},
+    {"query_router_info", "Info", nullptr},
+};
+
+// What the daemon's script is asked, as the state has it.
+constexpr struct {
+  int key;
+  const char* question;
+} kQuestions[] = {{NORVA_CONFIG_SIGN, "getsign"},
+                  {NORVA_CONFIG_CLOUDSIGN, "get_cloudsign"},
+                  {NORVA_CONFIG_LANMAC, "get_lanmac"},
+                  {NORVA_CONFIG_WEBURL_STATE, "weburl query_state"},
+                  {NORVA_CONFIG_WEBURL_BLACK, "weburl query_blackurls"}};
+
+constexpr const char* kSecrets[] = {"pwd",    "pass", "key",   "psk",      "secret",
+                                    "serial", "sign", "token", "device_id"};
+
+JsonTree ask(const char* method) {
+  char answer[ZEL_HTTP_RESULT_SIZE] = "";
+  const std::string url = format("http://" ZEL_ROUTER_HOST ":14000/api?method=%s", method);
+  if (HttpGet(answer, url.c_str(), kSeconds, 1) != 0) return nullptr;
+  JsonTree json(cJSON_Parse(answer));
+  const cJSON* const header = cJSON_GetObjectItem(json.get(), "ResponseHeader");
+  const cJSON* const code = cJSON_GetObjectItem(header, "ErrorCode");
+  if (code == nullptr || code->valueint != 0) return nullptr;
+  cJSON_DeleteItemFromObject(json.get(), "ResponseHeader");
+  return json;
+}
+
+// The answer's part that the state has, which leaves the answer.
+cJSON* part_of(const Piece& piece, cJSON* answer) {
+  // The members of this one stand at the answer's top.
+  if (std::strcmp(piece.member, "WAN") == 0) return cJSON_Duplicate(answer, 1);
+  cJSON* const part = cJSON_DetachItemFromObject(answer, piece.member);
+  if (piece.inner == nullptr || part == nullptr) return part;
+  const JsonTree outer(part);
+  cJSON* const inner = cJSON_DetachItemFromObject(part, piece.inner);
+  return inner != nullptr ? inner : cJSON_CreateArray();  // A router without disks leaves the list out.
+}
+
+void add_queries(cJSON* state) {
+  for (const Piece& piece : kPieces) {
+    const JsonTree answer = ask(piece.method);
+    cJSON* const part = answer ? part_of(piece, answer.get()) : nullptr;
+    if (part != nullptr)
+      cJSON_AddItemToObject(state, piece.member, part);
+    else
+      note("%s is left out: the router gave no answer to %s", piece.member, piece.method);
+  }
+}
+
+// The management interface does not tell them; the library asks blkid.
+void add_uuids(cJSON* state) {
+  std::vector<zel_partition_info> partitions(kMostPartitions);
+  int count = kMostPartitions;
+  if (vendor_get_partition_info(partitions.data(), &count) < 0) return;
+  cJSON* disk = nullptr;
+  cJSON_ArrayForEach(disk, cJSON_GetObjectItem(state, "DiskInfo")) {
+    const cJSON* const name = cJSON_GetObjectItem(disk, "Partition");
+    for (int i = 0; i < count && cJSON_IsString(name) != 0; ++i) {
+      const zel_partition_info& partition = partitions[static_cast<size_t>(i)];
+      if (text_of(partition.Partition) == name->valuestring && partition.UUID[0] != '\0')
+        add_text(disk, "UUID", text_of(partition.UUID).c_str());
+    }
+  }
+}
+
+void add_daemon(cJSON* state) {
+  zel_device_info device;
+  if (zel_get_device_info(&device) == 0) {
+    cJSON* const info = add_object(state, "DaemonInfo");
+    add_text(info, "device_id", text_of(device.device_id).c_str());
+    add_text(info, "daemon_version", text_of(device.daemon_version).c_str());
+    add_text(info, "deviceName", text_of(device.deviceName).c_str());
+    add_number(info, "zelSdkVersion", device.zelSdkVersion);
+    add_text(info, "hw_name", text_of(device.hw_name).c_str());
+    add_text(info, "fw_version", text_of(device.fw_version).c_str());
+  } else {
+    note("DaemonInfo is left out: zelctl device info tells why");
+  }
+  cJSON* const shell = add_object(state, "DaemonShell");
+  for (const auto& row : kQuestions) {
+    std::string answer(65536, '\0');
+    if (norva_config_get(row.key, answer.data(), static_cast<int>(answer.size())) == 0)
+      add_text(shell, row.question, answer.c_str());
+    else
+      note("the script's answer to %s is left out: it failed", row.question);
+  }
+}
+
+bool is_secret(const char* name) {
+  for (const char* secret : kSecrets) {
+    if (name != nullptr && qo_stristr(name, secret) != nullptr) return true;
+  }
+  return false;
+}
+
+// All texts and numbers behind a secret's name, as deep as they are.
+void mask(cJSON* json, bool secret) {
+  cJSON* item = nullptr;
+  cJSON_ArrayForEach(item, json) {
+    const bool hidden = secret || is_secret(item->string);
+    // In its place, which may be shorter.
+    if (hidden && cJSON_IsString(item) != 0)
+      qo_strncpy(item->valuestring, "masked", std::strlen(item->valuestring) + 1);
+    if (hidden && cJSON_IsNumber(item) != 0) cJSON_SetNumberValue(item, 0);
+    mask(item, hidden);
+  }
+}
+
+}  // namespace
+
+JsonTree capture_state(bool with_secrets) {
+  JsonTree state(cJSON_CreateObject());
+  require_memory(state.get());
+  add_queries(state.get());
+  if (cJSON_GetArraySize(state.get()) == 0)
+    fail(kFailed, "Does it run? zelctl doctor", "the router's management interface gave no answer");
+  add_uuids(state.get());
+  add_daemon(state.get());
+  if (!with_secrets) mask(state.get(), false);
+  return state;
+}
+
+}  // namespace zelctl

@@ -1,0 +1,311 @@
+// zelctl download: tasks of the router's download daemon.
+#include <unistd.h>
+#include <zel/download.h>
+
+#include <cstring>
+
+#include "caller.h"
+#include "ending.h"
+#include "families.h"
+#include "output.h"
+#include "perm_table.h"
+#include "result.h"
+#include "text.h"
+
+namespace zelctl {
+namespace {
+
+constexpr int kMostTasks = 512;    // more than the daemon tells
+constexpr int kMostOfAList = 100;  // of waiting tasks it tells so many at most, and of ended ones
+constexpr int kBarWidth = 20;
+constexpr useconds_t kTickUs = 500'000;
+constexpr const char* kAdvice = "Does the daemon run? zelctl doctor. The library's own words: -v";
+
+constexpr struct {
+  int code;
+  Exit exit;
+  const char* meaning;
+  const char* advice;
+} kMeanings[] = {
+    {ZEL_DOWNLOAD_NOT_PERMITTED, kNotPermitted, "ability 1 (ability_download) is missing",
+     "zelctl perm show APPID"},
+    {ZEL_DOWNLOAD_NO_FILENAME, kUsage, "the name is empty", "Give it with --name."},
+    {ZEL_DOWNLOAD_NO_URL, kUsage, "the URL is empty", "Give one."},
+    {ZEL_DOWNLOAD_NO_DIR, kFailed, "the folder does not exist, or is none", "Make it first: mkdir -p DIR"},
+    {ZEL_DOWNLOAD_DIR_NOT_WRITABLE, kNotPermitted, "this user may not write to the folder",
+     "Choose another, or chown it."},
+    {ZEL_DOWNLOAD_NO_TASK_ID, kUsage, "the task's id is empty", "All ids: zelctl download list"},
+    {-1, kFailed, "the daemon could not be asked, or answered otherwise than expected", kAdvice},
+};
+
+[[noreturn]] void fail_download(int code, const char* what) {
+  for (const auto& row : kMeanings) {
+    if (row.code == code) fail_with(code, row.exit, row.advice, "%s: %s", what, row.meaning);
+  }
+  fail_with(code, kFailed, kAdvice, "%s: a code that zelctl does not know", what);
+}
+
+// ---- Tasks as people read them ----------------------------------------------------------------------------
+
+const char* state_of(const task_info& task) {
+  static constexpr const char* kStates[] = {"unknown", "active", "waiting", "paused",
+                                            "unknown", "failed", "removed", "complete"};
+  const auto status = static_cast<uint32_t>(task.status);
+  return kStates[status < std::size(kStates) ? status : 0];
+}
+
+const char* error_of(const task_info& task) {
+  static constexpr struct {
+    int code;
+    const char* text;
+  } kErrors[] = {{ZEL_TASK_NO_ERROR, ""},
+                 {ZEL_TASK_TIMED_OUT, "timed out"},
+                 {ZEL_TASK_DISK_FULL, "the disk is full"},
+                 {ZEL_TASK_IO_FAILED, "a file could not be opened, made or written"},
+                 {ZEL_TASK_NOT_FOUND, "not found, or not authorised"},
+                 {ZEL_TASK_DUPLICATE, "runs already, or the file exists"}};
+  for (const auto& row : kErrors) {
+    if (row.code == task.error_code) return row.text;
+  }
+  return "another error";
+}
+
+bool is_under_way(const task_info& task) {
+  return task.status == ZEL_TASK_ACTIVE || task.status == ZEL_TASK_WAITING;
+}
+
+std::string amount_of(const task_info& task) {
+  std::string text = size_text(static_cast<uint64_t>(task.completed_length));
+  if (task.total_length > 0)
+    append(&text, " of %s", size_text(static_cast<uint64_t>(task.total_length)).c_str());
+  return text;
+}
+
+// The rate and the time that is left, as far as they are known.
+std::string pace_of(const task_info& task) {
+  if (task.status != ZEL_TASK_ACTIVE) return error_of(task);
+  std::string text = size_text(static_cast<uint32_t>(task.download_speed)) + "/s";
+  const int64_t left = task.total_length - task.completed_length;
+  if (left > 0 && task.download_speed > 0)
+    append(&text, ", %s left", duration_text(static_cast<uint64_t>(left / task.download_speed)).c_str());
+  return text;
+}
+
+std::string bar_of(const task_info& task) {
+  const double share = task.total_length > 0 ? static_cast<double>(task.completed_length) /
+                                                   static_cast<double>(task.total_length)
+                                             : 0;
+  const int full = static_cast<int>(share * kBarWidth);
+  std::string bar(static_cast<size_t>(full), '#');
+  bar.resize(kBarWidth, '.');
+  return format("[%s] %3.0f %%", bar.c_str(), share * 100);
+}
+
+void add_task(const task_info& task, cJSON* json) {
+  add_text(json, "id", text_of(task.task_id).c_str());
+  add_text(json, "state", state_of(task));
+  add_number(json, "completed_bytes", static_cast<double>(task.completed_length));
+  add_number(json, "total_bytes", static_cast<double>(task.total_length));
+  add_number(json, "bytes_per_second", task.download_speed);
+  add_number(json, "error_code", task.error_code);
+  add_text(json, "error", error_of(task));
+}
+
+void show_task(const task_info& task) {
+  Result result;
+  add_task(task, result.json());
+  result.row("id\t%s", text_of(task.task_id).c_str());
+  result.row("state\t%s", state_of(task));
+  result.row("amount\t%s", amount_of(task).c_str());
+  if (task.status == ZEL_TASK_ACTIVE) result.row("pace\t%s", pace_of(task).c_str());
+  if (task.error_code != 0) result.row("error\t%s", error_of(task));
+  result.show();
+}
+
+// ---- Asking the daemon ------------------------------------------------------------------------------------
+
+const char* id_of(const Call& call) {
+  const char* const id = call.argument(0);
+  if (std::strlen(id) >= ZEL_TASK_ID_SIZE)
+    fail(kUsage, "All ids: zelctl download list", "ID: an id is at most %d characters", ZEL_TASK_ID_SIZE - 1);
+  return id;
+}
+
+// Fails for the code of a call about a task, and finds out whether the daemon knows that one.
+void require_done(int code, const char* id) {
+  if (code == 0) return;
+  task_info task{};
+  if (code == -1 && zel_download_task_query(id, &task) == 0)
+    fail_with(code, kNo, "Its state: zelctl download show ID", "task %s is %s, in no state for that", id,
+              state_of(task));
+  if (code == -1 && zel_download_task_getnum() >= 0)
+    fail_with(code, kNo, "All ids: zelctl download list", "the daemon knows no task %s", id);
+  fail_download(code, id);
+}
+
+task_info query(const char* id) {
+  task_info task{};
+  require_done(zel_download_task_query(id, &task), id);
+  return task;
+}
+
+struct Tasks {
+  std::vector<task_info> tasks;
+  bool may_be_longer = false;
+};
+
+Tasks query_all() {
+  Tasks all{std::vector<task_info>(kMostTasks)};
+  if (const int code = zel_download_task_get_list(all.tasks.data(), kMostTasks); code != 0)
+    fail_with(
+        code, kFailed,
+        "Does the daemon run? zelctl doctor. Lists of more than some 60 tasks are too long for the library: "
+        "delete some.",
+        "the daemon gave no list");
+  int waiting = 0;
+  int ended = 0;
+  size_t count = 0;
+  for (; count < all.tasks.size() && all.tasks[count].task_id[0] != '\0'; ++count) {
+    const int status = all.tasks[count].status;
+    if (status == ZEL_TASK_WAITING || status == ZEL_TASK_PAUSED) ++waiting;
+    if (status >= ZEL_TASK_ERROR) ++ended;
+  }
+  all.tasks.resize(count);
+  all.may_be_longer = waiting >= kMostOfAList || ended >= kMostOfAList;
+  return all;
+}
+
+void show_tasks(const Tasks& all) {
+  Result result;
+  cJSON* const array = add_array(result.json(), "tasks");
+  if (!all.tasks.empty()) result.row("ID\tSTATE\tAMOUNT\tPACE");
+  for (const task_info& task : all.tasks) {
+    add_task(task, append_object(array));
+    result.row("%s\t%s\t%s\t%s", text_of(task.task_id).c_str(), state_of(task), amount_of(task).c_str(),
+               pace_of(task).c_str());
+  }
+  add_bool(result.json(), "may_be_longer", all.may_be_longer);
+  if (all.tasks.empty()) result.line("no tasks");
+  if (all.may_be_longer)
+    result.line("There may be more: the daemon tells %d of waiting and of ended ones.", kMostOfAList);
+  result.show();
+}
+
+// ---- Commands ---------------------------------------------------------------------------------------------
+
+// Until it is no longer under way.
+int wait_for(const char* id) {
+  task_info task = query(id);
+  for (; is_under_way(task); task = query(id)) {
+    const std::string amount = amount_of(task);
+    progress(format("%s  %s  %s", bar_of(task).c_str(), amount.c_str(), pace_of(task).c_str()));
+    interruption_fails("The download goes on: zelctl download watch ID", "interrupted; task %s has %s", id,
+                       amount.c_str());
+    usleep(kTickUs);
+  }
+  progress("");
+  if (task.status == ZEL_TASK_PAUSED) fail(kNo, "zelctl download resume ID", "task %s is paused", id);
+  if (task.status != ZEL_TASK_COMPLETE)
+    fail_with(task.error_code, kFailed, "Try it again: zelctl download add", "task %s: %s %s", id,
+              state_of(task), error_of(task));
+  show_task(task);
+  return kDone;
+}
+
+int add(const Call& call) {
+  const task_param what = {call.argument(0), call.option("dir"), call.option("name")};
+  if (what.dir[0] != '/') fail(kUsage, "Give the whole path.", "--dir: '%s' does not begin with /", what.dir);
+  if (std::strchr(what.filename, '/') != nullptr)
+    fail(kUsage, "Put the folder into --dir.", "--name: a name has no /");
+  require_ability(ability_download);
+  char id[ZEL_TASK_ID_SIZE];
+  if (const int code = zel_download_task_create(&what, id); code != 0) fail_download(code, what.url);
+  if (call.has("wait")) return wait_for(id);
+  Result result;
+  add_text(result.json(), "id", id);
+  result.line("%s", id);
+  result.show();
+  return kDone;
+}
+
+int list(const Call&) {
+  require_ability(ability_download);
+  show_tasks(query_all());
+  return kDone;
+}
+
+int show(const Call& call) {
+  const char* const id = id_of(call);
+  require_ability(ability_download);
+  show_task(query(id));
+  return kDone;
+}
+
+int watch(const Call& call) {
+  const char* const id = call.argument(0) != nullptr ? id_of(call) : nullptr;
+  require_ability(ability_download);
+  if (id != nullptr) return wait_for(id);
+  for (bool busy = true; busy;) {
+    const Tasks all = query_all();
+    busy = false;
+    std::vector<std::string> rows;
+    for (const task_info& task : all.tasks) {
+      if (!is_under_way(task)) continue;
+      busy = true;
+      rows.push_back(format("%s\t%s\t%s\t%s", text_of(task.task_id).c_str(), bar_of(task).c_str(),
+                            amount_of(task).c_str(), pace_of(task).c_str()));
+    }
+    progress(columns(rows));
+    if (!busy) show_tasks(all);
+    interruption_fails("The downloads go on: zelctl download list", "interrupted; tasks under way: %zu",
+                       rows.size());
+    if (busy) usleep(kTickUs);
+  }
+  return kDone;
+}
+
+int change(const Call& call, int (*change)(const char*), const char* done) {
+  const char* const id = id_of(call);
+  require_ability(ability_download);
+  require_done(change(id), id);
+  Result result;
+  add_text(result.json(), "id", id);
+  add_text(result.json(), "accepted", done);
+  result.line("%s: %s accepted", id, done);
+  result.show();
+  return kDone;
+}
+
+constexpr Option kAdd[] = {
+    {"dir", "DIR", "Folder to save it in, from / on", true},
+    {"name", "NAME", "Its name there", true},
+    {"wait", nullptr, "Waits until it has come, with a bar on a terminal"},
+};
+
+constexpr Command kCommands[] = {
+    {"download add", "URL", "Have the daemon download a file, and print the task's id",
+     "zelctl download add http://127.0.0.1:8080/bytes/1000 --dir /tmp --name file --wait", add, kAdd},
+    {"download list", "",
+     "The tasks of the calling plug-in, and of those whose appid begins with its own; of all, for root",
+     "zelctl download list", list},
+    {"download show", "ID", "One task",
+     "zelctl download show $(zelctl download list --json | grep -o '[0-9a-f]\\{16\\}' | head -n 1)", show},
+    {"download watch", "[ID]", "See a task, or all, until nothing is under way any more",
+     "zelctl download watch", watch},
+    {"download pause", "ID", "Pause a task",
+     "id=$(zelctl download add http://127.0.0.1:8080/slow/100000/10000000 --dir /tmp --name a) && sleep 1 && "
+     "zelctl download pause $id",
+     [](const Call& call) { return change(call, zel_download_task_pause, "pause"); }},
+    {"download resume", "ID", "Resume a paused task",
+     "sleep 1; zelctl download resume $(zelctl download list | awk '/paused/ {print $1}')",
+     [](const Call& call) { return change(call, zel_download_task_resume, "resume"); }},
+    {"download delete", "ID", "Delete a task; what was downloaded stays on the disk",
+     "sleep 1; zelctl download delete $(zelctl download list | awk '/active/ {print $1}')",
+     [](const Call& call) { return change(call, zel_download_task_del, "delete"); }},
+};
+
+}  // namespace
+
+constinit const Family kDownloadFamily = {"download", "Download tasks", kCommands};
+
+}  // namespace zelctl
