@@ -36,12 +36,12 @@ function(zel_install_development)
   set(package ${CMAKE_INSTALL_LIBDIR}/cmake/zel)
   include(CMakePackageConfigHelpers)
   # The major version is the SONAME.
-  write_basic_package_version_file(${PROJECT_BINARY_DIR}/zelConfigVersion.cmake COMPATIBILITY SameMajorVersion)
+  write_basic_package_version_file(${PROJECT_BINARY_DIR}/CMakeFiles/zelConfigVersion.cmake COMPATIBILITY SameMajorVersion)
   # No export of CMake's own: that would ask plug-ins for the bus libraries, which only the loader has to find.
-  configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/zelConfig.cmake.in ${PROJECT_BINARY_DIR}/zelConfig.cmake
+  configure_package_config_file(${PROJECT_SOURCE_DIR}/cmake/zelConfig.cmake.in ${PROJECT_BINARY_DIR}/CMakeFiles/zelConfig.cmake
     INSTALL_DESTINATION ${package} PATH_VARS CMAKE_INSTALL_LIBDIR CMAKE_INSTALL_INCLUDEDIR
     NO_CHECK_REQUIRED_COMPONENTS_MACRO)
-  install(FILES ${PROJECT_BINARY_DIR}/zelConfig.cmake ${PROJECT_BINARY_DIR}/zelConfigVersion.cmake
+  install(FILES ${PROJECT_BINARY_DIR}/CMakeFiles/zelConfig.cmake ${PROJECT_BINARY_DIR}/CMakeFiles/zelConfigVersion.cmake
     DESTINATION ${package} COMPONENT development)
 
   # Its prefix is known when it is installed.

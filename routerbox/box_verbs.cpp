@@ -154,6 +154,12 @@ class BoxVerbs {
       result["uid"] = run.uid;
       result["name"] = run.name;
       result["data"] = run.data;
+      result["program"] = run.program;
+      result["words"] = run.words;
+      result["emulator"] = run.emulator ? Json{{"qemu", run.emulator->qemu},
+                                               {"root", run.emulator->root},
+                                               {"libraries", run.emulator->libraries}}
+                                        : Json();
       return result;
     }
     for (const Package& package : parts_.plan.packages) {

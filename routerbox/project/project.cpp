@@ -77,14 +77,8 @@ Wish wish(const Value& value) {
 }
 
 void read_name(const Value& value, ProjectPlugin* plugin) {
-  const std::string name = value.text();
-  const auto fits = [](unsigned char c) { return (c < 128 && std::isalnum(c) != 0) || c == '-' || c == '_'; };
-  if (name.empty() || name.size() > kLongestName || std::isalpha(static_cast<unsigned char>(name[0])) == 0 ||
-      !std::all_of(name.begin(), name.end(), fits))
-    value.refuse("must begin with a letter and have up to 31 letters, digits, - or _");
-  if (std::find(std::begin(kTaken), std::end(kTaken), name) != std::end(kTaken))
-    value.refuse("is a word of the box itself; choose another");
-  plugin->name = name;
+  plugin->name = value.text();
+  if (const char* const fault = fault_of_plugin_name(plugin->name)) value.refuse(fault);
 }
 
 void read_appid(const Value& value, ProjectPlugin* plugin) {
@@ -166,6 +160,16 @@ const std::vector<Key<Project>> kSections = {
 };
 
 }  // namespace
+
+const char* fault_of_plugin_name(const std::string& name) {
+  const auto fits = [](unsigned char c) { return (c < 128 && std::isalnum(c) != 0) || c == '-' || c == '_'; };
+  if (name.empty() || name.size() > kLongestName || std::isalpha(static_cast<unsigned char>(name[0])) == 0 ||
+      !std::all_of(name.begin(), name.end(), fits))
+    return "must begin with a letter and have up to 31 letters, digits, - or _";
+  if (std::find(std::begin(kTaken), std::end(kTaken), name) != std::end(kTaken))
+    return "is a word of the box itself; choose another";
+  return nullptr;
+}
 
 bool is_host_name(const std::string& name) {
   const auto fits = [](unsigned char c) {

@@ -33,6 +33,9 @@ struct OutsideHost {
   std::string folder;  // absolute
 };
 
+// What is wrong with a name for a plug-in, as it follows the name in a sentence; null when nothing is.
+const char* fault_of_plugin_name(const std::string& name);
+
 // A name in a Host header and in a certificate; not one of the box's own.
 bool is_host_name(const std::string& name);
 inline constexpr const char* kNoHostName =

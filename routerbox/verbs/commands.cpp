@@ -11,8 +11,11 @@
 #include "../outer.h"
 #include "../programs.h"
 #include "client.h"
+#include "debug.h"
+#include "doctor.h"
 #include "enter.h"
 #include "log.h"
+#include "new.h"
 #include "print.h"
 #include "status.h"
 #include "table.h"
@@ -24,6 +27,7 @@ struct Line {
   const Verb& verb;
   std::string name;  // of the box
   bool json = false;
+  bool cpp = false;  // of a new project
   Json arguments = Json::object();
   std::string as;
   LogWish log;
@@ -53,14 +57,13 @@ int enter_box(const Line& line) {
     throw Failure("there is no command; write routerbox exec [--as PLUGIN] -- COMMAND...", kWrongCommandLine);
   const BoxClient box(line.name);
   const Json place = box.call("enter", {{"as", line.as}});
-  clean_environment(place.at("environment"));
-  Launch launch;
-  launch.words = shell ? std::vector<std::string>{"bash"} : line.command;
-  launch.program = find_program(launch.words.front());
-  launch.data = place.at("data");
-  if (launch.data.empty()) launch.folder = place.at("folder");
-  if (!place.at("uid").is_null()) launch.uid = place.at("uid").get<uid_t>();
-  return run_in_box(box.process_one(), launch);
+  const std::vector<std::string> words = shell ? std::vector<std::string>{"bash"} : line.command;
+  return run_in_box(box.process_one(), launch_for(place, words));
+}
+
+int debug(const Line& line) {
+  return debug_plugin(BoxClient(line.name), line.arguments.at("plugin"), line.arguments.value("tool", "gdb"),
+                      line.command);
 }
 
 int show_log(const Line& line) {
@@ -72,6 +75,18 @@ int show_log(const Line& line) {
   return kDone;
 }
 
+int make_new(const Line& line) {
+  const Json made = make_project(line.arguments.at("project"), line.cpp ? "cpp" : "c");
+  std::cout << (line.json ? text_of(made) + "\n" : readable_result("new", made)) << std::flush;
+  return kDone;
+}
+
+int show_doctor(const Line& line) {
+  const Json result = examine_machine();
+  std::cout << (line.json ? text_of(result) + "\n" : readable_result("doctor", result)) << std::flush;
+  return result.at("ready") ? kDone : kNo;
+}
+
 void describe(CLI::App* app, Line* line, std::map<std::string, std::string>* values) {
   app->set_help_flag();
   app->add_option("--name", line->name);
@@ -79,6 +94,10 @@ void describe(CLI::App* app, Line* line, std::map<std::string, std::string>* val
   if (line->verb.name == std::string("log")) {
     app->add_flag("-f,--follow", line->log.follow);
     app->add_option("filters", line->log.filters);
+  }
+  if (line->verb.name == std::string("new")) {
+    CLI::Option* const c = app->add_flag("--c");
+    app->add_flag("--cpp", line->cpp)->excludes(c);
   }
   if (line->verb.name == std::string("shell") || line->verb.name == std::string("exec"))
     app->add_option("--as", line->as);
@@ -89,10 +108,10 @@ void describe(CLI::App* app, Line* line, std::map<std::string, std::string>* val
 }
 
 Line parse_line(const Verb& verb, int argc, char** argv) {
-  Line line{verb, {}, false, Json::object(), {}, {}, {}};
+  Line line{verb, {}, false, false, Json::object(), {}, {}, {}};
   char** const end = argv + argc;
   char** cut = end;
-  if (verb.name == std::string("exec"))
+  if (verb.name == std::string("exec") || verb.name == std::string("debug"))
     cut = std::find_if(argv, end, [](const char* word) { return std::strcmp(word, "--") == 0; });
   if (cut != end) line.command.assign(cut + 1, end);
   CLI::App app;
@@ -124,7 +143,8 @@ int start_box(const Verb& verb, int argc, char** argv) {
 constexpr struct {
   const char* verb;
   int (*run)(const Line& line);
-} kOwn[] = {{"down", end_box}, {"shell", enter_box}, {"exec", enter_box}, {"log", show_log}};
+} kOwn[] = {{"down", end_box}, {"shell", enter_box}, {"exec", enter_box},    {"log", show_log},
+            {"debug", debug},  {"new", make_new},    {"doctor", show_doctor}};
 
 bool asks_for_help(int argc, char** argv) {
   for (char** word = argv; word != argv + argc && std::strcmp(*word, "--") != 0; ++word)

@@ -83,11 +83,36 @@ std::string faults(const Json& result) {
   return table.size() > 1 ? aligned(table) : "no faults\n";
 }
 
+std::string made(const Json& result) {
+  std::string text;
+  for (const Json& file : result.at("files"))
+    text += shown(result, "folder") + "/" + file.get<std::string>() + "\n";
+  return text + "\nNow: cd " + shown(result, "folder") +
+         " && cmake -B build && cmake --build build && routerbox run\n";
+}
+
+std::string doctor(const Json& result) {
+  Table table;
+  std::string advice;
+  for (const Json& row : result.at("checks")) {
+    const bool ok = row.at("ok");
+    table.push_back({ok                 ? "ok"
+                     : row.at("needed") ? "MISSING"
+                                        : "missing",
+                     shown(row, "what"), "for " + shown(row, "for"), ok ? shown(row, "found") : ""});
+    if (ok) continue;
+    advice += shown(row, "what") + ": " +
+              (shown(row, "advice").empty() ? shown(row, "found") : shown(row, "advice")) + "\n";
+  }
+  return aligned(table) + (advice.empty() ? "" : "\nTo get what is missing:\n" + advice) +
+         (result.at("ready") ? "" : "\nNo box can run here yet.\n");
+}
+
 constexpr struct {
   const char* verb;
   std::string (*print)(const Json& result);
-} kPrinters[] = {{"ps", ps},   {"send", send},    {"state", state},
-                 {"set", set}, {"fault", faults}, {"faults", faults}};
+} kPrinters[] = {{"ps", ps},    {"send", send},     {"state", state},  {"set", set},
+                 {"new", made}, {"doctor", doctor}, {"fault", faults}, {"faults", faults}};
 
 }  // namespace
 

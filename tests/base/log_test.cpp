@@ -23,14 +23,24 @@ std::string text_of(const std::string& line) {
 }  // namespace
 
 // Stands in for the system's: expands what it is given, as syslog does.
-extern "C" void syslog(int priority, const char* format, ...) {
+static void keep_syslog(int priority, const char* format, va_list arguments) {
   char text[8192];
-  va_list arguments;
-  va_start(arguments, format);
   vsnprintf(text, sizeof text, format, arguments);
-  va_end(arguments);
   last_priority = priority;
   last_syslog = text;
+}
+extern "C" void syslog(int priority, const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  keep_syslog(priority, format, arguments);
+  va_end(arguments);
+}
+// What it is called where the compiler checks formats.
+extern "C" void __syslog_chk(int priority, int, const char* format, ...) {
+  va_list arguments;
+  va_start(arguments, format);
+  keep_syslog(priority, format, arguments);
+  va_end(arguments);
 }
 
 TEST(ZelLog, WritesTextAsItIsAndLetsSyslogExpandOnlyWhatNeedsNoArgument) {

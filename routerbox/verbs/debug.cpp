@@ -1,0 +1,145 @@
+#include "debug.h"
+
+#include <signal.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <iterator>
+
+#include "../foreign.h"
+#include "../guard.h"
+#include "../io.h"
+#include "../nearest.h"
+#include "../programs.h"
+#include "enter.h"
+#include "status.h"
+
+namespace routerbox {
+namespace {
+
+using Words = std::vector<std::string>;
+
+// What is debugged, and the tool's own options.
+struct Wanted {
+  std::string name, program;
+  Words words, options;
+  std::optional<Emulator> emulator;
+};
+
+Words joined(Words first, const Words& second) {
+  first.insert(first.end(), second.begin(), second.end());
+  return first;
+}
+
+std::string found_tool(const std::string& program) {
+  try {
+    return find_program(program);
+  } catch (const Failure&) {
+    throw Failure(program + " is not on this machine; run: sudo apt-get install " + program, kFailed);
+  }
+}
+
+Words emulated(const Wanted& wanted, const Words& qemu_options) {
+  Words words = wanted.emulator->words(wanted.program, wanted.words);
+  words.insert(words.begin() + 1, qemu_options.begin(), qemu_options.end());
+  return words;
+}
+
+Words program_words(const Wanted& wanted) {
+  return joined({wanted.program}, {wanted.words.begin() + 1, wanted.words.end()});
+}
+
+Words with_gdb(const Wanted& wanted) {
+  if (!wanted.emulator)
+    return joined(joined(joined({found_tool("gdb"), "-q"}, wanted.options), {"--args"}),
+                  program_words(wanted));
+  const std::string stub = "/tmp/debug-" + wanted.name;
+  // The first "$@" is qemu with the program, behind its number the debugger.
+  const std::string script =
+      "stub=$1 count=$2; shift 2; rm -f \"$stub\"\n"
+      "\"${@:1:count}\" & qemu=$!; trap 'kill $qemu 2>/dev/null; rm -f \"$stub\"' EXIT\n"
+      "until [ -S \"$stub\" ] || ! kill -0 $qemu 2>/dev/null; do sleep 0.02; done\n"
+      "shift $count; \"$@\"";
+  const Words qemu = emulated(wanted, {"-g", stub});
+  const Words gdb = joined(joined({found_tool("gdb-multiarch"), "-q", "-ex",
+                                   "set sysroot " + wanted.emulator->root, "-ex", "target remote " + stub},
+                                  wanted.options),
+                           {wanted.program});
+  return joined(joined({"bash", "-c", script, "debug", stub, std::to_string(qemu.size())}, qemu), gdb);
+}
+
+Words with_valgrind(const Wanted& wanted) {
+  if (wanted.emulator)
+    throw Failure("valgrind runs programs of this machine only; build " + wanted.name +
+                      " for it, or use routerbox debug " + wanted.name + " gdb",
+                  kNo);
+  return joined(joined({found_tool("valgrind")}, wanted.options), program_words(wanted));
+}
+
+Words with_strace(const Wanted& wanted) {
+  if (wanted.emulator) return emulated(wanted, joined({"-strace"}, wanted.options));
+  return joined(joined({found_tool("strace"), "-f"}, wanted.options), program_words(wanted));
+}
+
+constexpr struct {
+  const char* name;
+  Words (*words)(const Wanted& wanted);
+} kTools[] = {{"gdb", with_gdb}, {"valgrind", with_valgrind}, {"strace", with_strace}};
+
+Words tool_words(const std::string& tool, const Wanted& wanted) {
+  Words known;
+  for (const auto& row : kTools) {
+    if (tool == row.name) return row.words(wanted);
+    known.emplace_back(row.name);
+  }
+  throw Failure("'" + tool + "' is no tool to debug with" + advice_for(tool, known), kWrongCommandLine);
+}
+
+Wanted wanted_from(const Json& place, const Words& options) {
+  Wanted wanted{place.at("name"), place.at("program"), place.at("words"), options, {}};
+  if (const Json& emulator = place.at("emulator"); !emulator.is_null())
+    wanted.emulator = Emulator{emulator.at("qemu"), emulator.at("root"), emulator.at("libraries")};
+  return wanted;
+}
+
+// In a child: it cannot come back from the box's namespaces.
+int run_there(pid_t process_one, const Launch& launch) {
+  const pid_t child = fork();
+  if (child < 0) fail_errno("cannot start a process");
+  if (child == 0) try {
+      _exit(run_in_box(process_one, launch));
+    } catch (const Failure& failure) {
+      write_all(STDERR_FILENO, std::string("routerbox: ") + failure.what() + "\n");
+      _exit(failure.status());
+    }
+  for (const int number : {SIGINT, SIGQUIT}) signal(number, SIG_IGN);  // the terminal's are for the tool
+  int status = 0;
+  if (retry([&] { return waitpid(child, &status, 0); }) != child) fail_errno("cannot wait for the tool");
+  return WIFSIGNALED(status) ? kKilledBase + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+}  // namespace
+
+Launch launch_for(const Json& place, const Words& words) {
+  clean_environment(place.at("environment"));
+  Launch launch;
+  launch.words = words;
+  launch.program = find_program(words.front());
+  launch.data = place.at("data");
+  if (launch.data.empty()) launch.folder = place.at("folder");
+  if (!place.at("uid").is_null()) launch.uid = place.at("uid").get<uid_t>();
+  return launch;
+}
+
+int debug_plugin(const BoxClient& box, const std::string& plugin, const std::string& tool,
+                 const Words& options) {
+  const Json place = box.call("enter", {{"as", plugin}});
+  if (!place.contains("program")) throw Failure(plugin + " has no program in this box", kNo);
+  const Launch launch = launch_for(place, tool_words(tool, wanted_from(place, options)));
+  const bool ran = box.call("stop", {{"target", plugin}}).at("stopped");
+  const int status = run_there(box.process_one(), launch);
+  if (ran) box.call("start", {{"target", plugin}});
+  return status;
+}
+
+}  // namespace routerbox
