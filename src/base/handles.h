@@ -3,6 +3,7 @@
 #pragma once
 
 #include <dirent.h>
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -78,6 +79,17 @@ auto retry(SystemCall call) {
     result = call();
   } while (result == -1 && errno == EINTR);
   return result;
+}
+
+// As fopen and openat, closed by a program that is started. Not cancelled: memory, or a descriptor that comes at the
+// same moment, would be lost.
+[[nodiscard]] inline File open_file(const char* path, const char* mode) noexcept {
+  const Uncancelled uncancelled;
+  return File(fopen(path, mode));
+}
+[[nodiscard]] inline Descriptor open_at(int folder, const char* path, int how, mode_t mode = 0) noexcept {
+  const Uncancelled uncancelled;
+  return Descriptor(retry([&] { return openat(folder, path, how | O_CLOEXEC, mode); }));
 }
 
 }  // namespace zel

@@ -6,6 +6,7 @@
 #include <ctime>
 
 #include "base/plain_format.h"
+#include "base/uncancelled.h"
 
 int32_t zel_debug = 1;
 
@@ -29,6 +30,7 @@ void to_syslog(int level, const char* text) {
 
 void zel_log(int level, const char* format, ...) {
   const int callers_errno = errno;
+  const zel::Uncancelled uncancelled;  // The C library would be left with its socket half open.
   char text[kTextSize] = {};
   va_list arguments;
   va_start(arguments, format);

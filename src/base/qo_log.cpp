@@ -9,6 +9,7 @@
 #include <iterator>
 
 #include "base/in_child.h"
+#include "base/uncancelled.h"
 
 int32_t qo_debuglevel = 1;
 char errlog_buffer[51200];
@@ -57,6 +58,7 @@ int QO_Log(int level, const char* format, ...) {
   const bool to_console = static_cast<unsigned int>(level) <= static_cast<unsigned int>(qo_debuglevel);
   const bool to_buffer = level < kDebugLevel;
 
+  const zel::Uncancelled uncancelled;  // A line is written whole.
   char text[1024] = {};
   va_list arguments;
   va_start(arguments, format);

@@ -29,17 +29,17 @@ bool follow_links(char (&path)[PATH_MAX]) {
 
 // Cuts the name off and opens the folder that is left.
 zel::Descriptor open_folder(char (&path)[PATH_MAX], const char** name) {
-  constexpr int kHow = O_RDONLY | O_DIRECTORY | O_CLOEXEC;
+  constexpr int kHow = O_RDONLY | O_DIRECTORY;
   char* const slash = strrchr(path, '/');
   *name = slash != nullptr ? slash + 1 : path;
-  if (slash == nullptr) return zel::Descriptor(open(".", kHow));
-  if (slash == path) return zel::Descriptor(open("/", kHow));
+  if (slash == nullptr) return zel::open_at(AT_FDCWD, ".", kHow);
+  if (slash == path) return zel::open_at(AT_FDCWD, "/", kHow);
   *slash = '\0';
-  return zel::Descriptor(open(path, kHow));
+  return zel::open_at(AT_FDCWD, path, kHow);
 }
 
 void remove_left_over(int folder, const char* prefix) {
-  zel::Descriptor again(openat(folder, ".", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  zel::Descriptor again = zel::open_at(folder, ".", O_RDONLY | O_DIRECTORY);
   const zel::Directory listing(fdopendir(again.get()));
   if (!listing) return;
   again.release();
@@ -108,7 +108,7 @@ FileReplacement::~FileReplacement() {
 
 bool FileReplacement::open_beside(const char* name) {
   if (snprintf(name_, sizeof name_, "%s", name) >= static_cast<int>(sizeof name_)) return false;
-  Descriptor old(openat(folder_.get(), name, O_RDWR | O_CLOEXEC));
+  Descriptor old = open_at(folder_.get(), name, O_RDWR);
   if (!old) return errno == ENOENT && create(0666);
 
   Attributes kept;
@@ -131,7 +131,7 @@ bool FileReplacement::create(mode_t mode) {
   for (int tries = 0; tries < kMostNames; ++tries) {
     const int length = snprintf(temporary, sizeof temporary, "%s%u", prefix, suffix);
     if (length >= static_cast<int>(sizeof temporary)) return false;
-    file_ = Descriptor(openat(folder_.get(), temporary, O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, mode));
+    file_ = open_at(folder_.get(), temporary, O_WRONLY | O_CREAT | O_EXCL, mode);
     if (file_) memcpy(temporary_, temporary, sizeof temporary_);
     if (file_ || errno != EEXIST) break;
     // A folder has the name, maybe on purpose: the next one cannot be foreseen.

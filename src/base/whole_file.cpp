@@ -21,9 +21,8 @@ size_t read_bytes(int fd, char* bytes, size_t size) {
 namespace zel {
 
 WholeFile read_whole_file(const char* path, int access, size_t most) {
-  constexpr int kHow =
-      O_CLOEXEC | O_NONBLOCK | O_NOCTTY;  // Only a regular file has a length, and it never blocks.
-  const Descriptor file(path != nullptr ? retry([&] { return open(path, access | kHow); }) : -1);
+  constexpr int kHow = O_NONBLOCK | O_NOCTTY;  // Only a regular file has a length, and it never blocks.
+  const Descriptor file = path != nullptr ? open_at(AT_FDCWD, path, access | kHow) : Descriptor();
   if (!file) return {nullptr, 0, FileFault::kNotOpened};
   const off_t length = lseek(file.get(), 0, SEEK_END);
   if (length < 0 || lseek(file.get(), 0, SEEK_SET) != 0) return {nullptr, 0, FileFault::kNoLength};

@@ -38,7 +38,7 @@ int qo_get_memory_info(int* total, int* used) {
 int GetRamInKB(void) {
   constexpr char kName[] = "MemTotal:";
   constexpr size_t kNameLength = sizeof kName - 1;
-  const zel::File file(fopen("/proc/meminfo", "re"));
+  const zel::File file = zel::open_file("/proc/meminfo", "re");
   char line[256];
   while (file && fgets(line, sizeof line, file.get()) != nullptr) {
     if (strncmp(line, kName, kNameLength) != 0) continue;

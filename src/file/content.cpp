@@ -14,7 +14,7 @@ char* zel_get_buf_from_file(const char* path) {
 int zel_save_file(const char* path, const void* bytes, size_t length) {
   if (path == nullptr || (bytes == nullptr && length != 0)) return -1;
   // Kept: not truncated, so the end of a longer old file stays.
-  zel::Descriptor file(open(path, O_RDWR | O_CREAT | O_CLOEXEC, 0777));
+  zel::Descriptor file = zel::open_at(AT_FDCWD, path, O_RDWR | O_CREAT, 0777);
   if (!file) return -1;
   const ssize_t written = zel::retry([&] { return write(file.get(), bytes, length); });
   const bool closed = zel::close_written(std::move(file));
@@ -23,7 +23,7 @@ int zel_save_file(const char* path, const void* bytes, size_t length) {
 
 int zel_save_string_to_file(const char* text, const char* path) {
   if (text == nullptr || path == nullptr) return -1;
-  const zel::File file(fopen(path, "wb+e"));
+  const zel::File file = zel::open_file(path, "wb+e");
   if (!file) return -1;
   fputs(text, file.get());
   return 0;  // Kept: also when the text did not reach the disk.

@@ -26,7 +26,7 @@ int fail(const char* format, const char* path) {
 
 zel::File open_destination(const char* path, mode_t mode, bool exists) {
   if (exists) {
-    zel::File file(fopen(path, "we"));
+    zel::File file = zel::open_file(path, "we");
     if (file) return file;
     if (unlink(path) != 0) {
       fail("unable to remove `%s'", path);
@@ -34,7 +34,7 @@ zel::File open_destination(const char* path, mode_t mode, bool exists) {
     }
   }
   // Bits beyond the permissions come with the owner, lest the copy be another user's program for a moment.
-  zel::Descriptor descriptor(open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, mode & 0777));
+  zel::Descriptor descriptor = zel::open_at(AT_FDCWD, path, O_WRONLY | O_CREAT | O_TRUNC, mode & 0777);
   zel::File file(descriptor ? fdopen(descriptor.get(), "w") : nullptr);
   if (file) {
     descriptor.release();
@@ -77,7 +77,7 @@ int close_file(zel::File file, const char* path) {
 int copy_regular(const char* source, const char* destination, mode_t mode, bool exists, bool* opened) {
   zel::File out = open_destination(destination, mode, exists);
   if (!out) return -1;
-  zel::File in(fopen(source, "re"));
+  zel::File in = zel::open_file(source, "re");
   if (!in) return fail("unable to open `%s'", source);
   *opened = true;
   const int copied = copy_file_data(in.get(), out.get());

@@ -28,7 +28,7 @@ zel::File open_fresh(const char* path) {
     QO_Log(kQoDebug, "Failed to unlink %s", path);
     return nullptr;
   }
-  zel::File file(fopen(path, "we"));
+  zel::File file = zel::open_file(path, "we");
   if (!file) QO_Log(kQoDebug, "Failed to fopen %s", path);
   return file;
 }
@@ -55,11 +55,11 @@ void set_transfer(CURL* easy, const char* url, FILE* file, int timeout) {
 }
 
 // Ends with the file closed, so that 0 means that all the data is in it.
-int fetch(CURL* easy, const char* url, zel::File file) {
-  const CURLcode done = [easy] {
+int fetch(zel::http::Transfer& transfer, const char* url, zel::File file) {
+  const CURLcode done = [&] {
     // Without signals libcurl leaves SIGPIPE alone, and its older releases write TLS with a plain write.
     const zel::SigpipeGuard guard;
-    return curl_easy_perform(easy);
+    return transfer.perform();
   }();
   const bool closed = zel::close_written(std::move(file));
   if (done == CURLE_OK && closed) return 0;
@@ -78,10 +78,10 @@ int zel_download_file(const char* url, const char* path, zel_download_progress p
   if (!temporary) return -1;
   zel::File file = open_fresh(temporary.get());
   if (!file) return -1;
-  const zel::http::CurlEasy easy = zel::http::new_easy();
-  if (!easy) return -1;
-  set_transfer(easy.get(), url, file.get(), timeout);
-  set_progress(easy.get(), progress, data);
-  if (fetch(easy.get(), url, std::move(file)) != 0) return -1;
+  zel::http::Transfer transfer;
+  if (!transfer) return -1;
+  set_transfer(transfer.easy(), url, file.get(), timeout);
+  set_progress(transfer.easy(), progress, data);
+  if (fetch(transfer, url, std::move(file)) != 0) return -1;
   return zel_file_move(temporary.get(), path);
 }

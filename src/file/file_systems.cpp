@@ -114,7 +114,7 @@ int getFsSize(const char* path, int64_t* used, int64_t* total) {
   if (!command) return -1;
   QO_Log(zel::kQoDebug, "[%s]run command: %s", __func__, command.get());
   [[maybe_unused]] const int status = system(command.get());  // The table tells whether it worked.
-  const zel::File table(fopen(file.path(), "re"));
+  const zel::File table = zel::open_file(file.path(), "re");
   if (!table) {
     const int error = errno;
     QO_Log(zel::kQoWarning, "[%s]getFsSize fail! cmd[%s], path[%s], errno[%d], errMsg[%s]", __func__,

@@ -32,7 +32,8 @@ bool read_digest(int file, unsigned char (&digest)[MD5_DIGEST_LENGTH]) {
 }  // namespace
 
 int zel_check_file_md5(const char* path, char* output) {
-  const zel::Descriptor file(path != nullptr && output != nullptr ? open(path, O_RDONLY | O_CLOEXEC) : -1);
+  const bool given = path != nullptr && output != nullptr;
+  const zel::Descriptor file = given ? zel::open_at(AT_FDCWD, path, O_RDONLY) : zel::Descriptor();
   if (!file) {
     QO_Log(kQoDebug, "[util]{%s} open error", __func__);
     return -1;

@@ -1,4 +1,4 @@
-// easy.h: a handle for one transfer of libcurl.
+// easy.h: one transfer of libcurl at a time.
 #pragma once
 
 #include <curl/curl.h>
@@ -9,9 +9,25 @@
 
 namespace zel::http {
 
-using CurlEasy = std::unique_ptr<CURL, CallToEnd<curl_easy_cleanup>>;
+// A handle for libcurl's easy options, and what drives its transfers. libcurl cannot be left half-way: unwinding
+// would skip its clean-up, and on the router, whose libcurl may have no tables for it, ours too. So a cancelled
+// thread ends only while it waits, which happens here and not in libcurl.
+class Transfer {
+ public:
+  Transfer();
 
-// Null if libcurl cannot make one. Any thread may call.
-[[nodiscard]] CurlEasy new_easy();
+  // Whether libcurl could make one. Any thread may call.
+  explicit operator bool() const noexcept { return multi_ && easy_; }
+
+  // To set options with.
+  CURL* easy() const noexcept { return easy_.get(); }
+
+  // What curl_easy_perform does. A second time it uses the first one's connection again.
+  [[nodiscard]] CURLcode perform();
+
+ private:
+  std::unique_ptr<CURLM, CallToEnd<curl_multi_cleanup>> multi_;
+  std::unique_ptr<CURL, CallToEnd<curl_easy_cleanup>> easy_;
+};
 
 }  // namespace zel::http

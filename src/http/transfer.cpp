@@ -67,13 +67,6 @@ void require(CURLcode set, const char* label) {
   throw std::runtime_error(std::string("Curl set_opt error! [opt]:[") + label + "]");
 }
 
-CurlEasy new_handle(Method method) {
-  CurlEasy easy = new_easy();
-  if (!easy)
-    throw std::runtime_error(method == kGet ? "could not init the curl" : "could not init the curl!");
-  return easy;
-}
-
 void set_options(CURL* easy, HttpUploader& uploader, Method method, int timeout) {
   for (const Option& option : kOptions) {
     if ((option.set_by & method) == 0) continue;
@@ -110,13 +103,13 @@ void set_body(CURL* easy, const Body& body) {
           "CURLOPT_POSTFIELDSIZE");
 }
 
-void attempt(CURL* easy, HttpUploader& uploader, int follow_redirect, int max_retry) {
+void attempt(Transfer& transfer, HttpUploader& uploader, int follow_redirect, int max_retry) {
   // CURLOPT_NOSIGNAL takes libcurl's own guard away, and its older releases write TLS with a plain write.
   const SigpipeGuard guard;
   int attempts = 0;
   do {
     uploader.ReInit();
-    curl_easy_perform(easy);  // Kept: its result does not count; the header alone decides.
+    static_cast<void>(transfer.perform());  // Kept: its result does not count; the header alone decides.
     if (uploader.AnalyseResult(follow_redirect) == 0) return;
     ++attempts;
   } while (attempts < max_retry);
@@ -130,14 +123,16 @@ void attempt(CURL* easy, HttpUploader& uploader, int follow_redirect, int max_re
 
 void transfer(HttpUploader& uploader, Method method, int timeout, int max_retry) {
   Body body{};  // outlives the handle, which points to it
-  const CurlEasy easy = new_handle(method);
-  set_options(easy.get(), uploader, method, timeout);
+  Transfer handle;
+  if (!handle)
+    throw std::runtime_error(method == kGet ? "could not init the curl" : "could not init the curl!");
+  set_options(handle.easy(), uploader, method, timeout);
   if (method != kGet) {
     uploader.ReInit();
     body = body_of(uploader.source);
-    set_body(easy.get(), body);
+    set_body(handle.easy(), body);
   }
-  attempt(easy.get(), uploader, method == kPostHttps ? 1 : 0, max_retry);
+  attempt(handle, uploader, method == kPostHttps ? 1 : 0, max_retry);
 }
 
 }  // namespace zel::http

@@ -7,6 +7,7 @@
 #include <string_view>
 
 #include "base/number.h"
+#include "base/uncancelled.h"
 #include "http_raw/pool_text.h"
 
 namespace {
@@ -25,6 +26,7 @@ bool look_up(mem_pool* pool, const char* name, char** ip) {
   hostent space;
   hostent* host = nullptr;
   int error;
+  const zel::Uncancelled uncancelled;  // The C library would keep its lock.
   if (gethostbyname_r(name, &space, room, sizeof room, &host, &error) != 0 || host == nullptr) return true;
   if (host->h_addrtype != AF_INET && host->h_addrtype != AF_INET6) return true;
   if (host->h_addr_list[0] == nullptr) return true;

@@ -76,7 +76,7 @@ int write_missing_file() {
 int perm_common_write_permissioninfo(void) {
   if (access(zel::kPermissionFile, F_OK) != 0) return write_missing_file();
   // Kept: what is there already is emptied before anything else, and written in place.
-  zel::File file(fopen(zel::kPermissionFile, "wb+e"));
+  zel::File file = zel::open_file(zel::kPermissionFile, "wb+e");
   if (!file) return PERM_NOT_OPENED;
   const zel::JsonText text = print_defaults();
   if (!text) return PERM_NO_JSON;

@@ -27,14 +27,14 @@ static_assert(offsetof(perm_plugin_slot, appname) == 72 && offsetof(perm_plugin_
 static_assert(sizeof(perm_table) == 22456);
 static_assert(offsetof(perm_table, abilities) == 8 && offsetof(perm_table, plugins) == 8456);
 
-using AttachedTable = std::unique_ptr<perm_table, Call<perm_common_shm_unmap>>;
+using AttachedTable = std::unique_ptr<perm_table, CallToEnd<perm_common_shm_unmap>>;
 
 // Attaches the table, or says in `result` why not: 7003 or 7004.
 [[nodiscard]] AttachedTable attach_table(int* result);
 
 // Holds the table's semaphore, however often a signal interrupts the wait. If it cannot be taken (the table was
 // never initialised, say), the work goes on without the lock, and what was not taken is not given: that would let
-// two processes in later.
+// two processes in later. A cancelled thread ends when it is done, so that table and file do not differ.
 class TableSection {
  public:
   explicit TableSection(int semid) noexcept
@@ -46,6 +46,7 @@ class TableSection {
   TableSection& operator=(const TableSection&) = delete;
 
  private:
+  const Uncancelled uncancelled_;
   int semid_;
   bool taken_;
 };

@@ -143,7 +143,7 @@ TEST(HttpTransfer, OnlyThePostForHttpsTakesASelfSignedCertificateAndOnlyOfItsHos
 }
 
 TEST(HttpTransfer, ACancelledThreadGivesEverythingBack) {
-  SKIP_WHERE_NO_THREAD_CAN_BE_CANCELLED();
+  SKIP_WHERE_LIBCURL_CANNOT_BE_CANCELLED();
   for (const Call call : kCalls) {
     const Server server({{"", End::kHang}});
     const auto before = open_descriptors();
