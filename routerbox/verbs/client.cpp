@@ -75,6 +75,9 @@ void BoxClient::wait_for_end(pid_t process_one) const {
   pollfd end{process.get(), POLLIN, 0};
   if (process && retry([&] { return poll(&end, 1, kEndLimitMs); }) == 0)
     throw Failure("the box " + name_ + " has not ended within 10 seconds", kTimedOut);
+  // Its name is free a moment later, when the process outside has cleaned up.
+  constexpr int kMostLooks = 400;
+  for (int looks = 0; looks < kMostLooks && access(folder().c_str(), F_OK) == 0; ++looks) poll(nullptr, 0, 5);
 }
 
 }  // namespace routerbox
