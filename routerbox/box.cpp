@@ -1,9 +1,11 @@
 #include "box.h"
 
 #include <filesystem>
+#include <memory>
 
 #include "box_verbs.h"
 #include "control.h"
+#include "cores.h"
 #include "guard.h"
 #include "layout.h"
 #include "places.h"
@@ -24,12 +26,17 @@ class Box {
   Box(const Plan& plan, Ends ends, const sigset_t& mask)
       : plan_(plan),
         ends_(std::move(ends)),
-        printer_(plan.options.log),
+        printer_(plan.options.log, static_cast<bool>(ends_.ready)),
         trace_(kBoxFolder),
         processes_(std::move(ends_.outside), mask, printer_),
         services_(processes_, printer_, trace_, plan.services,
                   [this](const std::string& line) { complain(line); }),
-        plugins_({processes_, printer_, trace_, [this](const std::string& line) { complain(line); }},
+        cores_(processes_, trace_, plan.options.project ? plan.folder + "/.box/cores" : "",
+               [this](const std::string& line) { complain(line); }),
+        plugins_({processes_, printer_, trace_, [this](const std::string& line) { complain(line); },
+                  [this](const PluginRun& run, pid_t process, int status) {
+                    cores_.collect(run, process, status);
+                  }},
                  plan.plugins),
         bus_(processes_, plan.boxbus),
         bus_faults_(processes_, services_, plugins_),
@@ -52,6 +59,8 @@ class Box {
   }
 
   int direct() {
+    // However this ends, as their threads need the box's processes.
+    const std::unique_ptr<Cores, void (*)(Cores*)> told(&cores_, [](Cores* cores) { cores->wait(); });
     start_control(std::move(ends_.control),
                   box_verbs({plan_, processes_, trace_, plugins_, services_, bus_, faults_,
                              [this](size_t place) { start_plugin(place); }}));
@@ -115,6 +124,7 @@ class Box {
   Trace trace_;
   Processes processes_;
   Services services_;
+  Cores cores_;
   Plugins plugins_;
   BusClient bus_;
   BusFaults bus_faults_;

@@ -115,7 +115,10 @@ class BoxVerbs {
     Json plugins = Json::array(), services = Json::array();
     for (size_t place = 0; place < parts_.plugins.size(); ++place) {
       const Plugins::Row row = parts_.plugins.row(place);
-      Json shown = {{"name", row.run.name}, {"appid", row.run.appid}, {"uid", row.run.uid}};
+      Json shown = {{"name", row.run.name},
+                    {"appid", row.run.appid},
+                    {"uid", row.run.uid},
+                    {"program", row.run.program}};
       shown.update(state_of(row));
       plugins.push_back(shown);
     }

@@ -11,6 +11,7 @@
 #include <sched.h>
 #include <stddef.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/syscall.h>
 #include <unistd.h>
 
@@ -99,6 +100,14 @@ void drop_machine_powers() {
 void close_inherited() {
   if (syscall(SYS_close_range, 3U, ~0U, CLOSE_RANGE_CLOEXEC) != 0 && errno != ENOSYS)
     fail_errno("cannot close inherited descriptors");
+}
+
+void allow_cores() {
+  constexpr rlim_t kLargest = rlim_t{1} << 30;
+  rlimit limit{};
+  getrlimit(RLIMIT_CORE, &limit);
+  limit.rlim_cur = std::min(limit.rlim_max, kLargest);
+  setrlimit(RLIMIT_CORE, &limit);
 }
 
 void become_plugin(uid_t uid) {

@@ -18,5 +18,7 @@ void drop_machine_powers();
 void close_inherited();
 // As `uid`, for good: no set-uid program and no user namespace gives it more.
 void become_plugin(uid_t uid);
+// A crash leaves a core, as far as the caller's limit allows.
+void allow_cores();
 
 }  // namespace routerbox

@@ -33,7 +33,9 @@ void prepare(const Launch& launch, const Streams* streams) {
   if (!launch.folder.empty() && chdir(launch.folder.c_str()) != 0)
     fail_errno("cannot enter " + launch.folder);
   close_inherited();
-  if (launch.uid) become_plugin(*launch.uid);
+  if (!launch.uid) return;
+  allow_cores();
+  become_plugin(*launch.uid);
 }
 
 }  // namespace

@@ -37,7 +37,7 @@ Sink whole_lines(std::function<void(std::string_view line)> take) {
   };
 }
 
-Printer::Printer(const std::string& log) {
+Printer::Printer(const std::string& log, bool own) : own_(own) {
   if (!log.empty()) {
     log_ = Descriptor(open(log.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_CLOEXEC, 0644));
     if (!log_) fail_errno("cannot open " + log, "--log must name a file that can be written");
@@ -95,7 +95,7 @@ void Printer::write_lines() {
 
 void Printer::write(const Line& line) {
   write_all(line.stream, line.text);
-  limit_size(line.stream);
+  if (own_) limit_size(line.stream);
   if (!log_) return;
   write_all(log_.get(), line.text);
   limit_size(log_.get());

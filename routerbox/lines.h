@@ -23,8 +23,9 @@ Sink whole_lines(std::function<void(std::string_view line)> take);
 // terminal, does not hold up the box.
 class Printer {
  public:
-  // `log` (may be empty) is a file that gets every line as well. Throws Failure when it cannot be opened.
-  explicit Printer(const std::string& log);
+  // `log` (may be empty) is a file that gets every line as well; it is kept within bounds, like the standard streams
+  // where they are `own` files of the box. Throws Failure when it cannot be opened.
+  Printer(const std::string& log, bool own);
   ~Printer();
   Printer(const Printer&) = delete;
   Printer& operator=(const Printer&) = delete;
@@ -43,6 +44,7 @@ class Printer {
   void write_lines();
   void write(const Line& line);
 
+  const bool own_;
   Descriptor log_;
   mutable std::mutex mutex_;
   std::condition_variable changed_;

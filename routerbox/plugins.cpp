@@ -113,6 +113,7 @@ void Plugins::note_end(pid_t process, int status) {
     row.status = status;
     if (status != 0) ++deaths_;
     report_end(row);
+    if (status > kKilledBase) ways_.killed(row.run, process, status);
   }
 }
 

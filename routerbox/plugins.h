@@ -45,6 +45,8 @@ class Plugins {
     Printer& printer;
     Trace& trace;
     std::function<void(const std::string& line)> say;  // of things that go wrong
+    // Of one that a signal has ended unasked; must not wait.
+    std::function<void(const PluginRun& run, pid_t process, int status)> killed;
   };
 
   Plugins(const Ways& ways, const std::vector<PluginRun>& runs);

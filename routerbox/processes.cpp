@@ -252,10 +252,12 @@ void Processes::collect() {
   for (pid_t child; (child = waitpid(-1, &status, WNOHANG)) > 0;) note_end(child, shell_status(status));
 }
 
-// All it has written is passed on before anybody hears of its end.
+// All it has written is passed on before anybody hears of its end, and its sink, which may be gone then, is not called
+// again.
 void Processes::note_end(pid_t process, int status) {
-  for (const Relay& relay : relays_)
-    if (relay.process == process) pump(relay.from.get(), relay.sink, kReadsAtEnd);
+  relays_.remove_if([&](const Relay& relay) {
+    return relay.process == process && !pump(relay.from.get(), relay.sink, kReadsAtEnd);
+  });
   if (ended_.emplace(process, status).second) on_end_(process, status);
   for (auto wait = waits_.begin(); wait != waits_.end();) {
     if (wait->process == process) wait->end->set_value(status);

@@ -19,6 +19,7 @@
 #include "print.h"
 #include "status.h"
 #include "table.h"
+#include "watch.h"
 
 namespace routerbox {
 namespace {
@@ -31,6 +32,7 @@ struct Line {
   Json arguments = Json::object();
   std::string as;
   LogWish log;
+  bool watch = false;
   std::vector<std::string> command;  // after "--"
 };
 
@@ -44,7 +46,11 @@ int call_box(const Line& line) {
 int end_box(const Line& line) {
   const BoxClient box(line.name);
   const pid_t process_one = box.process_one();
-  box.call("down", Json::object());
+  try {
+    box.call("down", Json::object());
+  } catch (const Failure& failure) {
+    if (failure.status() != kFailed) throw;  // it may end before it has answered
+  }
   box.wait_for_end(process_one);
   std::cout << (line.json ? text_of({{"box", box.name()}}) : "the box " + box.name() + " has ended") + "\n"
             << std::flush;
@@ -66,12 +72,37 @@ int debug(const Line& line) {
                       line.command);
 }
 
+bool has_ended(pid_t process) {
+  return kill(process, 0) != 0 && errno == ESRCH;
+}
+
+int start_plugin(const Line& line) {
+  if (!line.watch) return call_box(line);
+  const BoxClient box(line.name);
+  const pid_t process_one = box.process_one();
+  const std::string name = line.arguments.at("target");
+  std::string program;
+  const Json shown = box.call("ps", Json::object());
+  for (const Json& row : shown.at("plugins"))
+    if (row.at("name") == name || row.at("appid") == name) program = row.at("program");
+  if (program.empty())
+    throw Failure("only a plug-in's program can be watched, and " + name + " is none", kWrongCommandLine);
+  call_box(line);
+  watch_program(
+      program, [&] { return has_ended(process_one); },
+      [&] {
+        box.call("restart", {{"target", name}});
+        std::cout << name + " runs anew: " + program + " has changed\n" << std::flush;
+      });
+  return kDone;
+}
+
 int show_log(const Line& line) {
   const BoxClient box(line.name);
   const pid_t process_one = box.process_one();
   LogWish wish = line.log;
   wish.json = line.json;
-  print_log(box.folder() + "/trace.jsonl", wish, [&] { return kill(process_one, 0) != 0 && errno == ESRCH; });
+  print_log(box.folder() + "/trace.jsonl", wish, [&] { return has_ended(process_one); });
   return kDone;
 }
 
@@ -101,6 +132,8 @@ void describe(CLI::App* app, Line* line, std::map<std::string, std::string>* val
   }
   if (line->verb.name == std::string("shell") || line->verb.name == std::string("exec"))
     app->add_option("--as", line->as);
+  if (line->verb.name == std::string("start") || line->verb.name == std::string("restart"))
+    app->add_flag("--watch", line->watch);
   for (const Argument& argument : line->verb.arguments) {
     if (argument.name == nullptr) continue;
     app->add_option(argument.name, (*values)[argument.name])->required(argument.required);
@@ -108,7 +141,7 @@ void describe(CLI::App* app, Line* line, std::map<std::string, std::string>* val
 }
 
 Line parse_line(const Verb& verb, int argc, char** argv) {
-  Line line{verb, {}, false, false, Json::object(), {}, {}, {}};
+  Line line{verb, {}, false, false, Json::object(), {}, {}, false, {}};
   char** const end = argv + argc;
   char** cut = end;
   if (verb.name == std::string("exec") || verb.name == std::string("debug"))
@@ -143,8 +176,9 @@ int start_box(const Verb& verb, int argc, char** argv) {
 constexpr struct {
   const char* verb;
   int (*run)(const Line& line);
-} kOwn[] = {{"down", end_box}, {"shell", enter_box}, {"exec", enter_box},    {"log", show_log},
-            {"debug", debug},  {"new", make_new},    {"doctor", show_doctor}};
+} kOwn[] = {{"down", end_box},         {"shell", enter_box}, {"exec", enter_box},
+            {"log", show_log},         {"debug", debug},     {"start", start_plugin},
+            {"restart", start_plugin}, {"new", make_new},    {"doctor", show_doctor}};
 
 bool asks_for_help(int argc, char** argv) {
   for (char** word = argv; word != argv + argc && std::strcmp(*word, "--") != 0; ++word)

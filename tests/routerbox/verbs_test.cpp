@@ -138,17 +138,50 @@ TEST_F(Verbs, GoOnBesideClientsThatHangAndAfterABoxThatWasKilled) {
   EXPECT_EQ(0, again.status) << again.output;
 }
 
+// A project of one plug-in that runs this line of shell.
+std::string night(const std::string& line) {
+  return "[[plugin]]\nname = 'night'\nappid = '3002'\nrun = \"sh -c '" + line + "'\"\n";
+}
+
 TEST_F(Verbs, ADeathIsToldAtOnceAndMakesTheStatus) {
   static const Case kCases[] = {
-      {"a plug-in fails", "$B run --name d1 -- sh -c 'sleep 0.3; echo after'", 124,
-       "night has ended, with status 3"},
+      {"a plug-in fails", "$B run -- sh -c 'sleep 0.3; echo after'", 124, "night has ended, with status 3"},
       {"nobody minds", "$B run --ignore-deaths -- sleep 0.3", 0, "night has ended"},
       {"the command's own status goes first", "$B run -- sh -c 'sleep 0.3; exit 4'", 4, "night has ended"},
       {"a log of all lines", "$B run --log lines -- sleep 0.3; cat lines", 0, "night | unbuffered"},
   };
-  folder_.file("box.toml",
-               "[[plugin]]\nname = 'night'\nappid = '3002'\nrun = \"sh -c 'printf unbuffered; exit 3'\"\n");
+  folder_.file("box.toml", night("printf unbuffered; exit 3"));
   check(kCases);
+  folder_.file("box.toml", night("echo ==1==ERROR: AddressSanitizer: heap; sleep 100"));
+  const Outcome reported = run("$B run -- sleep 0.3");
+  EXPECT_EQ(124, reported.status) << reported.output;
+  EXPECT_NE(std::string::npos, reported.output.find("a sanitizer reports a fault of night"))
+      << reported.output;
+}
+
+TEST_F(Verbs, ACrashLeavesACoreAndWhereItWas) {
+  if (run("grep -q '^|' /proc/sys/kernel/core_pattern").status == 0 || run("ulimit -Hc").output == "0\n")
+    GTEST_SKIP() << "this machine keeps cores to itself";
+  folder_.file("box.toml", night("ulimit -c unlimited; kill -SEGV $$"));
+  const Outcome outcome = run("$B run -- sleep 0.5");
+  EXPECT_EQ(124, outcome.status) << outcome.output;
+  EXPECT_NE(std::string::npos,
+            outcome.output.find("the core of night is " + folder_.path(".box/cores/night.")))
+      << outcome.output;
+  const bool has_gdb = run("command -v gdb").status == 0;
+  EXPECT_NE(std::string::npos, outcome.output.find(has_gdb ? "routerbox:   #0 " : "install gdb"))
+      << outcome.output;
+}
+
+TEST_F(Verbs, StartAgainWhatIsBuiltAnew) {
+  folder_.file("program", "#!/bin/sh\necho first; sleep 1000\n");
+  folder_.file("box.toml", "[[plugin]]\nname = 'night'\nappid = '3002'\nrun = './program'\n");
+  const Outcome outcome =
+      run("$B up && { $B restart night --watch >watched & } && sleep 0.3 && "
+          "printf '#!/bin/sh\\necho second; sleep 1000\\n' >new && chmod +x new && mv new program && "
+          "until grep anew watched; do sleep 0.05; done; $B down; wait; cat "
+          "watched");
+  EXPECT_NE(std::string::npos, outcome.output.find("night runs anew: ")) << outcome.output;
 }
 
 }  // namespace
