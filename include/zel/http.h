@@ -21,7 +21,8 @@
  *  - Redirects are not followed, and nothing is added to libcurl's own request. libcurl's defaults hold for
  *    all else: its certificate check (but see HttpsPostBuffer), its proxy variables.
  *  - Nothing is logged and no lock is held during a transfer. Threads may transfer at the same time, each
- *    with an object of its own. */
+ *    with an object of its own. One that is cancelled (pthread_cancel) ends while it waits for the other side,
+ *    and gives back what the call holds; so it is for what is built on these calls (router.h, download.h). */
 #ifndef ZEL_HTTP_H
 #define ZEL_HTTP_H
 
