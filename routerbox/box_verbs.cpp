@@ -66,7 +66,7 @@ class BoxVerbs {
 
   Json carry_out(const std::string& verb, const Json& arguments) {
     for (const Row& row : kVerbs)
-      if (verb == row.name) return row.changes ? traced(row, arguments) : (this->*row.run)(arguments);
+      if (verb == row.name) return row.changes ? run_and_trace(row, arguments) : (this->*row.run)(arguments);
     throw Failure("a box has no verb '" + verb + "'", kWrongCommandLine);
   }
 
@@ -78,7 +78,7 @@ class BoxVerbs {
   };
   static const Row kVerbs[14];
 
-  Json traced(const Row& row, const Json& arguments) {
+  Json run_and_trace(const Row& row, const Json& arguments) {
     TraceLine line{Channel::kLife, "author", "box", row.name, "OK", {}, {{"arguments", arguments}}};
     for (const Json& argument : arguments)
       line.what += " " + (argument.is_string() ? argument.get<std::string>() : argument.dump());

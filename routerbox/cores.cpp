@@ -78,13 +78,13 @@ void Cores::examine(const PluginRun& run, pid_t process) {
   const std::string found = find_core(run.data.empty() ? fs::current_path().string() : run.data, pattern);
   if (found.empty())
     return say_(run.name + " left no core; it writes one where its folder lets it, as in a project's box");
-  const std::string core = kept(run, process, found);
+  const std::string core = keep(run, process, found);
   say_("the core of " + run.name + " is " + core);
   trace_.record({Channel::kLife, run.name, "box", "core", core, {}, {}});
   show_backtrace(run, core);
 }
 
-std::string Cores::kept(const PluginRun& run, pid_t process, const std::string& core) const {
+std::string Cores::keep(const PluginRun& run, pid_t process, const std::string& core) const {
   if (folder_.empty()) return core;
   const std::string place = folder_ + "/" + run.name + "." + std::to_string(process);
   if (mkdir(folder_.c_str(), 0700) != 0 && errno != EEXIST) fail_errno("cannot make " + folder_);

@@ -28,7 +28,7 @@ class Cores {
 
  private:
   void examine(const PluginRun& run, pid_t process);
-  std::string kept(const PluginRun& run, pid_t process, const std::string& core) const;
+  std::string keep(const PluginRun& run, pid_t process, const std::string& core) const;
   void show_backtrace(const PluginRun& run, const std::string& core);
 
   Processes& processes_;

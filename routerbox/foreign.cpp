@@ -143,7 +143,7 @@ std::optional<Emulator> emulator_for(const std::string& program, const std::vect
   const std::string compilers = std::string("/usr/") + processor->compiler;
   if (fits(compilers, loader, processor)) return Emulator{qemu, compilers};
   throw Failure(program + " is a program for " + processor->name + ", and its loader " + loader +
-                    " is in none of " + listed(roots) + (roots.empty() ? "" : ", ") + sysroot + ", " +
+                    " is in none of " + list_words(roots) + (roots.empty() ? "" : ", ") + sysroot + ", " +
                     compilers + "; name the folder with the target's libraries: --target-root DIR",
                 kNotExecutable);
 }

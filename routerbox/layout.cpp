@@ -150,7 +150,7 @@ void make_data_folders(const Plan& plan) {
 void name_host() {
   if (sethostname(kHostName, std::strlen(kHostName)) != 0) fail_errno("cannot give the box a host name");
   write_file("/etc/hostname", std::string(kHostName) + "\n", 0644);
-  write_file("/etc/hosts", std::string("127.0.0.1 localhost ") + kHostName + "\n", 0644);
+  write_file(kHostsFile, std::string("127.0.0.1 localhost ") + kHostName + "\n", 0644);
 }
 
 void bring_loopback_up() {

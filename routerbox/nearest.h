@@ -48,7 +48,7 @@ inline std::vector<std::string> near_ones(const std::string& word, std::vector<s
 }
 
 // "a, b, c"
-inline std::string listed(const std::vector<std::string>& words) {
+inline std::string list_words(const std::vector<std::string>& words) {
   std::string text;
   for (const std::string& word : words) text += (text.empty() ? "" : ", ") + word;
   return text;
@@ -57,9 +57,9 @@ inline std::string listed(const std::vector<std::string>& words) {
 // For the end of a message about an unknown word: "; did you mean a?", and where nothing is near, all there is.
 inline std::string advice_for(const std::string& word, const std::vector<std::string>& known) {
   std::vector<std::string> near = near_ones(word, known);
-  if (near.empty()) return "; there is " + listed(known);
+  if (near.empty()) return "; there is " + list_words(known);
   near.resize(std::min<size_t>(near.size(), 3));
-  return "; did you mean " + listed(near) + "?";
+  return "; did you mean " + list_words(near) + "?";
 }
 
 }  // namespace routerbox

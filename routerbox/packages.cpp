@@ -58,7 +58,7 @@ Package package_from(const Entry& entry) {
   const std::string id = entry.text("appid");
   const std::string name = entry.text("appname");
   // The appid becomes an account name, a bus object name and an output prefix.
-  if (id.empty() || id.size() > 63 || id.find_first_not_of("0123456789") != std::string::npos)
+  if (id.empty() || id.size() >= PERM_APPID_SIZE || id.find_first_not_of("0123456789") != std::string::npos)
     entry.refuse("has the appid '" + id + "', which is not 1 to 63 decimal digits");
   return {name, id, static_cast<uid_t>(entry.whole_number("uid", is_routers_own(id) ? 0 : 1, kLargestUid)),
           static_cast<uint32_t>(

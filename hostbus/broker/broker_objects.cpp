@@ -29,7 +29,7 @@ int Broker::add_object(const Request& request) {
   if (const auto known = request.attributes.number(UBUS_ATTR_OBJTYPE)) {
     type = registry_.type(*known);
   } else if (blob_attr* described = request.attributes[UBUS_ATTR_SIGNATURE]) {
-    signature = checked_signature(described);
+    signature = check_signature(described);
   }
   // Everybody who looks the object up must be able to read its listing.
   size_t size = path != nullptr ? std::strlen(path) : 0;

@@ -50,7 +50,7 @@ uint32_t Registry::youngest_of(const Client& owner) const {
   return found != owned_.end() ? found->second.back() : 0;
 }
 
-std::optional<std::vector<uint8_t>> checked_signature(blob_attr* signature) {
+std::optional<std::vector<uint8_t>> check_signature(blob_attr* signature) {
   std::vector<uint8_t> checked;
   blob_attr* method = nullptr;
   size_t rest = 0;

@@ -57,6 +57,6 @@ class Registry {
 };
 
 // The signature in the form it is shown, or nothing if a method's description is malformed.
-std::optional<std::vector<uint8_t>> checked_signature(blob_attr* signature);
+std::optional<std::vector<uint8_t>> check_signature(blob_attr* signature);
 
 }  // namespace hostbus

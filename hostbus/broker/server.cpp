@@ -50,7 +50,7 @@ void raise_descriptor_limit() {
   setrlimit(RLIMIT_NOFILE, &limit);
 }
 
-const std::string& made_reachable(const Options& options) {
+const std::string& make_reachable(const Options& options) {
   if (options.built_in_path) make_directory_of(options.socket_path);
   return options.socket_path;
 }
@@ -59,7 +59,7 @@ const std::string& made_reachable(const Options& options) {
 
 Server::Server(const Options& options)
     : stop_(catch_stop_signals()),
-      socket_({SOCK_STREAM, 0666, "-s"}, made_reachable(options)),  // every user may connect
+      socket_({SOCK_STREAM, 0666, "-s"}, make_reachable(options)),  // every user may connect
       scratch_(kBytesPerTurn) {
   raise_descriptor_limit();
   if (!options.faults_path.empty()) faults_.emplace(options.faults_path);

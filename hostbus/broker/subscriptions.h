@@ -15,13 +15,13 @@ class Subscriptions {
   bool add(uint32_t subscriber, uint32_t target);
   bool remove(uint32_t subscriber, uint32_t target);
 
-  Ids subscribers_of(uint32_t target) const { return found(subscribers_, target); }
-  Ids targets_of(uint32_t subscriber) const { return found(targets_, subscriber); }
+  Ids subscribers_of(uint32_t target) const { return find(subscribers_, target); }
+  Ids targets_of(uint32_t subscriber) const { return find(targets_, subscriber); }
 
  private:
   using Table = std::map<uint32_t, Ids>;
 
-  static Ids found(const Table& table, uint32_t id) {
+  static Ids find(const Table& table, uint32_t id) {
     const auto row = table.find(id);
     return row != table.end() ? row->second : Ids();
   }

@@ -276,10 +276,6 @@ static inline int ubus_monitor_start(struct ubus_context* ctx) {
   return __ubus_monitor(ctx, "add");
 }
 
-static inline int ubus_monitor_stop(struct ubus_context* ctx) {
-  return __ubus_monitor(ctx, "remove");
-}
-
 #ifdef __cplusplus
 }
 #endif

@@ -10,15 +10,10 @@
 /* Largest outer attribute, in bytes with its padding. */
 #define UBUS_MAX_MSGLEN 1048576
 
-/* Step by which receive buffers of the router's library grow, in bytes. */
-#define UBUS_MSG_CHUNK_SIZE 65536
-
 #define UBUS_CLIENT_ID_CHANNEL 1
 
 #define UBUS_SYSTEM_OBJECT_EVENT 1
-#define UBUS_SYSTEM_OBJECT_ACL 2
 #define UBUS_SYSTEM_OBJECT_MONITOR 3
-#define UBUS_SYSTEM_OBJECT_MAX 1024
 
 #ifdef __cplusplus
 extern "C" {

@@ -8,7 +8,7 @@ namespace {
 constexpr size_t kMaxLength = BLOB_ATTR_LEN_MASK;
 constexpr size_t kGrowthStep = 256;
 
-constexpr size_t padded(size_t length) {
+constexpr size_t pad(size_t length) {
   return (length + BLOB_ATTR_ALIGN - 1) & ~static_cast<size_t>(BLOB_ATTR_ALIGN - 1);
 }
 
@@ -51,15 +51,15 @@ blob_attr* place(blob_buf* buf, uint32_t word, size_t payload) {
   if (buf->head == nullptr || payload > kMaxLength) return nullptr;
   const size_t length = sizeof(blob_attr) + payload;
   const size_t offset = offset_of(buf, buf->head) + blob_pad_len(buf->head);
-  if (!reserve(buf, offset + padded(length))) return nullptr;
+  if (!reserve(buf, offset + pad(length))) return nullptr;
   blob_attr* attr = at(buf, offset);
   attr->id_len = cpu_to_be32(word | static_cast<uint32_t>(length));
-  memset(reinterpret_cast<char*>(attr) + length, 0, padded(length) - length);
+  memset(reinterpret_cast<char*>(attr) + length, 0, pad(length) - length);
   return attr;
 }
 
 void count(blob_attr* container, size_t child_length) {
-  set_length(container, blob_pad_len(container) + padded(child_length));
+  set_length(container, blob_pad_len(container) + pad(child_length));
 }
 
 }  // namespace

@@ -34,7 +34,7 @@ uint32_t receive_greeting(int fd, FrameReader* reader) {
   Message greeting;
   Read read = Read::kNothing;
   while ((read = reader->next(fd, limit, &greeting)) == Read::kNothing) {
-    if (wait_for(fd, POLLIN, limit) && !limit.passed()) continue;
+    if (wait_for(fd, POLLIN, limit) && !limit.is_over()) continue;
     errno = ETIMEDOUT;
     return 0;
   }

@@ -19,7 +19,7 @@ bool wait_for(int fd, short events, const Deadline& limit) {
     const int ready = poll(&polled, 1, limit.remaining_ms());
     // A poll that fails for good must not turn into a loop: the read or write that follows reports it.
     if (ready > 0 || (ready < 0 && errno != EINTR)) return true;
-    if (limit.passed()) return false;
+    if (limit.is_over()) return false;
   }
 }
 

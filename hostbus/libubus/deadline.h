@@ -15,7 +15,7 @@ class Deadline {
     return deadline;
   }
 
-  bool passed() const { return end_ && std::chrono::steady_clock::now() >= *end_; }
+  bool is_over() const { return end_ && std::chrono::steady_clock::now() >= *end_; }
   // For poll: -1 without an end.
   int remaining_ms() const;
 

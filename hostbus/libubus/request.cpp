@@ -28,7 +28,7 @@ Deadline deadline_of(int timeout_ms) {
 int wait_for_status(ubus_context* ctx, ubus_request* req, const Deadline& limit) {
   while (!req->status_msg) {
     if (ctx->sock.eof) return UBUS_STATUS_CONNECTION_FAILED;
-    if (limit.passed() || !wait_for(ctx->sock.fd, POLLIN, limit)) return UBUS_STATUS_TIMEOUT;
+    if (limit.is_over() || !wait_for(ctx->sock.fd, POLLIN, limit)) return UBUS_STATUS_TIMEOUT;
     ctx->cancel_poll = false;
     process_input(ctx, limit);
   }

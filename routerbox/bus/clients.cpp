@@ -19,7 +19,8 @@ std::optional<uid_t> uid_of(const std::string& user) {
   if (const passwd* const account = getpwnam(user.c_str())) return account->pw_uid;
   uid_t number = 0;
   const char* const end = user.data() + user.size();
-  return std::from_chars(user.data(), end, number).ptr == end ? std::optional(number) : std::nullopt;
+  const auto [rest, error] = std::from_chars(user.data(), end, number);
+  return error == std::errc() && rest == end ? std::optional(number) : std::nullopt;
 }
 
 }  // namespace

@@ -45,7 +45,7 @@ struct Found {
   std::optional<SideFile> side;
 };
 
-std::optional<Found> found_as(const fs::path& folder, const std::string& name) {
+std::optional<Found> find_content(const fs::path& folder, const std::string& name) {
   Found found{name, files::open_file(folder, name), std::nullopt};
   const std::string side = name + kSideFile;
   if (files::open_file(folder, side)) found.side = read_side_file(folder / side);
@@ -88,7 +88,7 @@ Delay send_found(httplib::Request request, const Found& found, httplib::Response
 Delay send_from(const OutsideHost& host, const httplib::Request& request, httplib::Response& response) {
   const std::vector<std::string> names = names_for(request);
   for (const std::string& name : names)
-    if (const std::optional<Found> found = found_as(host.folder, name))
+    if (const std::optional<Found> found = find_content(host.folder, name))
       return send_found(request, *found, response);
   send_text(response, kNotFound, "there is no file " + host.folder + "/" + names.front());
   return {};

@@ -14,7 +14,7 @@ namespace {
 namespace fs = std::filesystem;
 
 // What stands there, as the user wrote it if that is short.
-std::string found_in(const toml::node& node) {
+std::string describe(const toml::node& node) {
   if (node.is_table()) return "a table";
   if (node.is_array()) return "a list";
   std::ostringstream text;
@@ -80,7 +80,7 @@ std::string Value::place() const {
 }
 
 void Value::refuse(const std::string& why) const {
-  const std::string found = node_->is_table() ? "" : " = " + found_in(*node_);
+  const std::string found = node_->is_table() ? "" : " = " + describe(*node_);
   throw Failure(place() + ": " + name_ + found + " " + why);
 }
 

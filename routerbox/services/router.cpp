@@ -32,7 +32,7 @@ std::vector<Server> lay_out(const Router& router) {
 }
 
 // Made here, because only what exists on the host can be shown in the box.
-std::string made_log(const std::string& file) {
+std::string make_log(const std::string& file) {
   const Descriptor log(open(file.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0644));
   if (!log) fail_errno("cannot open " + file, "--router-log must name a file that can be written");
   return fs::absolute(file).lexically_normal();
@@ -50,7 +50,7 @@ std::optional<Service> find_router(const Options& options, const std::string& ow
     if (!tool.empty()) service.paths.push_back(tool);
   router.log = kRequestLog;
   if (!options.router_log.empty()) {
-    router.log = made_log(options.router_log);
+    router.log = make_log(options.router_log);
     service.paths.push_back(router.log);
   }
   service.lay_out = [router] { return lay_out(router); };

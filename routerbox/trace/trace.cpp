@@ -26,7 +26,7 @@ void shorten_texts(Json* value) {
     for (Json& inner : *value) shorten_texts(&inner);
 }
 
-Json shortened_details(Json details) {
+Json shorten_details(Json details) {
   shorten_texts(&details);
   const std::string text = text_of(details);
   return text.size() <= kLongestDetails ? details : Json(shorten(text));
@@ -69,7 +69,7 @@ void Trace::record(const TraceLine& line) {
                {"what", shorten(line.what)},
                {"result", shorten(line.result)}};
   if (line.took) json["ms"] = std::round(static_cast<double>(line.took->count()) / 1e3) / 1e3;
-  if (!line.details.is_null()) json["details"] = shortened_details(line.details);
+  if (!line.details.is_null()) json["details"] = shorten_details(line.details);
   append(text_of(json) + "\n");
 }
 

@@ -29,11 +29,12 @@ std::string box_here(const std::string& given) {
   if (wanted.empty() && running.size() == 1) return running.front();
   if (running.empty()) throw Failure("no box is running; routerbox up starts one", kNo);
   if (wanted.empty())
-    throw Failure("several boxes are running; name one of them with --name: " + listed(running), kNo);
-  throw Failure("no box named " + wanted + " is running" +
-                    (given.empty() ? "; routerbox up starts it, --name reaches another: " + listed(running)
-                                   : advice_for(wanted, running)),
-                kNo);
+    throw Failure("several boxes are running; name one of them with --name: " + list_words(running), kNo);
+  throw Failure(
+      "no box named " + wanted + " is running" +
+          (given.empty() ? "; routerbox up starts it, --name reaches another: " + list_words(running)
+                         : advice_for(wanted, running)),
+      kNo);
 }
 
 }  // namespace

@@ -26,12 +26,12 @@ struct Wanted {
   std::optional<Emulator> emulator;
 };
 
-Words joined(Words first, const Words& second) {
+Words join(Words first, const Words& second) {
   first.insert(first.end(), second.begin(), second.end());
   return first;
 }
 
-std::string found_tool(const std::string& program) {
+std::string find_tool(const std::string& program) {
   try {
     return find_program(program);
   } catch (const Failure&) {
@@ -39,20 +39,19 @@ std::string found_tool(const std::string& program) {
   }
 }
 
-Words emulated(const Wanted& wanted, const Words& qemu_options) {
+Words emulate(const Wanted& wanted, const Words& qemu_options) {
   Words words = wanted.emulator->words(wanted.program, wanted.words);
   words.insert(words.begin() + 1, qemu_options.begin(), qemu_options.end());
   return words;
 }
 
 Words program_words(const Wanted& wanted) {
-  return joined({wanted.program}, {wanted.words.begin() + 1, wanted.words.end()});
+  return join({wanted.program}, {wanted.words.begin() + 1, wanted.words.end()});
 }
 
 Words with_gdb(const Wanted& wanted) {
   if (!wanted.emulator)
-    return joined(joined(joined({found_tool("gdb"), "-q"}, wanted.options), {"--args"}),
-                  program_words(wanted));
+    return join(join(join({find_tool("gdb"), "-q"}, wanted.options), {"--args"}), program_words(wanted));
   const std::string stub = "/tmp/debug-" + wanted.name;
   // The first "$@" is qemu with the program, behind its number the debugger.
   const std::string script =
@@ -60,12 +59,12 @@ Words with_gdb(const Wanted& wanted) {
       "\"${@:1:count}\" & qemu=$!; trap 'kill $qemu 2>/dev/null; rm -f \"$stub\"' EXIT\n"
       "until [ -S \"$stub\" ] || ! kill -0 $qemu 2>/dev/null; do sleep 0.02; done\n"
       "shift $count; \"$@\"";
-  const Words qemu = emulated(wanted, {"-g", stub});
-  const Words gdb = joined(joined({found_tool("gdb-multiarch"), "-q", "-ex",
-                                   "set sysroot " + wanted.emulator->root, "-ex", "target remote " + stub},
-                                  wanted.options),
-                           {wanted.program});
-  return joined(joined({"bash", "-c", script, "debug", stub, std::to_string(qemu.size())}, qemu), gdb);
+  const Words qemu = emulate(wanted, {"-g", stub});
+  const Words gdb = join(join({find_tool("gdb-multiarch"), "-q", "-ex",
+                               "set sysroot " + wanted.emulator->root, "-ex", "target remote " + stub},
+                              wanted.options),
+                         {wanted.program});
+  return join(join({"bash", "-c", script, "debug", stub, std::to_string(qemu.size())}, qemu), gdb);
 }
 
 Words with_valgrind(const Wanted& wanted) {
@@ -73,12 +72,12 @@ Words with_valgrind(const Wanted& wanted) {
     throw Failure("valgrind runs programs of this machine only; build " + wanted.name +
                       " for it, or use routerbox debug " + wanted.name + " gdb",
                   kNo);
-  return joined(joined({found_tool("valgrind")}, wanted.options), program_words(wanted));
+  return join(join({find_tool("valgrind")}, wanted.options), program_words(wanted));
 }
 
 Words with_strace(const Wanted& wanted) {
-  if (wanted.emulator) return emulated(wanted, joined({"-strace"}, wanted.options));
-  return joined(joined({found_tool("strace"), "-f"}, wanted.options), program_words(wanted));
+  if (wanted.emulator) return emulate(wanted, join({"-strace"}, wanted.options));
+  return join(join({find_tool("strace"), "-f"}, wanted.options), program_words(wanted));
 }
 
 constexpr struct {

@@ -16,7 +16,7 @@ namespace fs = std::filesystem;
 
 using Words = std::vector<std::pair<std::string, std::string>>;
 
-std::string filled(std::string text, const Words& words) {
+std::string fill_in(std::string text, const Words& words) {
   for (const auto& [word, value] : words)
     for (size_t place = 0; (place = text.find(word, place)) != std::string::npos; place += value.size())
       text.replace(place, word.size(), value);
@@ -25,13 +25,13 @@ std::string filled(std::string text, const Words& words) {
 
 void copy_filled(const fs::path& from, const fs::path& to, const Words& words, Json* files) {
   for (const fs::directory_entry& entry : fs::recursive_directory_iterator(from)) {
-    const std::string name = filled(entry.path().lexically_relative(from), words);
+    const std::string name = fill_in(entry.path().lexically_relative(from), words);
     if (entry.is_directory()) {
       fs::create_directory(to / name);
       continue;
     }
     const auto mode = static_cast<mode_t>(fs::status(entry.path()).permissions());
-    write_file(to / name, filled(read_file(entry.path()), words), mode);
+    write_file(to / name, fill_in(read_file(entry.path()), words), mode);
     files->push_back(name);
   }
 }

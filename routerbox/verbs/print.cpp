@@ -8,7 +8,7 @@ namespace {
 
 using Table = std::vector<std::vector<std::string>>;
 
-std::string aligned(const Table& table) {
+std::string align(const Table& table) {
   std::vector<size_t> widths;
   for (const auto& row : table)
     for (size_t column = 0; column < row.size(); ++column) {
@@ -25,34 +25,34 @@ std::string aligned(const Table& table) {
   return text;
 }
 
-std::string shown(const Json& row, const char* key) {
+std::string text_at(const Json& row, const char* key) {
   const Json value = row.value(key, Json());
   if (value.is_null()) return "-";
   return value.is_string() ? value.get<std::string>() : value.dump();
 }
 
 std::string state_of(const Json& row) {
-  return shown(row, "state") + (row.contains("status") ? " (status " + shown(row, "status") + ")" : "");
+  return text_at(row, "state") + (row.contains("status") ? " (status " + text_at(row, "status") + ")" : "");
 }
 
 std::string memory_of(const Json& row) {
-  return row.contains("memory_kib") ? shown(row, "memory_kib") + " KiB" : "-";
+  return row.contains("memory_kib") ? text_at(row, "memory_kib") + " KiB" : "-";
 }
 
 std::string ps(const Json& result) {
   Table table{{"NAME", "APPID", "UID", "STATE", "PID", "MEMORY"}};
   for (const Json& row : result.at("plugins"))
-    table.push_back({shown(row, "name"), shown(row, "appid"), shown(row, "uid"), state_of(row),
-                     shown(row, "pid"), memory_of(row)});
+    table.push_back({text_at(row, "name"), text_at(row, "appid"), text_at(row, "uid"), state_of(row),
+                     text_at(row, "pid"), memory_of(row)});
   for (const Json& row : result.at("services"))
-    table.push_back({shown(row, "name"), "-", "0", state_of(row), shown(row, "pid"), memory_of(row)});
-  return aligned(table);
+    table.push_back({text_at(row, "name"), "-", "0", state_of(row), text_at(row, "pid"), memory_of(row)});
+  return align(table);
 }
 
 std::string send(const Json& result) {
   std::string text = result.at("answer").is_string() ? result.at("answer").get<std::string>() + "\n" : "";
   if (result.at("status") != 0)
-    text += "(status " + shown(result, "status") + ": " + shown(result, "meaning") + ")\n";
+    text += "(status " + text_at(result, "status") + ": " + text_at(result, "meaning") + ")\n";
   return text;
 }
 
@@ -62,13 +62,13 @@ std::string state(const Json& result) {
 }
 
 std::string set(const Json& result) {
-  return shown(result, "path") + ": " + result.at("before").dump() + " -> " + result.at("value").dump() +
+  return text_at(result, "path") + ": " + result.at("before").dump() + " -> " + result.at("value").dump() +
          "\n";
 }
 
 // With the values of its kind: "delay ms=9000".
 std::string kind_of(const Json& fault) {
-  std::string text = shown(fault, "kind");
+  std::string text = text_at(fault, "kind");
   for (const auto& [key, value] : fault.items())
     if (key != "service" && key != "method" && key != "kind" && key != "count" && key != "played")
       text += " " + key + "=" + value.dump();
@@ -78,16 +78,16 @@ std::string kind_of(const Json& fault) {
 std::string faults(const Json& result) {
   Table table{{"SERVICE", "METHOD", "KIND", "COUNT", "PLAYED"}};
   for (const Json& row : result.at("faults"))
-    table.push_back({shown(row, "service"), shown(row, "method"), kind_of(row), shown(row, "count"),
-                     shown(row, "played")});
-  return table.size() > 1 ? aligned(table) : "no faults\n";
+    table.push_back({text_at(row, "service"), text_at(row, "method"), kind_of(row), text_at(row, "count"),
+                     text_at(row, "played")});
+  return table.size() > 1 ? align(table) : "no faults\n";
 }
 
-std::string made(const Json& result) {
+std::string new_project(const Json& result) {
   std::string text;
   for (const Json& file : result.at("files"))
-    text += shown(result, "folder") + "/" + file.get<std::string>() + "\n";
-  return text + "\nNow: cd " + shown(result, "folder") +
+    text += text_at(result, "folder") + "/" + file.get<std::string>() + "\n";
+  return text + "\nNow: cd " + text_at(result, "folder") +
          " && cmake -B build && cmake --build build && routerbox run\n";
 }
 
@@ -99,20 +99,20 @@ std::string doctor(const Json& result) {
     table.push_back({ok                 ? "ok"
                      : row.at("needed") ? "MISSING"
                                         : "missing",
-                     shown(row, "what"), "for " + shown(row, "for"), ok ? shown(row, "found") : ""});
+                     text_at(row, "what"), "for " + text_at(row, "for"), ok ? text_at(row, "found") : ""});
     if (ok) continue;
-    advice += shown(row, "what") + ": " +
-              (shown(row, "advice").empty() ? shown(row, "found") : shown(row, "advice")) + "\n";
+    advice += text_at(row, "what") + ": " +
+              (text_at(row, "advice").empty() ? text_at(row, "found") : text_at(row, "advice")) + "\n";
   }
-  return aligned(table) + (advice.empty() ? "" : "\nTo get what is missing:\n" + advice) +
+  return align(table) + (advice.empty() ? "" : "\nTo get what is missing:\n" + advice) +
          (result.at("ready") ? "" : "\nNo box can run here yet.\n");
 }
 
 constexpr struct {
   const char* verb;
   std::string (*print)(const Json& result);
-} kPrinters[] = {{"ps", ps},    {"send", send},     {"state", state},  {"set", set},
-                 {"new", made}, {"doctor", doctor}, {"fault", faults}, {"faults", faults}};
+} kPrinters[] = {{"ps", ps},           {"send", send},     {"state", state},  {"set", set},
+                 {"new", new_project}, {"doctor", doctor}, {"fault", faults}, {"faults", faults}};
 
 }  // namespace
 
@@ -128,7 +128,7 @@ std::string help_for(const Verb& verb) {
   Table arguments;
   for (const Argument& argument : verb.arguments)
     if (argument.name != nullptr) arguments.push_back({std::string("  ") + argument.name, argument.help});
-  if (!arguments.empty()) text += "\n" + aligned(arguments);
+  if (!arguments.empty()) text += "\n" + align(arguments);
   return text +
          "\n--name names one of several boxes; --json prints the result as JSON.\n"
          "Exit status: 0 done, 1 not there or no, 2 wrong command line, 3 failed, 4 not allowed, 5 timed "
@@ -139,7 +139,7 @@ std::string list_of_verbs() {
   Table table;
   for (const Verb& verb : verbs())
     table.push_back({std::string("  ") + verb.name + " " + verb.usage, verb.help});
-  return aligned(table);
+  return align(table);
 }
 
 }  // namespace routerbox

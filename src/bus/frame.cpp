@@ -66,7 +66,7 @@ namespace zel {
 
 void clear_bad_frames(int fd) noexcept {
   for (Head head{}; read_head(fd, &head);) {
-    if (head.makes_sense() && padded(head.body()) <= kLargestBody) return;
+    if (head.makes_sense() && pad(head.body()) <= kLargestBody) return;
     if (!head.makes_sense() || !skip(fd, kHeaderSize + head.body())) {
       return end_connection(fd);
     }

@@ -11,7 +11,7 @@ namespace zel {
 
 inline constexpr std::size_t kLargestBody = 1048576;
 
-constexpr std::size_t padded(std::size_t size) noexcept {
+constexpr std::size_t pad(std::size_t size) noexcept {
   return (size + 3) & ~std::size_t{3};
 }
 
@@ -19,7 +19,7 @@ constexpr std::size_t padded(std::size_t size) noexcept {
 // what comes near the limit would reach the receiver beyond it.
 constexpr bool may_be_sent(std::size_t body) noexcept {
   constexpr std::size_t kAddedByBroker = 256;
-  return padded(body) <= kLargestBody - kAddedByBroker;
+  return pad(body) <= kLargestBody - kAddedByBroker;
 }
 
 // Looks at the head of what libubus would read next from a bus connection. Takes out a frame that is too large;

@@ -33,6 +33,10 @@ constexpr blobmsg_policy kPolicy[kFieldCount] = {{.name = "event", .type = BLOBM
                                                  {.name = "subevent", .type = BLOBMSG_TYPE_INT32},
                                                  {.name = "data", .type = BLOBMSG_TYPE_STRING}};
 
+// What the log calls an event without numbers; they match each other.
+constexpr int32_t kLoggedEvent = 3;
+constexpr int32_t kLoggedSubevent = kLoggedEvent << zel::kSubeventBits;
+
 int32_t number(blob_attr* field, int32_t otherwise) {
   return field != nullptr ? static_cast<int32_t>(blobmsg_get_u32(field)) : otherwise;
 }
@@ -43,10 +47,10 @@ void zel_event_handler(ubus_context*, ubus_event_handler*, const char*, blob_att
     blobmsg_parse(kPolicy, kFieldCount, fields, blob_data(message),
                   static_cast<unsigned int>(blob_len(message)));
   }
-  // A message without numbers is logged with these, which are consistent, and is no event whatever they mean.
+  // A message without numbers is no event, whatever those it is logged with mean.
   const bool numbered = fields[kEvent] != nullptr && fields[kSubevent] != nullptr;
-  const int32_t event = number(fields[kEvent], 3);
-  const int32_t subevent = number(fields[kSubevent], 768);
+  const int32_t event = number(fields[kEvent], kLoggedEvent);
+  const int32_t subevent = number(fields[kSubevent], kLoggedSubevent);
   const char* const data = fields[kData] != nullptr ? blobmsg_get_string(fields[kData]) : nullptr;
   const char* const text = data != nullptr ? data : "(null)";
 

@@ -71,7 +71,7 @@ class Exchange {
   Reporter reporter() const noexcept { return reporter_; }
 
  private:
-  int execute(const char* who, const Patience& patience);
+  [[nodiscard]] int execute(const char* who, const Patience& patience);
 
   const char* const who_;
   router_api_request request_{};

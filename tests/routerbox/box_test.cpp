@@ -100,7 +100,7 @@ TEST(RouterBox, SharesNothingWithTheHost) {
   const HostFolder folder;
   const int semaphore = semget(IPC_PRIVATE, 1, 0600);
   ASSERT_GE(semaphore, 0);
-  const std::string before = whole("/proc/sysvipc/sem") + whole("/proc/sysvipc/shm");
+  const std::string semaphores = whole("/proc/sysvipc/sem"), segments = whole("/proc/sysvipc/shm");
   const std::string mark = folder.root().substr(folder.root().rfind('/') + 1);
   const Outcome seen = run("cd / && $ROUTERBOX -q --no-perm -- sh -c 'ls -d /tmp/" + mark +
                            " 2>/dev/null; grep -hv key /proc/sysvipc/*;"
@@ -108,7 +108,8 @@ TEST(RouterBox, SharesNothingWithTheHost) {
                            mark + " /etc/in-" + mark + " /var/run/in-" + mark + "'");
   EXPECT_EQ("", seen.output);
   EXPECT_EQ(0, seen.status);
-  EXPECT_EQ(before, whole("/proc/sysvipc/sem") + whole("/proc/sysvipc/shm"));
+  EXPECT_EQ(semaphores, whole("/proc/sysvipc/sem"));
+  EXPECT_EQ(segments, whole("/proc/sysvipc/shm"));
   semctl(semaphore, 0, IPC_RMID);
   for (const char* place : {"/tmp/in-", "/etc/in-", "/var/run/in-"})
     EXPECT_FALSE(std::filesystem::exists(place + mark)) << place;

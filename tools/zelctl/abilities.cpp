@@ -47,10 +47,8 @@ int ability_from(const perm_table& table, const std::string& text) {
     if (name == text || short_name(name) == text) found = ability.permid;
   });
   if (found != 0) return found;
-  fail(
-      kUsage,
-      "Name one by its number, 1 to 15, or its name: ability_wan, or wan. All of them: zelctl perm abilities",
-      "there is no ability '%s'", text.c_str());
+  fail(kUsage, "Name one by its number or its name: ability_wan, or wan. All of them: zelctl perm abilities",
+       "there is no ability '%s'", text.c_str());
 }
 
 uint32_t bits_from(const perm_table& table, const std::string& text) {

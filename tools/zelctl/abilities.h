@@ -5,7 +5,7 @@
 namespace zelctl {
 
 // Those that are ever asked for; the other bits of a plug-in's word say nothing.
-inline constexpr int kAbilities = ability_control_plug;
+inline constexpr int kAbilities = PERM_ABILITY_COUNT;
 
 inline bool holds(uint32_t bits, int ability) {
   return (bits >> static_cast<unsigned>(ability - 1) & 1U) != 0;

@@ -83,7 +83,7 @@ int take_options(const Options& options, const char* form, int argc, char** argv
   return optind;
 }
 
-std::string listed(const std::vector<std::string>& words) {
+std::string list_words(const std::vector<std::string>& words) {
   std::string list;
   for (const std::string& word : words) append(&list, "%s%s", list.empty() ? "" : ", ", word.c_str());
   return list;
@@ -128,7 +128,7 @@ int take_words(int argc, char** argv, CommandLine* line) {
     if (at >= argc) {
       if (line->help || line->version || line->words.empty()) return argc;
       fail_usage(line->words.c_str(), "%s needs a command: %s", line->words.c_str(),
-                 listed(next_words(line->words)).c_str());
+                 list_words(next_words(line->words)).c_str());
     }
     const std::string longer =
         format("%s%s%s", line->words.c_str(), line->words.empty() ? "" : " ", argv[at]);
@@ -176,7 +176,7 @@ size_t choice_value(const char* name, const char* text, const char* choices) {
   for (size_t i = 0; i < words.size(); ++i) {
     if (words[i] == text) return i;
   }
-  fail(kUsage, "Name one of these.", "%s is one of %s, not '%s'", name, listed(words).c_str(), text);
+  fail(kUsage, "Name one of these.", "%s is one of %s, not '%s'", name, list_words(words).c_str(), text);
 }
 
 std::vector<std::string> next_words(std::string_view words) {

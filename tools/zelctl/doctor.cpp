@@ -176,8 +176,8 @@ void check_router(Report* report) {
 void check_downloads(Report* report) {
   static constexpr char kQuestion[] = R"({"jsonrpc":"2.0","id":"1","method":"aria2.getVersion"})";
   char answer[ZEL_HTTP_RESULT_SIZE] = "";
-  if (HttpPostBuffer(answer, "http://127.0.0.1:6800/jsonrpc", kQuestion, sizeof kQuestion - 1, kWaitMs / 1000,
-                     1) == 0)
+  if (HttpPostBuffer(answer, "http://" ZEL_DOWNLOAD_HOST ":6800/jsonrpc", kQuestion, sizeof kQuestion - 1,
+                     kWaitMs / 1000, 1) == 0)
     return report->good("port 6800", "the download daemon answers");
   report->wrong("port 6800", "Start the download daemon. In a box: routerbox --downloads",
                 "the download daemon does not answer");

@@ -29,7 +29,7 @@ std::string failure_report(int code, const std::string& why, const char* advice)
   cJSON_AddStringToObject(json.get(), "error", text.c_str());
   cJSON_AddNumberToObject(json.get(), "code", code);
   cJSON_AddStringToObject(json.get(), "advice", advice);
-  return printed(json.get());
+  return one_line(json.get());
 }
 
 void fail(Exit exit, const char* advice, const char* why, ...) {

@@ -39,7 +39,7 @@ void add_options(std::span<const Option> options, Result* result) {
     const bool valued = option.value != nullptr;
     const std::string name = format("--%s%s%s", option.name, valued ? " " : "", valued ? option.value : "");
     result->line("  %-*s%s", static_cast<int>(indent) - 2, name.c_str(),
-                 wrapped(option.help, kWidth - indent, indent).c_str());
+                 wrap(option.help, kWidth - indent, indent).c_str());
   }
 }
 
@@ -56,7 +56,7 @@ std::string usage_of(const Command& command) {
 
 void add_command_help(const Command& command, Result* result) {
   result->line("Usage: zelctl %s\n\n%s.%s\n\nExample:\n  %s", usage_of(command).c_str(),
-               wrapped(command.help, kWidth, 0).c_str(), command.root ? " Needs root." : "", command.example);
+               wrap(command.help, kWidth, 0).c_str(), command.root ? " Needs root." : "", command.example);
   if (!command.options.empty()) result->line("\nOptions:");
   add_options(command.options, result);
   result->line("\nThe options of every command: zelctl --help");

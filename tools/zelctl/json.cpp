@@ -73,7 +73,7 @@ std::string pretty(const cJSON* json) {
   return text_from(cJSON_Print(json));
 }
 
-std::string printed(const cJSON* json) {
+std::string one_line(const cJSON* json) {
   return compact(json) + '\n';
 }
 

@@ -28,7 +28,7 @@ cJSON* append_object(cJSON* array);
 void require_memory(const void* made);
 
 // The document without blanks, with a line end; the same without one; and as people read it.
-std::string printed(const cJSON* json);
+std::string one_line(const cJSON* json);
 std::string compact(const cJSON* json);
 std::string pretty(const cJSON* json);
 

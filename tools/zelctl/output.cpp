@@ -20,7 +20,7 @@ std::FILE* report_stream = nullptr;
 
 bool drawn = false;
 
-std::FILE* taken(int fd) {
+std::FILE* open_copy(int fd) {
   const int copy = fcntl(fd, F_DUPFD_CLOEXEC, 3);
   return copy != -1 ? fdopen(copy, "w") : nullptr;
 }
@@ -41,8 +41,8 @@ void want_json() {
 
 void take_streams(const Manner& manner) {
   wanted = manner;
-  result_stream = taken(STDOUT_FILENO);
-  report_stream = taken(STDERR_FILENO);
+  result_stream = open_copy(STDOUT_FILENO);
+  report_stream = open_copy(STDERR_FILENO);
   const int nowhere = open("/dev/null", O_RDWR | O_CLOEXEC);
   const int target = wanted.verbose && report_stream != nullptr ? fileno(report_stream) : nowhere;
   if (target == -1) return;

@@ -177,7 +177,7 @@ void take_elements(const std::string& text, const cJSON* array, PackageList* lis
                             PERM_PLUGIN_SLOTS, count - PERM_PLUGIN_SLOTS, count);
 }
 
-const perm_plugin_info* listed(const PackageList& list, const char* appid) {
+const perm_plugin_info* find(const PackageList& list, const char* appid) {
   for (const perm_plugin_info& plugin : list.plugins) {
     if (std::strcmp(plugin.appid, appid) == 0) return &plugin;
   }
@@ -188,7 +188,7 @@ const perm_plugin_info* listed(const PackageList& list, const char* appid) {
 void judge_room(PackageList* list) {
   size_t held = list->plugins.size();
   for (const char* appid : {PERM_DAEMON_APPID, PERM_MANAGER_APPID}) {
-    const perm_plugin_info* const plugin = listed(*list, appid);
+    const perm_plugin_info* const plugin = find(*list, appid);
     const bool left_out =
         plugin != nullptr ? plugin - list->plugins.data() >= PERM_PLUGIN_SLOTS : held++ >= PERM_PLUGIN_SLOTS;
     if (left_out)
@@ -198,7 +198,7 @@ void judge_room(PackageList* list) {
 
 // A plug-in of the file or of the table.
 template <class Plugin>
-std::string described(const Plugin* plugin) {
+std::string describe(const Plugin* plugin) {
   if (plugin == nullptr) return "nothing";
   return format("uid %u, abilities %s, name '%.64s'", plugin->uid, ability_list(plugin->abilitybits).c_str(),
                 plugin->appname);
@@ -264,8 +264,7 @@ std::vector<std::string> differing(const PackageList& list, const perm_table& ta
   }
   each_plugin(table, [&](const perm_plugin_slot& plugin) {
     std::string appid = text_of(plugin.appid);
-    if (listed(list, appid.c_str()) == nullptr && !is_added_by_init(plugin))
-      appids.push_back(std::move(appid));
+    if (find(list, appid.c_str()) == nullptr && !is_added_by_init(plugin)) appids.push_back(std::move(appid));
   });
   return appids;
 }
@@ -286,7 +285,7 @@ void require_same(const PackageList& list, const perm_table& table) {
        "perm init "
        "--again",
        "%s and the table differ about %s. File: %s. Table: %s", kPackageFile, appid,
-       described(listed(list, appid)).c_str(), described(held).c_str());
+       describe(find(list, appid)).c_str(), describe(held).c_str());
 }
 
 }  // namespace zelctl

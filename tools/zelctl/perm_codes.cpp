@@ -25,7 +25,7 @@ struct Meaning {
   const char* advice;
 };
 constexpr Meaning kMeanings[] = {
-    {PERM_BAD_ARGUMENT, kUsage, "not a valid value", "Appids are digits, abilities 1 to 15."},
+    {PERM_BAD_ARGUMENT, kUsage, "not a valid value", "Appids are digits; abilities: zelctl perm abilities"},
     {PERM_NO_SEMAPHORE, kFailed, "the table's semaphore could not be made",
      "The kernel's limits are /proc/sys/kernel/sem; ipcs -s shows what there is."},
     {PERM_NO_SEGMENT, kFailed, "the table's shared memory could not be had", kCheckMemory},

@@ -46,7 +46,7 @@ void Result::flag(const char* key, bool value, const char* yes, const char* no) 
 
 void Result::show() {
   end_table();
-  print(manner().json ? printed(json_.get()) : text_);
+  print(manner().json ? one_line(json_.get()) : text_);
 }
 
 void Result::add_row(const char* key, const std::string& value) {

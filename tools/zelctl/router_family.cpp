@@ -191,7 +191,7 @@ int reset_dns(const Call& call) {
 
 int capture(const Call& call) {
   const JsonTree state(capture_state(call.has("with-secrets")));
-  print(manner().json ? printed(state.get()) : pretty(state.get()) + "\n");
+  print(manner().json ? one_line(state.get()) : pretty(state.get()) + "\n");
   return kDone;
 }
 

@@ -142,7 +142,7 @@ std::vector<std::string> words_of(std::string_view text, char separator) {
   return words;
 }
 
-std::string wrapped(std::string_view text, size_t width, size_t indent) {
+std::string wrap(std::string_view text, size_t width, size_t indent) {
   std::string result;
   size_t column = 0;
   for (const std::string& word : words_of(text)) {

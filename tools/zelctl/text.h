@@ -46,7 +46,7 @@ class Nearest {
 std::vector<std::string> words_of(std::string_view text, char separator = ' ');
 
 // Lines end before the width; every line but the first is indented.
-std::string wrapped(std::string_view text, size_t width, size_t indent);
+std::string wrap(std::string_view text, size_t width, size_t indent);
 
 // "640 bytes", "1.5 MiB".
 std::string size_text(uint64_t bytes);

@@ -154,20 +154,12 @@ static inline int blobmsg_add_string(struct blob_buf* buf, const char* name, con
   return blobmsg_add_field(buf, BLOBMSG_TYPE_STRING, name, string, (unsigned int)strlen(string) + 1);
 }
 
-/* Open and close tables and arrays; innermost first. */
+/* Open and close tables; innermost first. */
 static inline void* blobmsg_open_table(struct blob_buf* buf, const char* name) {
   return blobmsg_open_nested(buf, name, false);
 }
 
 static inline void blobmsg_close_table(struct blob_buf* buf, void* cookie) {
-  blob_nest_end(buf, cookie);
-}
-
-static inline void* blobmsg_open_array(struct blob_buf* buf, const char* name) {
-  return blobmsg_open_nested(buf, name, true);
-}
-
-static inline void blobmsg_close_array(struct blob_buf* buf, void* cookie) {
   blob_nest_end(buf, cookie);
 }
 

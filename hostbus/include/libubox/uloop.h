@@ -11,8 +11,7 @@
 
 #define ULOOP_READ (1 << 0)
 #define ULOOP_WRITE (1 << 1)
-#define ULOOP_EDGE_TRIGGER (1 << 2) /* accepted; this loop is always level-triggered */
-#define ULOOP_BLOCKING (1 << 3)     /* leave the descriptor's blocking mode as it is */
+#define ULOOP_BLOCKING (1 << 3) /* leave the descriptor's blocking mode as it is */
 #define ULOOP_EVENT_MASK (ULOOP_READ | ULOOP_WRITE)
 
 #ifdef __cplusplus
