@@ -7,8 +7,7 @@
  *    otherwise.
  *  - Failures are logged through QO_Log (service.h). With its threshold at load, only messages of level 1 reach
  *    standard error; those below level 4 can be read in errlog_buffer.
- *  - A thread that is cancelled (pthread_cancel) while a call of it waits gives back what the call holds. Not so
- *    during a download where libcurl was built without unwind tables, as for MIPS: break that off in `progress`.
+ *  - A thread that is cancelled (pthread_cancel) while a call of it waits gives back what the call holds.
  *  - Text returned as new is freed by the caller with free or zel_free. */
 #ifndef ZEL_FILE_H
 #define ZEL_FILE_H

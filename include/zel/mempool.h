@@ -18,8 +18,8 @@
  *  - When memory is short the result is null, the pool is whole and can be used further. Nothing is logged.
  *  - Sizes are bytes. A request of 0 bytes gets a pointer that must not be read or written through.
  *  - Threads: a pool is for one thread at a time. With the `safe` flag, the calls whose names end in _safe and
- *    mem_reset_pool take the pool's own lock; as long as several threads can reach a pool they may use no others
- *    on it. Clean-ups run without that lock. */
+ *    mem_reset_pool take the pool's own lock, which a child forked meanwhile may find held; as long as several
+ *    threads can reach a pool they may use no others on it. Clean-ups run without that lock. */
 #ifndef ZEL_MEMPOOL_H
 #define ZEL_MEMPOOL_H
 

@@ -75,7 +75,9 @@ Work::Work(ubus_context* bus) noexcept {
 
 Work::~Work() {
   service.at_work_for = nullptr;
+  if (service.retired == nullptr) return;
   service.retired.reset();
+  discard_sigpipe();  // Its last answers may have found the broker gone; the next handler would get the signal.
 }
 
 bool Work::was_retired() const noexcept {

@@ -116,7 +116,10 @@ bool publish(zel_cloud_msg_ctx* record, ubus_context* bus) {
 bool revive(ubus_context* lost, zel::BusLink* fresh) {
   zel_cloud_msg_ctx* const record = zel_cloud_ctx;
   // A call can come in before the object is published, and its handler can release it.
-  if (!publish(record, fresh->get()) || record != zel_cloud_ctx) return false;
+  if (!publish(record, fresh->get()) || record != zel_cloud_ctx) {
+    fresh->reset();  // before the record, which it refers to
+    return false;
+  }
   record->bus = fresh->release();
   fresh->reset(lost);
   return true;

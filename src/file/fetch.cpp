@@ -8,7 +8,6 @@
 #include "base/handles.h"
 #include "base/new_text.h"
 #include "base/qo_level.h"
-#include "base/sigpipe.h"
 #include "http/easy.h"
 
 using zel::kQoDebug;
@@ -56,11 +55,7 @@ void set_transfer(CURL* easy, const char* url, FILE* file, int timeout) {
 
 // Ends with the file closed, so that 0 means that all the data is in it.
 int fetch(zel::http::Transfer& transfer, const char* url, zel::File file) {
-  const CURLcode done = [&] {
-    // Without signals libcurl leaves SIGPIPE alone, and its older releases write TLS with a plain write.
-    const zel::SigpipeGuard guard;
-    return transfer.perform();
-  }();
+  const CURLcode done = transfer.perform();
   const bool closed = zel::close_written(std::move(file));
   if (done == CURLE_OK && closed) return 0;
   QO_Log(kQoDebug, "Failed to download %s: %s.\n", url,

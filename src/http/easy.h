@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "base/handles.h"
+#include "base/sigpipe.h"
 
 namespace zel::http {
 
@@ -26,6 +27,9 @@ class Transfer {
   [[nodiscard]] CURLcode perform();
 
  private:
+  // Without signals libcurl leaves SIGPIPE alone, and its older releases write TLS with a plain write, also when a
+  // connection is closed at the end.
+  const SigpipeGuard guard_;
   std::unique_ptr<CURLM, CallToEnd<curl_multi_cleanup>> multi_;
   std::unique_ptr<CURL, CallToEnd<curl_easy_cleanup>> easy_;
 };

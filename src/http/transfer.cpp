@@ -7,7 +7,6 @@
 #include <stdexcept>
 #include <string>
 
-#include "base/sigpipe.h"
 #include "http/easy.h"
 
 namespace zel::http {
@@ -104,8 +103,6 @@ void set_body(CURL* easy, const Body& body) {
 }
 
 void attempt(Transfer& transfer, HttpUploader& uploader, int follow_redirect, int max_retry) {
-  // CURLOPT_NOSIGNAL takes libcurl's own guard away, and its older releases write TLS with a plain write.
-  const SigpipeGuard guard;
   int attempts = 0;
   do {
     uploader.ReInit();

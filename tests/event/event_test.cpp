@@ -66,6 +66,10 @@ std::string without_lines(std::string log) {
 extern "C" void syslog(int priority, const char*, ...) {
   dprintf(STDERR_FILENO, "<%d>", priority);
 }
+// What it is called where the C library checks formats.
+extern "C" void __syslog_chk(int priority, int, const char*, ...) {
+  dprintf(STDERR_FILENO, "<%d>", priority);
+}
 
 TEST_F(Event, OfEachKindReachesItsCallbackInAnotherUsersPlugin) {
   const Process listener(kListener, listen);

@@ -186,7 +186,7 @@ TEST_F(Files, AreDownloadedWholeOrStayAsTheyWere) {
 }
 
 TEST_F(Files, AreLeftAsTheyWereByADownloadInACancelledThread) {
-  SKIP_WHERE_LIBCURL_CANNOT_BE_CANCELLED();
+  SKIP_WHERE_NO_THREAD_CAN_BE_CANCELLED();
   put(kTo, "old");
   const auto before = open_descriptors();
   bool begun = false;

@@ -16,13 +16,6 @@
 #define SKIP_WHERE_NO_THREAD_CAN_BE_CANCELLED() static_cast<void>(0)
 #endif
 
-// A MIPS libcurl comes without the tables that a cancelled thread finds its callers by: what they hold stays.
-#ifdef __mips__
-#define SKIP_WHERE_LIBCURL_CANNOT_BE_CANCELLED() GTEST_SKIP()
-#else
-#define SKIP_WHERE_LIBCURL_CANNOT_BE_CANCELLED() SKIP_WHERE_NO_THREAD_CAN_BE_CANCELLED()
-#endif
-
 // Runs `body` in a thread that is cancelled once it is `ready`. Returns whether that ended it.
 template <class Body, class Ready>
 bool ends_cancelled(Body body, Ready ready) {
