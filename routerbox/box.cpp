@@ -40,7 +40,9 @@ class Box {
                  plan.plugins),
         bus_(processes_, plan.boxbus),
         bus_faults_(processes_, services_, plugins_),
-        faults_(services_, bus_faults_) {}
+        faults_(services_, bus_faults_),
+        expectations_({plugins_, services_, bus_, faults_, cores_},
+                      std::string(kBoxFolder) + "/trace.jsonl") {}
 
   int run() {
     const int status = processes_.run([this] { return direct(); },
@@ -62,7 +64,7 @@ class Box {
     // However this ends, as their threads need the box's processes.
     const std::unique_ptr<Cores, void (*)(Cores*)> told(&cores_, [](Cores* cores) { cores->wait(); });
     start_control(std::move(ends_.control),
-                  box_verbs({plan_, processes_, trace_, plugins_, services_, bus_, faults_,
+                  box_verbs({plan_, processes_, trace_, plugins_, services_, bus_, faults_, expectations_,
                              [this](size_t place) { start_plugin(place); }}));
     services_.start_all();
     if (!plan_.zelctl.empty()) fill_permission_table();
@@ -129,6 +131,7 @@ class Box {
   BusClient bus_;
   BusFaults bus_faults_;
   FaultVerbs faults_;
+  Expectations expectations_;
 };
 
 PluginRun plugin_from(const Background& wanted, const std::vector<Package>& packages) {
@@ -149,20 +152,37 @@ std::string data_folder(const Options& options, const ProjectPlugin& plugin) {
   return std::string(kBoxFolder) + "/data/" + plugin.name;
 }
 
+std::string program_of(const ProjectPlugin& wanted, const Options& options) {
+  const Project& project = *options.project;
+  try {
+    return find_program(
+        built_program(project, options.build.empty() ? project.build : options.build, wanted.run.front()));
+  } catch (const Failure& failure) {
+    const std::string advice = options.target.empty()
+                                   ? "; is it built?"
+                                   : "; to build it, run: " + target_of(project, options.target).make;
+    throw Failure(wanted.place + ": " + failure.what() + advice, failure.status());
+  }
+}
+
 PluginRun plugin_from(const ProjectPlugin& wanted, const Options& options,
                       const std::vector<Package>& packages) {
   const Package& package = package_of(packages, wanted.appid);
+  return {wanted.name,
+          wanted.appid,
+          wanted.name,
+          package.uid,
+          package.may_receive_cloud_messages(),
+          program_of(wanted, options),
+          wanted.run,
+          data_folder(options, wanted)};
+}
+
+std::string find_valgrind() {
   try {
-    return {wanted.name,
-            wanted.appid,
-            wanted.name,
-            package.uid,
-            package.may_receive_cloud_messages(),
-            find_program(wanted.run.front()),
-            wanted.run,
-            data_folder(options, wanted)};
+    return find_program("valgrind");
   } catch (const Failure& failure) {
-    throw Failure(wanted.place + ": " + failure.what() + "; is it built?", failure.status());
+    throw Failure("valgrind is not on this machine; run: sudo apt-get install valgrind", failure.status());
   }
 }
 
@@ -206,6 +226,9 @@ Plan make_plan(const Options& options) {
     return emulator_for(program, options.target_roots, plan.own);
   };
   for (PluginRun& plugin : plan.plugins) plugin.emulator = emulator(plugin.program);
+  if (options.valgrind)
+    for (PluginRun& plugin : plan.plugins)
+      if (!plugin.emulator) plugin.valgrind = find_valgrind();
   if (!plan.command.empty()) plan.emulator = emulator(plan.command);
   return plan;
 }

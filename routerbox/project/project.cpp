@@ -104,6 +104,12 @@ const std::vector<Key<Project>> kBoxKeys = {
     {"router", [](const Value& value, Project* project) { project->router = wish<false>(value); }},
     {"downloads", [](const Value& value, Project* project) { project->downloads = wish<true>(value); }},
     {"files", [](const Value& value, Project* project) { project->files = wish<true>(value); }},
+    {"build", [](const Value& value, Project* project) { project->build = value.path(); }},
+};
+
+const std::vector<Key<Target>> kTargetKeys = {
+    {"build", [](const Value& value, Target* target) { target->build = value.path(); }},
+    {"make", [](const Value& value, Target* target) { target->make = value.text(); }},
 };
 
 const std::vector<Key<ProjectPlugin>> kPluginKeys = {
@@ -120,6 +126,13 @@ void read_hosts(const Value& hosts, Project* project) {
   for (const auto& [name, folder] : hosts.members()) {
     if (!is_host_name(name)) folder.refuse("needs another name; " + name + " " + kNoHostName);
     project->hosts.push_back({name, existing(folder, true)});
+  }
+}
+
+void read_targets(const Value& targets, Project* project) {
+  for (const auto& [name, keys] : targets.members()) {
+    project->targets.push_back({name, {}, {}});
+    read_keys(keys, kTargetKeys, &project->targets.back());
   }
 }
 
@@ -152,6 +165,7 @@ ProjectPlugin plugin_from(const Value& value, const std::vector<ProjectPlugin>& 
 const std::vector<Key<Project>> kSections = {
     {"box", [](const Value& value, Project* project) { read_keys(value, kBoxKeys, project); }},
     {"hosts", read_hosts},
+    {"target", read_targets},
     {"plugin",
      [](const Value& value, Project* project) {
        for (const Value& plugin : value.elements())
@@ -183,8 +197,27 @@ Project read_project(const std::string& file) {
   const TomlFile toml(file);
   Project project;
   project.folder = toml.folder();
+  project.build = project.folder + "/build";
   read_keys(toml.whole(), kSections, &project);
   return project;
+}
+
+Target target_of(const Project& project, const std::string& name) {
+  const auto found = std::find_if(project.targets.begin(), project.targets.end(),
+                                  [&](const Target& target) { return target.name == name; });
+  Target target = found != project.targets.end() ? *found : Target{name, {}, {}};
+  if (target.build.empty()) target.build = project.build + "-" + name;
+  if (target.make.empty())
+    target.make = "cmake -B " + target.build + " -DCMAKE_TOOLCHAIN_FILE=" + name +
+                  ".cmake && cmake --build " + target.build;
+  return target;
+}
+
+std::string built_program(const Project& project, const std::string& build, const std::string& program) {
+  if (program.find('/') == std::string::npos) return program;
+  const fs::path path = (fs::path(project.folder) / program).lexically_normal(),
+                 within = path.lexically_relative(fs::path(project.build).lexically_normal());
+  return within.empty() || *within.begin() == ".." ? path : fs::path(build) / within;
 }
 
 std::string package_file_of(const Project& project) {

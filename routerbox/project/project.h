@@ -4,6 +4,10 @@
 //   router = "state.json"         # true: the built-in state
 //   downloads = true              # "DIR" keeps the tasks
 //   files = "fixtures"            # true: generated content only
+//   build = "build"               # where the plug-ins are built; "build" unless given
+//   [target.mipsel]               # for --target mipsel; may be left out
+//   build = "build-mipsel"        # holds what `build` holds, for the target; `build` with "-mipsel" unless given
+//   make = "make mipsel"          # the command that fills it
 //   [hosts]
 //   "api.weather.example" = "fixtures/api"
 //   [[plugin]]
@@ -50,8 +54,14 @@ struct ProjectPlugin {
   std::string place;             // FILE:LINE, to begin a message about it
 };
 
+struct Target {
+  std::string name, build, make;  // as in the file; `build` absolute
+};
+
 struct Project {
   std::string folder;  // absolute, where box.toml lies
+  std::string build;   // absolute
+  std::vector<Target> targets;
   Wish router, downloads, files;
   std::vector<OutsideHost> hosts;
   std::vector<ProjectPlugin> plugins;
@@ -60,6 +70,13 @@ struct Project {
 // Throws Failure: FILE:LINE, what was found, what was expected and, for a word that is near a known one, that
 // one. What it returns can be used as it is, except that the programs may be missing: they are built later.
 Project read_project(const std::string& file);
+
+// The target of this name; one that the file leaves out has the folder and command that such projects have.
+Target target_of(const Project& project, const std::string& name);
+
+// Where a program of `run` lies when what is built lies in the folder `build`, absolute; as it stands where it is not
+// built but found.
+std::string built_program(const Project& project, const std::string& build, const std::string& program);
 
 // The text of the router's package file for these plug-ins.
 std::string package_file_of(const Project& project);
