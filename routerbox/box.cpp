@@ -11,7 +11,6 @@
 #include "places.h"
 #include "programs.h"
 #include "services/services.h"
-#include "trace/peers.h"
 
 namespace routerbox {
 namespace {
@@ -90,7 +89,7 @@ class Box {
   void start_plugin(size_t place) {
     if (!plugins_.start(place)) return;
     const Plugins::Row row = plugins_.row(place);
-    if (plan_.options.no_broker || !row.run.has_object) return;
+    if (plan_.options.no_bus || !row.run.has_object) return;
     if (bus_.wait_for_object(row.run.object(), row.process, kObjectLimit) == ObjectWait::kLimit)
       say(row.run.name + " has made no bus object " + row.run.object() + " so far; going on without it");
   }

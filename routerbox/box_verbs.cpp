@@ -7,6 +7,7 @@
 #include "nearest.h"
 #include "router_client.h"
 #include "verbs/status.h"
+#include "whole_number.h"
 
 namespace routerbox {
 namespace {
@@ -46,10 +47,8 @@ int number_in(const Json& arguments, const char* name) {
   const Json value = arguments.value(name, Json());
   if (value.is_number_integer()) return value.get<int>();
   const std::string text = value.is_string() ? value.get<std::string>() : "";
-  if (text.empty() || text.size() > 9 || text.find_first_not_of("0123456789") != std::string::npos)
-    throw Failure(std::string("'") + name + "' must be a whole number, not '" + text + "'",
-                  kWrongCommandLine);
-  return std::stoi(text);
+  if (const std::optional<int> number = whole_number<int>(text)) return *number;
+  throw Failure(std::string("'") + name + "' must be a whole number, not '" + text + "'", kWrongCommandLine);
 }
 
 // One of these words; throws Failure with the nearest.

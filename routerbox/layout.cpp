@@ -172,7 +172,7 @@ void lay_out(const Plan& plan, const std::string& box_folder,
   name_host();
   write_file("/etc/passwd", with_accounts(passwd, plan.packages), 0644);
   write_file("/etc/group", with_groups(group, plan.packages), 0644);
-  make_folder("/etc/norva");
+  make_folder(fs::path(kPackageFile).parent_path());
   if (!plan.packages_text.empty()) write_file(kPackageFile, plan.packages_text, 0644);
   if (!plan.permissions_text.empty()) write_file(kPermissionFile, plan.permissions_text, 0644);
   write_roster(kBoxFolder, roster_of(plan));
