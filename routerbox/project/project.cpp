@@ -184,6 +184,7 @@ const std::vector<Key<Project>> kSections = {
 
 std::vector<StubPeer> peers_among(const std::vector<ProjectPlugin>& plugins) {
   std::vector<StubPeer> peers;
+  peers.reserve(plugins.size());
   for (const ProjectPlugin& plugin : plugins) peers.push_back({plugin.name, plugin.appid});
   return peers;
 }
