@@ -11,7 +11,6 @@
 #include "places.h"
 #include "programs.h"
 #include "services/services.h"
-#include "trace/peers.h"
 
 namespace routerbox {
 namespace {
@@ -92,7 +91,7 @@ class Box {
   void start_plugin(size_t place) {
     if (!plugins_.start(place)) return;
     const Plugins::Row row = plugins_.row(place);
-    if (plan_.options.no_broker || !row.run.has_object) return;
+    if (plan_.options.no_bus || !row.run.has_object) return;
     if (bus_.wait_for_object(row.run.object(), row.process, kObjectLimit) == ObjectWait::kLimit)
       say(row.run.name + " has made no bus object " + row.run.object() + " so far; going on without it");
   }
@@ -152,7 +151,9 @@ std::string data_folder(const Options& options, const ProjectPlugin& plugin) {
   return std::string(kBoxFolder) + "/data/" + plugin.name;
 }
 
-std::string program_of(const ProjectPlugin& wanted, const Options& options) {
+std::string program_of(const ProjectPlugin& wanted, const Plan& plan) {
+  if (!wanted.stub.empty()) return find_own(plan.own, "boxstub", "the program that plays stubs", "");
+  const Options& options = plan.options;
   const Project& project = *options.project;
   try {
     return find_program(
@@ -165,17 +166,24 @@ std::string program_of(const ProjectPlugin& wanted, const Options& options) {
   }
 }
 
-PluginRun plugin_from(const ProjectPlugin& wanted, const Options& options,
-                      const std::vector<Package>& packages) {
-  const Package& package = package_of(packages, wanted.appid);
+std::vector<std::string> stub_words(const std::string& file, const Project& project) {
+  std::vector<std::string> words{"boxstub", file};
+  for (const StubPeer& peer : peers_among(project.plugins)) words.push_back(peer.name + "=" + peer.appid);
+  return words;
+}
+
+PluginRun plugin_from(const ProjectPlugin& wanted, const Plan& plan) {
+  const Package& package = package_of(plan.packages, wanted.appid);
   return {wanted.name,
           wanted.appid,
           wanted.name,
           package.uid,
           package.may_receive_cloud_messages(),
-          program_of(wanted, options),
-          wanted.run,
-          data_folder(options, wanted)};
+          program_of(wanted, plan),
+          wanted.stub.empty() ? wanted.run : stub_words(wanted.stub, *plan.options.project),
+          data_folder(plan.options, wanted),
+          std::nullopt,
+          wanted.stub};
 }
 
 std::string find_valgrind() {
@@ -191,11 +199,7 @@ void plan_project(Plan* plan) {
   plan->folder = project.folder;
   plan->packages_text = package_file_of(project);
   plan->packages = parse_packages(plan->packages_text, project.folder + "/box.toml");
-  for (const ProjectPlugin& plugin : project.plugins) {
-    if (plugin.run.empty())
-      throw Failure(plugin.place + ": stubs are not played yet; give the plug-in a program to run");
-    plan->plugins.push_back(plugin_from(plugin, plan->options, plan->packages));
-  }
+  for (const ProjectPlugin& plugin : project.plugins) plan->plugins.push_back(plugin_from(plugin, *plan));
 }
 
 }  // namespace
@@ -228,7 +232,7 @@ Plan make_plan(const Options& options) {
   for (PluginRun& plugin : plan.plugins) plugin.emulator = emulator(plugin.program);
   if (options.valgrind)
     for (PluginRun& plugin : plan.plugins)
-      if (!plugin.emulator) plugin.valgrind = find_valgrind();
+      if (!plugin.emulator && plugin.stub.empty()) plugin.valgrind = find_valgrind();
   if (!plan.command.empty()) plan.emulator = emulator(plan.command);
   return plan;
 }

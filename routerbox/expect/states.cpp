@@ -42,7 +42,7 @@ std::vector<std::string> files_in(const fs::path& folder) {
 // As process 1 sees a file of the box, or PLUGIN:PATH of a plug-in, which sees its own folder as /data.
 std::string Subjects::host_path(const std::string& file) const {
   const size_t colon = file.find(':');
-  const std::string path = colon == std::string::npos ? file : file.substr(colon + 1);
+  std::string path = colon == std::string::npos ? file : file.substr(colon + 1);
   if (!path.starts_with('/'))
     throw Failure("a file is written as PLUGIN:PATH or PATH, with a path from /, not '" + file + "'",
                   kWrongCommandLine);

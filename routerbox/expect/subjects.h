@@ -49,7 +49,7 @@ class Subjects {
 
  private:
   struct Subject;
-  static const std::vector<Subject>& all();
+  static const std::vector<Subject> kAll;
   const Subject& named(const std::string& name) const;
   size_t plugin_named(const std::string& name) const;
 
