@@ -4,8 +4,8 @@
 
 namespace routerbox {
 
-// `routerbox test ...`; returns its exit status: 0, or 1 when a test failed or left something. Throws Failure, also when
-// no box could start for any of them.
+// `routerbox test ...`; returns its exit status: 0, or 1 when a test failed or left something. Throws Failure,
+// also when no box could start for any of them.
 int run_tests(int argc, char** argv);
 
 // Prints what the verb `verify` finds, with the last lines of the box's output; 0 when there is nothing.
