@@ -11,7 +11,6 @@
 #include "places.h"
 #include "programs.h"
 #include "services/services.h"
-#include "trace/peers.h"
 
 namespace routerbox {
 namespace {
@@ -40,7 +39,9 @@ class Box {
                  plan.plugins),
         bus_(processes_, plan.boxbus),
         bus_faults_(processes_, services_, plugins_),
-        faults_(services_, bus_faults_) {}
+        faults_(services_, bus_faults_),
+        expectations_({plugins_, services_, bus_, faults_, cores_},
+                      std::string(kBoxFolder) + "/trace.jsonl") {}
 
   int run() {
     const int status = processes_.run([this] { return direct(); },
@@ -62,7 +63,7 @@ class Box {
     // However this ends, as their threads need the box's processes.
     const std::unique_ptr<Cores, void (*)(Cores*)> told(&cores_, [](Cores* cores) { cores->wait(); });
     start_control(std::move(ends_.control),
-                  box_verbs({plan_, processes_, trace_, plugins_, services_, bus_, faults_,
+                  box_verbs({plan_, processes_, trace_, plugins_, services_, bus_, faults_, expectations_,
                              [this](size_t place) { start_plugin(place); }}));
     services_.start_all();
     if (!plan_.zelctl.empty()) fill_permission_table();
@@ -90,7 +91,7 @@ class Box {
   void start_plugin(size_t place) {
     if (!plugins_.start(place)) return;
     const Plugins::Row row = plugins_.row(place);
-    if (plan_.options.no_broker || !row.run.has_object) return;
+    if (plan_.options.no_bus || !row.run.has_object) return;
     if (bus_.wait_for_object(row.run.object(), row.process, kObjectLimit) == ObjectWait::kLimit)
       say(row.run.name + " has made no bus object " + row.run.object() + " so far; going on without it");
   }
@@ -129,6 +130,7 @@ class Box {
   BusClient bus_;
   BusFaults bus_faults_;
   FaultVerbs faults_;
+  Expectations expectations_;
 };
 
 PluginRun plugin_from(const Background& wanted, const std::vector<Package>& packages) {
@@ -149,20 +151,46 @@ std::string data_folder(const Options& options, const ProjectPlugin& plugin) {
   return std::string(kBoxFolder) + "/data/" + plugin.name;
 }
 
-PluginRun plugin_from(const ProjectPlugin& wanted, const Options& options,
-                      const std::vector<Package>& packages) {
-  const Package& package = package_of(packages, wanted.appid);
+std::string program_of(const ProjectPlugin& wanted, const Plan& plan) {
+  if (!wanted.stub.empty()) return find_own(plan.own, "boxstub", "the program that plays stubs", "");
+  const Options& options = plan.options;
+  const Project& project = *options.project;
   try {
-    return {wanted.name,
-            wanted.appid,
-            wanted.name,
-            package.uid,
-            package.may_receive_cloud_messages(),
-            find_program(wanted.run.front()),
-            wanted.run,
-            data_folder(options, wanted)};
+    return find_program(
+        built_program(project, options.build.empty() ? project.build : options.build, wanted.run.front()));
   } catch (const Failure& failure) {
-    throw Failure(wanted.place + ": " + failure.what() + "; is it built?", failure.status());
+    const std::string advice = options.target.empty()
+                                   ? "; is it built?"
+                                   : "; to build it, run: " + target_of(project, options.target).make;
+    throw Failure(wanted.place + ": " + failure.what() + advice, failure.status());
+  }
+}
+
+std::vector<std::string> stub_words(const std::string& file, const Project& project) {
+  std::vector<std::string> words{"boxstub", file};
+  for (const StubPeer& peer : peers_among(project.plugins)) words.push_back(peer.name + "=" + peer.appid);
+  return words;
+}
+
+PluginRun plugin_from(const ProjectPlugin& wanted, const Plan& plan) {
+  const Package& package = package_of(plan.packages, wanted.appid);
+  return {wanted.name,
+          wanted.appid,
+          wanted.name,
+          package.uid,
+          package.may_receive_cloud_messages(),
+          program_of(wanted, plan),
+          wanted.stub.empty() ? wanted.run : stub_words(wanted.stub, *plan.options.project),
+          data_folder(plan.options, wanted),
+          std::nullopt,
+          wanted.stub};
+}
+
+std::string find_valgrind() {
+  try {
+    return find_program("valgrind");
+  } catch (const Failure& failure) {
+    throw Failure("valgrind is not on this machine; run: sudo apt-get install valgrind", failure.status());
   }
 }
 
@@ -171,11 +199,7 @@ void plan_project(Plan* plan) {
   plan->folder = project.folder;
   plan->packages_text = package_file_of(project);
   plan->packages = parse_packages(plan->packages_text, project.folder + "/box.toml");
-  for (const ProjectPlugin& plugin : project.plugins) {
-    if (plugin.run.empty())
-      throw Failure(plugin.place + ": stubs are not played yet; give the plug-in a program to run");
-    plan->plugins.push_back(plugin_from(plugin, plan->options, plan->packages));
-  }
+  for (const ProjectPlugin& plugin : project.plugins) plan->plugins.push_back(plugin_from(plugin, *plan));
 }
 
 }  // namespace
@@ -206,6 +230,9 @@ Plan make_plan(const Options& options) {
     return emulator_for(program, options.target_roots, plan.own);
   };
   for (PluginRun& plugin : plan.plugins) plugin.emulator = emulator(plugin.program);
+  if (options.valgrind)
+    for (PluginRun& plugin : plan.plugins)
+      if (!plugin.emulator && plugin.stub.empty()) plugin.valgrind = find_valgrind();
   if (!plan.command.empty()) plan.emulator = emulator(plan.command);
   return plan;
 }

@@ -3,20 +3,18 @@
 #include <algorithm>
 #include <fstream>
 #include <mutex>
+#include <thread>
 
+#include "events.h"
 #include "nearest.h"
 #include "router_client.h"
 #include "verbs/status.h"
+#include "whole_number.h"
 
 namespace routerbox {
 namespace {
 
 constexpr const char* kServiceNames[] = {"router", "downloads", "files", "hosts", "bus"};
-
-constexpr struct {
-  const char* name;
-  int number, first_sub, subs;
-} kEvents[] = {{"disk", 0, 0, 2}, {"wan", 1, 256, 2}, {"home", 2, 512, 1}};
 
 // The memory that only this process has, in KiB; 0 when it has just ended.
 long memory_kib(pid_t process) {
@@ -46,10 +44,8 @@ int number_in(const Json& arguments, const char* name) {
   const Json value = arguments.value(name, Json());
   if (value.is_number_integer()) return value.get<int>();
   const std::string text = value.is_string() ? value.get<std::string>() : "";
-  if (text.empty() || text.size() > 9 || text.find_first_not_of("0123456789") != std::string::npos)
-    throw Failure(std::string("'") + name + "' must be a whole number, not '" + text + "'",
-                  kWrongCommandLine);
-  return std::stoi(text);
+  if (const std::optional<int> number = whole_number<int>(text)) return *number;
+  throw Failure(std::string("'") + name + "' must be a whole number, not '" + text + "'", kWrongCommandLine);
 }
 
 // One of these words; throws Failure with the nearest.
@@ -76,7 +72,7 @@ class BoxVerbs {
     Json (BoxVerbs::*run)(const Json& arguments);
     bool changes;  // the box, so that the trace has it
   };
-  static const Row kVerbs[14];
+  static const Row kVerbs[17];
 
   Json run_and_trace(const Row& row, const Json& arguments) {
     TraceLine line{Channel::kLife, "author", "box", row.name, "OK", {}, {{"arguments", arguments}}};
@@ -201,20 +197,30 @@ class BoxVerbs {
   }
 
   Json send(const Json& arguments) {
-    const size_t place = plugin_named(text_in(arguments, "plugin"));
-    return parts_.bus.send(parts_.plugins.row(place).run, text_in(arguments, "text"));
+    const PluginRun plugin = parts_.plugins.row(plugin_named(text_in(arguments, "plugin"))).run;
+    if (arguments.value("background", Json(false)) != Json(true))
+      return parts_.expectations.send(plugin, arguments);
+    // Like the control's own threads it may outlive the box by a moment.
+    std::thread([this, plugin, arguments] {
+      try {
+        parts_.expectations.send(plugin, arguments);
+      } catch (const std::exception& error) {
+        parts_.trace.record({Channel::kLife, "box", plugin.name, "send", error.what(), {}, {}});
+      }
+    }).detach();
+    return {{"background", true}};
   }
 
+  Json expect(const Json& arguments) { return parts_.expectations.expect(arguments); }
+  Json mark(const Json& arguments) { return parts_.expectations.mark(arguments); }
+  Json verify(const Json& arguments) { return parts_.expectations.verify(arguments); }
+
   Json event(const Json& arguments) {
-    const std::string name = word_in(arguments, "event", {"wan", "disk", "home"});
+    const std::string name = word_in(arguments, "event", event_names());
     const int sub = number_in(arguments, "sub");
-    const auto& row = *std::find_if(std::begin(kEvents), std::end(kEvents),
-                                    [&](const auto& known) { return name == known.name; });
-    if (sub < row.first_sub || sub >= row.first_sub + row.subs)
-      throw Failure("the event " + name + " has no subevent " + std::to_string(sub) + "; there is " +
-                        std::to_string(row.first_sub) +
-                        (row.subs > 1 ? " and " + std::to_string(row.first_sub + 1) : std::string()),
-                    kWrongCommandLine);
+    const EventName& row = *find_event(name);
+    if (const std::string fault = fault_of_subevent(row, sub); !fault.empty())
+      throw Failure(fault, kWrongCommandLine);
     std::optional<std::string> text;
     if (arguments.contains("text")) text = text_in(arguments, "text");
     parts_.bus.send_event(row.number, sub, text);
@@ -265,7 +271,7 @@ class BoxVerbs {
   std::mutex changing_;
 };
 
-const BoxVerbs::Row BoxVerbs::kVerbs[14] = {
+const BoxVerbs::Row BoxVerbs::kVerbs[17] = {
     {"ps", &BoxVerbs::ps, false},          {"enter", &BoxVerbs::enter, false},
     {"start", &BoxVerbs::start, true},     {"stop", &BoxVerbs::stop, true},
     {"restart", &BoxVerbs::restart, true}, {"send", &BoxVerbs::send, true},
@@ -273,6 +279,8 @@ const BoxVerbs::Row BoxVerbs::kVerbs[14] = {
     {"disk", &BoxVerbs::disk, true},       {"set", &BoxVerbs::set, true},
     {"state", &BoxVerbs::state, false},    {"fault", &BoxVerbs::fault, true},
     {"faults", &BoxVerbs::faults, false},  {"down", &BoxVerbs::down, true},
+    {"expect", &BoxVerbs::expect, false},  {"mark", &BoxVerbs::mark, true},
+    {"verify", &BoxVerbs::verify, false},
 };
 
 }  // namespace

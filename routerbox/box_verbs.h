@@ -5,6 +5,7 @@
 #include "box.h"
 #include "bus_client.h"
 #include "control.h"
+#include "expect/expectations.h"
 #include "fault_verbs.h"
 #include "services/services.h"
 
@@ -18,6 +19,7 @@ struct BoxParts {
   Services& services;
   BusClient& bus;
   FaultVerbs& faults;
+  Expectations& expectations;
   std::function<void(size_t place)> start_plugin;  // and waits until it is served
 };
 

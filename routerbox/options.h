@@ -19,11 +19,13 @@ struct Options {
   std::string name;              // of the box; empty: one is made up
   std::string log;               // file of the host that gets the plug-ins' lines, may be empty
   std::string as;                // appid, empty: root of the box
-  std::string broker;            // empty: hostbusd beside this program
+  std::string bus;               // the broker's program, empty: hostbusd beside this one
   std::string router_state;      // file of the host, may be empty
   std::string router_log;        // file of the host, may be empty
   std::string downloads_folder;  // of the host, may be empty
   std::string files_folder;      // of the host, may be empty
+  std::string target;            // whose build of the project's plug-ins runs; empty: this machine's
+  std::string build;             // where that lies, absolute; empty: where box.toml says
   std::optional<Project> project;
   std::vector<Background> start;
   std::vector<std::string> keep;
@@ -34,10 +36,11 @@ struct Options {
   bool router = false;
   bool downloads = false;
   bool files = false;
-  bool no_broker = false;
+  bool no_bus = false;
   bool no_perm = false;
   bool quiet = false;
   bool ignore_deaths = false;
+  bool valgrind = false;
 };
 
 // Prints the help and ends the process for --help; throws Failure for a line that cannot be used.

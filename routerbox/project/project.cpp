@@ -7,8 +7,10 @@
 #include <filesystem>
 #include <fstream>
 
+#include "../failure.h"
 #include "../http/json.h"
 #include "../nearest.h"
+#include "stub_file.h"
 #include "value.h"
 
 namespace routerbox {
@@ -104,6 +106,12 @@ const std::vector<Key<Project>> kBoxKeys = {
     {"router", [](const Value& value, Project* project) { project->router = wish<false>(value); }},
     {"downloads", [](const Value& value, Project* project) { project->downloads = wish<true>(value); }},
     {"files", [](const Value& value, Project* project) { project->files = wish<true>(value); }},
+    {"build", [](const Value& value, Project* project) { project->build = value.path(); }},
+};
+
+const std::vector<Key<Target>> kTargetKeys = {
+    {"build", [](const Value& value, Target* target) { target->build = value.path(); }},
+    {"make", [](const Value& value, Target* target) { target->make = value.text(); }},
 };
 
 const std::vector<Key<ProjectPlugin>> kPluginKeys = {
@@ -120,6 +128,13 @@ void read_hosts(const Value& hosts, Project* project) {
   for (const auto& [name, folder] : hosts.members()) {
     if (!is_host_name(name)) folder.refuse("needs another name; " + name + " " + kNoHostName);
     project->hosts.push_back({name, existing(folder, true)});
+  }
+}
+
+void read_targets(const Value& targets, Project* project) {
+  for (const auto& [name, keys] : targets.members()) {
+    project->targets.push_back({name, {}, {}});
+    read_keys(keys, kTargetKeys, &project->targets.back());
   }
 }
 
@@ -149,9 +164,29 @@ ProjectPlugin plugin_from(const Value& value, const std::vector<ProjectPlugin>& 
   return plugin;
 }
 
+// That the file can be played, by a plug-in with these abilities among these.
+void check_stub(const ProjectPlugin& plugin, const std::vector<ProjectPlugin>& all) {
+  const Stub stub = read_stub(plugin.stub, peers_among(all));
+  const struct {
+    bool wanted;
+    perm_ability ability;
+    const char* what;
+  } kNeeds[] = {
+      {!stub.answers.empty(), ability_cloud_communication, "[[answer]]"},
+      {!stub.events.empty(), ability_notify_send, "[[event]]"},
+  };
+  for (const auto& need : kNeeds) {
+    const auto& ability = kAbilities[need.ability - 1];
+    if (need.wanted && (plugin.abilities & 1U << (ability.number - 1)) == 0)
+      throw Failure(plugin.place + ": " + plugin.name + " needs abilities = [\"" + ability.name +
+                    "\"], because its stub has an " + need.what);
+  }
+}
+
 const std::vector<Key<Project>> kSections = {
     {"box", [](const Value& value, Project* project) { read_keys(value, kBoxKeys, project); }},
     {"hosts", read_hosts},
+    {"target", read_targets},
     {"plugin",
      [](const Value& value, Project* project) {
        for (const Value& plugin : value.elements())
@@ -160,6 +195,13 @@ const std::vector<Key<Project>> kSections = {
 };
 
 }  // namespace
+
+std::vector<StubPeer> peers_among(const std::vector<ProjectPlugin>& plugins) {
+  std::vector<StubPeer> peers;
+  peers.reserve(plugins.size());
+  for (const ProjectPlugin& plugin : plugins) peers.push_back({plugin.name, plugin.appid});
+  return peers;
+}
 
 const char* fault_of_plugin_name(const std::string& name) {
   const auto fits = [](unsigned char c) { return (c < 128 && std::isalnum(c) != 0) || c == '-' || c == '_'; };
@@ -183,8 +225,29 @@ Project read_project(const std::string& file) {
   const TomlFile toml(file);
   Project project;
   project.folder = toml.folder();
+  project.build = project.folder + "/build";
   read_keys(toml.whole(), kSections, &project);
+  for (const ProjectPlugin& plugin : project.plugins)
+    if (!plugin.stub.empty()) check_stub(plugin, project.plugins);
   return project;
+}
+
+Target target_of(const Project& project, const std::string& name) {
+  const auto found = std::find_if(project.targets.begin(), project.targets.end(),
+                                  [&](const Target& target) { return target.name == name; });
+  Target target = found != project.targets.end() ? *found : Target{name, {}, {}};
+  if (target.build.empty()) target.build = project.build + "-" + name;
+  if (target.make.empty())
+    target.make = "cmake -B " + target.build + " -DCMAKE_TOOLCHAIN_FILE=" + name +
+                  ".cmake && cmake --build " + target.build;
+  return target;
+}
+
+std::string built_program(const Project& project, const std::string& build, const std::string& program) {
+  if (program.find('/') == std::string::npos) return program;
+  const fs::path path = (fs::path(project.folder) / program).lexically_normal(),
+                 within = path.lexically_relative(fs::path(project.build).lexically_normal());
+  return within.empty() || *within.begin() == ".." ? path : fs::path(build) / within;
 }
 
 std::string package_file_of(const Project& project) {

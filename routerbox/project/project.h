@@ -4,6 +4,10 @@
 //   router = "state.json"         # true: the built-in state
 //   downloads = true              # "DIR" keeps the tasks
 //   files = "fixtures"            # true: generated content only
+//   build = "build"               # where the plug-ins are built; "build" unless given
+//   [target.mipsel]               # for --target mipsel; may be left out
+//   build = "build-mipsel"        # holds what `build` holds, for the target; `build` with "-mipsel" unless given
+//   make = "make mipsel"          # the command that fills it
 //   [hosts]
 //   "api.weather.example" = "fixtures/api"
 //   [[plugin]]
@@ -19,6 +23,8 @@
 #include <cstdint>
 #include <string>
 #include <vector>
+
+#include "stub_file.h"
 
 namespace routerbox {
 
@@ -45,21 +51,37 @@ struct ProjectPlugin {
   std::string name, appid;
   uid_t uid = 0;
   std::vector<std::string> run;  // program and arguments; empty: it is a stub
-  std::string stub;              // absolute path of its answers; empty: it is a program
+  std::string stub;              // absolute path of what it plays (stub_file.h); empty: it is a program
   uint32_t abilities = 0;        // bit n - 1 for ability n
   std::string place;             // FILE:LINE, to begin a message about it
 };
 
+struct Target {
+  std::string name, build, make;  // as in the file; `build` absolute
+};
+
 struct Project {
   std::string folder;  // absolute, where box.toml lies
+  std::string build;   // absolute
+  std::vector<Target> targets;
   Wish router, downloads, files;
   std::vector<OutsideHost> hosts;
   std::vector<ProjectPlugin> plugins;
 };
 
+// The plug-ins that a stub of the box can send to.
+std::vector<StubPeer> peers_among(const std::vector<ProjectPlugin>& plugins);
+
 // Throws Failure: FILE:LINE, what was found, what was expected and, for a word that is near a known one, that
 // one. What it returns can be used as it is, except that the programs may be missing: they are built later.
 Project read_project(const std::string& file);
+
+// The target of this name; one that the file leaves out has the folder and command that such projects have.
+Target target_of(const Project& project, const std::string& name);
+
+// Where a program of `run` lies when what is built lies in the folder `build`, absolute; as it stands where it is not
+// built but found.
+std::string built_program(const Project& project, const std::string& build, const std::string& program);
 
 // The text of the router's package file for these plug-ins.
 std::string package_file_of(const Project& project);
