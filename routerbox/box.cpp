@@ -11,7 +11,6 @@
 #include "places.h"
 #include "programs.h"
 #include "services/services.h"
-#include "trace/peers.h"
 
 namespace routerbox {
 namespace {
@@ -90,7 +89,7 @@ class Box {
   void start_plugin(size_t place) {
     if (!plugins_.start(place)) return;
     const Plugins::Row row = plugins_.row(place);
-    if (plan_.options.no_broker || !row.run.has_object) return;
+    if (plan_.options.no_bus || !row.run.has_object) return;
     if (bus_.wait_for_object(row.run.object(), row.process, kObjectLimit) == ObjectWait::kLimit)
       say(row.run.name + " has made no bus object " + row.run.object() + " so far; going on without it");
   }
@@ -149,18 +148,27 @@ std::string data_folder(const Options& options, const ProjectPlugin& plugin) {
   return std::string(kBoxFolder) + "/data/" + plugin.name;
 }
 
-PluginRun plugin_from(const ProjectPlugin& wanted, const Options& options,
-                      const std::vector<Package>& packages) {
-  const Package& package = package_of(packages, wanted.appid);
+std::vector<std::string> stub_words(const std::string& file, const Project& project) {
+  std::vector<std::string> words{"boxstub", file};
+  for (const StubPeer& peer : peers_among(project.plugins)) words.push_back(peer.name + "=" + peer.appid);
+  return words;
+}
+
+PluginRun plugin_from(const ProjectPlugin& wanted, const Plan& plan) {
+  const Package& package = package_of(plan.packages, wanted.appid);
+  const bool stub = !wanted.stub.empty();
   try {
     return {wanted.name,
             wanted.appid,
             wanted.name,
             package.uid,
             package.may_receive_cloud_messages(),
-            find_program(wanted.run.front()),
-            wanted.run,
-            data_folder(options, wanted)};
+            stub ? find_own(plan.own, "boxstub", "the program that plays stubs", "")
+                 : find_program(wanted.run.front()),
+            stub ? stub_words(wanted.stub, *plan.options.project) : wanted.run,
+            data_folder(plan.options, wanted),
+            std::nullopt,
+            wanted.stub};
   } catch (const Failure& failure) {
     throw Failure(wanted.place + ": " + failure.what() + "; is it built?", failure.status());
   }
@@ -171,11 +179,7 @@ void plan_project(Plan* plan) {
   plan->folder = project.folder;
   plan->packages_text = package_file_of(project);
   plan->packages = parse_packages(plan->packages_text, project.folder + "/box.toml");
-  for (const ProjectPlugin& plugin : project.plugins) {
-    if (plugin.run.empty())
-      throw Failure(plugin.place + ": stubs are not played yet; give the plug-in a program to run");
-    plan->plugins.push_back(plugin_from(plugin, plan->options, plan->packages));
-  }
+  for (const ProjectPlugin& plugin : project.plugins) plan->plugins.push_back(plugin_from(plugin, *plan));
 }
 
 }  // namespace

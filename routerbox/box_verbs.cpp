@@ -4,19 +4,16 @@
 #include <fstream>
 #include <mutex>
 
+#include "events.h"
 #include "nearest.h"
 #include "router_client.h"
 #include "verbs/status.h"
+#include "whole_number.h"
 
 namespace routerbox {
 namespace {
 
 constexpr const char* kServiceNames[] = {"router", "downloads", "files", "hosts", "bus"};
-
-constexpr struct {
-  const char* name;
-  int number, first_sub, subs;
-} kEvents[] = {{"disk", 0, 0, 2}, {"wan", 1, 256, 2}, {"home", 2, 512, 1}};
 
 // The memory that only this process has, in KiB; 0 when it has just ended.
 long memory_kib(pid_t process) {
@@ -46,10 +43,8 @@ int number_in(const Json& arguments, const char* name) {
   const Json value = arguments.value(name, Json());
   if (value.is_number_integer()) return value.get<int>();
   const std::string text = value.is_string() ? value.get<std::string>() : "";
-  if (text.empty() || text.size() > 9 || text.find_first_not_of("0123456789") != std::string::npos)
-    throw Failure(std::string("'") + name + "' must be a whole number, not '" + text + "'",
-                  kWrongCommandLine);
-  return std::stoi(text);
+  if (const std::optional<int> number = whole_number<int>(text)) return *number;
+  throw Failure(std::string("'") + name + "' must be a whole number, not '" + text + "'", kWrongCommandLine);
 }
 
 // One of these words; throws Failure with the nearest.
@@ -206,15 +201,11 @@ class BoxVerbs {
   }
 
   Json event(const Json& arguments) {
-    const std::string name = word_in(arguments, "event", {"wan", "disk", "home"});
+    const std::string name = word_in(arguments, "event", event_names());
     const int sub = number_in(arguments, "sub");
-    const auto& row = *std::find_if(std::begin(kEvents), std::end(kEvents),
-                                    [&](const auto& known) { return name == known.name; });
-    if (sub < row.first_sub || sub >= row.first_sub + row.subs)
-      throw Failure("the event " + name + " has no subevent " + std::to_string(sub) + "; there is " +
-                        std::to_string(row.first_sub) +
-                        (row.subs > 1 ? " and " + std::to_string(row.first_sub + 1) : std::string()),
-                    kWrongCommandLine);
+    const EventName& row = *find_event(name);
+    if (const std::string fault = fault_of_subevent(row, sub); !fault.empty())
+      throw Failure(fault, kWrongCommandLine);
     std::optional<std::string> text;
     if (arguments.contains("text")) text = text_in(arguments, "text");
     parts_.bus.send_event(row.number, sub, text);

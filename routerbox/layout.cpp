@@ -88,6 +88,8 @@ std::vector<Kept> paths_to_keep(const Plan& plan, const std::string& box_folder)
   std::vector<std::string> programs;
   if (!plan.command.empty()) programs.push_back(plan.command);
   for (const PluginRun& plugin : plan.plugins) programs.push_back(plugin.program);
+  for (const PluginRun& plugin : plan.plugins)
+    if (!plugin.stub.empty()) programs.push_back(plugin.stub);
   for (const std::string& program : programs)
     if (is_workplace(fs::path(program).parent_path())) kept.push_back({fs::path(program).parent_path()});
   for (const std::string& folder : target_folders(plan)) kept.push_back({folder});
@@ -110,7 +112,9 @@ std::vector<PrivateFolder> private_folders(const Plan& plan) {
 // Returns the folders of the host that plug-ins may not enter, of which the box has copies.
 std::vector<std::string> let_plugins_through(const Plan& plan) {
   std::vector<fs::path> folders{plan.own};
-  for (const PluginRun& plugin : plan.plugins) folders.push_back(fs::path(plugin.program).parent_path());
+  for (const PluginRun& plugin : plan.plugins)
+    for (const std::string& file : {plugin.program, plugin.stub})
+      if (!file.empty()) folders.push_back(fs::path(file).parent_path());
   if (!plan.options.as.empty()) folders.push_back(fs::path(plan.command).parent_path());
   for (const std::string& folder : target_folders(plan)) folders.emplace_back(folder);
   std::vector<std::string> opened;
@@ -172,7 +176,7 @@ void lay_out(const Plan& plan, const std::string& box_folder,
   name_host();
   write_file("/etc/passwd", with_accounts(passwd, plan.packages), 0644);
   write_file("/etc/group", with_groups(group, plan.packages), 0644);
-  make_folder("/etc/norva");
+  make_folder(fs::path(kPackageFile).parent_path());
   if (!plan.packages_text.empty()) write_file(kPackageFile, plan.packages_text, 0644);
   if (!plan.permissions_text.empty()) write_file(kPermissionFile, plan.permissions_text, 0644);
   write_roster(kBoxFolder, roster_of(plan));

@@ -123,8 +123,9 @@ void add_box_options(CLI::App* app, Options* options) {
   app->add_option("--env", options->environment,
                   "NAME to pass of this environment, or NAME=VALUE to set (repeatable)")
       ->allow_extra_args(false);
-  app->add_option("--broker", options->broker, "Bus broker (default: hostbusd beside routerbox)");
-  app->add_flag("--no-broker", options->no_broker, "Start no bus broker");
+  app->add_option("--bus", options->bus,
+                  "PROGRAM that is the bus's broker (default: hostbusd beside routerbox)");
+  app->add_flag("--no-bus", options->no_bus, "Start no broker");
   app->add_flag("--no-perm", options->no_perm, "Leave the permission table unmade");
   app->add_option("--log", options->log, "File that gets the lines of plug-ins and services too");
   app->add_flag("--ignore-deaths", options->ignore_deaths,

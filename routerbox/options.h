@@ -19,7 +19,7 @@ struct Options {
   std::string name;              // of the box; empty: one is made up
   std::string log;               // file of the host that gets the plug-ins' lines, may be empty
   std::string as;                // appid, empty: root of the box
-  std::string broker;            // empty: hostbusd beside this program
+  std::string bus;               // the broker's program, empty: hostbusd beside this one
   std::string router_state;      // file of the host, may be empty
   std::string router_log;        // file of the host, may be empty
   std::string downloads_folder;  // of the host, may be empty
@@ -34,7 +34,7 @@ struct Options {
   bool router = false;
   bool downloads = false;
   bool files = false;
-  bool no_broker = false;
+  bool no_bus = false;
   bool no_perm = false;
   bool quiet = false;
   bool ignore_deaths = false;

@@ -14,6 +14,9 @@ inline constexpr const char* kHostsAddress = "127.0.0.2";
 inline constexpr uint16_t kHttpPort = 80;
 inline constexpr uint16_t kHttpsPort = 443;
 
+// The box's own folder, in which its programs find the roster and the trace.
+inline constexpr const char* kBoxFolder = "/var/run/box";
+
 // Where the bus libraries look, those since October 2020 and the older ones.
 inline constexpr const char* kBusSockets[] = {"/var/run/ubus/ubus.sock", "/var/run/ubus.sock"};
 inline constexpr const char* kBusRecorder = "/var/run/bus-recorder";  // there when it watches

@@ -24,6 +24,7 @@ struct PluginRun {
   std::vector<std::string> words;  // its name first
   std::string data;                // folder that it alone sees, as kDataFolder, and starts in; empty: none
   std::optional<Emulator> emulator = {};
+  std::string stub = {};  // the file that it plays; empty: it is no stub
 
   std::string object() const { return "zel_" + appid; }
 };

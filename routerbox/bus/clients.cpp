@@ -2,13 +2,13 @@
 
 #include <pwd.h>
 
-#include <charconv>
 #include <cstdio>
 #include <optional>
 #include <string_view>
 
 #include "../failure.h"
 #include "../trace/peers.h"
+#include "../whole_number.h"
 
 namespace routerbox::bus {
 namespace {
@@ -17,10 +17,7 @@ constexpr std::string_view kObject = "zel_";
 
 std::optional<uid_t> uid_of(const std::string& user) {
   if (const passwd* const account = getpwnam(user.c_str())) return account->pw_uid;
-  uid_t number = 0;
-  const char* const end = user.data() + user.size();
-  const auto [rest, error] = std::from_chars(user.data(), end, number);
-  return error == std::errc() && rest == end ? std::optional(number) : std::nullopt;
+  return whole_number<uid_t>(user);
 }
 
 }  // namespace

@@ -5,6 +5,7 @@
 #include "../duration.h"
 #include "../failure.h"
 #include "../nearest.h"
+#include "../whole_number.h"
 #include "body.h"
 #include "owner.h"
 
@@ -54,13 +55,6 @@ std::optional<std::string> take_text(Json* written, const char* key) {
   return value->get<std::string>();
 }
 
-std::optional<int> whole_number(const std::string& text) {
-  int number = 0;
-  const char* const end = text.data() + text.size();
-  const auto [rest, error] = std::from_chars(text.data(), end, number);
-  return error == std::errc() && rest == end ? std::optional(number) : std::nullopt;
-}
-
 std::optional<int> take_number(Json* written, const char* key, int least, int most) {
   const std::optional<Json> value = take(written, key);
   if (!value) return std::nullopt;
@@ -81,7 +75,7 @@ void read_suffix(const FaultKind& kind, const std::string& text, Json* rest) {
     const std::string number = suffix.substr(0, suffix.find(':'));
     const std::optional<std::chrono::milliseconds> time =
         kind.number == std::string("ms") ? duration_from(number) : std::nullopt;
-    const std::optional<int> value = time ? static_cast<int>(time->count()) : whole_number(number);
+    const std::optional<int> value = time ? static_cast<int>(time->count()) : whole_number<int>(number);
     if (!value) throw Failure("'" + number + "' in " + text + " is no " + kind.number);
     (*rest)[kind.number] = *value;
     if (number.size() == suffix.size()) return;
@@ -97,7 +91,7 @@ void read_count(Json* written) {
   const auto count = written->find("count");
   if (count == written->end() || !count->is_string()) return;
   const std::optional<int> number =
-      count->get<std::string>() == "once" ? 1 : whole_number(count->get<std::string>());
+      count->get<std::string>() == "once" ? 1 : whole_number<int>(count->get<std::string>());
   if (!number)
     throw Failure("a fault's count must be \"once\" or a whole number, not '" + count->get<std::string>() +
                   "'");

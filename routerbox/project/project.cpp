@@ -7,8 +7,10 @@
 #include <filesystem>
 #include <fstream>
 
+#include "../failure.h"
 #include "../http/json.h"
 #include "../nearest.h"
+#include "stub_file.h"
 #include "value.h"
 
 namespace routerbox {
@@ -149,6 +151,25 @@ ProjectPlugin plugin_from(const Value& value, const std::vector<ProjectPlugin>& 
   return plugin;
 }
 
+// That the file can be played, by a plug-in with these abilities among these.
+void check_stub(const ProjectPlugin& plugin, const std::vector<ProjectPlugin>& all) {
+  const Stub stub = read_stub(plugin.stub, peers_among(all));
+  const struct {
+    bool wanted;
+    perm_ability ability;
+    const char* what;
+  } kNeeds[] = {
+      {!stub.answers.empty(), ability_cloud_communication, "[[answer]]"},
+      {!stub.events.empty(), ability_notify_send, "[[event]]"},
+  };
+  for (const auto& need : kNeeds) {
+    const auto& ability = kAbilities[need.ability - 1];
+    if (need.wanted && (plugin.abilities & 1U << (ability.number - 1)) == 0)
+      throw Failure(plugin.place + ": " + plugin.name + " needs abilities = [\"" + ability.name +
+                    "\"], because its stub has an " + need.what);
+  }
+}
+
 const std::vector<Key<Project>> kSections = {
     {"box", [](const Value& value, Project* project) { read_keys(value, kBoxKeys, project); }},
     {"hosts", read_hosts},
@@ -160,6 +181,13 @@ const std::vector<Key<Project>> kSections = {
 };
 
 }  // namespace
+
+std::vector<StubPeer> peers_among(const std::vector<ProjectPlugin>& plugins) {
+  std::vector<StubPeer> peers;
+  peers.reserve(plugins.size());
+  for (const ProjectPlugin& plugin : plugins) peers.push_back({plugin.name, plugin.appid});
+  return peers;
+}
 
 const char* fault_of_plugin_name(const std::string& name) {
   const auto fits = [](unsigned char c) { return (c < 128 && std::isalnum(c) != 0) || c == '-' || c == '_'; };
@@ -184,6 +212,8 @@ Project read_project(const std::string& file) {
   Project project;
   project.folder = toml.folder();
   read_keys(toml.whole(), kSections, &project);
+  for (const ProjectPlugin& plugin : project.plugins)
+    if (!plugin.stub.empty()) check_stub(plugin, project.plugins);
   return project;
 }
 

@@ -20,6 +20,8 @@
 #include <string>
 #include <vector>
 
+#include "stub_file.h"
+
 namespace routerbox {
 
 // A server of the box, and the file or folder of the host it works with.
@@ -45,7 +47,7 @@ struct ProjectPlugin {
   std::string name, appid;
   uid_t uid = 0;
   std::vector<std::string> run;  // program and arguments; empty: it is a stub
-  std::string stub;              // absolute path of its answers; empty: it is a program
+  std::string stub;              // absolute path of what it plays (stub_file.h); empty: it is a program
   uint32_t abilities = 0;        // bit n - 1 for ability n
   std::string place;             // FILE:LINE, to begin a message about it
 };
@@ -56,6 +58,9 @@ struct Project {
   std::vector<OutsideHost> hosts;
   std::vector<ProjectPlugin> plugins;
 };
+
+// The plug-ins that a stub of the box can send to.
+std::vector<StubPeer> peers_among(const std::vector<ProjectPlugin>& plugins);
 
 // Throws Failure: FILE:LINE, what was found, what was expected and, for a word that is near a known one, that
 // one. What it returns can be used as it is, except that the programs may be missing: they are built later.

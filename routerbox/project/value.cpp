@@ -56,7 +56,7 @@ std::string Value::path() const {
 std::vector<Value> Value::elements() const {
   const toml::array* const list = node_->as_array();
   if (list == nullptr)
-    refuse(name_ == "plugin" ? "must be written [[plugin]]" : "must be a list in brackets");
+    refuse(node_->is_table() ? "must be written [[" + name_ + "]]" : "must be a list in brackets");
   std::vector<Value> values;
   for (const toml::node& element : *list) values.emplace_back(*file_, element, name_);
   return values;
@@ -73,6 +73,11 @@ std::vector<std::pair<std::string, Value>> Value::members() const {
     return one.second.node_->source().begin < other.second.node_->source().begin;
   });
   return values;
+}
+
+bool Value::has(const char* key) const {
+  const toml::table* const table = node_->as_table();
+  return table != nullptr && table->contains(key);
 }
 
 std::string Value::place() const {

@@ -29,6 +29,7 @@ class Value {
   double seconds() const;    // "500ms", "9s", "2min", or a number of seconds
   std::string path() const;  // a text, made absolute from the file's folder
   std::vector<Value> elements() const;
+  bool has(const char* key) const;                             // a table
   std::vector<std::pair<std::string, Value>> members() const;  // as they stand in the file
 
   std::string place() const;  // FILE:LINE

@@ -8,13 +8,12 @@
 
 #include "../places.h"
 #include "../programs.h"
-#include "../trace/peers.h"
 #include "service.h"
 
 namespace routerbox {
 namespace {
 
-constexpr const char* kAdvice = "name another with --broker PROGRAM";
+constexpr const char* kAdvice = "name another with --bus PROGRAM";
 
 bool accepts(const char* path) {
   const Descriptor end(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
@@ -33,19 +32,19 @@ std::string find_broker(const std::string& program) {
     return find_program(program);
   } catch (const Failure& failure) {
     throw Failure("the bus broker is missing: " + std::string(failure.what()) +
-                  ". Build the target hostbusd, name another with --broker PROGRAM, or use --no-broker");
+                  ". Build the target hostbusd, name another with --bus PROGRAM, or use --no-bus");
   }
 }
 
 }  // namespace
 
 std::optional<Service> find_bus(const Options& options, const std::string& own_folder) {
-  if (options.no_broker) return std::nullopt;
-  const std::string program = find_broker(options.broker.empty() ? own_folder + "/hostbusd" : options.broker);
+  if (options.no_bus) return std::nullopt;
+  const std::string program = find_broker(options.bus.empty() ? own_folder + "/hostbusd" : options.bus);
   Launch launch{program, {program}};
   if (std::filesystem::path(program).filename() == "hostbusd")
     launch.words.insert(launch.words.end(), {"--faults", kBusOrders});
-  const std::string recorder = find_own(own_folder, "boxbus", "the bus's recorder", "--no-broker");
+  const std::string recorder = find_own(own_folder, "boxbus", "the bus's recorder", "--no-bus");
   return Service{"bus", {program, recorder}, [launch, recorder] {
                    return std::vector<Server>{{"the broker", kBusSockets[0], serves, kAdvice, launch},
                                               {"the bus's recorder",

@@ -2,7 +2,6 @@
 
 #include "../places.h"
 #include "../programs.h"
-#include "../trace/peers.h"
 #include "service.h"
 
 namespace routerbox {

@@ -1,6 +1,5 @@
 #include "../places.h"
 #include "../programs.h"
-#include "../trace/peers.h"
 #include "service.h"
 
 namespace routerbox {

@@ -9,15 +9,12 @@
 
 namespace routerbox {
 
-// The box's folder, in which its programs find the roster and the trace.
-inline constexpr const char* kBoxFolder = "/var/run/box";
-
 struct Plugin {
   std::string name, appid;
   uid_t uid = 0;
 };
 
-// The file roster.json of that folder:
+// The file roster.json of the box's folder:
 //   {"started": 12.5, "plugins": [{"name": "weather", "appid": "3001", "uid": 10000}]}
 struct Roster {
   double started = 0;  // the box's start, seconds of CLOCK_MONOTONIC

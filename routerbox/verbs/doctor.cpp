@@ -54,7 +54,7 @@ Look own_programs() {
   return [] {
     const std::string folder = own_folder();
     for (const char* name :
-         {"hostbusd", "boxbus", "zelctl", "boxrouter", "boxfiles", "boxdownloads", "boxhosts"})
+         {"hostbusd", "boxbus", "zelctl", "boxrouter", "boxfiles", "boxdownloads", "boxhosts", "boxstub"})
       find_program(folder + "/" + name);
     return folder;
   };

@@ -2,8 +2,11 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdio>
+#include <memory>
 
 #include "base/handles.h"
+#include "base/uncancelled.h"
 
 namespace zel {
 

@@ -1,6 +1,7 @@
 #include "base/new_text.h"
 
 #include <cstdarg>
+#include <cstdlib>
 #include <cstring>
 
 namespace zel {

@@ -1,4 +1,5 @@
 // The base utilities' logger: a console with a threshold, and a rolling buffer of the more severe lines.
+#include <pthread.h>
 #include <zel/service.h>
 
 #include <algorithm>

@@ -4,7 +4,10 @@
 #include <signal.h>
 #include <time.h>
 
+#include <cerrno>
+
 #include "base/handles.h"
+#include "base/uncancelled.h"
 
 namespace {
 

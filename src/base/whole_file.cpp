@@ -3,6 +3,8 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <cstdlib>
+
 namespace {
 
 // Fewer than `size` bytes if the file ends before, as it does when it shrank meanwhile.

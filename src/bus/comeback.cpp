@@ -4,8 +4,10 @@
 #include <sys/socket.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <utility>
 
+#include "base/handles.h"
 #include "base/log.h"
 #include "bus/work.h"
 
@@ -45,17 +47,17 @@ Comeback comeback;
 
 void Comeback::keep(ubus_context* bus, Revive revive) noexcept {
   address_ = address_of_broker(bus);
-  if (Kept* const place = find(nullptr)) *place = {bus, revive, false};
+  if (Connection* const place = find(nullptr)) *place = {bus, revive, false};
 }
 
 void Comeback::let_go(const ubus_context* bus) noexcept {
-  if (Kept* const kept = find(bus)) *kept = {};
+  if (Connection* const connection = find(bus)) *connection = {};
 }
 
 void Comeback::note_loss(const ubus_context* bus) noexcept {
-  Kept* const kept = find(bus);
-  if (kept == nullptr) return;  // One that the plug-in added to the loop.
-  kept->is_lost = true;
+  Connection* const connection = find(bus);
+  if (connection == nullptr) return;  // One that the plug-in added to the loop.
+  connection->is_lost = true;
   if (std::exchange(waiting_, true)) return;
   pause_ = kFirstPause;
   due_ = Clock::now() + pause_;
@@ -80,33 +82,33 @@ sockaddr_un Comeback::address() const noexcept {
   return address_;
 }
 
-Comeback::Kept* Comeback::find(const ubus_context* bus) noexcept {
-  const auto found =
-      std::find_if(kept_.begin(), kept_.end(), [&](const Kept& kept) { return kept.bus == bus; });
-  return found != kept_.end() ? &*found : nullptr;
+Comeback::Connection* Comeback::find(const ubus_context* bus) noexcept {
+  const auto found = std::find_if(connections_.begin(), connections_.end(),
+                                  [&](const Connection& connection) { return connection.bus == bus; });
+  return found != connections_.end() ? &*found : nullptr;
 }
 
 // Whether none is lost any more: each was made anew, or released meanwhile.
 bool Comeback::revive_all(Loop* loop) noexcept {
   const BusSection section;
-  for (Kept& kept : kept_) {
-    if (kept.is_lost && !make_anew(&kept, loop)) return false;
+  for (Connection& connection : connections_) {
+    if (connection.is_lost && !make_anew(&connection, loop)) return false;
   }
-  const bool any =
-      std::any_of(kept_.begin(), kept_.end(), [](const Kept& kept) { return kept.bus != nullptr; });
+  const bool any = std::any_of(connections_.begin(), connections_.end(),
+                               [](const Connection& connection) { return connection.bus != nullptr; });
   if (any) ZEL_LOG(LOG_INFO, "[ZEL_SVC]", "bus back!\n");
   return true;
 }
 
-bool Comeback::make_anew(Kept* kept, Loop* loop) noexcept {
+bool Comeback::make_anew(Connection* connection, Loop* loop) noexcept {
   BusLink link = connect_bus();
   if (!link || !Loop::can_hold(link->sock.fd)) return false;
-  ubus_context* const lost = kept->bus;
+  ubus_context* const lost = connection->bus;
   ubus_context* const fresh = link.get();
   const Work work(lost);
-  if (!kept->revive(lost, &link)) return false;
+  if (!connection->revive(lost, &link)) return false;
   loop->replace(lost, fresh->sock.fd, fresh);
-  *kept = {fresh, kept->revive, false};
+  *connection = {fresh, connection->revive, false};
   address_ = address_of_broker(fresh);
   return true;
 }

@@ -33,18 +33,18 @@ class Comeback {
  private:
   using Clock = std::chrono::steady_clock;
 
-  struct Kept {
+  struct Connection {
     ubus_context* bus;  // Null: a free place.
     Revive revive;
     bool is_lost;
   };
 
   sockaddr_un address() const noexcept;
-  Kept* find(const ubus_context* bus) noexcept;
+  Connection* find(const ubus_context* bus) noexcept;
   [[nodiscard]] bool revive_all(Loop* loop) noexcept;
-  [[nodiscard]] bool make_anew(Kept* kept, Loop* loop) noexcept;
+  [[nodiscard]] bool make_anew(Connection* connection, Loop* loop) noexcept;
 
-  std::array<Kept, Loop::kCapacity> kept_{};
+  std::array<Connection, Loop::kCapacity> connections_{};
   sockaddr_un address_{};  // The broker's, as it named itself to an earlier connection.
 
   // The service thread's.

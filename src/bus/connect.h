@@ -7,6 +7,8 @@
 // broker without a guard, waits for the answer of one that has hung up, and leaves a timer behind.
 #pragma once
 
+#include <memory>
+
 #include "base/handles.h"
 #include "base/lock.h"
 #include "base/sigpipe.h"

@@ -3,9 +3,12 @@
 #include <unistd.h>
 #include <zel/cloud.h>
 #include <zel/perm.h>
+#include <zel/service.h>
 
+#include <cerrno>
 #include <chrono>
 #include <cstddef>
+#include <cstdio>
 #include <cstring>
 #include <utility>
 

@@ -1,6 +1,7 @@
 // One message to another plug-in's object, on a connection of its own.
 #include <zel/cloud.h>
 
+#include <cstdio>
 #include <cstring>
 
 #include "base/handles.h"

@@ -2,6 +2,7 @@
 #include <zel/device.h>
 #include <zel/util.h>
 
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 

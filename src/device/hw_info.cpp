@@ -1,8 +1,10 @@
 // The names of firmware and hardware, asked of the router's management interface.
 #include <zel/device.h>
 
+#include <cstdio>
 #include <cstring>
 
+#include "base/json.h"
 #include "router/client.h"
 
 namespace {

@@ -2,9 +2,11 @@
 #include <zel/device.h>
 #include <zel/util.h>
 
+#include <cstdio>
 #include <cstring>
 
 #include "base/command.h"
+#include "base/handles.h"
 #include "base/number.h"
 
 namespace {

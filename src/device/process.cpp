@@ -1,7 +1,10 @@
 // Whether a process runs.
 #include <zel/device.h>
 
+#include <cstdio>
+
 #include "base/command.h"
+#include "base/handles.h"
 #include "base/new_text.h"
 #include "base/number.h"
 

@@ -4,6 +4,7 @@
 #include <zel/download.h>
 
 #include <cstring>
+#include <utility>
 
 #include "base/json.h"
 #include "download/access.h"

@@ -1,10 +1,12 @@
 // Counting and listing the caller's tasks.
 #include <zel/download.h>
+#include <zel/perm.h>
 #include <zel/util.h>
 
 #include <cstring>
 #include <iterator>
 
+#include "base/json.h"
 #include "download/access.h"
 #include "download/exchange.h"
 #include "download/record.h"

@@ -3,6 +3,7 @@
 
 #include <cstring>
 
+#include "base/json.h"
 #include "download/access.h"
 #include "download/exchange.h"
 #include "download/record.h"

@@ -3,6 +3,7 @@
 #include <zel/util.h>
 
 #include <iterator>
+#include <utility>
 
 #include "base/log.h"
 

@@ -4,6 +4,10 @@
 #include <unistd.h>
 #include <zel/file.h>
 
+#include <cstdio>
+#include <utility>
+
+#include "base/handles.h"
 #include "base/whole_file.h"
 
 char* zel_get_buf_from_file(const char* path) {

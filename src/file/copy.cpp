@@ -6,6 +6,10 @@
 #include <utime.h>
 #include <zel/file.h>
 
+#include <cerrno>
+#include <cstdio>
+#include <utility>
+
 #include "base/handles.h"
 #include "base/qo_level.h"
 

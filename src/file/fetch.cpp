@@ -3,7 +3,10 @@
 #include <unistd.h>
 #include <zel/file.h>
 
+#include <cerrno>
+#include <cstdio>
 #include <cstring>
+#include <utility>
 
 #include "base/handles.h"
 #include "base/new_text.h"

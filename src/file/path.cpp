@@ -2,6 +2,8 @@
 #include <unistd.h>
 #include <zel/file.h>
 
+#include <cerrno>
+#include <cstdlib>
 #include <cstring>
 
 #include "base/handles.h"

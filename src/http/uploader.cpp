@@ -1,9 +1,11 @@
 // HttpUploader: its life, its buffers, and the callbacks that fill them.
 #include <algorithm>
 #include <cstddef>
+#include <cstdio>
 #include <cstring>
 #include <exception>
 #include <stdexcept>
+#include <string>
 
 #include <zel/http.h>
 #include "base/handles.h"

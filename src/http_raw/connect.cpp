@@ -3,7 +3,9 @@
 
 #include <algorithm>
 #include <climits>
+#include <cstdlib>
 #include <cstring>
+#include <string_view>
 
 #include "base/handles.h"
 #include "base/number.h"
@@ -26,7 +28,7 @@ constexpr int kNoSocket = -101;
 constexpr char kHeadersEnd[] = "\r\n\r\n";
 
 // What was received, terminated.
-class Received {
+class ResponseText {
  public:
   [[nodiscard]] bool grow() {
     if (capacity_ > INT_MAX / 2) return false;
@@ -71,7 +73,7 @@ struct Earlier {
 class Ending {
  public:
   // Reads the headers once they are all there. False before that; a NUL among them hides their end.
-  bool find_head(const Received& received) {
+  bool find_head(const ResponseText& received) {
     if (body_at_ != 0) return true;
     // What was searched before is not searched again, however small the pieces are in which the headers come.
     const char* const rest = received.text() + searched_ - std::min(searched_, strlen(kHeadersEnd) - 1);
@@ -87,7 +89,7 @@ class Ending {
 
   // Kept: the end of a chunked response is looked for in what the caller's variables hold, so that it usually
   // comes with the close of the connection only.
-  bool is_complete(const Received& received, const Earlier& earlier) const {
+  bool is_complete(const ResponseText& received, const Earlier& earlier) const {
     if (sized_) return received.length() - body_at_ >= size_;
     return !chunked_ || check_chunk_page_end(earlier.response, earlier.length) == 1;
   }
@@ -112,7 +114,7 @@ class Ending {
 };
 
 // As socket_recv. After a full buffer the rest has often come already.
-int receive_piece(int fd, int timeout_ms, bool was_full, const Received& received) {
+int receive_piece(int fd, int timeout_ms, bool was_full, const ResponseText& received) {
   if (was_full) {
     const int count = zel::http::receive_present(fd, received.end(), received.room());
     if (count != zel::http::kNothingPresent) return count;
@@ -120,7 +122,7 @@ int receive_piece(int fd, int timeout_ms, bool was_full, const Received& receive
   return socket_recv(fd, received.end(), received.room(), timeout_ms);
 }
 
-int receive(int fd, int timeout_ms, const Earlier& earlier, Received& received) {
+int receive(int fd, int timeout_ms, const Earlier& earlier, ResponseText& received) {
   Ending ending;
   for (;;) {
     const bool was_full = received.length() != 0 && received.room() == 0;
@@ -136,7 +138,7 @@ int receive(int fd, int timeout_ms, const Earlier& earlier, Received& received) 
 
 // A long response stays where it is, and becomes a piece of the pool; a copy of a megabyte would take longer
 // than its transfer on this machine.
-char* keep(mem_pool* pool, Received& received) {
+char* keep(mem_pool* pool, ResponseText& received) {
   const auto length = static_cast<size_t>(received.length());
   if (length < pool->max) return zel::http::copy_to(pool, {received.text(), length});
   const zel::mempool::PoolSection section(pool);
@@ -144,7 +146,7 @@ char* keep(mem_pool* pool, Received& received) {
 }
 
 int exchange(const char* ip, int port, string_view request, int timeout_ms, const Earlier& earlier,
-             Received& received) {
+             ResponseText& received) {
   const Descriptor socket(socket_create(AF_INET, SOCK_STREAM | SOCK_NONBLOCK));
   if (!socket) return kNoSocket;
   const int connected = zel::http::connect_non_blocking(socket.get(), ip, port, timeout_ms);
@@ -162,7 +164,7 @@ int http_connect(mem_pool* pool, const char* ip, int port, const char* request, 
       response_length == nullptr) {
     return -1;
   }
-  Received received;
+  ResponseText received;
   const int code = exchange(ip, port, {request, static_cast<size_t>(request_length)}, timeout_ms,
                             {*response, *response_length}, received);
   if (code != 0) return code;

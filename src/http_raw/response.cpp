@@ -1,4 +1,6 @@
 // A response taken apart.
+#include <string_view>
+
 #include "http_raw/head.h"
 #include "http_raw/pool_text.h"
 
@@ -8,13 +10,13 @@ using std::string_view;
 using zel::http::copy_to;
 using zel::http::Field;
 
-struct Listed {
+struct ListResult {
   bool done;
   bool chunked;
 };
 
 // Adds the header lines to the list, if there is one.
-Listed list_fields(mem_pool* pool, string_view lines, http_header_elem** list) {
+ListResult list_fields(mem_pool* pool, string_view lines, http_header_elem** list) {
   bool chunked = false;
   for (Field field; field.take(&lines);) {
     chunked = chunked || field.says_chunked();
@@ -44,7 +46,7 @@ int parse_http_response(mem_pool* pool, char* response, int length, int* status_
     *version = head->version.empty() ? nullptr : copy_to(pool, head->version);
     if (*version == nullptr && !head->version.empty()) return -1;
   }
-  const Listed fields = list_fields(pool, head->fields, headers);
+  const ListResult fields = list_fields(pool, head->fields, headers);
   if (!fields.done) return -1;
   if (head->body_at == string_view::npos || body == nullptr || body_length == nullptr) return 0;
   *body = response + head->body_at;

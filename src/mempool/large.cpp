@@ -2,6 +2,9 @@
 
 #include <malloc.h>
 
+#include <cstdlib>
+#include <utility>
+
 #include "mempool/blocks.h"
 
 namespace {

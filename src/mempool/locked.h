@@ -1,6 +1,7 @@
 // locked.h: the lock of a pool that was made with the `safe` flag.
 #pragma once
 
+#include <pthread.h>
 #include <zel/mempool.h>
 
 namespace zel::mempool {

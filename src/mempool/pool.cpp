@@ -1,10 +1,13 @@
 // The life of a pool, and what is taken from it.
 #include <malloc.h>
+#include <pthread.h>
 
 #include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <new>
+#include <utility>
 
 #include "base/handles.h"
 #include "mempool/blocks.h"

@@ -1,5 +1,8 @@
 // Building the table at boot. Runs once, before any plug-in, so the semaphore is not taken.
+#include <zel/perm.h>
 #include <zel/util.h>
+
+#include <cstring>
 
 #include "perm/shared_table.h"
 
@@ -20,7 +23,7 @@ void add_if_missing(perm_table* table, const ReservedPlugin& plugin) {
   perm_plugin_slot* const slot = zel::find_hole(table);
   if (slot == nullptr) return;
   slot->used = 1;
-  table->plugin_count = zel::changed_count(*table, 1);
+  table->plugin_count = zel::count_after(*table, 1);
   slot->abilitybits = plugin.abilitybits;
   slot->uid = 0;
   qo_strncpy(slot->appname, plugin.appname, sizeof slot->appname);

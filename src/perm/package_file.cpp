@@ -1,9 +1,12 @@
 // The list of installed plug-ins.
 #include <unistd.h>
+#include <zel/perm.h>
 #include <zel/util.h>
 
+#include <cstdio>
 #include <cstring>
 
+#include "base/json.h"
 #include "base/replace_file.h"
 #include "perm/json_file.h"
 #include "perm/shared_table.h"
@@ -22,7 +25,7 @@ bool store_plugin(perm_table* table, int index, const cJSON* element) {
   slot.abilitybits = zel::json_bits(abilitybits);
   slot.uid = zel::json_bits(uid);
   slot.used = 1;
-  table->plugin_count = zel::changed_count(*table, 1);
+  table->plugin_count = zel::count_after(*table, 1);
   return true;
 }
 

@@ -1,10 +1,14 @@
 // The catalogue of abilities.
 #include <unistd.h>
+#include <zel/perm.h>
 #include <zel/util.h>
 
+#include <cstddef>
+#include <cstdio>
 #include <cstring>
 
 #include "base/handles.h"
+#include "base/json.h"
 #include "base/replace_file.h"
 #include "perm/default_abilities.h"
 #include "perm/json_file.h"

@@ -1,7 +1,9 @@
 // The two questions every guarded call asks first.
 #include <unistd.h>
+#include <zel/perm.h>
 
 #include <cctype>
+#include <cstring>
 
 #include "base/log.h"
 #include "perm/shared_table.h"

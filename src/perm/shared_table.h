@@ -11,6 +11,7 @@
 #include <memory>
 
 #include "base/handles.h"
+#include "base/uncancelled.h"
 
 namespace zel {
 
@@ -88,7 +89,7 @@ template <class Matches>
 }
 
 // The table's count after a change of `by`, whatever another program has left there: no overflow.
-[[nodiscard]] inline int32_t changed_count(const perm_table& table, int32_t by) noexcept {
+[[nodiscard]] inline int32_t count_after(const perm_table& table, int32_t by) noexcept {
   return static_cast<int32_t>(static_cast<uint32_t>(table.plugin_count) + static_cast<uint32_t>(by));
 }
 

@@ -1,6 +1,10 @@
 // Changing the table while the router runs. Each change is made and written to the package file under one hold of
 // the semaphore.
+#include <zel/perm.h>
+
 #include <atomic>
+#include <cstddef>
+#include <cstring>
 
 #include "perm/shared_table.h"
 #include "perm/slot_store.h"
@@ -37,7 +41,7 @@ int insert(perm_table* table, const perm_plugin_info& plugin) {
   const perm_plugin_slot* const hole = zel::find_hole(table);
   // Kept: a full table drops the plug-in and says nothing; the file is written as if it had been stored.
   if (hole != nullptr) {
-    zel::store_slot(table, index_of(*table, hole), used_slot(plugin), zel::changed_count(*table, 1));
+    zel::store_slot(table, index_of(*table, hole), used_slot(plugin), zel::count_after(*table, 1));
   }
   return write_file(table);
 }
@@ -47,7 +51,7 @@ int remove(perm_table* table, const char* appid) {
   if (walk.counted_out) return PERM_UNKNOWN_APP;
   // Kept: a walk that ends at the last slot without an answer deletes nothing, writes the file and succeeds.
   if (walk.match != nullptr) {
-    zel::store_slot(table, index_of(*table, walk.match), {}, zel::changed_count(*table, -1));
+    zel::store_slot(table, index_of(*table, walk.match), {}, zel::count_after(*table, -1));
   }
   return write_file(table);
 }

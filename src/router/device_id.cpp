@@ -2,6 +2,11 @@
 #include <fcntl.h>
 #include <zel/router.h>
 
+#include <cstdio>
+#include <utility>
+
+#include "base/handles.h"
+#include "base/json.h"
 #include "base/whole_file.h"
 #include "router/client.h"
 #include "router/copy.h"

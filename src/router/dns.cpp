@@ -3,10 +3,12 @@
 #include <zel/router.h>
 #include <zel/util.h>
 
+#include <cstdio>
 #include <cstring>
 #include <mutex>
 
 #include "base/in_child.h"
+#include "base/json.h"
 #include "router/client.h"
 
 namespace {

@@ -1,5 +1,6 @@
 #include "router/partition_uuid.h"
 
+#include <cstdio>
 #include <cstring>
 
 #include "base/command.h"

@@ -2,7 +2,9 @@
 #include <zel/router.h>
 
 #include <cstddef>
+#include <cstring>
 
+#include "base/json.h"
 #include "base/number.h"
 #include "router/client.h"
 #include "router/copy.h"

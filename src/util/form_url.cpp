@@ -1,5 +1,6 @@
 // Form encoding: blanks as "+", the rest as percent escapes.
 #include <climits>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 

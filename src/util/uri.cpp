@@ -1,4 +1,6 @@
 // Percent escapes of URIs and their relatives.
+#include <cstdint>
+
 #include <zel/util.h>
 #include "util/percent.h"
 

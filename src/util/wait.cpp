@@ -1,4 +1,5 @@
 // Waiting with a limit.
+#include <pthread.h>
 #include <sys/time.h>
 
 #include <cerrno>

@@ -13,13 +13,14 @@ ByteString signature_of(size_t size) {
 class BrokerRobustness : public BrokerTest {
  protected:
   // A call and its answer between two clients that must go on working whatever a third one does.
-  bool exchange() {
+  void check_exchange(const std::string& when) {
     caller_.send(call(object_));
     const Received call = service_.receive().value();
     const ByteString of_object = number(kObject, object_);
     service_.send(frame(kData, call.seq(), call.peer(), {of_object, attribute(kPayload, {})}));
     service_.send(frame(kStatus, call.seq(), call.peer(), {number(kCode, 0), of_object}));
-    return caller_.receive().value().type() == kData && caller_.receive().value().type() == kStatus;
+    EXPECT_EQ(caller_.receive().value().type(), kData) << "the answer, " << when;
+    EXPECT_EQ(caller_.receive().value().type(), kStatus) << "its end, " << when;
   }
 
   RawClient service_{path_};
@@ -39,7 +40,7 @@ TEST_F(BrokerRobustness, WhatIsKeptForOneClientHasALimitThatRemovalGivesBack) {
   }
   EXPECT_EQ(third_.status_of(addition(1000)), 11U) << "no memory";
   EXPECT_EQ(third_.status_of(registration(objects[0], std::string(100000, 'p'))), 11U);
-  EXPECT_TRUE(exchange());
+  check_exchange("while one client has all it may have");
   EXPECT_EQ(third_.status_of(frame(kRemove, 1, 0, {number(kObject, objects[0])})), 0U);
   EXPECT_EQ(third_.status_of(addition(1000)), 0U);
 }
@@ -53,7 +54,7 @@ TEST_F(BrokerRobustness, AListingLargerThanTheQueueComesWholeToASlowReader) {
         0U);
   }
   third_.send(joined({lookup("o*"), frame(kPing, 2, 0, {})}));
-  EXPECT_TRUE(exchange()) << "others are served meanwhile";
+  check_exchange("before the listing is read");
   for (int i = 10; i < 10 + kObjects; ++i)
     EXPECT_EQ(third_.receive().value().text(kPath), "o" + std::to_string(i));
   EXPECT_EQ(third_.receive().value().number(kCode), 0U);
@@ -99,7 +100,7 @@ TEST_F(BrokerRobustness, AFloodFromOneClientDoesNotStarveTheOthers) {
     const ByteString requests = joined(std::vector<ByteString>(500, frame(kLookup, 1, 0, {})));
     while (!stop.stop_requested()) third_.try_send(requests, MSG_DONTWAIT);
   });
-  for (int i = 0; i < 100; ++i) EXPECT_TRUE(exchange());
+  for (int i = 0; i < 100; ++i) check_exchange(std::to_string(i) + " in the flood");
 }
 
 }  // namespace

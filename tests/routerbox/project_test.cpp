@@ -16,10 +16,20 @@ class BoxToml : public testing::Test {
   BoxToml() {
     std::filesystem::create_directory(folder_.path("fixtures"));
     folder_.file("state.json", "{}");
+    folder_.file("stub.toml", "[[send]]\nto = 'weather'\ntext = ''\nafter = 0\n");
   }
 
   Project read(const std::string& text) const {
     return routerbox::read_project(folder_.file("box.toml", text));
+  }
+
+  std::string refusal_of(const std::string& text) const {
+    try {
+      read(text);
+    } catch (const routerbox::Failure& failure) {
+      return failure.what();
+    }
+    return "nothing";
   }
 
   const HostFolder folder_;
@@ -31,7 +41,7 @@ TEST_F(BoxToml, SaysWhatTheBoxIsToHave) {
       "[hosts]\n\"api.weather.example\" = 'fixtures'\n"
       "[[plugin]]\nname = 'weather'\nappid = '3001'\nrun = \"./build/weather 'two words'\"\n"
       "abilities = ['download', 'ability_wan', 5]\n"
-      "[[plugin]]\nname = 'link'\nappid = '3002'\nuid = 77\nstub = 'state.json'\n");
+      "[[plugin]]\nname = 'link'\nappid = '3002'\nuid = 77\nstub = 'stub.toml'\n");
   EXPECT_EQ(folder_.root(), project.folder);
   EXPECT_EQ(folder_.path("state.json"), project.router.path);
   EXPECT_TRUE(project.downloads.wanted && !project.files.wanted);
@@ -84,12 +94,46 @@ TEST_F(BoxToml, IsRefusedWithThePlaceAndWhatWasExpected) {
        ":5: plugin has the uid 10001"},
   };
   for (const auto& c : kCases) {
-    std::string message = "nothing";
-    try {
-      read(c.text);
-    } catch (const routerbox::Failure& failure) {
-      message = failure.what();
-    }
+    const std::string message = refusal_of(c.text);
+    EXPECT_NE(std::string::npos, message.find(c.message)) << c.why << ": " << message;
+  }
+}
+
+TEST_F(BoxToml, RefusesAStubThatCannotBePlayed) {
+  static const struct {
+    const char* why;
+    const char* text;
+    const char* message;
+  } kCases[] = {
+      {"nothing", "", "stub.toml:1: a stub needs [[answer]], [[send]] or [[event]]"},
+      {"unknown section", "[[answers]]\n",
+       "stub.toml:1: answers = a list is no key that is known here; did you mean answer?"},
+      {"one answer as a table", "[answer]\n", ":1: answer must be written [[answer]]"},
+      {"unknown key", "[[answer]]\nlke = 'a'\n",
+       ":2: lke = 'a' is no key that is known here; did you mean like?"},
+      {"no expression", "[[answer]]\nmatch = '('\n",
+       ":2: match = '(' is no POSIX extended regular expression: "},
+      {"two patterns", "[[answer]]\nis = 'a'\nlike = 'b'\n", ":3: like = 'b' is a second pattern"},
+      {"nothing to say", "[[answer]]\nis = 'a'\n", ":1: answer needs text = "},
+      {"an unknown failure", "[[answer]]\nfail = 'hangs'\n", "is no way to fail; did you mean hang?"},
+      {"fails and answers", "[[answer]]\nfail = 'end'\ntext = ''\n", "has fail beside what it answers"},
+      {"never given", "[[answer]]\ntext = 'a'\n[[answer]]\nis = 'b'\ntext = ''\n",
+       ":3: answer is never given: "},
+      {"no time", "[[send]]\nto = 'link'\ntext = ''\n", ":1: send needs a time"},
+      {"no time as known", "[[send]]\nevery = '5 s'\n", ":2: every = '5 s' must be a time such as"},
+      {"too often", "[[send]]\nevery = 0\n", "must be 10ms or more"},
+      {"a count alone", "[[event]]\nevent = 'wan'\nsub = 256\nafter = 0\ncount = 3\n", "no time between"},
+      {"to nobody", "[[send]]\nto = 'lnk'\ntext = ''\nafter = 0\n",
+       ":1: send is to 'lnk', which is no plug-in of the box; did you mean link?"},
+      {"unknown event", "[[event]]\nevent = 'wn'\n", ":2: event = 'wn' is no event; did you mean wan?"},
+      {"a subevent of another event", "[[event]]\nevent = 'wan'\nsub = 512\nafter = 0\n",
+       "there is 256 and 257"},
+      {"an ability that is missing", "[[answer]]\ntext = ''\n",
+       "box.toml:1: link needs abilities = [\"cloud_communication\"]"},
+  };
+  for (const auto& c : kCases) {
+    folder_.file("stub.toml", c.text);
+    const std::string message = refusal_of("[[plugin]]\nname = 'link'\nappid = '3'\nstub = 'stub.toml'\n");
     EXPECT_NE(std::string::npos, message.find(c.message)) << c.why << ": " << message;
   }
 }

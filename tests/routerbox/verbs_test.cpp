@@ -138,6 +138,50 @@ TEST_F(Verbs, GoOnBesideClientsThatHangAndAfterABoxThatWasKilled) {
   EXPECT_EQ(0, again.status) << again.output;
 }
 
+constexpr const char* kStubs = "[[plugin]]\nname = 'greeter'\nappid = '3001'\nrun = '" TEST_BIN
+                               "/greeter'\nabilities = ['cloud_communication', 'notify_rcv']\n"
+                               "[[plugin]]\nname = 'radar'\nappid = '3002'\nstub = 'radar.toml'\n"
+                               "abilities = ['cloud_communication', 'notify_send']\n"
+                               "[[plugin]]\nname = 'cloud'\nappid = '3003'\nstub = 'cloud.toml'\n";
+constexpr const char* kRadar =
+    "[[answer]]\nis = 'rain?'\ntext = 'once'\ncount = 'once'\n"
+    "[[answer]]\nis = 'rain?'\ntext = 'again'\n"
+    "[[answer]]\nlike = 'rain in *'\ntext = '2 mm'\ndelay = '300ms'\n"
+    "[[answer]]\nmatch = '^snow (now|soon)$'\ntext = ''\nstatus = 5\n"
+    "[[answer]]\nis = 'end'\nfail = 'end'\n"
+    "[[answer]]\nis = 'hang'\nfail = 'hang'\n"
+    "[[event]]\nevent = 'home'\nsub = 512\ntext = 'rang'\nafter = '50ms'\n";
+
+TEST_F(Verbs, PlayOtherPlugins) {
+  folder_.file("box.toml", kStubs);
+  folder_.file("radar.toml", kRadar);
+  folder_.file("cloud.toml", "[[send]]\nto = 'greeter'\ntext = 'tick'\nevery = '100ms'\ncount = 2\n");
+  static const Case kCases[] = {
+      {"up", "$B up", 0, ""},
+      {"an answer once", "$B send radar 'rain?'", 0, "once\n"},
+      {"then the next that fits", "$B send radar 'rain?'", 0, "again\n"},
+      {"a pattern, late", "$B send radar 'rain in Bern' --json | grep -E '\"ms\":([3-9]|1[0-9])[0-9][0-9]'",
+       0, R"("answer":"2 mm","status":0)"},
+      {"an expression, a status", "$B send radar 'snow soon' --json", 0, R"("answer":"","status":5)"},
+      {"one that none fits", "$B send radar 'snow later'", 0, "(status 4: Not found)"},
+      {"what it sends",
+       "until [ $($B log greeter --json | grep -c '\"from\":\"cloud\",\"to\":\"greeter\".*tick') = 2 ]; do "
+       "sleep 0.05; done",
+       0, ""},
+      {"no more than told",
+       "sleep 0.3; $B log greeter --json | grep -c '\"from\":\"cloud\",\"to\":\"greeter\".*tick'", 0, "2\n"},
+      {"its event", "until $B log events --json | grep rang; do sleep 0.05; done", 0,
+       R"("from":"radar","to":"greeter")"},
+      {"hangs", "timeout 0.3 $B send radar hang; timeout 0.5 $B send radar 'rain?'", 124, ""},
+      {"until it is restarted", "$B restart radar && $B send radar 'rain?'", 0, "once\n"},
+      {"ends", "timeout 0.3 $B send radar end; $B ps", 0, "radar    3002   10002  ended (status 0)"},
+      {"its file is read anew",
+       "echo >>radar.toml '[[answer]]\ntext = 3'; $B start radar; sleep 0.3; $B log radar", 0, "status 1"},
+      {"a box is refused with it", "$B down; $B up", 125, "radar.toml:28: text = 3 must be a text in quotes"},
+  };
+  check(kCases);
+}
+
 // A project of one plug-in that runs this line of shell.
 std::string night(const std::string& line) {
   return "[[plugin]]\nname = 'night'\nappid = '3002'\nrun = \"sh -c '" + line + "'\"\n";
