@@ -5,11 +5,15 @@
 #include <CLI/CLI.hpp>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <iostream>
 
 #include "../guard.h"
+#include "../io.h"
 #include "../outer.h"
+#include "../places.h"
 #include "../programs.h"
+#include "../unfinished.h"
 #include "client.h"
 #include "debug.h"
 #include "doctor.h"
@@ -90,6 +94,21 @@ int start_plugin(const Line& line) {
         box.call("restart", {{"target", name}});
         std::cout << name + " runs anew: " + program + " has changed\n" << std::flush;
       });
+  return kDone;
+}
+
+// By way of the box's folder, which it can see wherever the file lies.
+int install_file(const Line& line) {
+  const BoxClient box(line.name);
+  const std::filesystem::path file = line.arguments.at("file").get<std::string>(),
+                              name = "package-" + std::to_string(getpid());
+  if (!std::filesystem::is_regular_file(file))
+    throw Failure("there is no file " + file.string() + "; routerbox pack makes one", kNo);
+  const std::filesystem::path copy = std::filesystem::path(box.folder()) / name;
+  const Unfinished passing(copy);
+  write_file(copy, read_file(file), 0600);
+  const Json result = box.call("install", {{"file", (kBoxFolder / name).string()}});
+  std::cout << (line.json ? text_of(result) + "\n" : readable_result("install", result)) << std::flush;
   return kDone;
 }
 
@@ -196,9 +215,18 @@ int start_box(const Verb& verb, int argc, char** argv) {
 constexpr struct {
   const char* verb;
   int (*run)(const Line& line);
-} kOwn[] = {{"down", end_box}, {"shell", enter_box},   {"exec", enter_box},     {"verify", verify},
-            {"log", show_log}, {"debug", debug},       {"start", start_plugin}, {"restart", start_plugin},
-            {"new", make_new}, {"doctor", show_doctor}};
+} kOwn[] = {{"down", end_box}, {"shell", enter_box},    {"exec", enter_box},      {"verify", verify},
+            {"log", show_log}, {"debug", debug},        {"start", start_plugin},  {"restart", start_plugin},
+            {"new", make_new}, {"doctor", show_doctor}, {"install", install_file}};
+
+[[noreturn]] void become_boxpack(int argc, char** argv) {
+  const std::string program =
+      find_own(own_folder(), "boxpack", "the program that makes archives", "the verb");
+  std::vector<std::string> words{"boxpack"};
+  words.insert(words.end(), argv + 1, argv + argc);
+  execv(program.c_str(), exec_arguments(words).data());
+  throw Failure(explain_exec(program, errno), kNotExecutable);
+}
 
 bool asks_for_help(int argc, char** argv) {
   for (char** word = argv; word != argv + argc && std::strcmp(*word, "--") != 0; ++word)
@@ -216,6 +244,7 @@ int run_verb(int argc, char** argv) {
     return kDone;
   }
   if (starts) return start_box(verb, argc - 1, argv + 1);
+  if (verb.name == std::string("pack")) become_boxpack(argc, argv);
   if (verb.name == std::string("test")) return run_tests(argc - 1, argv + 1);
   const Line line = parse_line(verb, argc - 1, argv + 1);
   for (const auto& own : kOwn)
