@@ -39,7 +39,9 @@ class Box {
                  plan.plugins),
         bus_(processes_, plan.boxbus),
         bus_faults_(processes_, services_, plugins_),
-        faults_(services_, bus_faults_) {}
+        faults_(services_, bus_faults_),
+        expectations_({plugins_, services_, bus_, faults_, cores_}, std::string(kBoxFolder) + "/trace.jsonl"),
+        installer_({plan, processes_, plugins_, [this](size_t place) { start_plugin(place); }}) {}
 
   int run() {
     const int status = processes_.run([this] { return direct(); },
@@ -61,8 +63,8 @@ class Box {
     // However this ends, as their threads need the box's processes.
     const std::unique_ptr<Cores, void (*)(Cores*)> told(&cores_, [](Cores* cores) { cores->wait(); });
     start_control(std::move(ends_.control),
-                  box_verbs({plan_, processes_, trace_, plugins_, services_, bus_, faults_,
-                             [this](size_t place) { start_plugin(place); }}));
+                  box_verbs({plan_, processes_, trace_, plugins_, services_, bus_, faults_, expectations_,
+                             installer_, [this](size_t place) { start_plugin(place); }}));
     services_.start_all();
     if (!plan_.zelctl.empty()) fill_permission_table();
     for (size_t place = 0; place < plugins_.size(); ++place) start_plugin(place);
@@ -128,6 +130,8 @@ class Box {
   BusClient bus_;
   BusFaults bus_faults_;
   FaultVerbs faults_;
+  Expectations expectations_;
+  Installer installer_;
 };
 
 PluginRun plugin_from(const Background& wanted, const std::vector<Package>& packages) {
@@ -148,6 +152,21 @@ std::string data_folder(const Options& options, const ProjectPlugin& plugin) {
   return std::string(kBoxFolder) + "/data/" + plugin.name;
 }
 
+std::string program_of(const ProjectPlugin& wanted, const Plan& plan) {
+  if (!wanted.stub.empty()) return find_own(plan.own, "boxstub", "the program that plays stubs", "");
+  const Options& options = plan.options;
+  const Project& project = *options.project;
+  try {
+    return find_program(
+        built_program(project, options.build.empty() ? project.build : options.build, wanted.run.front()));
+  } catch (const Failure& failure) {
+    const std::string advice = options.target.empty()
+                                   ? "; is it built?"
+                                   : "; to build it, run: " + target_of(project, options.target).make;
+    throw Failure(wanted.place + ": " + failure.what() + advice, failure.status());
+  }
+}
+
 std::vector<std::string> stub_words(const std::string& file, const Project& project) {
   std::vector<std::string> words{"boxstub", file};
   for (const StubPeer& peer : peers_among(project.plugins)) words.push_back(peer.name + "=" + peer.appid);
@@ -156,21 +175,24 @@ std::vector<std::string> stub_words(const std::string& file, const Project& proj
 
 PluginRun plugin_from(const ProjectPlugin& wanted, const Plan& plan) {
   const Package& package = package_of(plan.packages, wanted.appid);
-  const bool stub = !wanted.stub.empty();
+  return {wanted.name,
+          wanted.appid,
+          wanted.name,
+          package.uid,
+          package.may_receive_cloud_messages(),
+          program_of(wanted, plan),
+          wanted.stub.empty() ? wanted.run : stub_words(wanted.stub, *plan.options.project),
+          data_folder(plan.options, wanted),
+          std::nullopt,
+          wanted.stub,
+          wanted.data};
+}
+
+std::string find_valgrind() {
   try {
-    return {wanted.name,
-            wanted.appid,
-            wanted.name,
-            package.uid,
-            package.may_receive_cloud_messages(),
-            stub ? find_own(plan.own, "boxstub", "the program that plays stubs", "")
-                 : find_program(wanted.run.front()),
-            stub ? stub_words(wanted.stub, *plan.options.project) : wanted.run,
-            data_folder(plan.options, wanted),
-            std::nullopt,
-            wanted.stub};
+    return find_program("valgrind");
   } catch (const Failure& failure) {
-    throw Failure(wanted.place + ": " + failure.what() + "; is it built?", failure.status());
+    throw Failure("valgrind is not on this machine; run: sudo apt-get install valgrind", failure.status());
   }
 }
 
@@ -210,6 +232,9 @@ Plan make_plan(const Options& options) {
     return emulator_for(program, options.target_roots, plan.own);
   };
   for (PluginRun& plugin : plan.plugins) plugin.emulator = emulator(plugin.program);
+  if (options.valgrind)
+    for (PluginRun& plugin : plan.plugins)
+      if (!plugin.emulator && plugin.stub.empty()) plugin.valgrind = find_valgrind();
   if (!plan.command.empty()) plan.emulator = emulator(plan.command);
   return plan;
 }

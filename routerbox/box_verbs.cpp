@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <fstream>
 #include <mutex>
+#include <thread>
 
 #include "events.h"
 #include "nearest.h"
@@ -71,7 +72,7 @@ class BoxVerbs {
     Json (BoxVerbs::*run)(const Json& arguments);
     bool changes;  // the box, so that the trace has it
   };
-  static const Row kVerbs[14];
+  static const Row kVerbs[18];
 
   Json run_and_trace(const Row& row, const Json& arguments) {
     TraceLine line{Channel::kLife, "author", "box", row.name, "OK", {}, {{"arguments", arguments}}};
@@ -196,9 +197,23 @@ class BoxVerbs {
   }
 
   Json send(const Json& arguments) {
-    const size_t place = plugin_named(text_in(arguments, "plugin"));
-    return parts_.bus.send(parts_.plugins.row(place).run, text_in(arguments, "text"));
+    const PluginRun plugin = parts_.plugins.row(plugin_named(text_in(arguments, "plugin"))).run;
+    if (arguments.value("background", Json(false)) != Json(true))
+      return parts_.expectations.send(plugin, arguments);
+    // Like the control's own threads it may outlive the box by a moment.
+    std::thread([this, plugin, arguments] {
+      try {
+        parts_.expectations.send(plugin, arguments);
+      } catch (const std::exception& error) {
+        parts_.trace.record({Channel::kLife, "box", plugin.name, "send", error.what(), {}, {}});
+      }
+    }).detach();
+    return {{"background", true}};
   }
+
+  Json expect(const Json& arguments) { return parts_.expectations.expect(arguments); }
+  Json mark(const Json& arguments) { return parts_.expectations.mark(arguments); }
+  Json verify(const Json& arguments) { return parts_.expectations.verify(arguments); }
 
   Json event(const Json& arguments) {
     const std::string name = word_in(arguments, "event", event_names());
@@ -247,6 +262,11 @@ class BoxVerbs {
   Json fault(const Json& arguments) { return parts_.faults.fault(arguments); }
   Json faults(const Json& arguments) { return parts_.faults.faults(arguments); }
 
+  Json install(const Json& arguments) {
+    const std::lock_guard lock(changing_);
+    return parts_.installer.install(text_in(arguments, "file"));
+  }
+
   Json down(const Json&) {
     parts_.processes.interrupt(SIGTERM);
     return {{"box", parts_.plan.box}};
@@ -256,7 +276,7 @@ class BoxVerbs {
   std::mutex changing_;
 };
 
-const BoxVerbs::Row BoxVerbs::kVerbs[14] = {
+const BoxVerbs::Row BoxVerbs::kVerbs[18] = {
     {"ps", &BoxVerbs::ps, false},          {"enter", &BoxVerbs::enter, false},
     {"start", &BoxVerbs::start, true},     {"stop", &BoxVerbs::stop, true},
     {"restart", &BoxVerbs::restart, true}, {"send", &BoxVerbs::send, true},
@@ -264,6 +284,8 @@ const BoxVerbs::Row BoxVerbs::kVerbs[14] = {
     {"disk", &BoxVerbs::disk, true},       {"set", &BoxVerbs::set, true},
     {"state", &BoxVerbs::state, false},    {"fault", &BoxVerbs::fault, true},
     {"faults", &BoxVerbs::faults, false},  {"down", &BoxVerbs::down, true},
+    {"expect", &BoxVerbs::expect, false},  {"mark", &BoxVerbs::mark, true},
+    {"verify", &BoxVerbs::verify, false},  {"install", &BoxVerbs::install, true},
 };
 
 }  // namespace

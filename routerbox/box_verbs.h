@@ -5,7 +5,9 @@
 #include "box.h"
 #include "bus_client.h"
 #include "control.h"
+#include "expect/expectations.h"
 #include "fault_verbs.h"
+#include "install.h"
 #include "services/services.h"
 
 namespace routerbox {
@@ -18,6 +20,8 @@ struct BoxParts {
   Services& services;
   BusClient& bus;
   FaultVerbs& faults;
+  Expectations& expectations;
+  Installer& installer;
   std::function<void(size_t place)> start_plugin;  // and waits until it is served
 };
 

@@ -10,6 +10,10 @@ using Clock = std::chrono::steady_clock;
 constexpr Processes::Limit kBetweenLooks(20);
 constexpr Processes::Limit kAnswerLimit(10000);  // the bus's own is 8 seconds
 
+[[noreturn]] void report_silent_broker() {
+  throw Failure("the broker does not answer; routerbox restart bus starts it anew", kTimedOut);
+}
+
 }  // namespace
 
 ObjectWait BusClient::wait_for_object(const std::string& name, pid_t owner, std::chrono::milliseconds limit) {
@@ -25,25 +29,29 @@ ObjectWait BusClient::wait_for_object(const std::string& name, pid_t owner, std:
   return ObjectWait::kFound;
 }
 
-BusClient::Outcome BusClient::run(const std::vector<std::string>& words) {
+std::optional<BusClient::Outcome> BusClient::run(const std::vector<std::string>& words,
+                                                 std::chrono::milliseconds limit) {
   std::string output;
   Launch launch{program_, {"boxbus"}, {}, {}};
   launch.words.insert(launch.words.end(), words.begin(), words.end());
   launch.output = [&output](std::string_view piece) { output += piece; };
   const pid_t process = processes_.start(launch);
-  std::optional<int> status = processes_.wait(process, kAnswerLimit);
+  const std::optional<int> status = processes_.wait(process, limit);
   if (!status) {
     // Waited for, so that nothing more is written to `output`.
     processes_.signal(process, SIGKILL);
     processes_.wait(process);
-    throw Failure("the broker does not answer; routerbox restart bus starts it anew", kTimedOut);
+    return std::nullopt;
   }
-  return {*status, output};
+  return Outcome{*status, output};
 }
 
-Json BusClient::send(const PluginRun& plugin, const std::string& text) {
+Json BusClient::send(const PluginRun& plugin, const std::string& text, std::chrono::milliseconds limit) {
   const auto begin = Clock::now();
-  const Outcome outcome = run({"send", plugin.object(), text});
+  const std::optional<Outcome> ended = run({"send", plugin.object(), text}, limit);
+  if (!ended && limit >= kAnswerLimit) report_silent_broker();
+  if (!ended) throw Failure(plugin.name + " gave no answer in this time", kTimedOut);
+  const Outcome& outcome = *ended;
   if (outcome.status == kNo)
     throw Failure(
         plugin.name + " has no object " + plugin.object() + " on the bus; routerbox ps shows whether it runs",
@@ -58,8 +66,9 @@ Json BusClient::send(const PluginRun& plugin, const std::string& text) {
 void BusClient::send_event(int event, int subevent, const std::optional<std::string>& text) {
   std::vector<std::string> words{"event", std::to_string(event), std::to_string(subevent)};
   if (text) words.push_back(*text);
-  const Outcome outcome = run(words);
-  if (outcome.status != kDone) throw Failure(outcome.output, kFailed);
+  const std::optional<Outcome> ended = run(words, kAnswerLimit);
+  if (!ended) report_silent_broker();
+  if (const Outcome& outcome = *ended; outcome.status != kDone) throw Failure(outcome.output, kFailed);
 }
 
 }  // namespace routerbox

@@ -18,8 +18,9 @@ class BusClient {
 
   // Waits until the bus object `name`, which the process `owner` is to make, can be found.
   ObjectWait wait_for_object(const std::string& name, pid_t owner, std::chrono::milliseconds limit);
-  // {"answer": TEXT or null, "status": of the call, "meaning": of the status, "ms": N}. Throws Failure.
-  Json send(const PluginRun& plugin, const std::string& text);
+  // {"answer": TEXT or null, "status": of the call, "meaning": of the status, "ms": N}. Throws Failure. The bus itself
+  // waits for 8 seconds.
+  Json send(const PluginRun& plugin, const std::string& text, std::chrono::milliseconds limit);
   void send_event(int event, int subevent, const std::optional<std::string>& text);
 
  private:
@@ -27,7 +28,8 @@ class BusClient {
     int status = 0;
     std::string output;
   };
-  Outcome run(const std::vector<std::string>& words);
+  // None when it took longer.
+  std::optional<Outcome> run(const std::vector<std::string>& words, std::chrono::milliseconds limit);
 
   Processes& processes_;
   const std::string program_;

@@ -14,7 +14,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr int kDeadly[] = {SIGQUIT, SIGILL, SIGTRAP, SIGABRT, SIGBUS, SIGFPE, SIGSEGV, SIGSYS};
 constexpr Processes::Limit kDebuggerLimit(10000);
 constexpr const char* kPatternFile = "/proc/sys/kernel/core_pattern";
 
@@ -50,7 +49,7 @@ std::string debugger() {
 }  // namespace
 
 void Cores::collect(const PluginRun& run, pid_t process, int status) {
-  if (std::find(std::begin(kDeadly), std::end(kDeadly), status - kKilledBase) == std::end(kDeadly)) return;
+  if (!leaves_core(status)) return;
   const std::lock_guard lock(mutex_);
   collecting_.emplace_back([this, run, process] {
     try {
@@ -87,6 +86,7 @@ void Cores::examine(const PluginRun& run, pid_t process) {
 std::string Cores::keep(const PluginRun& run, pid_t process, const std::string& core) const {
   if (folder_.empty()) return core;
   const std::string place = folder_ + "/" + run.name + "." + std::to_string(process);
+  fs::create_directories(fs::path(folder_).parent_path());
   if (mkdir(folder_.c_str(), 0700) != 0 && errno != EEXIST) fail_errno("cannot make " + folder_);
   if (rename(core.c_str(), place.c_str()) != 0) fail_errno("cannot move " + core + " to " + place);
   return place;

@@ -84,17 +84,29 @@ Json FaultVerbs::faults(const Json& arguments) const {
   const std::string wanted = text_of_argument(arguments, "service");
   if (!wanted.empty()) check_service(wanted);
   Json all = Json::array();
-  for (const auto& row : kMisbehaving) {
-    const std::string service = row.name;
-    if ((!wanted.empty() && service != wanted) || !services_.has(service)) continue;
-    const Json listed =
-        row.port == 0 ? bus_.list() : Json::parse(body_of(client_of(service).Get(kPath), service));
-    for (Json fault : listed) {
-      fault["service"] = service;
-      all.push_back(fault);
-    }
-  }
+  for (const auto& row : kMisbehaving)
+    if (services_.has(row.name) && (wanted.empty() || wanted == row.name)) add_faults(row.name, &all);
   return {{"faults", all}};
+}
+
+Json FaultVerbs::faults_of_running() const {
+  Json all = Json::array();
+  for (const auto& row : kMisbehaving)
+    if (services_.runs(row.name)) add_faults(row.name, &all);
+  return all;
+}
+
+void FaultVerbs::add_faults(const std::string& service, Json* all) const {
+  const Json listed =
+      port_of(service) == 0 ? bus_.list() : Json::parse(body_of(client_of(service).Get(kPath), service));
+  for (Json fault : listed) {
+    fault["service"] = service;
+    all->push_back(fault);
+  }
+}
+
+std::vector<std::string> methods_of_service(const std::string& service) {
+  return Json::parse(body_of(client_of(service).Get("/box/methods"), service));
 }
 
 }  // namespace routerbox

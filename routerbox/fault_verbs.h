@@ -16,12 +16,18 @@ class FaultVerbs {
   Json fault(const Json& arguments);
   // {"faults": [{"service", "method", "kind", "count", "played", ...}]}, of one service or all.
   Json faults(const Json& arguments) const;
+  // The list of all services that run.
+  Json faults_of_running() const;
 
  private:
+  void add_faults(const std::string& service, Json* all) const;
   void check_service(const std::string& service) const;
 
   const Services& services_;
   BusFaults& bus_;
 };
+
+// What a fault of this service, which is not the bus, can be for.
+std::vector<std::string> methods_of_service(const std::string& service);
 
 }  // namespace routerbox

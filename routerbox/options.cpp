@@ -110,6 +110,17 @@ Servers add_server_options(CLI::App* app, Options* options, Texts* texts) {
   return {router, downloads, files};
 }
 
+void add_project_options(CLI::App* app, Options* options) {
+  CLI::Option* const target = app->add_option(
+      "--target", options->target, "Run the plug-ins of ./box.toml as they are built for it, such as mipsel");
+  app->add_option("--build", options->build,
+                  "Folder in which the plug-ins of ./box.toml are built (default: as the file says)")
+      ->check(CLI::ExistingDirectory)
+      ->transform([](const std::string& folder) { return std::filesystem::absolute(folder).string(); })
+      ->excludes(target);
+  app->add_flag("--valgrind", options->valgrind, "Run the plug-ins of ./box.toml under valgrind");
+}
+
 void add_box_options(CLI::App* app, Options* options) {
   app->add_option("--target-root", options->target_roots,
                   "Folder with loader and libraries of a program for another processor, which qemu runs\n"
@@ -155,6 +166,7 @@ Options parse(int argc, char** argv) {
   add_plugin_options(&app, &options, &texts);
   const Servers servers = add_server_options(&app, &options, &texts);
   add_box_options(&app, &options);
+  add_project_options(&app, &options);
   options.command = parse_up_to_command(&app, argc, argv);
   options.router = servers.router->count() > 0;
   options.downloads = servers.downloads->count() > 0;
@@ -169,6 +181,7 @@ void take_project(Options* options) {
   if (!std::filesystem::exists(kProjectFile) || !options->packages.empty()) return;
   options->project = read_project(kProjectFile);
   const Project& project = *options->project;
+  if (!options->target.empty()) options->build = target_of(project, options->target).build;
   const struct {
     const Wish& wish;
     bool& wanted;

@@ -24,6 +24,8 @@ struct Options {
   std::string router_log;        // file of the host, may be empty
   std::string downloads_folder;  // of the host, may be empty
   std::string files_folder;      // of the host, may be empty
+  std::string target;            // whose build of the project's plug-ins runs; empty: this machine's
+  std::string build;             // where that lies, absolute; empty: where box.toml says
   std::optional<Project> project;
   std::vector<Background> start;
   std::vector<std::string> keep;
@@ -38,6 +40,7 @@ struct Options {
   bool no_perm = false;
   bool quiet = false;
   bool ignore_deaths = false;
+  bool valgrind = false;
 };
 
 // Prints the help and ends the process for --help; throws Failure for a line that cannot be used.

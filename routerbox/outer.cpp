@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <exception>
 #include <iostream>
+#include <sstream>
 
 #include "box.h"
 #include "namespaces.h"
@@ -102,13 +103,24 @@ void redirect_output(const std::string& file) {
     fail_errno("cannot write " + file);
 }
 
+// What its services said, while nobody sees the file yet.
+std::string lines_of_services(const std::string& file) {
+  std::istringstream log(read_file(file));
+  std::string lines;
+  for (std::string line; std::getline(log, line);)
+    if (!line.starts_with("routerbox: ")) lines += "\n" + line;
+  return lines;
+}
+
 [[noreturn]] void be_background(const Plan& plan, Descriptor ready) {
   int status = kBoxFailed;
   try {
     setsid();
     const BoxPlace place(plan.box);
-    redirect_output(place.folder() + "/output.log");
+    const std::string log = place.folder() + "/output.log";
+    redirect_output(log);
     status = run(plan, place, Descriptor(fcntl(ready.get(), F_DUPFD_CLOEXEC, 3)));
+    write_all(ready.get(), lines_of_services(log));  // to nobody where the box has run
   } catch (const std::exception& error) {
     write_all(ready.get(), error.what());
   }

@@ -1,5 +1,6 @@
 #include "plugins.h"
 
+#include <signal.h>
 #include <string.h>
 
 #include <algorithm>
@@ -9,10 +10,31 @@ namespace {
 
 constexpr Processes::Limit kEndLimit(2000);
 constexpr size_t kLastLines = 10;
+constexpr size_t kMostLines = 10'000;
+constexpr int kDeadly[] = {SIGQUIT, SIGILL, SIGTRAP, SIGABRT, SIGBUS, SIGFPE, SIGSEGV, SIGSYS};
 
 constexpr std::string_view kSanitizerReports[] = {"ERROR: AddressSanitizer", "ERROR: LeakSanitizer",
                                                   "WARNING: ThreadSanitizer", "WARNING: MemorySanitizer",
                                                   ": runtime error: "};
+
+// What valgrind has to say begins with the process's number: "==12345== Invalid read of size 4".
+bool is_valgrinds(std::string_view line) {
+  const size_t digits = line.starts_with("==") ? line.find_first_not_of("0123456789", 2) : std::string::npos;
+  return digits != std::string::npos && digits > 2 && line.substr(digits).starts_with("== ");
+}
+
+void run_under_valgrind(const PluginRun& run, Launch* launch) {
+  if (run.valgrind.empty()) return;
+  launch->words[0] = launch->program;
+  launch->words.insert(launch->words.begin(), {"valgrind", "--quiet"});
+  launch->program = run.valgrind;
+}
+
+}  // namespace
+
+bool leaves_core(int status) {
+  return std::find(std::begin(kDeadly), std::end(kDeadly), status - kKilledBase) != std::end(kDeadly);
+}
 
 std::string describe_end(int status) {
   if (status <= kKilledBase) return "with status " + std::to_string(status);
@@ -20,13 +42,29 @@ std::string describe_end(int status) {
   return "killed by signal " + std::to_string(number) + " (" + strsignal(number) + ")";
 }
 
-}  // namespace
-
-Plugins::Plugins(const Ways& ways, const std::vector<PluginRun>& runs) : ways_(ways) {
+Plugins::Plugins(const Ways& ways, const std::vector<PluginRun>& runs) : ways_(ways), outputs_(runs.size()) {
   for (const PluginRun& run : runs) rows_.push_back({run});
 }
 
+size_t Plugins::size() const {
+  const std::lock_guard lock(mutex_);
+  return rows_.size();
+}
+
+size_t Plugins::put(const PluginRun& run) {
+  const std::lock_guard lock(mutex_);
+  for (size_t place = 0; place < rows_.size(); ++place) {
+    if (rows_[place].run.appid != run.appid) continue;
+    rows_[place].run = run;
+    return place;
+  }
+  rows_.push_back({run});
+  outputs_.emplace_back();
+  return rows_.size() - 1;
+}
+
 std::optional<size_t> Plugins::find(const std::string& name) const {
+  const std::lock_guard lock(mutex_);
   for (size_t place = 0; place < rows_.size(); ++place)
     if (rows_[place].run.name == name || rows_[place].run.appid == name) return place;
   return std::nullopt;
@@ -38,16 +76,19 @@ Plugins::Row Plugins::row(size_t place) const {
 }
 
 std::vector<std::string> Plugins::names() const {
+  const std::lock_guard lock(mutex_);
   std::vector<std::string> names;
   for (const Row& row : rows_) names.push_back(row.run.name);
   return names;
 }
 
 bool Plugins::start(size_t place) {
-  if (row(place).state == State::kRunning) return false;
-  const PluginRun& run = rows_[place].run;
+  const Row before = row(place);
+  if (before.state == State::kRunning) return false;
+  const PluginRun& run = before.run;
   Launch launch{run.program, run.words, run.uid, {}};
   emulate(run.emulator, &launch);
+  run_under_valgrind(run, &launch);
   launch.output = whole_lines([this, place](std::string_view line) { take_line(place, line); });
   launch.terminal = true;
   launch.data = run.data;
@@ -65,13 +106,14 @@ bool Plugins::start(size_t place) {
 }
 
 bool Plugins::stop(size_t place) {
+  const Row before = row(place);
   {
     const std::lock_guard lock(mutex_);
     if (rows_[place].state != State::kRunning) return false;
     rows_[place].state = State::kStopped;
   }
-  ways_.processes.stop({rows_[place].process}, kEndLimit);
-  ways_.trace.record({Channel::kLife, "box", rows_[place].run.name, "stop", "", {}, {}});
+  ways_.processes.stop({before.process}, kEndLimit);
+  ways_.trace.record({Channel::kLife, "box", before.run.name, "stop", "", {}, {}});
   return true;
 }
 
@@ -88,14 +130,33 @@ void Plugins::stop_all() {
   ways_.processes.stop(running, kEndLimit);
 }
 
-void Plugins::take_line(size_t place, std::string_view line) {
-  const PluginRun& run = rows_[place].run;
-  ways_.printer.print(STDOUT_FILENO, run.prefix + " | " + std::string(line));
+size_t Plugins::count_lines(size_t place) const {
   const std::lock_guard lock(mutex_);
+  return outputs_[place].lost + outputs_[place].lines.size();
+}
+
+std::vector<std::string> Plugins::lines_from(size_t place, size_t first) const {
+  const std::lock_guard lock(mutex_);
+  const Output& output = outputs_[place];
+  const size_t skipped = std::min(first > output.lost ? first - output.lost : 0, output.lines.size());
+  return {output.lines.begin() + static_cast<ptrdiff_t>(skipped), output.lines.end()};
+}
+
+void Plugins::take_line(size_t place, std::string_view line) {
+  std::unique_lock lock(mutex_);
+  const std::string prefix = rows_[place].run.prefix;
+  lock.unlock();
+  ways_.printer.print(STDOUT_FILENO, prefix + " | " + std::string(line));
+  lock.lock();
   Row& row = rows_[place];
+  const PluginRun& run = row.run;
   row.last_lines.emplace_back(line.substr(0, kLongestText));
   if (row.last_lines.size() > kLastLines) row.last_lines.pop_front();
+  Output& output = outputs_[place];
+  output.lines.emplace_back(line.substr(0, kLongestText));
+  if (output.lines.size() > kMostLines) output.lines.pop_front(), ++output.lost;
   const bool report =
+      (!run.valgrind.empty() && is_valgrinds(line)) ||
       std::any_of(std::begin(kSanitizerReports), std::end(kSanitizerReports),
                   [&](std::string_view text) { return line.find(text) != std::string_view::npos; });
   if (!report || row.reported) return;
@@ -112,6 +173,7 @@ void Plugins::note_end(pid_t process, int status) {
     row.state = State::kEnded;
     row.status = status;
     if (status != 0) ++deaths_;
+    if (leaves_core(status)) ++row.crashes;
     report_end(row);
     if (status > kKilledBase) ways_.killed(row.run, process, status);
   }

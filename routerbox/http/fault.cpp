@@ -186,6 +186,9 @@ void route_faults(LoopbackServer* server, Faults* faults) {
   server->Get(kPath, [faults](const auto&, auto& response) {
     response.set_content(text_of(faults->list()), "application/json");
   });
+  server->Get("/box/methods", [faults](const auto&, auto& response) {
+    response.set_content(text_of(faults->methods()), "application/json");
+  });
   server->Post(kPath,
                with_body([faults](const auto&, const auto& body, auto&) { faults->add(Json::parse(body)); }));
   server->Delete(kPath, with_body([faults](const auto&, const auto&, auto&) { faults->clear(); }));

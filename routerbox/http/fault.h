@@ -57,6 +57,7 @@ class Faults {
   Json list() const;
   // The first fault of one of these methods that is to be played, counted.
   std::optional<Fault> take(const std::vector<std::string>& methods);
+  const std::vector<std::string>& methods() const { return methods_; }
 
  private:
   const FaultKind& kind_named(const std::string& name) const;
@@ -72,6 +73,7 @@ class Faults {
 //   GET    /box/fault   the faults, as list() has them
 //   POST   /box/fault   adds the fault in the body
 //   DELETE /box/fault   clears all faults
+//   GET    /box/methods the names of all methods, an array
 // These, and all else below /box/, are for root of the box only (owner.h). A fault that is refused gets HTTP status 400
 // with the reason as body. The faults must outlive the server.
 void route_faults(LoopbackServer* server, Faults* faults);

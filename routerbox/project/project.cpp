@@ -106,6 +106,12 @@ const std::vector<Key<Project>> kBoxKeys = {
     {"router", [](const Value& value, Project* project) { project->router = wish<false>(value); }},
     {"downloads", [](const Value& value, Project* project) { project->downloads = wish<true>(value); }},
     {"files", [](const Value& value, Project* project) { project->files = wish<true>(value); }},
+    {"build", [](const Value& value, Project* project) { project->build = value.path(); }},
+};
+
+const std::vector<Key<Target>> kTargetKeys = {
+    {"build", [](const Value& value, Target* target) { target->build = value.path(); }},
+    {"make", [](const Value& value, Target* target) { target->make = value.text(); }},
 };
 
 const std::vector<Key<ProjectPlugin>> kPluginKeys = {
@@ -116,12 +122,20 @@ const std::vector<Key<ProjectPlugin>> kPluginKeys = {
     {"run", read_run},
     {"abilities", read_abilities},
     {"stub", [](const Value& value, ProjectPlugin* plugin) { plugin->stub = existing(value, false); }},
+    {"data", [](const Value& value, ProjectPlugin* plugin) { plugin->data = existing(value, true); }},
 };
 
 void read_hosts(const Value& hosts, Project* project) {
   for (const auto& [name, folder] : hosts.members()) {
     if (!is_host_name(name)) folder.refuse("needs another name; " + name + " " + kNoHostName);
     project->hosts.push_back({name, existing(folder, true)});
+  }
+}
+
+void read_targets(const Value& targets, Project* project) {
+  for (const auto& [name, keys] : targets.members()) {
+    project->targets.push_back({name, {}, {}});
+    read_keys(keys, kTargetKeys, &project->targets.back());
   }
 }
 
@@ -173,6 +187,7 @@ void check_stub(const ProjectPlugin& plugin, const std::vector<ProjectPlugin>& a
 const std::vector<Key<Project>> kSections = {
     {"box", [](const Value& value, Project* project) { read_keys(value, kBoxKeys, project); }},
     {"hosts", read_hosts},
+    {"target", read_targets},
     {"plugin",
      [](const Value& value, Project* project) {
        for (const Value& plugin : value.elements())
@@ -211,10 +226,36 @@ Project read_project(const std::string& file) {
   const TomlFile toml(file);
   Project project;
   project.folder = toml.folder();
+  project.build = project.folder + "/build";
   read_keys(toml.whole(), kSections, &project);
   for (const ProjectPlugin& plugin : project.plugins)
     if (!plugin.stub.empty()) check_stub(plugin, project.plugins);
   return project;
+}
+
+std::vector<std::string> abilities_of(uint32_t bits) {
+  std::vector<std::string> names;
+  for (const AbilityName& ability : kAbilities)
+    if ((bits & 1U << (ability.number - 1)) != 0) names.emplace_back(ability.name);
+  return names;
+}
+
+Target target_of(const Project& project, const std::string& name) {
+  const auto found = std::find_if(project.targets.begin(), project.targets.end(),
+                                  [&](const Target& target) { return target.name == name; });
+  Target target = found != project.targets.end() ? *found : Target{name, {}, {}};
+  if (target.build.empty()) target.build = project.build + "-" + name;
+  if (target.make.empty())
+    target.make = "cmake -B " + target.build + " -DCMAKE_TOOLCHAIN_FILE=" + name +
+                  ".cmake && cmake --build " + target.build;
+  return target;
+}
+
+std::string built_program(const Project& project, const std::string& build, const std::string& program) {
+  if (program.find('/') == std::string::npos) return program;
+  const fs::path path = (fs::path(project.folder) / program).lexically_normal(),
+                 within = path.lexically_relative(fs::path(project.build).lexically_normal());
+  return within.empty() || *within.begin() == ".." ? path : fs::path(build) / within;
 }
 
 std::string package_file_of(const Project& project) {

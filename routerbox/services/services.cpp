@@ -63,6 +63,13 @@ bool Services::has(const std::string& name) const {
   return !of(name).empty();
 }
 
+bool Services::runs(const std::string& name) const {
+  const std::vector<Row> rows = list();
+  return has(name) && std::all_of(rows.begin(), rows.end(), [&](const Row& row) {
+           return row.name != name || row.state == State::kRunning;
+         });
+}
+
 std::vector<size_t> Services::of(const std::string& name) const {
   std::vector<size_t> rows;
   for (size_t row = 0; row < rows_.size(); ++row)

@@ -31,6 +31,7 @@ class Services {
   bool start(const std::string& name);
   bool stop(const std::string& name);
   bool has(const std::string& name) const;
+  bool runs(const std::string& name) const;  // all of its processes
   std::vector<Row> list() const;
   // The processes of one, in the order of their start.
   std::vector<pid_t> processes_of(const std::string& name) const;

@@ -71,6 +71,16 @@ pid_t BoxClient::process_one() const {
   return listener.pid;
 }
 
+void BoxClient::end() const {
+  const pid_t one = process_one();
+  try {
+    call("down", Json::object());
+  } catch (const Failure& failure) {
+    if (failure.status() != kFailed) throw;  // it may end before it has answered
+  }
+  wait_for_end(one);
+}
+
 void BoxClient::wait_for_end(pid_t process_one) const {
   const Descriptor process(static_cast<int>(syscall(SYS_pidfd_open, process_one, 0)));
   pollfd end{process.get(), POLLIN, 0};

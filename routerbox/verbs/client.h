@@ -21,10 +21,12 @@ class BoxClient {
   Json call(const std::string& verb, const Json& arguments) const;
   // Process 1 of the box, as this process sees it.
   pid_t process_one() const;
-  // Returns when the box has ended. Throws Failure after ten seconds.
-  void wait_for_end(pid_t process_one) const;
+  // Ends the box, and returns when it has ended. Throws Failure after ten seconds.
+  void end() const;
 
  private:
+  void wait_for_end(pid_t process_one) const;
+
   std::string name_, socket_;
 };
 

@@ -5,11 +5,15 @@
 #include <CLI/CLI.hpp>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <iostream>
 
 #include "../guard.h"
+#include "../io.h"
 #include "../outer.h"
+#include "../places.h"
 #include "../programs.h"
+#include "../unfinished.h"
 #include "client.h"
 #include "debug.h"
 #include "doctor.h"
@@ -19,6 +23,7 @@
 #include "print.h"
 #include "status.h"
 #include "table.h"
+#include "test.h"
 #include "watch.h"
 
 namespace routerbox {
@@ -26,14 +31,15 @@ namespace {
 
 struct Line {
   const Verb& verb;
-  std::string name;  // of the box
+  std::string name = {};  // of the box
   bool json = false;
   bool cpp = false;  // of a new project
   Json arguments = Json::object();
-  std::string as;
-  LogWish log;
+  std::string as = {};
+  LogWish log = {};
   bool watch = false;
-  std::vector<std::string> command;  // after "--"
+  bool end = false;                       // of a box that was verified
+  std::vector<std::string> command = {};  // after "--"
 };
 
 int call_box(const Line& line) {
@@ -45,13 +51,7 @@ int call_box(const Line& line) {
 
 int end_box(const Line& line) {
   const BoxClient box(line.name);
-  const pid_t process_one = box.process_one();
-  try {
-    box.call("down", Json::object());
-  } catch (const Failure& failure) {
-    if (failure.status() != kFailed) throw;  // it may end before it has answered
-  }
-  box.wait_for_end(process_one);
+  box.end();
   std::cout << (line.json ? text_of({{"box", box.name()}}) : "the box " + box.name() + " has ended") + "\n"
             << std::flush;
   return kDone;
@@ -97,6 +97,21 @@ int start_plugin(const Line& line) {
   return kDone;
 }
 
+// By way of the box's folder, which it can see wherever the file lies.
+int install_file(const Line& line) {
+  const BoxClient box(line.name);
+  const std::filesystem::path file = line.arguments.at("file").get<std::string>(),
+                              name = "package-" + std::to_string(getpid());
+  if (!std::filesystem::is_regular_file(file))
+    throw Failure("there is no file " + file.string() + "; routerbox pack makes one", kNo);
+  const std::filesystem::path copy = std::filesystem::path(box.folder()) / name;
+  const Unfinished passing(copy);
+  write_file(copy, read_file(file), 0600);
+  const Json result = box.call("install", {{"file", (kBoxFolder / name).string()}});
+  std::cout << (line.json ? text_of(result) + "\n" : readable_result("install", result)) << std::flush;
+  return kDone;
+}
+
 int show_log(const Line& line) {
   const BoxClient box(line.name);
   const pid_t process_one = box.process_one();
@@ -104,6 +119,10 @@ int show_log(const Line& line) {
   wish.json = line.json;
   print_log(box.folder() + "/trace.jsonl", wish, [&] { return has_ended(process_one); });
   return kDone;
+}
+
+int verify(const Line& line) {
+  return line.end ? end_test(line.name) : verify_box(BoxClient(line.name));
 }
 
 int make_new(const Line& line) {
@@ -134,18 +153,36 @@ void describe(CLI::App* app, Line* line, std::map<std::string, std::string>* val
     app->add_option("--as", line->as);
   if (line->verb.name == std::string("start") || line->verb.name == std::string("restart"))
     app->add_flag("--watch", line->watch);
+  if (line->verb.name == std::string("verify")) app->add_flag("--end", line->end);
   for (const Argument& argument : line->verb.arguments) {
-    if (argument.name == nullptr) continue;
-    app->add_option(argument.name, (*values)[argument.name])->required(argument.required);
+    const std::string name = (argument.form == Form::kWord ? "" : "--") + std::string(argument.name);
+    if (argument.form == Form::kFlag)
+      app->add_flag(name);
+    else
+      app->add_option(name, (*values)[argument.name])->required(argument.required);
+  }
+}
+
+// The word "no" before what is expected is the flag --no.
+void accept_no(int argc, char** argv) {
+  static char flag[] = "--no";
+  for (int place = 1; place < argc; ++place) {
+    if (std::strcmp(argv[place], "--name") == 0) {
+      ++place;
+      continue;
+    }
+    if (std::strcmp(argv[place], "no") == 0) argv[place] = flag;
+    return;
   }
 }
 
 Line parse_line(const Verb& verb, int argc, char** argv) {
-  Line line{verb, {}, false, false, Json::object(), {}, {}, false, {}};
+  Line line{verb};
   char** const end = argv + argc;
   char** cut = end;
   if (verb.name == std::string("exec") || verb.name == std::string("debug"))
     cut = std::find_if(argv, end, [](const char* word) { return std::strcmp(word, "--") == 0; });
+  if (verb.name == std::string("expect")) accept_no(argc, argv);
   if (cut != end) line.command.assign(cut + 1, end);
   CLI::App app;
   std::map<std::string, std::string> values;
@@ -156,9 +193,11 @@ Line parse_line(const Verb& verb, int argc, char** argv) {
     throw Failure(std::string(error.what()) + "; routerbox " + verb.name + " --help shows how it is used",
                   kWrongCommandLine);
   }
-  for (const Argument& argument : verb.arguments)
-    if (argument.name != nullptr && app.count(argument.name) > 0)
-      line.arguments[argument.name] = values[argument.name];
+  for (const Argument& argument : verb.arguments) {
+    const bool flag = argument.form == Form::kFlag;
+    if (app.count((argument.form == Form::kWord ? "" : "--") + std::string(argument.name)) == 0) continue;
+    line.arguments[argument.name] = flag ? Json(true) : Json(values[argument.name]);
+  }
   return line;
 }
 
@@ -176,9 +215,18 @@ int start_box(const Verb& verb, int argc, char** argv) {
 constexpr struct {
   const char* verb;
   int (*run)(const Line& line);
-} kOwn[] = {{"down", end_box},         {"shell", enter_box}, {"exec", enter_box},
-            {"log", show_log},         {"debug", debug},     {"start", start_plugin},
-            {"restart", start_plugin}, {"new", make_new},    {"doctor", show_doctor}};
+} kOwn[] = {{"down", end_box}, {"shell", enter_box},    {"exec", enter_box},      {"verify", verify},
+            {"log", show_log}, {"debug", debug},        {"start", start_plugin},  {"restart", start_plugin},
+            {"new", make_new}, {"doctor", show_doctor}, {"install", install_file}};
+
+[[noreturn]] void become_boxpack(int argc, char** argv) {
+  const std::string program =
+      find_own(own_folder(), "boxpack", "the program that makes archives", "the verb");
+  std::vector<std::string> words{"boxpack"};
+  words.insert(words.end(), argv + 1, argv + argc);
+  execv(program.c_str(), exec_arguments(words).data());
+  throw Failure(explain_exec(program, errno), kNotExecutable);
+}
 
 bool asks_for_help(int argc, char** argv) {
   for (char** word = argv; word != argv + argc && std::strcmp(*word, "--") != 0; ++word)
@@ -196,6 +244,8 @@ int run_verb(int argc, char** argv) {
     return kDone;
   }
   if (starts) return start_box(verb, argc - 1, argv + 1);
+  if (verb.name == std::string("pack")) become_boxpack(argc, argv);
+  if (verb.name == std::string("test")) return run_tests(argc - 1, argv + 1);
   const Line line = parse_line(verb, argc - 1, argv + 1);
   for (const auto& own : kOwn)
     if (verb.name == std::string(own.verb)) return own.run(line);

@@ -53,8 +53,8 @@ Look program(const std::string& name) {
 Look own_programs() {
   return [] {
     const std::string folder = own_folder();
-    for (const char* name :
-         {"hostbusd", "boxbus", "zelctl", "boxrouter", "boxfiles", "boxdownloads", "boxhosts", "boxstub"})
+    for (const char* name : {"hostbusd", "boxbus", "zelctl", "boxrouter", "boxfiles", "boxdownloads",
+                             "boxhosts", "boxstub", "boxpack"})
       find_program(folder + "/" + name);
     return folder;
   };
@@ -82,8 +82,10 @@ std::vector<Check> checks() {
       {"gdb", "routerbox debug, backtraces of cores", false, program("gdb"), package("gdb")},
       {"gdb-multiarch", "routerbox debug of the target's programs", false, program("gdb-multiarch"),
        package("gdb-multiarch")},
-      {"valgrind", "routerbox debug PLUGIN valgrind", false, program("valgrind"), package("valgrind")},
+      {"valgrind", "routerbox debug PLUGIN valgrind, routerbox test --valgrind", false, program("valgrind"),
+       package("valgrind")},
       {"strace", "routerbox debug PLUGIN strace", false, program("strace"), package("strace")},
+      {"bats", "routerbox test", false, program("bats"), package("bats")},
       {"cmake", "building what routerbox new makes", false, program("cmake"), package("cmake")},
       {"cc", "building what routerbox new makes", false, program("cc"), package("build-essential")},
       {"cores", "backtraces of plug-ins that die", false, cores, "sudo sysctl kernel.core_pattern=core"},

@@ -7,6 +7,7 @@
 #include "../io.h"
 #include "../programs.h"
 #include "../project/project.h"
+#include "../unfinished.h"
 #include "status.h"
 
 namespace routerbox {
@@ -35,22 +36,6 @@ void copy_filled(const fs::path& from, const fs::path& to, const Words& words, J
     files->push_back(name);
   }
 }
-
-// Removes the folder unless all went well.
-class Unfinished {
- public:
-  explicit Unfinished(fs::path folder) : folder_(std::move(folder)) {}
-  ~Unfinished() {
-    std::error_code ignored;
-    if (!folder_.empty()) fs::remove_all(folder_, ignored);
-  }
-  Unfinished(const Unfinished&) = delete;
-  Unfinished& operator=(const Unfinished&) = delete;
-  void finish() { folder_.clear(); }
-
- private:
-  fs::path folder_;
-};
 
 }  // namespace
 

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <vector>
 
+#include "../pack/readable.h"
+
 namespace routerbox {
 namespace {
 
@@ -50,10 +52,15 @@ std::string ps(const Json& result) {
 }
 
 std::string send(const Json& result) {
+  if (!result.contains("answer")) return {};
   std::string text = result.at("answer").is_string() ? result.at("answer").get<std::string>() + "\n" : "";
   if (result.at("status") != 0)
     text += "(status " + text_at(result, "status") + ": " + text_at(result, "meaning") + ")\n";
   return text;
+}
+
+std::string expect(const Json& result) {
+  return result.at("seen").is_string() ? result.at("seen").get<std::string>() + "\n" : "";
 }
 
 std::string state(const Json& result) {
@@ -91,6 +98,13 @@ std::string new_project(const Json& result) {
          " && cmake -B build && cmake --build build && routerbox run\n";
 }
 
+std::string install(const Json& result) {
+  return pack::readable(result) +
+         (result.at("replaced") ? "It runs in place of the one that was there, from " : "It runs, from ") +
+         text_at(result, "folder") +
+         (result.at("table") ? "\n" : "; the box was started without a permission table\n");
+}
+
 std::string doctor(const Json& result) {
   Table table;
   std::string advice;
@@ -111,8 +125,9 @@ std::string doctor(const Json& result) {
 constexpr struct {
   const char* verb;
   std::string (*print)(const Json& result);
-} kPrinters[] = {{"ps", ps},           {"send", send},     {"state", state},  {"set", set},
-                 {"new", new_project}, {"doctor", doctor}, {"fault", faults}, {"faults", faults}};
+} kPrinters[] = {{"ps", ps},         {"send", send},       {"state", state},   {"set", set},
+                 {"expect", expect}, {"new", new_project}, {"doctor", doctor}, {"fault", faults},
+                 {"faults", faults}, {"install", install}};
 
 }  // namespace
 
@@ -127,7 +142,8 @@ std::string help_for(const Verb& verb) {
                      verb.usage + " [--name BOX] [--json]\n" + verb.help + ".\n";
   Table arguments;
   for (const Argument& argument : verb.arguments)
-    if (argument.name != nullptr) arguments.push_back({std::string("  ") + argument.name, argument.help});
+    arguments.push_back(
+        {(argument.form == Form::kWord ? "  " : "  --") + std::string(argument.name), argument.help});
   if (!arguments.empty()) text += "\n" + align(arguments);
   return text +
          "\n--name names one of several boxes; --json prints the result as JSON.\n"

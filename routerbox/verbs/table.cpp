@@ -11,6 +11,7 @@ namespace routerbox {
 namespace {
 
 constexpr Argument kPlugin = {"plugin", true, "its name or appid"};
+constexpr Argument kWithin = {"within", false, "how long to wait, such as 500ms or 2s", Form::kOption};
 constexpr Argument kTarget = {"target", true, "a plug-in, or router, downloads, files, hosts, bus"};
 
 const std::vector<Verb> kVerbs = {
@@ -55,11 +56,50 @@ const std::vector<Verb> kVerbs = {
      "routerbox restart weather",
      Where::kBox},
     {"send",
-     "PLUGIN TEXT",
-     {kPlugin, {"text", true, "the message"}},
+     "PLUGIN TEXT [--expect PATTERN] [--within TIME] [--background]",
+     {kPlugin,
+      {"text", true, "the message"},
+      {"expect", false, "what the answer must look like: an expression as of grep -E", Form::kOption},
+      kWithin,
+      {"background", false, "does not wait for the answer", Form::kFlag}},
      "Sends a cloud message and prints the answer",
      "routerbox send weather 'Is it raining?'",
      Where::kBox},
+    {"expect",
+     "[no] SUBJECT [WORD [WORD]] [--from PLUGIN] [--to PLUGIN] [--of PLUGIN] [--size N] [--within TIME]",
+     {{"subject", true, "router, event, object, file, download, output, process or state"},
+      {"what", false, "which: a method, an event, a plug-in or object, a file, a state, a program, a path"},
+      {"value", false, "of an event its number, of output what a line looks like, of the state the value"},
+      {"from", false, "who sent it", Form::kOption},
+      {"to", false, "who was given the event", Form::kOption},
+      {"of", false, "whose download or process it is", Form::kOption},
+      {"size", false, "of the file, in bytes", Form::kOption},
+      {"no", false, "there is none, and none comes (written as the first word)", Form::kFlag},
+      kWithin},
+     "Waits until something is so, or has happened since the start or the last mark; 2s unless told, with "
+     "`no` 300ms",
+     "routerbox expect router query_router_wan_status --from weather --within 2s",
+     Where::kBox},
+    {"mark",
+     "",
+     {},
+     "Lets later expectations see only what happens from now on",
+     "routerbox mark",
+     Where::kBox},
+    {"verify",
+     "[--end]",
+     {},
+     "Tells whether every plug-in lives, none has crashed or been reported, and all faults were played; "
+     "--end: and "
+     "ends the box and what its test left",
+     "routerbox verify",
+     Where::kBox},
+    {"test",
+     "[FILE|FOLDER] [-k PATTERN] [--jobs N] [--target NAME] [--valgrind] [--junit FILE]",
+     {},
+     "Runs the project's tests/*.bats, each test with a box of its own",
+     "routerbox test -k outage",
+     Where::kHere},
     {"event",
      "wan|disk|home SUB [TEXT]",
      {{"event", true, "wan, disk or home"},
@@ -108,6 +148,18 @@ const std::vector<Verb> kVerbs = {
      "Shows the faults that are armed, and how often each was played",
      "routerbox faults",
      Where::kBox},
+    {"pack",
+     "[PLUGIN] [--target mipsel] [--output FILE]",
+     {{"plugin", false, "its name in box.toml; may be left out where there is but one"}},
+     "Packs a plug-in of ./box.toml: its program, its data and its row of the package file",
+     "routerbox pack weather",
+     Where::kHere},
+    {"install",
+     "FILE",
+     {{"file", true, "an archive of routerbox pack; over the control socket its path in the box"}},
+     "Puts a packed plug-in into the box, as the router's package manager would, and starts it",
+     "routerbox install weather-x86_64.tar.gz",
+     Where::kBox},
     {"debug",
      "PLUGIN [gdb|valgrind|strace] [-- OPTIONS...]",
      {kPlugin, {"tool", false, "gdb, valgrind or strace; gdb otherwise"}},
@@ -134,13 +186,6 @@ const std::vector<Verb> kVerbs = {
      Where::kHere},
 };
 
-std::vector<const Argument*> arguments_of(const Verb& verb) {
-  std::vector<const Argument*> arguments;
-  for (const Argument& argument : verb.arguments)
-    if (argument.name != nullptr) arguments.push_back(&argument);
-  return arguments;
-}
-
 }  // namespace
 
 const std::vector<Verb>& verbs() {
@@ -161,10 +206,10 @@ void check_call(const std::string& name, const Json& arguments) {
   if (verb.where != Where::kBox)
     throw Failure("the verb '" + name + "' is one of the program routerbox, not of a box", kWrongCommandLine);
   std::vector<std::string> names;
-  for (const Argument* argument : arguments_of(verb)) {
-    names.emplace_back(argument->name);
-    if (argument->required && !arguments.contains(argument->name))
-      throw Failure(name + " needs the argument '" + argument->name + "': " + argument->help,
+  for (const Argument& argument : verb.arguments) {
+    names.emplace_back(argument.name);
+    if (argument.required && !arguments.contains(argument.name))
+      throw Failure(name + " needs the argument '" + argument.name + "': " + argument.help,
                     kWrongCommandLine);
   }
   for (const auto& [key, value] : arguments.items())
@@ -179,9 +224,9 @@ Json verbs_as_json() {
   for (const Verb& verb : verbs()) {
     if (verb.where != Where::kBox) continue;
     Json arguments = Json::array();
-    for (const Argument* argument : arguments_of(verb))
+    for (const Argument& argument : verb.arguments)
       arguments.push_back(
-          {{"name", argument->name}, {"required", argument->required}, {"help", argument->help}});
+          {{"name", argument.name}, {"required", argument.required}, {"help", argument.help}});
     all.push_back(
         {{"verb", verb.name}, {"arguments", arguments}, {"help", verb.help}, {"example", verb.example}});
   }

@@ -8,10 +8,13 @@
 
 namespace routerbox {
 
+enum class Form : int { kWord, kOption, kFlag };  // on the command line: TEXT, --name TEXT, --name
+
 struct Argument {
-  const char* name;  // null: there is none
+  const char* name;
   bool required;
   const char* help;
+  Form form = Form::kWord;
 };
 
 enum class Where : int {
@@ -22,7 +25,7 @@ enum class Where : int {
 struct Verb {
   const char* name;
   const char* usage;  // its arguments as one writes them
-  Argument arguments[5];
+  std::vector<Argument> arguments;
   const char* help;
   const char* example;
   Where where;

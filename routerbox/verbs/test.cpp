@@ -1,0 +1,247 @@
+#include "test.h"
+
+#include <signal.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <CLI/CLI.hpp>
+#include <algorithm>
+#include <cstdlib>
+#include <filesystem>
+#include <iostream>
+#include <thread>
+
+#include "../box.h"
+#include "../guard.h"
+#include "../io.h"
+#include "../programs.h"
+#include "../run_folder.h"
+#include "leftovers.h"
+#include "status.h"
+
+namespace routerbox {
+namespace {
+
+namespace fs = std::filesystem;
+
+using Words = std::vector<std::string>;
+
+constexpr size_t kOutputLines = 20;
+constexpr const char* kReport = "report.xml";  // as bats names it
+
+struct TestWish {
+  std::string place = ".", pattern, target, build, junit;
+  unsigned jobs = std::max(1U, std::thread::hardware_concurrency());
+  bool valgrind = false;
+};
+
+TestWish parse(int argc, char** argv) {
+  TestWish wish;
+  CLI::App app;
+  app.set_help_flag();
+  app.add_option("place", wish.place);
+  app.add_option("-k", wish.pattern);
+  app.add_option("--jobs", wish.jobs)->check(CLI::Range(1, 1000));
+  CLI::Option* const target = app.add_option("--target", wish.target);
+  app.add_option("--build", wish.build)->check(CLI::ExistingDirectory)->excludes(target);
+  app.add_flag("--valgrind", wish.valgrind);
+  app.add_option("--junit", wish.junit);
+  try {
+    app.parse(argc, argv);
+  } catch (const CLI::ParseError& error) {
+    throw Failure(std::string(error.what()) + "; routerbox test --help shows how it is used",
+                  kWrongCommandLine);
+  }
+  return wish;
+}
+
+// What each box of the tests is started with, besides its name.
+Words box_options(const TestWish& wish) {
+  Words words{"--quiet"};
+  if (!wish.target.empty()) words.insert(words.end(), {"--target", wish.target});
+  if (!wish.build.empty()) words.insert(words.end(), {"--build", fs::absolute(wish.build)});
+  if (wish.valgrind) words.emplace_back("--valgrind");
+  return words;
+}
+
+// The nearest folder above a test that has a box.toml.
+fs::path project_of(const fs::path& place) {
+  for (fs::path folder = place; folder.has_relative_path(); folder = folder.parent_path())
+    if (fs::exists(folder / "box.toml")) return folder;
+  throw Failure(
+      "no box.toml lies in " + place.string() + " or above it; routerbox new makes a project with tests",
+      kNo);
+}
+
+Words tests_in(const fs::path& folder) {
+  Words tests;
+  std::error_code missing;
+  for (const fs::directory_entry& entry : fs::directory_iterator(folder, missing))
+    if (entry.path().extension() == ".bats") tests.push_back(entry.path());
+  if (tests.empty()) throw Failure("there are no tests: " + (folder / "*.bats").string(), kNo);
+  std::sort(tests.begin(), tests.end());
+  return tests;
+}
+
+Words tests_at(const fs::path& place, const fs::path& project) {
+  if (!fs::is_directory(place)) return {place};
+  return tests_in(place == project ? project / "tests" : place);
+}
+
+// What is wrong with all boxes is said once, before any test.
+void check_box(const Words& options) {
+  Words words{"routerbox"};
+  words.insert(words.end(), options.begin(), options.end());
+  std::vector<char*> pointers = exec_arguments(words);
+  make_plan(read_run_options(static_cast<int>(words.size()), pointers.data()));
+}
+
+std::string find_bats() {
+  try {
+    return find_program("bats");
+  } catch (const Failure&) {
+    throw Failure("bats, which runs the tests, is not on this machine; run: sudo apt-get install bats",
+                  kFailed);
+  }
+}
+
+bool has_program(const char* name) {
+  try {
+    find_program(name);
+    return true;
+  } catch (const Failure&) {
+    return false;
+  }
+}
+
+Words bats_words(const TestWish& wish, const std::string& reports, const Words& tests) {
+  Words words{"bats", "--timing", "--jobs", std::to_string(wish.jobs)};
+  // bats itself runs those of one file at once, and needs GNU parallel for those of several.
+  if (!has_program("parallel")) words.emplace_back("--no-parallelize-across-files");
+  if (!wish.pattern.empty()) words.insert(words.end(), {"--filter", wish.pattern});
+  if (!wish.junit.empty()) words.insert(words.end(), {"--report-formatter", "junit", "--output", reports});
+  words.insert(words.end(), tests.begin(), tests.end());
+  return words;
+}
+
+// Where `load box` finds the verbs: bats looks for it along PATH.
+void set_environment(const std::string& run, const Words& options) {
+  const fs::path own = own_folder();
+  const std::string helpers = own.parent_path() / "share/routerbox/bats";
+  const char* const path = std::getenv("PATH");
+  setenv("PATH", (helpers + ":" + own.string() + (path != nullptr ? ":" + std::string(path) : "")).c_str(),
+         1);
+  std::string line;
+  for (const std::string& word : options) line += quote(word) + " ";
+  setenv("ROUTERBOX_UP", line.c_str(), 1);
+  setenv("ROUTERBOX_RUN", run.c_str(), 1);
+}
+
+// The terminal's signals are for bats, which ends its tests in order.
+int run_program(const std::string& program, Words words) {
+  std::cout << std::flush;
+  const pid_t child = fork();
+  if (child < 0) fail_errno("cannot start a process");
+  if (child == 0) {
+    execv(program.c_str(), exec_arguments(words).data());
+    write_all(STDERR_FILENO, "routerbox: " + explain_exec(program, errno) + "\n");
+    _exit(kFailed);
+  }
+  for (const int number : {SIGINT, SIGQUIT}) signal(number, SIG_IGN);
+  int status = 0;
+  if (retry([&] { return waitpid(child, &status, 0); }) != child) fail_errno("cannot wait for " + program);
+  return WIFSIGNALED(status) ? kKilledBase + WTERMSIG(status) : WEXITSTATUS(status);
+}
+
+// Tests that were interrupted leave their boxes; others have ended theirs. Returns whether there was anything.
+bool clean_up(const std::string& run) {
+  bool any = false;
+  const auto report = [&](const std::string& what) {
+    std::cerr << "routerbox: a test has left " + what + "; it is ended\n" << std::flush;
+    any = true;
+  };
+  for (const std::string& name : running_boxes()) {
+    if (!name.starts_with(run)) continue;
+    BoxClient(name).end();
+    report("the box " + name);
+  }
+  for (const std::string& process : kill_leftovers(run, true)) report(process);
+  return any;
+}
+
+class ReportFolder {
+ public:
+  ReportFolder() {
+    if (mkdtemp(path_) == nullptr) fail_errno("cannot make a folder for the report");
+  }
+  ~ReportFolder() {
+    std::error_code ignored;
+    fs::remove_all(path_, ignored);
+  }
+  ReportFolder(const ReportFolder&) = delete;
+  ReportFolder& operator=(const ReportFolder&) = delete;
+  std::string path() const { return path_; }
+
+ private:
+  char path_[32] = "/tmp/routerbox-report-XXXXXX";
+};
+
+void print_output_tail(const std::string& folder) {
+  const std::string text = read_file(folder + "/output.log");
+  size_t begin = text.size();
+  for (size_t lines = 0; begin > 0 && lines < kOutputLines; ++lines) {
+    const size_t feed = begin > 1 ? text.rfind('\n', begin - 2) : std::string::npos;
+    begin = feed == std::string::npos ? 0 : feed + 1;
+  }
+  std::cerr << "the last lines of the box's output:\n" + text.substr(begin);
+}
+
+}  // namespace
+
+int run_tests(int argc, char** argv) {
+  const TestWish wish = parse(argc, argv);
+  if (!fs::exists(wish.place)) throw Failure("there is no file or folder " + wish.place, kNo);
+  const fs::path place = fs::canonical(wish.place),
+                 junit = wish.junit.empty() ? "" : fs::absolute(wish.junit);
+  const Words options = box_options(wish);
+  const fs::path project = project_of(place);
+  fs::current_path(project);
+  const Words tests = tests_at(place, project);
+  const std::string bats = find_bats(), run = "t" + std::to_string(getpid()) + "-";
+  check_box(options);
+  set_environment(run, options);
+  const ReportFolder reports;
+  const int status = run_program(bats, bats_words(wish, reports.path(), tests));
+  const bool left = clean_up(run);
+  if (!junit.empty() && fs::exists(fs::path(reports.path()) / kReport))
+    fs::copy_file(fs::path(reports.path()) / kReport, junit, fs::copy_options::overwrite_existing);
+  return status == 0 && !left ? kDone : kNo;
+}
+
+int verify_box(const BoxClient& box) {
+  const Json problems = box.call("verify", Json::object()).at("problems");
+  if (problems.empty()) return kDone;
+  for (const Json& problem : problems) std::cerr << problem.get<std::string>() + "\n";
+  print_output_tail(box.folder());
+  std::cerr << std::flush;
+  return kNo;
+}
+
+int end_test(const std::string& name) {
+  int status = kDone;
+  try {
+    const BoxClient box(name);
+    status = verify_box(box);
+    box.end();
+  } catch (const Failure& failure) {
+    std::cerr << std::string("the box could not be verified: ") + failure.what() + "\n" << std::flush;
+    status = kNo;
+  }
+  for (const std::string& process : kill_leftovers(name, false)) {
+    std::cerr << "the test has left " + process + "; it is ended\n" << std::flush;
+    status = kNo;
+  }
+  return status;
+}
+
+}  // namespace routerbox

@@ -1,0 +1,97 @@
+// What `routerbox test` says of tests that fail, and of projects that cannot be tested.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <filesystem>
+
+#include "run.h"
+
+namespace {
+
+// A test, and what its run must say of it.
+const struct {
+  const char* name;
+  const char* lines;
+  const char* said;
+} kTests[] = {
+    {"all is well", "box send greeter hi --expect 'said: hi$'; box expect output greeter 'got .hi'", ""},
+    {"happened before the mark", "box wan down; box mark; box expect no event", ""},
+    {"another answer", "box send greeter hi --expect 'good night'", "seen      Good day! You said: hi"},
+    {"another sender", "box wan down; box expect event wan 257 --from greeter --within 100ms",
+     "seen      nearest to it: "},
+    {"lines of the trace", "box wan down; box expect no event --from root",
+     "  events     root -> bus  wan 257  OK"},
+    {"another size", "box exec -- touch /tmp/a; box expect file /tmp/a --size 7 --within 100ms",
+     "nearest to it: /tmp/a with 0 bytes"},
+    {"state", "box expect state WAN.WAN_NET 0 --within 100ms", "WAN.WAN_NET is 1"},
+    {"no such verb", "box sned greeter hi", "there is no verb 'sned'; did you mean send?"},
+    {"no such subject", "box expect rooter x", "'rooter' cannot be expected; did you mean router?"},
+    {"no such method", "box expect router query_disk_inf", "did you mean query_disk_info?"},
+    {"no such event", "box expect event wna", "did you mean wan?"},
+    {"not for this", "box expect object greeter --size 4", "write expect object PLUGIN|NAME"},
+    {"a plug-in that dies", "box exec -- pkill -SEGV greeter", "greeter has ended, killed by signal 11"},
+    {"a fault that is not played", "box fault router set_router_wan delay:9s once",
+     "was played 0 times of 1"},
+    {"what it leaves", "sleep 1000 &", "the test has left sleep 1000 (process "},
+};
+
+std::string test_file() {
+  std::string text = "load box\n";
+  for (const auto& test : kTests)
+    text += std::string("@test \"") + test.name + "\" {\n" + test.lines + "\n}\n";
+  return text;
+}
+
+// The lines of the run that are about one test, from its result on.
+std::string said_of(const std::string& name, const std::string& output) {
+  const size_t place = output.find(" " + name + " # in ");
+  if (place == std::string::npos) return "nothing";
+  const size_t begin = output.rfind('\n', place) + 1;
+  return output.substr(begin, std::min(output.find("\nok ", place), output.find("\nnot ok ", place)) - begin);
+}
+
+class Tests : public testing::Test {
+ protected:
+  Tests() {
+    setenv("P", folder_.root().c_str(), 1);
+    folder_.file("box.toml", "[box]\nrouter = true\nbuild = '" TEST_BIN
+                             "'\n"
+                             "[[plugin]]\nname = 'greeter'\nappid = '3001'\nrun = '" TEST_BIN
+                             "/greeter'\nabilities = ['cloud_communication']\n");
+    std::filesystem::create_directory(folder_.path("tests"));
+  }
+  const HostFolder folder_;
+};
+
+TEST_F(Tests, SayWhatWasExpectedAndWhatWasSeen) {
+  folder_.file("tests/all.bats", test_file());
+  const Outcome outcome = run("$ROUTERBOX test $P --jobs 4 --junit $P/report.xml");
+  EXPECT_EQ(1, outcome.status) << outcome.output;
+  for (const auto& test : kTests) {
+    const std::string said = said_of(test.name, outcome.output);
+    EXPECT_NE(std::string::npos, said.find(test.said)) << test.name << ": " << said;
+    EXPECT_EQ(*test.said == '\0', said.starts_with("ok ")) << test.name << ": " << said;
+  }
+  const Outcome report = run("head -3 $P/report.xml");
+  EXPECT_NE(std::string::npos, report.output.find("tests=\"15\" failures=\"13\"")) << report.output;
+}
+
+TEST_F(Tests, AreNotBegunWhereNoBoxCanStart) {
+  folder_.file("tests/two.bats", "load box\n@test \"one\" { box ps; }\n@test \"two\" { box ps; }\n");
+  static const Case kCases[] = {
+      {"one of two", "$ROUTERBOX test $P -k one", 0, "1..1\n"},
+      {"no target", "$ROUTERBOX test $P --target mipsel", 127, "to build it, run: cmake -B "},
+      {"no project", "$ROUTERBOX test /usr", 1, "routerbox new makes"},
+      {"no tests", "mkdir $P/none; $ROUTERBOX test $P/none", 1, "there are no tests: "},
+      {"no bats", "env PATH=/nowhere $ROUTERBOX test $P", 3, "apt-get install bats"},
+      {"a wrong file", "echo '[box]\nrouter = true\nbild = 1' >$P/box.toml; $ROUTERBOX test $P", 125,
+       "did you mean build?"},
+      {"a reason that shows at the start is said once",
+       "echo '[box]\nrouter = \"state\"' >$P/box.toml; echo '{' >$P/state; $ROUTERBOX test $P 2>&1 | grep -c "
+       "JSON",
+       0, "1\n"},
+  };
+  check(kCases);
+}
+
+}  // namespace
