@@ -22,7 +22,7 @@ void check(const Writer& writer, int result, const std::string& file) {
   throw Failure("cannot write " + file + ": " + (why != nullptr ? why : "out of memory"));
 }
 
-Writer open_archive(const std::string& file) {
+Writer create_archive(const std::string& file) {
   Writer writer(archive_write_new());
   archive* const raw = writer.get();
   check(writer, archive_write_set_format_pax_restricted(raw), file);
@@ -67,7 +67,7 @@ void write_archive(const std::string& file, std::vector<Source> sources, Manifes
             [](const Source& one, const Source& other) { return one.name < other.name; });
   const std::string next = file + ".new";
   Unfinished unfinished(next);
-  const Writer writer = open_archive(next);
+  const Writer writer = create_archive(next);
   uint64_t left = kMostBytes;
   for (const Source& source : sources) {
     const std::string content = read_source(source, &left);
