@@ -183,7 +183,8 @@ PluginRun plugin_from(const ProjectPlugin& wanted, const Plan& plan) {
           wanted.stub.empty() ? wanted.run : stub_words(wanted.stub, *plan.options.project),
           data_folder(plan.options, wanted),
           std::nullopt,
-          wanted.stub};
+          wanted.stub,
+          wanted.ends};
 }
 
 std::string find_valgrind() {

@@ -25,6 +25,7 @@ struct PluginRun {
   std::string data;                // folder that it alone sees, as kDataFolder, and starts in; empty: none
   std::optional<Emulator> emulator = {};
   std::string stub = {};      // the file that it plays; empty: it is no stub
+  bool ends = false;          // by itself, with status 0
   std::string valgrind = {};  // absolute path of the program that runs it; empty: none
 
   std::string object() const { return "zel_" + appid; }

@@ -16,6 +16,7 @@
 //   uid = 10001                   # 10000 + its place in the file, counted from 1, unless given
 //   run = "./build/weather /data" # or stub = "answers.toml"
 //   abilities = ["download", "ability_wan", 5]
+//   ends = true                   # by itself, with status 0, when it is done; false unless given
 // All else is an error. Paths are relative to the file.
 #pragma once
 #include <sys/types.h>
@@ -53,6 +54,7 @@ struct ProjectPlugin {
   std::vector<std::string> run;  // program and arguments; empty: it is a stub
   std::string stub;              // absolute path of what it plays (stub_file.h); empty: it is a program
   uint32_t abilities = 0;        // bit n - 1 for ability n
+  bool ends = false;             // by itself, with status 0, when it is done
   std::string place;             // FILE:LINE, to begin a message about it
 };
 

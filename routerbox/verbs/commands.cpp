@@ -144,11 +144,12 @@ void describe(CLI::App* app, Line* line, std::map<std::string, std::string>* val
   }
 }
 
-// The word "no" before what is expected is the flag --no.
+// The word "no" before what is expected is the flag --no. All options but --json have a value.
 void accept_no(int argc, char** argv) {
   static char flag[] = "--no";
   for (int place = 1; place < argc; ++place) {
-    if (std::strcmp(argv[place], "--name") == 0) {
+    if (std::strcmp(argv[place], "--json") == 0) continue;
+    if (std::strncmp(argv[place], "--", 2) == 0) {
       ++place;
       continue;
     }

@@ -76,7 +76,7 @@ const std::vector<Verb> kVerbs = {
       {"size", false, "of the file, in bytes", Form::kOption},
       {"no", false, "there is none, and none comes (written as the first word)", Form::kFlag},
       kWithin},
-     "Waits until something is so, or has happened since the start or the last mark; 2s unless told, with "
+     "Waits until something is so, or has happened since the start or the last mark; 5s unless told, with "
      "`no` 300ms",
      "routerbox expect router query_router_wan_status --from weather --within 2s",
      Where::kBox},
