@@ -29,6 +29,15 @@ if(ZEL_STATIC_RUNTIME)
   add_link_options($<$<LINK_LANGUAGE:CXX>:-static-libstdc++> $<$<LINK_LANGUAGE:CXX>:-static-libgcc>)
 endif()
 
+# zel_headers_once(TARGET HEADER...): large headers of programs, compiled once for all that ask for them with
+# target_precompile_headers(... REUSE_FROM TARGET). A source still includes what it uses: scripts/lint compiles without.
+function(zel_headers_once target)
+  set(source ${CMAKE_CURRENT_BINARY_DIR}/${target}.cpp)
+  file(CONFIGURE OUTPUT ${source} CONTENT "")
+  add_library(${target} OBJECT ${source})
+  target_precompile_headers(${target} PRIVATE ${ARGN})
+endfunction()
+
 # zel_need_library(TARGET): whatever loads the target loads ZEL_NEEDED_LIBRARY, although nothing here calls it.
 function(zel_need_library target)
   if(ZEL_NEEDED_LIBRARY)

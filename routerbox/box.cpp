@@ -40,8 +40,8 @@ class Box {
         bus_(processes_, plan.boxbus),
         bus_faults_(processes_, services_, plugins_),
         faults_(services_, bus_faults_),
-        expectations_({plugins_, services_, bus_, faults_, cores_},
-                      std::string(kBoxFolder) + "/trace.jsonl") {}
+        expectations_({plugins_, services_, bus_, faults_, cores_}, std::string(kBoxFolder) + "/trace.jsonl"),
+        installer_({plan, processes_, plugins_, [this](size_t place) { start_plugin(place); }}) {}
 
   int run() {
     const int status = processes_.run([this] { return direct(); },
@@ -64,7 +64,7 @@ class Box {
     const std::unique_ptr<Cores, void (*)(Cores*)> told(&cores_, [](Cores* cores) { cores->wait(); });
     start_control(std::move(ends_.control),
                   box_verbs({plan_, processes_, trace_, plugins_, services_, bus_, faults_, expectations_,
-                             [this](size_t place) { start_plugin(place); }}));
+                             installer_, [this](size_t place) { start_plugin(place); }}));
     services_.start_all();
     if (!plan_.zelctl.empty()) fill_permission_table();
     for (size_t place = 0; place < plugins_.size(); ++place) start_plugin(place);
@@ -131,6 +131,7 @@ class Box {
   BusFaults bus_faults_;
   FaultVerbs faults_;
   Expectations expectations_;
+  Installer installer_;
 };
 
 PluginRun plugin_from(const Background& wanted, const std::vector<Package>& packages) {
@@ -184,6 +185,7 @@ PluginRun plugin_from(const ProjectPlugin& wanted, const Plan& plan) {
           data_folder(plan.options, wanted),
           std::nullopt,
           wanted.stub,
+          wanted.data,
           wanted.ends};
 }
 

@@ -72,7 +72,7 @@ class BoxVerbs {
     Json (BoxVerbs::*run)(const Json& arguments);
     bool changes;  // the box, so that the trace has it
   };
-  static const Row kVerbs[17];
+  static const Row kVerbs[18];
 
   Json run_and_trace(const Row& row, const Json& arguments) {
     TraceLine line{Channel::kLife, "author", "box", row.name, "OK", {}, {{"arguments", arguments}}};
@@ -262,6 +262,11 @@ class BoxVerbs {
   Json fault(const Json& arguments) { return parts_.faults.fault(arguments); }
   Json faults(const Json& arguments) { return parts_.faults.faults(arguments); }
 
+  Json install(const Json& arguments) {
+    const std::lock_guard lock(changing_);
+    return parts_.installer.install(text_in(arguments, "file"));
+  }
+
   Json down(const Json&) {
     parts_.processes.interrupt(SIGTERM);
     return {{"box", parts_.plan.box}};
@@ -271,7 +276,7 @@ class BoxVerbs {
   std::mutex changing_;
 };
 
-const BoxVerbs::Row BoxVerbs::kVerbs[17] = {
+const BoxVerbs::Row BoxVerbs::kVerbs[18] = {
     {"ps", &BoxVerbs::ps, false},          {"enter", &BoxVerbs::enter, false},
     {"start", &BoxVerbs::start, true},     {"stop", &BoxVerbs::stop, true},
     {"restart", &BoxVerbs::restart, true}, {"send", &BoxVerbs::send, true},
@@ -280,7 +285,7 @@ const BoxVerbs::Row BoxVerbs::kVerbs[17] = {
     {"state", &BoxVerbs::state, false},    {"fault", &BoxVerbs::fault, true},
     {"faults", &BoxVerbs::faults, false},  {"down", &BoxVerbs::down, true},
     {"expect", &BoxVerbs::expect, false},  {"mark", &BoxVerbs::mark, true},
-    {"verify", &BoxVerbs::verify, false},
+    {"verify", &BoxVerbs::verify, false},  {"install", &BoxVerbs::install, true},
 };
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include "control.h"
 #include "expect/expectations.h"
 #include "fault_verbs.h"
+#include "install.h"
 #include "services/services.h"
 
 namespace routerbox {
@@ -20,6 +21,7 @@ struct BoxParts {
   BusClient& bus;
   FaultVerbs& faults;
   Expectations& expectations;
+  Installer& installer;
   std::function<void(size_t place)> start_plugin;  // and waits until it is served
 };
 

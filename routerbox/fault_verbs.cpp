@@ -11,8 +11,8 @@
 namespace routerbox {
 namespace {
 
-constexpr const char* kPath = "/box/fault";
-constexpr time_t kLimitSeconds = 5;
+constexpr const char* kFaultPath = "/box/fault";
+constexpr time_t kFaultSeconds = 5;
 
 // Port 0: not over HTTP.
 constexpr struct {
@@ -29,7 +29,7 @@ uint16_t port_of(const std::string& service) {
 
 httplib::Client client_of(const std::string& service) {
   httplib::Client client("127.0.0.1", port_of(service));
-  client.set_read_timeout(kLimitSeconds);
+  client.set_read_timeout(kFaultSeconds);
   return client;
 }
 
@@ -66,8 +66,8 @@ Json FaultVerbs::fault(const Json& arguments) {
   if (clears != !wanted.contains("kind"))
     throw Failure(clears ? "clear stands alone" : "a fault needs a kind", kWrongCommandLine);
   if (service != "bus") {
-    body_of(clears ? client_of(service).Delete(kPath)
-                   : client_of(service).Post(kPath, text_of(wanted), "application/json"),
+    body_of(clears ? client_of(service).Delete(kFaultPath)
+                   : client_of(service).Post(kFaultPath, text_of(wanted), "application/json"),
             service);
   } else if (clears) {
     bus_.clear();
@@ -98,7 +98,7 @@ Json FaultVerbs::faults_of_running() const {
 
 void FaultVerbs::add_faults(const std::string& service, Json* all) const {
   const Json listed =
-      port_of(service) == 0 ? bus_.list() : Json::parse(body_of(client_of(service).Get(kPath), service));
+      port_of(service) == 0 ? bus_.list() : Json::parse(body_of(client_of(service).Get(kFaultPath), service));
   for (Json fault : listed) {
     fault["service"] = service;
     all->push_back(fault);

@@ -148,6 +148,25 @@ std::optional<Emulator> emulator_for(const std::string& program, const std::vect
                 kNotExecutable);
 }
 
+std::vector<std::string> foreign_libraries(const std::vector<std::string>& roots,
+                                           const std::string& own_folder) {
+  std::vector<std::string> folders = roots;
+  const fs::path builds = fs::path(own_folder) / "../..";
+  for (const Processor& processor : kProcessors) {
+    const std::string sysroot = real(builds / (std::string("sysroot-") + processor.name));
+    if (sysroot.empty()) continue;
+    folders.push_back(sysroot);
+    if (const std::string libraries = real(builds / processor.name / "lib"); !libraries.empty())
+      folders.push_back(libraries);
+  }
+  return folders;
+}
+
+std::string processor_of(const std::string& program) {
+  const Processor* const processor = ProgramFile(program).processor();
+  return processor == nullptr ? kAnyProcessor : processor->name;
+}
+
 void emulate(const std::optional<Emulator>& emulator, Launch* launch) {
   if (!emulator) return;
   launch->words = emulator->words(launch->program, launch->words);

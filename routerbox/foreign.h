@@ -22,6 +22,14 @@ struct Emulator {
 std::optional<Emulator> emulator_for(const std::string& program, const std::vector<std::string>& roots,
                                      const std::string& own_folder);
 
+// Where it would look: all of these folders that are there.
+std::vector<std::string> foreign_libraries(const std::vector<std::string>& roots,
+                                           const std::string& own_folder);
+
+// What the program is for, as in qemu's names: "mipsel"; kAnyProcessor for a script.
+std::string processor_of(const std::string& program);
+inline constexpr const char* kAnyProcessor = "any";
+
 // Makes the launch one of the emulator.
 void emulate(const std::optional<Emulator>& emulator, Launch* launch);
 

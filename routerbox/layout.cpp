@@ -78,6 +78,10 @@ std::vector<std::string> target_folders(const Plan& plan) {
   };
   add(plan.emulator);
   for (const PluginRun& plugin : plan.plugins) add(plugin.emulator);
+  // For plug-ins that are installed while it runs.
+  if (plan.options.command.empty())
+    for (const std::string& folder : foreign_libraries(plan.options.target_roots, plan.own))
+      if (is_workplace(folder)) folders.push_back(folder);
   return folders;
 }
 
@@ -93,6 +97,8 @@ std::vector<Kept> paths_to_keep(const Plan& plan, const std::string& box_folder)
   for (const std::string& program : programs)
     if (is_workplace(fs::path(program).parent_path())) kept.push_back({fs::path(program).parent_path()});
   for (const std::string& folder : target_folders(plan)) kept.push_back({folder});
+  for (const PluginRun& plugin : plan.plugins)
+    if (!plugin.first_data.empty()) kept.push_back({plugin.first_data});
   if (is_workplace(plan.folder)) kept.push_back({plan.folder, true});
   for (const Service& service : plan.services)
     for (const std::string& path : service.paths) kept.push_back({path, path != service.paths.front()});
@@ -141,13 +147,22 @@ void make_devices() {
     if (symlink(row.target, row.link) != 0) fail_errno(std::string("cannot make the link ") + row.link);
 }
 
+// For the plug-in, whoever it belongs to.
+void copy_for_all(const fs::path& from, const fs::path& to) {
+  fs::copy(from, to, fs::copy_options::recursive);
+  for (const fs::directory_entry& entry : fs::recursive_directory_iterator(to))
+    fs::permissions(entry.path(), fs::perms(entry.is_directory() ? 0777 : 0666), fs::perm_options::add);
+}
+
 // Nobody but root passes the folder they lie in, so each plug-in sees its own alone.
 void make_data_folders(const Plan& plan) {
   for (const PluginRun& plugin : plan.plugins) {
     if (plugin.data.empty()) continue;
     const fs::path above = fs::path(plugin.data).parent_path();
     if (!fs::exists(above)) make_folder(above, 0700);
-    if (!fs::exists(plugin.data)) make_folder(plugin.data, 0777);
+    if (fs::exists(plugin.data)) continue;
+    make_folder(plugin.data, 0777);
+    if (!plugin.first_data.empty()) copy_for_all(plugin.first_data, plugin.data);
   }
 }
 

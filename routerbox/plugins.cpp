@@ -46,7 +46,25 @@ Plugins::Plugins(const Ways& ways, const std::vector<PluginRun>& runs) : ways_(w
   for (const PluginRun& run : runs) rows_.push_back({run});
 }
 
+size_t Plugins::size() const {
+  const std::lock_guard lock(mutex_);
+  return rows_.size();
+}
+
+size_t Plugins::put(const PluginRun& run) {
+  const std::lock_guard lock(mutex_);
+  for (size_t place = 0; place < rows_.size(); ++place) {
+    if (rows_[place].run.appid != run.appid) continue;
+    rows_[place].run = run;
+    return place;
+  }
+  rows_.push_back({run});
+  outputs_.emplace_back();
+  return rows_.size() - 1;
+}
+
 std::optional<size_t> Plugins::find(const std::string& name) const {
+  const std::lock_guard lock(mutex_);
   for (size_t place = 0; place < rows_.size(); ++place)
     if (rows_[place].run.name == name || rows_[place].run.appid == name) return place;
   return std::nullopt;
@@ -58,14 +76,16 @@ Plugins::Row Plugins::row(size_t place) const {
 }
 
 std::vector<std::string> Plugins::names() const {
+  const std::lock_guard lock(mutex_);
   std::vector<std::string> names;
   for (const Row& row : rows_) names.push_back(row.run.name);
   return names;
 }
 
 bool Plugins::start(size_t place) {
-  if (row(place).state == State::kRunning) return false;
-  const PluginRun& run = rows_[place].run;
+  const Row before = row(place);
+  if (before.state == State::kRunning) return false;
+  const PluginRun& run = before.run;
   Launch launch{run.program, run.words, run.uid, {}};
   emulate(run.emulator, &launch);
   run_under_valgrind(run, &launch);
@@ -86,13 +106,14 @@ bool Plugins::start(size_t place) {
 }
 
 bool Plugins::stop(size_t place) {
+  const Row before = row(place);
   {
     const std::lock_guard lock(mutex_);
     if (rows_[place].state != State::kRunning) return false;
     rows_[place].state = State::kStopped;
   }
-  ways_.processes.stop({rows_[place].process}, kEndLimit);
-  ways_.trace.record({Channel::kLife, "box", rows_[place].run.name, "stop", "", {}, {}});
+  ways_.processes.stop({before.process}, kEndLimit);
+  ways_.trace.record({Channel::kLife, "box", before.run.name, "stop", "", {}, {}});
   return true;
 }
 
@@ -122,10 +143,13 @@ std::vector<std::string> Plugins::lines_from(size_t place, size_t first) const {
 }
 
 void Plugins::take_line(size_t place, std::string_view line) {
-  const PluginRun& run = rows_[place].run;
-  ways_.printer.print(STDOUT_FILENO, run.prefix + " | " + std::string(line));
-  const std::lock_guard lock(mutex_);
+  std::unique_lock lock(mutex_);
+  const std::string prefix = rows_[place].run.prefix;
+  lock.unlock();
+  ways_.printer.print(STDOUT_FILENO, prefix + " | " + std::string(line));
+  lock.lock();
   Row& row = rows_[place];
+  const PluginRun& run = row.run;
   row.last_lines.emplace_back(line.substr(0, kLongestText));
   if (row.last_lines.size() > kLastLines) row.last_lines.pop_front();
   Output& output = outputs_[place];
@@ -145,7 +169,9 @@ void Plugins::take_line(size_t place, std::string_view line) {
 void Plugins::note_end(pid_t process, int status) {
   const std::lock_guard lock(mutex_);
   for (Row& row : rows_) {
-    if (row.process != process || row.state != State::kRunning) continue;
+    // One that was to stop may crash meanwhile, or have been about to.
+    const bool crashed = row.state == State::kStopped && leaves_core(status);
+    if (row.process != process || (row.state != State::kRunning && !crashed)) continue;
     row.state = State::kEnded;
     row.status = status;
     if (status != 0) ++deaths_;

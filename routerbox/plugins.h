@@ -24,9 +24,10 @@ struct PluginRun {
   std::vector<std::string> words;  // its name first
   std::string data;                // folder that it alone sees, as kDataFolder, and starts in; empty: none
   std::optional<Emulator> emulator = {};
-  std::string stub = {};      // the file that it plays; empty: it is no stub
-  bool ends = false;          // by itself, with status 0
-  std::string valgrind = {};  // absolute path of the program that runs it; empty: none
+  std::string stub = {};        // the file that it plays; empty: it is no stub
+  std::string first_data = {};  // folder of what is in `data` at first; empty: nothing
+  bool ends = false;            // by itself, with status 0
+  std::string valgrind = {};    // absolute path of the program that runs it; empty: none
 
   std::string object() const { return "zel_" + appid; }
 };
@@ -60,11 +61,14 @@ class Plugins {
 
   Plugins(const Ways& ways, const std::vector<PluginRun>& runs);
 
-  size_t size() const { return rows_.size(); }
+  size_t size() const;
   // Its place; none when no plug-in has this name or appid.
   std::optional<size_t> find(const std::string& name) const;
   Row row(size_t place) const;
   std::vector<std::string> names() const;
+
+  // In the place of the one with its appid, which does not run, or behind all. Returns its place.
+  size_t put(const PluginRun& run);
 
   // False when it runs, or does not run, already. Throws Failure.
   bool start(size_t place);
@@ -89,7 +93,7 @@ class Plugins {
 
   const Ways ways_;
   mutable std::mutex mutex_;
-  std::vector<Row> rows_;        // guarded by mutex_, but for the runs, which stay
+  std::vector<Row> rows_;        // guarded by mutex_
   std::vector<Output> outputs_;  // of each, guarded by mutex_
   int deaths_ = 0;               // guarded by mutex_
 };

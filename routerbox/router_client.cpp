@@ -13,7 +13,7 @@
 namespace routerbox {
 namespace {
 
-constexpr const char* kPath = "/box/state";
+constexpr const char* kStatePath = "/box/state";
 constexpr time_t kLimitSeconds = 5;
 
 std::string body_of(const httplib::Result& result) {
@@ -64,12 +64,12 @@ Json& member_of(Json* document, const std::string& path) {
 }  // namespace
 
 Json RouterClient::state(const std::string& path) const {
-  Json document = Json::parse(body_of(client_of_router().Get(kPath)));
+  Json document = Json::parse(body_of(client_of_router().Get(kStatePath)));
   return member_of(&document, path);
 }
 
 void RouterClient::change(const Json& patch) const {
-  body_of(client_of_router().Patch(kPath, text_of(patch), "application/json"));
+  body_of(client_of_router().Patch(kStatePath, text_of(patch), "application/json"));
 }
 
 Json RouterClient::set(const std::string& path, const Json& value) const {

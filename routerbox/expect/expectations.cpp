@@ -13,12 +13,6 @@ using std::chrono::milliseconds;
 
 constexpr milliseconds kWithin(5000), kQuiet(300), kAnswerWithin(10000), kLongest(50000);
 constexpr milliseconds kBetweenLooks(10);
-constexpr size_t kContextLines = 20;
-
-std::string text_in(const Json& arguments, const char* name) {
-  const Json value = arguments.value(name, Json(""));
-  return value.is_string() ? value.get<std::string>() : value.dump();
-}
 
 bool flag_in(const Json& arguments, const char* name) {
   return arguments.value(name, Json(false)) == Json(true);
@@ -34,7 +28,7 @@ Wanted wanted_from(const Json& arguments) {
   } kTexts[] = {{"subject", wanted.subject}, {"what", wanted.what}, {"value", wanted.value},
                 {"from", wanted.from},       {"to", wanted.to},     {"of", wanted.of},
                 {"size", wanted.size}};
-  for (const auto& text : kTexts) text.value = text_in(arguments, text.name);
+  for (const auto& text : kTexts) text.value = text_of(arguments, text.name);
   return wanted;
 }
 
@@ -68,7 +62,7 @@ std::string describe(const char* what, const std::string& expected, const std::s
 
 milliseconds duration_in(const Json& arguments, const char* name, milliseconds otherwise) {
   if (!arguments.contains(name)) return otherwise;
-  const std::string text = text_in(arguments, name);
+  const std::string text = text_of(arguments, name);
   const std::optional<milliseconds> time = duration_from(text);
   if (!time || *time > kLongest)
     throw Failure("'" + text + "' is no time of up to 50s; write 500ms or 2s", kWrongCommandLine);
@@ -142,7 +136,7 @@ Json Expectations::ask(const PluginRun& plugin, const std::string& text, const P
 
 Json Expectations::send(const PluginRun& plugin, const Json& arguments) {
   const milliseconds within = duration_in(arguments, "within", kAnswerWithin);
-  const std::string text = text_in(arguments, "text"), expected = text_in(arguments, "expect");
+  const std::string text = text_of(arguments, "text"), expected = text_of(arguments, "expect");
   const Pattern pattern(expected);
   const std::string wanted = (expected.empty() ? "an answer" : "an answer like '" + expected + "'") + " of " +
                              plugin.name + " to '" + text + "', within " + time_text(within);
@@ -155,7 +149,7 @@ Json Expectations::send(const PluginRun& plugin, const Json& arguments) {
   }
   if (expected.empty()) return answer;
   const bool has_text = answer.at("answer").is_string();
-  const std::string given = has_text ? answer.at("answer").get<std::string>() : text_in(answer, "meaning");
+  const std::string given = has_text ? answer.at("answer").get<std::string>() : text_of(answer, "meaning");
   if (!has_text || !pattern.fits(given))
     throw Failure(
         describe("another answer", wanted, given.empty() ? "an empty one" : given) + last_messages(), kNo);
@@ -174,7 +168,9 @@ Json Expectations::unplayed_faults() const {
   }
 }
 
-Json Expectations::verify(const Json&) {
+Json Expectations::verify(const Json& arguments) {
+  const Json unplayed = unplayed_faults();
+  if (flag_in(arguments, "end")) parts_.plugins.stop_all();
   parts_.cores.wait();
   Json problems = Json::array();
   for (size_t place = 0; place < parts_.plugins.size(); ++place) {
@@ -185,9 +181,9 @@ Json Expectations::verify(const Json&) {
       problems.push_back(row.run.name + " has crashed, before it was started again");
     if (row.reported) problems.push_back("a sanitizer or valgrind reports a fault of " + row.run.name);
   }
-  for (const Json& fault : unplayed_faults())
-    problems.push_back("the fault " + text_in(fault, "service") + " " + text_in(fault, "method") + " " +
-                       text_in(fault, "kind") + " was played " + text_in(fault, "played") + " times of " +
+  for (const Json& fault : unplayed)
+    problems.push_back("the fault " + text_of(fault, "service") + " " + text_of(fault, "method") + " " +
+                       text_of(fault, "kind") + " was played " + text_of(fault, "played") + " times of " +
                        std::to_string(fault.value("count", 1)));
   return {{"problems", problems}};
 }

@@ -24,7 +24,7 @@ class Expectations {
   Json mark(const Json& arguments);
   // {"seen", "ms"}
   Json expect(const Json& arguments);
-  // {"problems": [TEXT]}
+  // {"problems": [TEXT]}; "end" stops the plug-ins before, so that a crash at the last moment is seen.
   Json verify(const Json& arguments);
   // Of a message that was answered, or not, within its limit.
   Json send(const PluginRun& plugin, const Json& arguments);

@@ -14,16 +14,10 @@
 namespace routerbox {
 namespace {
 
-constexpr size_t kContextLines = 20;
 constexpr const char* kEvents[] = {"wan", "disk", "home"};
 
 bool like(const std::string& text, const std::string& glob) {
   return fnmatch(glob.c_str(), text.c_str(), 0) == 0;
-}
-
-std::string text_in(const Json& line, const char* key) {
-  const Json value = line.value(key, Json(""));
-  return value.is_string() ? value.get<std::string>() : value.dump();
 }
 
 // The line without the blanks that align it.
@@ -227,9 +221,9 @@ void Subjects::check_state(const Wanted& wanted) const {
 Look Subjects::look_at_trace(const Wanted& wanted, const TraceReader::Match& is_kind, const std::string& what,
                              size_t* next) {
   const auto score = [&](const Json& line) {
-    return int{like(text_in(line, "what"), what)} * 2 +
-           int{wanted.from.empty() || text_in(line, "from") == wanted.from} +
-           int{wanted.to.empty() || text_in(line, "to") == wanted.to};
+    return int{like(text_of(line, "what"), what)} * 2 +
+           int{wanted.from.empty() || text_of(line, "from") == wanted.from} +
+           int{wanted.to.empty() || text_of(line, "to") == wanted.to};
   };
   const auto fits = [&](const Json& line) { return is_kind(line) && score(line) == 4; };
   if (const std::optional<Json> line = parts_.trace.find(fits, next)) return {true, one_line(*line)};
@@ -245,14 +239,14 @@ Look Subjects::look_at_trace(const Wanted& wanted, const TraceReader::Match& is_
 
 Look Subjects::look_at_router(const Wanted& wanted, std::chrono::milliseconds, size_t* next) {
   return look_at_trace(
-      wanted, [](const Json& line) { return text_in(line, "channel") == "router"; }, wanted.what, next);
+      wanted, [](const Json& line) { return text_of(line, "channel") == "router"; }, wanted.what, next);
 }
 
 // An event has a line for its sending, and one for everybody it was given to.
 Look Subjects::look_at_event(const Wanted& wanted, std::chrono::milliseconds, size_t* next) {
   const auto is_kind = [&](const Json& line) {
-    return text_in(line, "channel") == "events" && !text_in(line, "what").starts_with("listen for ") &&
-           (text_in(line, "result") == "given") == !wanted.to.empty();
+    return text_of(line, "channel") == "events" && !text_of(line, "what").starts_with("listen for ") &&
+           (text_of(line, "result") == "given") == !wanted.to.empty();
   };
   const std::string what = wanted.what.empty()    ? "*"
                            : wanted.value.empty() ? wanted.what + "*"

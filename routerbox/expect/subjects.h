@@ -20,6 +20,9 @@ struct Wanted {
   std::chrono::milliseconds within{0};
 };
 
+// Lines of the trace that explain a failure.
+inline constexpr size_t kContextLines = 20;
+
 struct Look {
   bool found = false;
   std::string seen;  // what was found, or else what comes nearest to it

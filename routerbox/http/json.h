@@ -13,4 +13,10 @@ inline std::string text_of(const Json& json) {
   return json.dump(-1, ' ', false, Json::error_handler_t::replace);
 }
 
+// A member as a text, whatever it is; empty: there is none.
+inline std::string text_of(const Json& object, const char* member) {
+  const Json value = object.value(member, Json(""));
+  return value.is_string() ? value.get<std::string>() : text_of(value);
+}
+
 }  // namespace routerbox

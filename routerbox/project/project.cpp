@@ -123,6 +123,7 @@ const std::vector<Key<ProjectPlugin>> kPluginKeys = {
     {"abilities", read_abilities},
     {"ends", [](const Value& value, ProjectPlugin* plugin) { plugin->ends = value.is_on(); }},
     {"stub", [](const Value& value, ProjectPlugin* plugin) { plugin->stub = existing(value, false); }},
+    {"data", [](const Value& value, ProjectPlugin* plugin) { plugin->data = existing(value, true); }},
 };
 
 void read_hosts(const Value& hosts, Project* project) {
@@ -231,6 +232,13 @@ Project read_project(const std::string& file) {
   for (const ProjectPlugin& plugin : project.plugins)
     if (!plugin.stub.empty()) check_stub(plugin, project.plugins);
   return project;
+}
+
+std::vector<std::string> abilities_of(uint32_t bits) {
+  std::vector<std::string> names;
+  for (const AbilityName& ability : kAbilities)
+    if ((bits & 1U << (ability.number - 1)) != 0) names.emplace_back(ability.name);
+  return names;
 }
 
 Target target_of(const Project& project, const std::string& name) {

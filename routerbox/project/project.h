@@ -16,6 +16,7 @@
 //   uid = 10001                   # 10000 + its place in the file, counted from 1, unless given
 //   run = "./build/weather /data" # or stub = "answers.toml"
 //   abilities = ["download", "ability_wan", 5]
+//   data = "share"                # what its own folder, /data, has at first
 //   ends = true                   # by itself, with status 0, when it is done; false unless given
 // All else is an error. Paths are relative to the file.
 #pragma once
@@ -54,6 +55,7 @@ struct ProjectPlugin {
   std::vector<std::string> run;  // program and arguments; empty: it is a stub
   std::string stub;              // absolute path of what it plays (stub_file.h); empty: it is a program
   uint32_t abilities = 0;        // bit n - 1 for ability n
+  std::string data;              // absolute; empty: its folder is empty at first
   bool ends = false;             // by itself, with status 0, when it is done
   std::string place;             // FILE:LINE, to begin a message about it
 };
@@ -84,6 +86,9 @@ Target target_of(const Project& project, const std::string& name);
 // Where a program of `run` lies when what is built lies in the folder `build`, absolute; as it stands where it is not
 // built but found.
 std::string built_program(const Project& project, const std::string& build, const std::string& program);
+
+// The names of these abilities, bit n - 1 for ability n.
+std::vector<std::string> abilities_of(uint32_t bits);
 
 // The text of the router's package file for these plug-ins.
 std::string package_file_of(const Project& project);

@@ -17,7 +17,7 @@ bool is_up(const Json& state) {
   return is_above_zero(state, "WAN_NET") && is_above_zero(state, "WAN_LINE");
 }
 
-std::vector<std::string> partitions(const Json& state) {
+std::vector<std::string> partition_names(const Json& state) {
   std::vector<std::string> names;
   for (const Json& disk : state.at("DiskInfo"))
     if (disk.is_object() && disk.contains("Partition") && disk["Partition"].is_string())
@@ -39,8 +39,8 @@ std::vector<Event> events_between(const Json& before, const Json& after) {
   std::vector<Event> events;
   if (is_up(before) && !is_up(after)) events.push_back({kWan, kDown, "down"});
   if (!is_up(before) && is_up(after)) events.push_back({kWan, kUp, "up"});
-  add_missing(partitions(after), partitions(before), kAdded, &events);
-  add_missing(partitions(before), partitions(after), kRemoved, &events);
+  add_missing(partition_names(after), partition_names(before), kAdded, &events);
+  add_missing(partition_names(before), partition_names(after), kRemoved, &events);
   if (before.at("WIFIStatus") != after.at("WIFIStatus")) events.push_back({kHome, kHomeChanged, "wifi"});
   return events;
 }

@@ -74,7 +74,7 @@ std::optional<uid_t> owner_of(const Connection& connection) {
   if (!kernel || send(kernel.get(), &question, sizeof question, 0) < 0) return std::nullopt;
   alignas(nlmsghdr) char answer[4096];
   const ssize_t length = retry([&] { return recv(kernel.get(), answer, sizeof answer, 0); });
-  const auto* const header = reinterpret_cast<const nlmsghdr*>(answer);
+  auto* const header = reinterpret_cast<nlmsghdr*>(answer);
   if (length < 0 || !NLMSG_OK(header, static_cast<size_t>(length)) ||
       header->nlmsg_type != SOCK_DIAG_BY_FAMILY)
     return std::nullopt;

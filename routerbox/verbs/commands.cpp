@@ -5,11 +5,15 @@
 #include <CLI/CLI.hpp>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <iostream>
 
 #include "../guard.h"
+#include "../io.h"
 #include "../outer.h"
+#include "../places.h"
 #include "../programs.h"
+#include "../unfinished.h"
 #include "client.h"
 #include "debug.h"
 #include "doctor.h"
@@ -34,7 +38,6 @@ struct Line {
   std::string as = {};
   LogWish log = {};
   bool watch = false;
-  bool end = false;                       // of a box that was verified
   std::vector<std::string> command = {};  // after "--"
 };
 
@@ -93,6 +96,21 @@ int start_plugin(const Line& line) {
   return kDone;
 }
 
+// By way of the box's folder, which it can see wherever the file lies.
+int install_file(const Line& line) {
+  const BoxClient box(line.name);
+  const std::filesystem::path file = line.arguments.at("file").get<std::string>(),
+                              name = "package-" + std::to_string(getpid());
+  if (!std::filesystem::is_regular_file(file))
+    throw Failure("there is no file " + file.string() + "; routerbox pack makes one", kNo);
+  const std::filesystem::path copy = std::filesystem::path(box.folder()) / name;
+  const Unfinished passing(copy);
+  write_file(copy, read_file(file), 0600);
+  const Json result = box.call("install", {{"file", (kBoxFolder / name).string()}});
+  std::cout << (line.json ? text_of(result) + "\n" : readable_result("install", result)) << std::flush;
+  return kDone;
+}
+
 int show_log(const Line& line) {
   const BoxClient box(line.name);
   const pid_t process_one = box.process_one();
@@ -103,7 +121,8 @@ int show_log(const Line& line) {
 }
 
 int verify(const Line& line) {
-  return line.end ? end_test(line.name) : verify_box(BoxClient(line.name));
+  return line.arguments.contains("end") ? end_test(line.name)
+                                        : verify_box(BoxClient(line.name), Json::object());
 }
 
 int make_new(const Line& line) {
@@ -134,7 +153,6 @@ void describe(CLI::App* app, Line* line, std::map<std::string, std::string>* val
     app->add_option("--as", line->as);
   if (line->verb.name == std::string("start") || line->verb.name == std::string("restart"))
     app->add_flag("--watch", line->watch);
-  if (line->verb.name == std::string("verify")) app->add_flag("--end", line->end);
   for (const Argument& argument : line->verb.arguments) {
     const std::string name = (argument.form == Form::kWord ? "" : "--") + std::string(argument.name);
     if (argument.form == Form::kFlag)
@@ -197,9 +215,18 @@ int start_box(const Verb& verb, int argc, char** argv) {
 constexpr struct {
   const char* verb;
   int (*run)(const Line& line);
-} kOwn[] = {{"down", end_box}, {"shell", enter_box},   {"exec", enter_box},     {"verify", verify},
-            {"log", show_log}, {"debug", debug},       {"start", start_plugin}, {"restart", start_plugin},
-            {"new", make_new}, {"doctor", show_doctor}};
+} kOwn[] = {{"down", end_box}, {"shell", enter_box},    {"exec", enter_box},      {"verify", verify},
+            {"log", show_log}, {"debug", debug},        {"start", start_plugin},  {"restart", start_plugin},
+            {"new", make_new}, {"doctor", show_doctor}, {"install", install_file}};
+
+[[noreturn]] void become_boxpack(int argc, char** argv) {
+  const std::string program =
+      find_own(own_folder(), "boxpack", "the program that makes archives", "the verb");
+  std::vector<std::string> words{"boxpack"};
+  words.insert(words.end(), argv + 1, argv + argc);
+  execv(program.c_str(), exec_arguments(words).data());
+  throw Failure(explain_exec(program, errno), kNotExecutable);
+}
 
 bool asks_for_help(int argc, char** argv) {
   for (char** word = argv; word != argv + argc && std::strcmp(*word, "--") != 0; ++word)
@@ -217,6 +244,7 @@ int run_verb(int argc, char** argv) {
     return kDone;
   }
   if (starts) return start_box(verb, argc - 1, argv + 1);
+  if (verb.name == std::string("pack")) become_boxpack(argc, argv);
   if (verb.name == std::string("test")) return run_tests(argc - 1, argv + 1);
   const Line line = parse_line(verb, argc - 1, argv + 1);
   for (const auto& own : kOwn)

@@ -31,7 +31,7 @@ Words join(Words first, const Words& second) {
   return first;
 }
 
-std::string find_tool(const std::string& program) {
+std::string require_tool(const std::string& program) {
   try {
     return find_program(program);
   } catch (const Failure&) {
@@ -51,7 +51,7 @@ Words program_words(const Wanted& wanted) {
 
 Words with_gdb(const Wanted& wanted) {
   if (!wanted.emulator)
-    return join(join(join({find_tool("gdb"), "-q"}, wanted.options), {"--args"}), program_words(wanted));
+    return join(join(join({require_tool("gdb"), "-q"}, wanted.options), {"--args"}), program_words(wanted));
   const std::string stub = "/tmp/debug-" + wanted.name;
   // The first "$@" is qemu with the program, behind its number the debugger.
   const std::string script =
@@ -60,7 +60,7 @@ Words with_gdb(const Wanted& wanted) {
       "until [ -S \"$stub\" ] || ! kill -0 $qemu 2>/dev/null; do sleep 0.02; done\n"
       "shift $count; \"$@\"";
   const Words qemu = emulate(wanted, {"-g", stub});
-  const Words gdb = join(join({find_tool("gdb-multiarch"), "-q", "-ex",
+  const Words gdb = join(join({require_tool("gdb-multiarch"), "-q", "-ex",
                                "set sysroot " + wanted.emulator->root, "-ex", "target remote " + stub},
                               wanted.options),
                          {wanted.program});
@@ -72,12 +72,12 @@ Words with_valgrind(const Wanted& wanted) {
     throw Failure("valgrind runs programs of this machine only; build " + wanted.name +
                       " for it, or use routerbox debug " + wanted.name + " gdb",
                   kNo);
-  return join(join({find_tool("valgrind")}, wanted.options), program_words(wanted));
+  return join(join({require_tool("valgrind")}, wanted.options), program_words(wanted));
 }
 
 Words with_strace(const Wanted& wanted) {
   if (wanted.emulator) return emulate(wanted, join({"-strace"}, wanted.options));
-  return join(join({find_tool("strace"), "-f"}, wanted.options), program_words(wanted));
+  return join(join({require_tool("strace"), "-f"}, wanted.options), program_words(wanted));
 }
 
 constexpr struct {

@@ -53,8 +53,8 @@ Look program(const std::string& name) {
 Look own_programs() {
   return [] {
     const std::string folder = own_folder();
-    for (const char* name :
-         {"hostbusd", "boxbus", "zelctl", "boxrouter", "boxfiles", "boxdownloads", "boxhosts", "boxstub"})
+    for (const char* name : {"hostbusd", "boxbus", "zelctl", "boxrouter", "boxfiles", "boxdownloads",
+                             "boxhosts", "boxstub", "boxpack"})
       find_program(folder + "/" + name);
     return folder;
   };

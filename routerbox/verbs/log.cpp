@@ -14,15 +14,10 @@ namespace {
 
 constexpr int kBetweenLooksMs = 50;
 
-std::string text_in(const Json& line, const char* key) {
-  const Json value = line.value(key, Json(""));
-  return value.is_string() ? value.get<std::string>() : value.dump();
-}
-
 bool fits(const Json& line, const std::vector<std::string>& filters) {
   return filters.empty() || std::any_of(filters.begin(), filters.end(), [&](const std::string& filter) {
            for (const char* key : {"channel", "from", "to"})
-             if (text_in(line, key) == filter) return true;
+             if (text_of(line, key) == filter) return true;
            return false;
          });
 }
@@ -45,8 +40,8 @@ void print(const std::string& text, const LogWish& wish) {
 std::string readable(const Json& line) {
   std::ostringstream text;
   text << std::fixed << std::setprecision(3) << std::setw(9) << line.value("at", 0.0) << "  " << std::left
-       << std::setw(9) << text_in(line, "channel") << "  " << text_in(line, "from") << " -> "
-       << text_in(line, "to") << "  " << text_in(line, "what") << "  " << text_in(line, "result");
+       << std::setw(9) << text_of(line, "channel") << "  " << text_of(line, "from") << " -> "
+       << text_of(line, "to") << "  " << text_of(line, "what") << "  " << text_of(line, "result");
   if (line.contains("ms")) text << "  (" << std::setprecision(1) << line.value("ms", 0.0) << " ms)";
   return text.str();
 }

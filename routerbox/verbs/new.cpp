@@ -7,6 +7,7 @@
 #include "../io.h"
 #include "../programs.h"
 #include "../project/project.h"
+#include "../unfinished.h"
 #include "status.h"
 
 namespace routerbox {
@@ -14,16 +15,16 @@ namespace {
 
 namespace fs = std::filesystem;
 
-using Words = std::vector<std::pair<std::string, std::string>>;
+using Replacements = std::vector<std::pair<std::string, std::string>>;
 
-std::string fill_in(std::string text, const Words& words) {
+std::string fill_in(std::string text, const Replacements& words) {
   for (const auto& [word, value] : words)
     for (size_t place = 0; (place = text.find(word, place)) != std::string::npos; place += value.size())
       text.replace(place, word.size(), value);
   return text;
 }
 
-void copy_filled(const fs::path& from, const fs::path& to, const Words& words, Json* files) {
+void copy_filled(const fs::path& from, const fs::path& to, const Replacements& words, Json* files) {
   for (const fs::directory_entry& entry : fs::recursive_directory_iterator(from)) {
     const std::string name = fill_in(entry.path().lexically_relative(from), words);
     if (entry.is_directory()) {
@@ -35,22 +36,6 @@ void copy_filled(const fs::path& from, const fs::path& to, const Words& words, J
     files->push_back(name);
   }
 }
-
-// Removes the folder unless all went well.
-class Unfinished {
- public:
-  explicit Unfinished(fs::path folder) : folder_(std::move(folder)) {}
-  ~Unfinished() {
-    std::error_code ignored;
-    if (!folder_.empty()) fs::remove_all(folder_, ignored);
-  }
-  Unfinished(const Unfinished&) = delete;
-  Unfinished& operator=(const Unfinished&) = delete;
-  void finish() { folder_.clear(); }
-
- private:
-  fs::path folder_;
-};
 
 }  // namespace
 
@@ -71,10 +56,10 @@ Json make_project(const std::string& folder, const std::string& language) {
                       (error ? error.message() : "it exists; choose another name or remove it"),
                   kNo);
   Unfinished unfinished(place);
-  const Words words = {{"@NAME@", name},
-                       {"@LANGUAGE@", language},
-                       {"@COMPILER@", language == "c" ? "C" : "CXX"},
-                       {"@PREFIX@", prefix}};
+  const Replacements words = {{"@NAME@", name},
+                              {"@LANGUAGE@", language},
+                              {"@COMPILER@", language == "c" ? "C" : "CXX"},
+                              {"@PREFIX@", prefix}};
   Json files = Json::array();
   for (const std::string& part : {std::string("common"), language})
     copy_filled(templates / part, place, words, &files);

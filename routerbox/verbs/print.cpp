@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <vector>
 
+#include "../pack/readable.h"
+
 namespace routerbox {
 namespace {
 
@@ -96,6 +98,13 @@ std::string new_project(const Json& result) {
          " && cmake -B build && cmake --build build && routerbox run\n";
 }
 
+std::string install(const Json& result) {
+  return pack::readable(result) +
+         (result.at("replaced") ? "It runs in place of the one that was there, from " : "It runs, from ") +
+         text_at(result, "folder") +
+         (result.at("table") ? "\n" : "; the box was started without a permission table\n");
+}
+
 std::string doctor(const Json& result) {
   Table table;
   std::string advice;
@@ -116,9 +125,9 @@ std::string doctor(const Json& result) {
 constexpr struct {
   const char* verb;
   std::string (*print)(const Json& result);
-} kPrinters[] = {{"ps", ps},         {"send", send},     {"state", state},
-                 {"set", set},       {"expect", expect}, {"new", new_project},
-                 {"doctor", doctor}, {"fault", faults},  {"faults", faults}};
+} kPrinters[] = {{"ps", ps},         {"send", send},       {"state", state},   {"set", set},
+                 {"expect", expect}, {"new", new_project}, {"doctor", doctor}, {"fault", faults},
+                 {"faults", faults}, {"install", install}};
 
 }  // namespace
 

@@ -231,8 +231,8 @@ int run_tests(int argc, char** argv) {
   return status == 0 && !left ? kDone : kNo;
 }
 
-int verify_box(const BoxClient& box) {
-  const Json problems = box.call("verify", Json::object()).at("problems");
+int verify_box(const BoxClient& box, const Json& arguments) {
+  const Json problems = box.call("verify", arguments).at("problems");
   if (problems.empty()) return kDone;
   for (const Json& problem : problems) std::cerr << problem.get<std::string>() + "\n";
   print_output_tail(box.folder());
@@ -244,7 +244,7 @@ int end_test(const std::string& name) {
   int status = kDone;
   try {
     const BoxClient box(name);
-    status = verify_box(box);
+    status = verify_box(box, {{"end", true}});
     box.end();
   } catch (const Failure& failure) {
     std::cerr << std::string("the box could not be verified: ") + failure.what() + "\n" << std::flush;

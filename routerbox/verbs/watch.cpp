@@ -8,7 +8,7 @@
 namespace routerbox {
 namespace {
 
-constexpr int kBetweenLooksMs = 150;
+constexpr int kBetweenDrawsMs = 150;
 
 using Stamp = std::tuple<ino_t, off_t, time_t, long>;
 
@@ -24,7 +24,7 @@ void watch_program(const std::string& program, const std::function<bool()>& ende
                    const std::function<void()>& changed) {
   Stamp running = stamp_of(program), last = running;
   while (!ended()) {
-    poll(nullptr, 0, kBetweenLooksMs);
+    poll(nullptr, 0, kBetweenDrawsMs);
     const Stamp now = stamp_of(program);
     if (now == last && now != running && now != Stamp{}) {
       running = now;

@@ -54,7 +54,7 @@ mem_pool* mem_create_pool(size_t size, void* log, int safe) {
   pool->cleanup = nullptr;
   pool->log = log;
   pool->safe = static_cast<uintptr_t>(safe);
-  memory.release();
+  static_cast<void>(memory.release());  // the pool is its first block
   return pool;
 }
 

@@ -4,6 +4,7 @@
 #include <utime.h>
 #include <zel/file.h>
 
+#include <atomic>
 #include <filesystem>
 
 #include "../../routerbox/files/content.h"
@@ -189,15 +190,15 @@ TEST_F(Files, AreLeftAsTheyWereByADownloadInACancelledThread) {
   SKIP_WHERE_NO_THREAD_CAN_BE_CANCELLED();
   put(kTo, "old");
   const auto before = open_descriptors();
-  bool begun = false;
+  std::atomic<bool> begun = false;
   const auto cancel = [](void* seen, double, double now, double, double) {
-    if (now > 0 && !std::exchange(*static_cast<bool*>(seen), true)) pthread_cancel(pthread_self());
+    if (now > 0 && !static_cast<std::atomic<bool>*>(seen)->exchange(true)) pthread_cancel(pthread_self());
     return 0;
   };
   const auto download = [&] {
     zel_download_file("http://127.0.0.1:8080/slow/1000/300000", kTo.c_str(), cancel, &begun, 0, 30);
   };
-  EXPECT_TRUE(ends_cancelled(download, [&] { return begun; }));
+  EXPECT_TRUE(ends_cancelled(download, [&] { return begun.load(); }));
   EXPECT_EQ(open_descriptors(), before);
   EXPECT_EQ(content_of(kTo), "old");
 }

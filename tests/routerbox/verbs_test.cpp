@@ -138,6 +138,21 @@ TEST_F(Verbs, GoOnBesideClientsThatHangAndAfterABoxThatWasKilled) {
   EXPECT_EQ(0, again.status) << again.output;
 }
 
+TEST_F(Verbs, AreThoseOfARouterThatWasCaptured) {
+  folder_.file("differs.json",
+               R"({"WAN": {"WAN_NET": 0, "WAN_IP": "198.51.100.7"}, "DiskInfo": [], "WIFIStatus": []})");
+  folder_.file("box.toml", "[box]\nrouter = 'captured.json'\n");
+  static const Case kCases[] = {
+      {"captured",
+       "$B -q --packages $PACKAGES --router differs.json -- " TEST_BIN
+       "/zelctl router capture --with-secrets >captured.json; cat captured.json",
+       0, "198.51.100.7"},
+      {"captured of the box that has it",
+       "$B run -q -- " TEST_BIN "/zelctl router capture --with-secrets | cmp - captured.json", 0, ""},
+  };
+  check(kCases);
+}
+
 constexpr const char* kStubs = "[[plugin]]\nname = 'greeter'\nappid = '3001'\nrun = '" TEST_BIN
                                "/greeter'\nabilities = ['cloud_communication', 'notify_rcv']\n"
                                "[[plugin]]\nname = 'radar'\nappid = '3002'\nstub = 'radar.toml'\n"

@@ -63,11 +63,6 @@ void add_field(blob_buf* buffer, const cJSON* item) {
   }
 }
 
-// A whole number in all its digits: cJSON has doubles only.
-cJSON* exact(int64_t number) {
-  return cJSON_CreateRaw(format("%lld", static_cast<long long>(number)).c_str());
-}
-
 int16_t short_of(const uint8_t* bytes) {
   return static_cast<int16_t>(bytes[0] << 8 | bytes[1]);
 }

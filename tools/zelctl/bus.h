@@ -2,17 +2,14 @@
 #pragma once
 #include <libubus.h>
 
-#include <memory>
 #include <string>
 
+#include "handles.h"
 #include "json.h"
 
 namespace zelctl {
 
-struct FreeBus {
-  void operator()(ubus_context* bus) const { ubus_free(bus); }
-};
-using BusLink = std::unique_ptr<ubus_context, FreeBus>;
+using BusLink = std::unique_ptr<ubus_context, GivenBackBy<ubus_free>>;
 
 // Fails if there is no broker, if it stays silent, or if it sends the caller away.
 BusLink connect_bus();

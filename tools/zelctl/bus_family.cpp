@@ -115,12 +115,12 @@ Stream* stream = nullptr;  // The library's callbacks have no argument for it.
 // Serves the connection until there are to be no more, or the time is over.
 int serve(const BusLink& bus) {
   interruption_is_the_end();
-  const timespec begin = now();
+  const int64_t end = now_ms() + int64_t{stream->seconds()} * 1000;
   while (!stream->is_complete()) {
-    const double left = stream->seconds() - seconds_since(begin);
+    const int64_t left = end - now_ms();
     if (stream->seconds() != 0 && left <= 0) break;
     pollfd wait{bus->sock.fd, POLLIN, 0};
-    if (poll(&wait, 1, stream->seconds() != 0 ? static_cast<int>(left * 1000) + 1 : -1) > 0)
+    if (poll(&wait, 1, stream->seconds() != 0 ? static_cast<int>(left) : -1) > 0)
       ubus_handle_event(bus.get());
     if (bus->sock.eof) fail(kFailed, "Start it again, then this.", "the bus's broker has gone");
   }

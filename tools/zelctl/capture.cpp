@@ -132,7 +132,7 @@ void mask(cJSON* json, bool secret) {
     // In its place, which may be shorter.
     if (hidden && cJSON_IsString(item) != 0)
       qo_strncpy(item->valuestring, "masked", std::strlen(item->valuestring) + 1);
-    if (hidden && cJSON_IsNumber(item) != 0) cJSON_SetNumberValue(item, 0);
+    if (hidden && cJSON_IsNumber(item) != 0) clear_number(item);
     mask(item, hidden);
   }
 }

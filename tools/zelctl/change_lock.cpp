@@ -29,17 +29,11 @@ bool lock(int fd) {
 }  // namespace
 
 ChangeLock::ChangeLock() : fd_(open(kLockFile, O_RDWR | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600)) {
-  if (fd_ != -1 && lock(fd_)) return;
-  const bool late = fd_ != -1 && errno == ETIMEDOUT;
-  if (fd_ != -1) close(fd_);
-  if (late)
+  if (fd_.get() != -1 && lock(fd_.get())) return;
+  if (errno == ETIMEDOUT)
     fail(kTimedOut, "Who makes it: fuser -v /var/run/zelctl.lock",
          "another change has been under way for %d s", kLimitSeconds);
   fail(kFailed, "Make /var/run a folder that root can write to.", "%s could not be locked", kLockFile);
-}
-
-ChangeLock::~ChangeLock() {
-  close(fd_);
 }
 
 }  // namespace zelctl

@@ -1,5 +1,6 @@
 // change_lock.h: one change at a time.
 #pragma once
+#include "handles.h"
 
 namespace zelctl {
 
@@ -9,13 +10,9 @@ class ChangeLock {
  public:
   // Waits for its turn, and says so; fails when that takes too long.
   ChangeLock();
-  // The kernel gives it up with the process, too.
-  ~ChangeLock();
-  ChangeLock(const ChangeLock&) = delete;
-  ChangeLock& operator=(const ChangeLock&) = delete;
 
  private:
-  int fd_;
+  Descriptor fd_;
 };
 
 }  // namespace zelctl

@@ -1,19 +1,14 @@
 // clock.h: time that passes, whatever is done to the date.
 #pragma once
+#include <cstdint>
 #include <ctime>
 
 namespace zelctl {
 
-inline timespec now() {
+inline int64_t now_ms() {
   timespec time{};
   clock_gettime(CLOCK_MONOTONIC, &time);
-  return time;
-}
-
-inline double seconds_since(const timespec& begin) {
-  const timespec end = now();
-  return static_cast<double>(end.tv_sec - begin.tv_sec) +
-         static_cast<double>(end.tv_nsec - begin.tv_nsec) / 1e9;
+  return int64_t{time.tv_sec} * 1000 + time.tv_nsec / 1'000'000;
 }
 
 }  // namespace zelctl

@@ -11,6 +11,7 @@
 #include "ending.h"
 #include "families.h"
 #include "filter.h"
+#include "handles.h"
 #include "output.h"
 #include "stream.h"
 #include "text.h"
@@ -23,10 +24,7 @@ constexpr unsigned kCommandSeconds = 7;  // so that the sender still gets its st
 constexpr size_t kTargetMax = 59;        // bytes of a target that the library looks for
 constexpr size_t kAnswerSize = 4096;
 
-struct FreeAnswer {
-  void operator()(char* text) const { zel_free(text); }
-};
-using Answer = std::unique_ptr<char, FreeAnswer>;
+using Answer = std::unique_ptr<char, GivenBackBy<zel_free>>;
 
 int send(const Call& call) {
   const char* const target = call.argument(0);
@@ -41,7 +39,7 @@ int send(const Call& call) {
     fail(kNo, "Does it run, and hold ability 2? What this user can see: zelctl bus list",
          "there is no plug-in %s on the bus", target);
   const char* const advice = "It hangs, or is busy. What it does: zelctl bus monitor";
-  const timespec begin = now();
+  const int64_t begin = now_ms();
   Answer answer;
   {
     // The library's own limit is to be in front.
@@ -49,7 +47,7 @@ int send(const Call& call) {
                       target, seconds);
     answer.reset(zel_cloud_msg_send(target, call.argument(1)));
   }
-  if (!answer && seconds_since(begin) >= kLibraryWaits)
+  if (!answer && now_ms() - begin >= kLibraryWaits * 1000)
     fail(kTimedOut, advice, "plug-in %s gave no answer within %u s", target, kLibraryWaits);
   if (!answer)
     fail(kFailed, "May this user call it? The library's reason: -v", "plug-in %s gave no answer", target);

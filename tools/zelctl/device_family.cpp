@@ -10,6 +10,7 @@
 
 #include "ending.h"
 #include "families.h"
+#include "handles.h"
 #include "output.h"
 #include "perm_table.h"
 #include "result.h"
@@ -22,10 +23,7 @@ constexpr const char* kDaemonFile = "/tmp/norva_daemon.info";
 constexpr const char* kScript = "/usr/local/localshell/norva_daemon_shell";
 constexpr unsigned kScriptSeconds = 30;
 
-struct FreeText {
-  void operator()(char* text) const { free(text); }
-};
-using Text = std::unique_ptr<char, FreeText>;
+using Text = std::unique_ptr<char, GivenBackBy<std::free>>;
 
 int info(const Call&) {
   zel_device_info device;
@@ -92,7 +90,7 @@ int memory(const Call&) {
   Result result;
   result.number("total_kib", kib, size_text(kib * 1024ULL));
   // `free` is read in thousands of KiB.
-  result.number("used_kib", used * 1000.0, format("about %s", size_text(used * 1024'000ULL).c_str()));
+  result.number("used_kib", used * int64_t{1000}, format("about %s", size_text(used * 1024'000ULL).c_str()));
   result.show();
   return kDone;
 }

@@ -1,5 +1,4 @@
 // zelctl doctor: what of the things that plug-ins need is not as it should be, and what to do.
-#include <dirent.h>
 #include <dlfcn.h>
 #include <grp.h>
 #include <poll.h>
@@ -18,6 +17,7 @@
 #include <cstring>
 
 #include "families.h"
+#include "handles.h"
 #include "output.h"
 #include "package_list.h"
 #include "result.h"
@@ -45,7 +45,7 @@ class Report {
   }
 
   int show() {
-    add_number(result_.json(), "wrong", static_cast<double>(wrong_));
+    add_number(result_.json(), "wrong", wrong_);
     result_.line("%s", wrong_ == 0 ? "nothing is wrong" : advice_.c_str());
     result_.show();
     return wrong_ == 0 ? kDone : kNo;
@@ -65,7 +65,7 @@ class Report {
   Result result_;
   cJSON* checks_;
   std::string advice_;
-  size_t wrong_ = 0;
+  int wrong_ = 0;
 };
 
 // ---- The permission table ---------------------------------------------------------------------------------
@@ -128,13 +128,11 @@ void check_accounts(const perm_table& table, Report* report) {
 
 // Connects; true if the other side sends something, when that is awaited.
 bool answers(const sockaddr_un& address, bool awaited) {
-  const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-  pollfd wait{fd, POLLIN, 0};
+  const Descriptor fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  if (connect(fd.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0) return false;
+  pollfd wait{fd.get(), POLLIN, 0};
   char first = 0;
-  const bool up = fd != -1 && connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof address) == 0 &&
-                  (!awaited || (poll(&wait, 1, kWaitMs) == 1 && recv(fd, &first, 1, 0) == 1));
-  if (fd != -1) close(fd);
-  return up;
+  return !awaited || (poll(&wait, 1, kWaitMs) == 1 && recv(fd.get(), &first, 1, 0) == 1);
 }
 
 // Where brokers of either generation listen.
@@ -154,11 +152,10 @@ void check_bus(Report* report) {
 }
 
 void check_access_lists(Report* report) {
-  DIR* const folder = opendir("/usr/share/acl.d");
+  const Folder folder(opendir("/usr/share/acl.d"));
   const dirent* entry = nullptr;
   bool found = false;
-  while (folder != nullptr && !found && (entry = readdir(folder)) != nullptr) found = entry->d_name[0] != '.';
-  if (folder != nullptr) closedir(folder);
+  while (folder && !found && (entry = readdir(folder.get())) != nullptr) found = entry->d_name[0] != '.';
   if (found) return report->good("access lists", "there are some in /usr/share/acl.d");
   report->open("access lists", "Where the broker is ubusd, users other than root then see and call nothing.",
                "none in /usr/share/acl.d");

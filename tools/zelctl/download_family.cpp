@@ -2,6 +2,7 @@
 #include <unistd.h>
 #include <zel/download.h>
 
+#include <algorithm>
 #include <cstring>
 
 #include "caller.h"
@@ -17,7 +18,7 @@ namespace {
 
 constexpr int kMostTasks = 512;    // more than the daemon tells
 constexpr int kMostOfAList = 100;  // of waiting tasks it tells so many at most, and of ended ones
-constexpr int kBarWidth = 20;
+constexpr unsigned kBarWidth = 20;
 constexpr useconds_t kTickUs = 500'000;
 constexpr const char* kAdvice = "Does the daemon run? zelctl doctor. The library's own words: -v";
 
@@ -92,20 +93,20 @@ std::string pace_of(const task_info& task) {
 }
 
 std::string bar_of(const task_info& task) {
-  const double share = task.total_length > 0 ? static_cast<double>(task.completed_length) /
-                                                   static_cast<double>(task.total_length)
-                                             : 0;
-  const int full = static_cast<int>(share * kBarWidth);
-  std::string bar(static_cast<size_t>(full), '#');
+  // A daemon that is odd may tell less than nothing, or more than all.
+  const int64_t total = std::clamp<int64_t>(task.total_length, 0, INT64_MAX / 100);
+  const int64_t done = std::clamp<int64_t>(task.completed_length, 0, total);
+  const auto percent = static_cast<unsigned>(total != 0 ? done * 100 / total : 0);
+  std::string bar(percent * kBarWidth / 100, '#');
   bar.resize(kBarWidth, '.');
-  return format("[%s] %3.0f %%", bar.c_str(), share * 100);
+  return format("[%s] %3u %%", bar.c_str(), percent);
 }
 
 void add_task(const task_info& task, cJSON* json) {
   add_text(json, "id", text_of(task.task_id).c_str());
   add_text(json, "state", state_of(task));
-  add_number(json, "completed_bytes", static_cast<double>(task.completed_length));
-  add_number(json, "total_bytes", static_cast<double>(task.total_length));
+  add_number(json, "completed_bytes", task.completed_length);
+  add_number(json, "total_bytes", task.total_length);
   add_number(json, "bytes_per_second", task.download_speed);
   add_number(json, "error_code", task.error_code);
   add_text(json, "error", error_of(task));

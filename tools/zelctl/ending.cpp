@@ -8,6 +8,7 @@
 #include <string>
 
 #include "failure.h"
+#include "handles.h"
 #include "output.h"
 #include "text.h"
 
@@ -92,7 +93,7 @@ Service::Service() {
 
 void Service::wait(unsigned seconds) {
   const timespec limit{static_cast<time_t>(seconds), 0};
-  while (sigtimedwait(&signals_, nullptr, seconds != 0 ? &limit : nullptr) == -1 && errno == EINTR) continue;
+  retry([&] { return sigtimedwait(&signals_, nullptr, seconds != 0 ? &limit : nullptr); });
   zel_lock();
 }
 

@@ -57,7 +57,7 @@ void hear(int32_t subevent, const char* data) {
   const time_t now = time(nullptr);
   const char* const name = kKinds[(subevent >> 8) % ZEL_EVENT_COUNT].name;
   Result one;
-  add_number(one.json(), "time", static_cast<double>(now));
+  add_number(one.json(), "time", now);
   add_text(one.json(), "event", name);
   add_number(one.json(), "subevent", subevent);
   if (data != nullptr) add_text(one.json(), "data", data);
@@ -73,14 +73,15 @@ void subscribe(uint32_t event) {
 int listen(const Call& call) {
   Stream wanted(call, "event");
   stream = &wanted;
-  std::vector<uint32_t> events;
-  for (const char* kind : call.arguments)
-    events.push_back(static_cast<uint32_t>(choice_value("EVENT", kind, kKindNames)));
-  if (events.empty()) events = {ZEL_EVENT_DISK, ZEL_EVENT_WAN, ZEL_EVENT_HOME};
+  const bool all = call.arguments.empty();
+  bool heard[ZEL_EVENT_COUNT] = {all, all, all};
+  for (const char* kind : call.arguments) heard[choice_value("EVENT", kind, kKindNames)] = true;
   require_ability(ability_notify_rcv);
   connect_bus();
   Service service;
-  for (const uint32_t event : events) subscribe(event);
+  for (uint32_t event = 0; event < ZEL_EVENT_COUNT; ++event) {
+    if (heard[event]) subscribe(event);
+  }
   // The receiver alone: the cloud object is the plug-in's own, which may be running.
   if (const int code = zel_service_init_dbg(nullptr); code != 0)
     fail_with(code, kFailed,

@@ -27,7 +27,7 @@ std::string failure_report(int code, const std::string& why, const char* advice)
     return format("zelctl: %s%s\n%s\n", text.c_str(), code != 0 ? format(" (%d)", code).c_str() : "", advice);
   const JsonTree json(cJSON_CreateObject());
   cJSON_AddStringToObject(json.get(), "error", text.c_str());
-  cJSON_AddNumberToObject(json.get(), "code", code);
+  cJSON_AddRawToObject(json.get(), "code", format("%d", code).c_str());
   cJSON_AddStringToObject(json.get(), "advice", advice);
   return one_line(json.get());
 }

@@ -8,17 +8,13 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
-#include <memory>
 
 #include "clock.h"
+#include "handles.h"
 #include "output.h"
 
 namespace zelctl {
 namespace {
-
-struct CloseFile {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
 
 [[noreturn]] void become_command(const char* command, int input, int output) {
   sigset_t none;
@@ -35,12 +31,12 @@ struct CloseFile {
 
 // Until the other end is closed. False when the time is over before.
 bool read_all(int fd, unsigned seconds, std::string* text) {
-  const timespec begin = now();
+  const int64_t end = now_ms() + seconds * 1000;
   for (char block[4096];;) {
-    const double left = seconds - seconds_since(begin);
+    const int64_t left = end - now_ms();
     pollfd wait{fd, POLLIN, 0};
-    if (left <= 0 || poll(&wait, 1, static_cast<int>(left * 1000) + 1) == 0) return false;
-    const ssize_t count = read(fd, block, sizeof block);
+    if (left <= 0 || poll(&wait, 1, static_cast<int>(left)) == 0) return false;
+    const ssize_t count = retry([&] { return read(fd, block, sizeof block); });
     if (count <= 0) return true;
     text->append(block, static_cast<size_t>(count));
   }
@@ -51,21 +47,22 @@ bool read_all(int fd, unsigned seconds, std::string* text) {
 Filtered filter(const char* command, std::string_view input, unsigned seconds) {
   Filtered result{"", 126};
   // A file, so that neither waits for the other to read.
-  const std::unique_ptr<std::FILE, CloseFile> file(std::tmpfile());
+  const File file(std::tmpfile());
   int ends[2];
   if (!file || std::fwrite(input.data(), 1, input.size(), file.get()) != input.size() ||
       std::fflush(file.get()) != 0 || pipe2(ends, O_CLOEXEC) != 0)
     return result;
+  const Descriptor output(ends[0]);
+  Descriptor childs_output(ends[1]);
   std::rewind(file.get());
   const pid_t child = fork();
-  if (child == 0) become_command(command, fileno(file.get()), ends[1]);
-  close(ends[1]);
-  const bool whole = child != -1 && read_all(ends[0], seconds, &result.text);
-  close(ends[0]);
   if (child == -1) return result;
+  if (child == 0) become_command(command, fileno(file.get()), childs_output.get());
+  childs_output.reset();
+  const bool whole = read_all(output.get(), seconds, &result.text);
   if (!whole) kill(-child, SIGKILL);
   int status = 0;
-  waitpid(child, &status, 0);
+  retry([&] { return waitpid(child, &status, 0); });
   result.status = WIFSIGNALED(status) ? 128 + WTERMSIG(status) : WEXITSTATUS(status);
   if (!whole) result.status = 124;
   if (std::string_view(result.text).ends_with('\n')) result.text.pop_back();

@@ -5,21 +5,16 @@
 
 #include <cerrno>
 #include <cstring>
-#include <memory>
 
 #include "ending.h"
 #include "families.h"
+#include "handles.h"
 #include "output.h"
 #include "result.h"
 #include "text.h"
 
 namespace zelctl {
 namespace {
-
-struct CloseFile {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-using File = std::unique_ptr<std::FILE, CloseFile>;
 
 // Of the last answer; -1 if there was none of HTTP/1.
 int status_of(HttpUploader* transfer) {

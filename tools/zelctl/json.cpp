@@ -6,22 +6,39 @@
 namespace zelctl {
 namespace {
 
-struct FreeText {
-  void operator()(char* text) const { cJSON_free(text); }
-};
-
 void append(cJSON* array, cJSON* element) {
   require_memory(element);
   cJSON_AddItemToArray(array, element);
 }
 
 std::string text_from(char* printed) {
-  const std::unique_ptr<char, FreeText> text(printed);
+  const std::unique_ptr<char, GivenBackBy<cJSON_free>> text(printed);
   require_memory(text.get());
   return text.get();
 }
 
+std::string digits_of(int64_t number) {
+  return format("%lld", static_cast<long long>(number));
+}
+
 }  // namespace
+
+cJSON* exact(int64_t number) {
+  return cJSON_CreateRaw(digits_of(number).c_str());
+}
+
+int64_t whole_number(const cJSON* number, int64_t least, int64_t most, bool* exact) {
+  const double given = number->valuedouble;
+  const auto whole = given <= static_cast<double>(least)  ? least
+                     : given >= static_cast<double>(most) ? most
+                                                          : static_cast<int64_t>(given);
+  *exact = given == static_cast<double>(whole);
+  return whole;
+}
+
+void clear_number(cJSON* number) {
+  cJSON_SetNumberValue(number, 0);
+}
 
 void require_memory(const void* made) {
   if (made == nullptr) fail(kFailed, "End some programs and try again.", "out of memory");
@@ -31,8 +48,8 @@ void add_text(cJSON* object, const char* key, const char* text) {
   require_memory(cJSON_AddStringToObject(object, key, readable(text, "\t\r\n").c_str()));
 }
 
-void add_number(cJSON* object, const char* key, double number) {
-  require_memory(cJSON_AddNumberToObject(object, key, number));
+void add_number(cJSON* object, const char* key, int64_t number) {
+  require_memory(cJSON_AddRawToObject(object, key, digits_of(number).c_str()));
 }
 
 void add_bool(cJSON* object, const char* key, bool value) {
@@ -55,8 +72,8 @@ void append_text(cJSON* array, const char* text) {
   append(array, cJSON_CreateString(readable(text, "\t\r\n").c_str()));
 }
 
-void append_number(cJSON* array, double number) {
-  append(array, cJSON_CreateNumber(number));
+void append_number(cJSON* array, int64_t number) {
+  append(array, exact(number));
 }
 
 cJSON* append_object(cJSON* array) {

@@ -3,26 +3,34 @@
 #pragma once
 #include <cjson/cJSON.h>
 
-#include <memory>
+#include <cstdint>
 #include <string>
+
+#include "handles.h"
 
 namespace zelctl {
 
-struct DeleteTree {
-  void operator()(cJSON* tree) const { cJSON_Delete(tree); }
-};
-using JsonTree = std::unique_ptr<cJSON, DeleteTree>;
+using JsonTree = std::unique_ptr<cJSON, GivenBackBy<cJSON_Delete>>;
 
 void add_text(cJSON* object, const char* key, const char* text);
-void add_number(cJSON* object, const char* key, double number);
+void add_number(cJSON* object, const char* key, int64_t number);
 void add_bool(cJSON* object, const char* key, bool value);
 // Empty ones, part of the object.
 cJSON* add_array(cJSON* object, const char* key);
 cJSON* add_object(cJSON* object, const char* key);
 
 void append_text(cJSON* array, const char* text);
-void append_number(cJSON* array, double number);
+void append_number(cJSON* array, int64_t number);
 cJSON* append_object(cJSON* array);
+
+// A whole number in all its digits: cJSON has doubles only.
+cJSON* exact(int64_t number);
+
+// The number without what is behind the point, or the limit that it is beyond. `exact` tells whether it is the same.
+int64_t whole_number(const cJSON* number, int64_t least, int64_t most, bool* exact);
+
+// Makes it a 0.
+void clear_number(cJSON* number);
 
 // Fails for null, which is what cJSON gives when memory runs out.
 void require_memory(const void* made);

@@ -10,17 +10,14 @@
 
 #include "abilities.h"
 #include "failure.h"
+#include "handles.h"
 #include "text.h"
 
 namespace zelctl {
 namespace {
 
-struct CloseFile {
-  void operator()(std::FILE* file) const { std::fclose(file); }
-};
-
 int read_whole(const char* path, std::string* text) {
-  const std::unique_ptr<std::FILE, CloseFile> file(std::fopen(path, "re"));
+  const File file(std::fopen(path, "re"));
   if (!file) return errno == ENOENT ? PERM_NO_PACKAGES : PERM_NOT_OPENED;
   char block[4096];
   for (size_t count; (count = std::fread(block, 1, sizeof block, file.get())) > 0;)
@@ -111,11 +108,10 @@ void take_text(const Element& element, const char* key, const cJSON* item, char*
 
 // Both -1 and 4294967295 are all bits.
 uint32_t take_number(const Element& element, const char* key, const cJSON* item) {
-  const double number = std::clamp(item->valuedouble, -2147483648.0, 4294967295.0);
-  const auto whole = static_cast<int64_t>(number);
-  if (item->valuedouble != static_cast<double>(whole))
-    element.complain("\"%s\" is no whole number of 32 bits", key);
-  return static_cast<uint32_t>(whole);
+  bool exact = false;
+  const int64_t number = whole_number(item, INT32_MIN, UINT32_MAX, &exact);
+  if (!exact) element.complain("\"%s\" is no whole number of 32 bits", key);
+  return static_cast<uint32_t>(number);
 }
 
 bool take_element(const Element& element) {

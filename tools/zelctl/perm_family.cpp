@@ -277,7 +277,7 @@ int lint(const Call& call) {
               path, std::strerror(errno));
   Result result;
   add_text(result.json(), "file", path);
-  add_number(result.json(), "plugins", static_cast<double>(list.plugins.size()));
+  add_number(result.json(), "plugins", static_cast<int64_t>(list.plugins.size()));
   add_problems(result.json(), list);
   for (const Problem& problem : list.problems)
     result.line("%s:%d: %s", path, problem.line, problem.text.c_str());
@@ -290,13 +290,12 @@ int lint(const Call& call) {
 
 int run(const Call& call) {
   const char* const appid = appid_value(call.argument(0));
-  std::vector<char*> words;
-  for (size_t i = 1; i < call.arguments.size(); ++i) words.push_back(const_cast<char*>(call.arguments[i]));
+  std::vector<const char*> words(call.arguments.begin() + 1, call.arguments.end());
   words.push_back(nullptr);
   become(appid);
   std::signal(SIGPIPE, SIG_DFL);
   give_streams();
-  execvp(words[0], words.data());
+  execvp(words[0], const_cast<char* const*>(words.data()));
   // As a shell tells the two apart.
   const bool missing = errno == ENOENT;
   fail(static_cast<Exit>(missing ? 127 : 126),

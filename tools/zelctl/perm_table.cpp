@@ -3,9 +3,10 @@
 #include <sys/sem.h>
 #include <zel/util.h>
 
+#include <algorithm>
 #include <cerrno>
-#include <ctime>
 
+#include "clock.h"
 #include "failure.h"
 #include "perm_codes.h"
 
@@ -20,19 +21,14 @@ void require_filled(const perm_table& table) {
          "the permission table is not initialised");
 }
 
-// One step of the semaphore, with the time that is left for it.
-int step(int semid, short by, const timespec* limit) {
+// One step of the semaphore, as far as it can be made until that time.
+int step(int semid, short by, int64_t end_ms) {
   sembuf operation{0, by, SEM_UNDO};
-  return semtimedop(semid, &operation, 1, limit);
-}
-
-// Until the time that CLOCK_MONOTONIC shows then.
-timespec left_until(const timespec& end) {
-  timespec now{};
-  clock_gettime(CLOCK_MONOTONIC, &now);
-  timespec left{end.tv_sec - now.tv_sec, end.tv_nsec - now.tv_nsec};
-  if (left.tv_nsec < 0) left = {left.tv_sec - 1, left.tv_nsec + 1'000'000'000};
-  return left.tv_sec < 0 ? timespec{} : left;
+  return retry([&] {
+    const int64_t left = std::max<int64_t>(end_ms - now_ms(), 0);
+    const timespec limit{static_cast<time_t>(left / 1000), static_cast<long>(left % 1000) * 1'000'000};
+    return semtimedop(semid, &operation, 1, &limit);
+  });
 }
 
 }  // namespace
@@ -72,15 +68,7 @@ AttachedTable attach_table() {
 }
 
 TableLock::TableLock(int semid) : semid_(semid) {
-  timespec end{};
-  clock_gettime(CLOCK_MONOTONIC, &end);
-  end.tv_sec += kLockSeconds;
-  int result = 0;
-  do {
-    const timespec left = left_until(end);
-    result = step(semid, -1, &left);
-  } while (result == -1 && errno == EINTR);
-  if (result == 0) return;
+  if (step(semid, -1, now_ms() + kLockSeconds * 1000) == 0) return;
   if (errno == EAGAIN)
     fail(kTimedOut, "Plug-ins wait for the lock, too. If that process hangs, end it: the lock is free then.",
          "the permission table has been locked for %d s; process %d had its lock last", kLockSeconds,
@@ -89,7 +77,7 @@ TableLock::TableLock(int semid) : semid_(semid) {
 }
 
 TableLock::~TableLock() {
-  if (semid_ != -1) step(semid_, 1, nullptr);
+  if (semid_ != -1) step(semid_, 1, 0);
 }
 
 TableCopy read_table() {

@@ -6,6 +6,8 @@
 #include <memory>
 #include <string>
 
+#include "handles.h"
+
 namespace zelctl {
 
 using TableCopy = std::unique_ptr<const perm_table>;
@@ -44,10 +46,7 @@ bool is_filled_to_its_end(const perm_table& table);
 bool is_reserved(const std::string& appid);
 
 // The segment, for a scope.
-struct DetachTable {
-  void operator()(const perm_table* table) const { perm_common_shm_unmap(table); }
-};
-using AttachedTable = std::unique_ptr<perm_table, DetachTable>;
+using AttachedTable = std::unique_ptr<perm_table, GivenBackBy<perm_common_shm_unmap>>;
 AttachedTable attach_table();
 
 // The table's semaphore, taken for a scope. Waits for it for some seconds only: who holds it for longer will not give

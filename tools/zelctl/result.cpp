@@ -34,9 +34,9 @@ void Result::text(const char* key, const char* value) {
   add_row(key, value);
 }
 
-void Result::number(const char* key, double value, const std::string& text) {
+void Result::number(const char* key, int64_t value, const std::string& text) {
   add_number(json(), key, value);
-  add_row(key, text.empty() ? format("%.0f", value) : text);
+  add_row(key, text.empty() ? format("%lld", static_cast<long long>(value)) : text);
 }
 
 void Result::flag(const char* key, bool value, const char* yes, const char* no) {

@@ -21,7 +21,7 @@ class Result {
   // A member for scripts, and for people a row of its name, blanks in it and no unit,
   // and of the value, or the text given.
   void text(const char* key, const char* value);
-  void number(const char* key, double value, const std::string& text = "");
+  void number(const char* key, int64_t value, const std::string& text = "");
   void flag(const char* key, bool value, const char* yes, const char* no);
 
   // Prints the form that is wanted.

@@ -163,10 +163,16 @@ std::string wrap(std::string_view text, size_t width, size_t indent) {
 std::string size_text(uint64_t bytes) {
   static constexpr const char* kUnits[] = {"KiB", "MiB", "GiB", "TiB"};
   if (bytes < 1024) return format("%u byte%s", static_cast<unsigned>(bytes), plural(bytes));
-  double size = static_cast<double>(bytes) / 1024;
+  uint64_t tenths = 0;
   size_t unit = 0;
-  for (; size >= 1023.95 && unit + 1 < std::size(kUnits); ++unit) size /= 1024;
-  return format("%.1f %s", size, kUnits[unit]);
+  for (;; ++unit) {
+    const size_t bits = 10 * (unit + 1);
+    const uint64_t rest = bytes & ((uint64_t{1} << bits) - 1);
+    tenths = (bytes >> bits) * 10 + ((rest * 10 + (uint64_t{1} << (bits - 1))) >> bits);
+    if (tenths < 10240 || unit + 1 == std::size(kUnits)) break;
+  }
+  return format("%llu.%u %s", static_cast<unsigned long long>(tenths / 10),
+                static_cast<unsigned>(tenths % 10), kUnits[unit]);
 }
 
 std::string duration_text(uint64_t seconds) {
