@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <filesystem>
 
+#include "base/handles.h"
 #include "support/disk.h"
 #include "support/http_server.h"
 #include "support/pool.h"
@@ -66,7 +67,7 @@ int update() {
 
 int upload_file() try {
   const auto uploader = std::make_unique<HttpUploader>(kUrl);
-  uploader->source = {1, nullptr, 0, 3, fopen(kFrom, "r")};
+  uploader->source = {1, nullptr, 0, 3, zel::open_file(kFrom, "r").release()};
   return uploader->post(5, 1);
 } catch (const std::bad_alloc&) {
   return -1;
