@@ -212,12 +212,9 @@ TEST(Queries, AskBlkidOnlyAboutPlainDeviceNames) {
     EXPECT_EQ(content_of("/tmp/asked"), asked);
   };
   const std::string full(70, 'p'), zeros(37, '0');
-  const char* const kPlain[][2] = {{"sda1", "1234-ABCD"},
-                                   {"mapper/a_b-c.d", "1234-ABCD"},
-                                   {"silent", ""},
-                                   {"endless", ""},
-                                   {full.c_str(), "1234-ABCD"},
-                                   {"long", zeros.c_str()}};
+  const char* const kPlain[][2] = {
+      {"sda1", "1234-ABCD"}, {"mapper/a_b-c.d", "1234-ABCD"}, {"silent", ""},
+      {"endless", ""},       {full.c_str(), "1234-ABCD"},     {"long", zeros.c_str()}};
   for (const auto& [name, uuid] : kPlain)
     check(name, uuid, std::string("-s UUID -o value /dev/") + name + "\n");
   for (const char* name : {"a;id", "../etc/x", "$(id)", "", "a b", "%s", "a'b", "\xc3\xa4"})
