@@ -185,7 +185,8 @@ PluginRun plugin_from(const ProjectPlugin& wanted, const Plan& plan) {
           data_folder(plan.options, wanted),
           std::nullopt,
           wanted.stub,
-          wanted.data};
+          wanted.data,
+          wanted.ends};
 }
 
 std::string find_valgrind() {

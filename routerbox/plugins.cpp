@@ -169,7 +169,9 @@ void Plugins::take_line(size_t place, std::string_view line) {
 void Plugins::note_end(pid_t process, int status) {
   const std::lock_guard lock(mutex_);
   for (Row& row : rows_) {
-    if (row.process != process || row.state != State::kRunning) continue;
+    // One that was to stop may crash meanwhile, or have been about to.
+    const bool crashed = row.state == State::kStopped && leaves_core(status);
+    if (row.process != process || (row.state != State::kRunning && !crashed)) continue;
     row.state = State::kEnded;
     row.status = status;
     if (status != 0) ++deaths_;

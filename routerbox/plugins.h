@@ -26,6 +26,7 @@ struct PluginRun {
   std::optional<Emulator> emulator = {};
   std::string stub = {};        // the file that it plays; empty: it is no stub
   std::string first_data = {};  // folder of what is in `data` at first; empty: nothing
+  bool ends = false;            // by itself, with status 0
   std::string valgrind = {};    // absolute path of the program that runs it; empty: none
 
   std::string object() const { return "zel_" + appid; }

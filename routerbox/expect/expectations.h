@@ -2,6 +2,7 @@
 #pragma once
 #include "../cores.h"
 #include "../fault_verbs.h"
+#include "pattern.h"
 #include "subjects.h"
 
 namespace routerbox {
@@ -23,7 +24,7 @@ class Expectations {
   Json mark(const Json& arguments);
   // {"seen", "ms"}
   Json expect(const Json& arguments);
-  // {"problems": [TEXT]}
+  // {"problems": [TEXT]}; "end" stops the plug-ins before, so that a crash at the last moment is seen.
   Json verify(const Json& arguments);
   // Of a message that was answered, or not, within its limit.
   Json send(const PluginRun& plugin, const Json& arguments);
@@ -32,6 +33,9 @@ class Expectations {
   Json wait_for(const Wanted& wanted);
   Json wait_for_none(const Wanted& wanted);
   std::string last_messages();
+  Json ask(const PluginRun& plugin, const std::string& text, const Pattern& pattern,
+           std::chrono::milliseconds within);
+  Json unplayed_faults() const;
 
   const Parts parts_;
   TraceReader trace_;

@@ -121,6 +121,7 @@ const std::vector<Key<ProjectPlugin>> kPluginKeys = {
                ProjectPlugin* plugin) { plugin->uid = static_cast<uid_t>(value.number(1, kLastUid)); }},
     {"run", read_run},
     {"abilities", read_abilities},
+    {"ends", [](const Value& value, ProjectPlugin* plugin) { plugin->ends = value.is_on(); }},
     {"stub", [](const Value& value, ProjectPlugin* plugin) { plugin->stub = existing(value, false); }},
     {"data", [](const Value& value, ProjectPlugin* plugin) { plugin->data = existing(value, true); }},
 };

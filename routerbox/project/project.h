@@ -17,6 +17,7 @@
 //   run = "./build/weather /data" # or stub = "answers.toml"
 //   abilities = ["download", "ability_wan", 5]
 //   data = "share"                # what its own folder, /data, has at first
+//   ends = true                   # by itself, with status 0, when it is done; false unless given
 // All else is an error. Paths are relative to the file.
 #pragma once
 #include <sys/types.h>
@@ -55,6 +56,7 @@ struct ProjectPlugin {
   std::string stub;              // absolute path of what it plays (stub_file.h); empty: it is a program
   uint32_t abilities = 0;        // bit n - 1 for ability n
   std::string data;              // absolute; empty: its folder is empty at first
+  bool ends = false;             // by itself, with status 0, when it is done
   std::string place;             // FILE:LINE, to begin a message about it
 };
 

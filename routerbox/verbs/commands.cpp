@@ -38,7 +38,6 @@ struct Line {
   std::string as = {};
   LogWish log = {};
   bool watch = false;
-  bool end = false;                       // of a box that was verified
   std::vector<std::string> command = {};  // after "--"
 };
 
@@ -122,7 +121,8 @@ int show_log(const Line& line) {
 }
 
 int verify(const Line& line) {
-  return line.end ? end_test(line.name) : verify_box(BoxClient(line.name));
+  return line.arguments.contains("end") ? end_test(line.name)
+                                        : verify_box(BoxClient(line.name), Json::object());
 }
 
 int make_new(const Line& line) {
@@ -153,7 +153,6 @@ void describe(CLI::App* app, Line* line, std::map<std::string, std::string>* val
     app->add_option("--as", line->as);
   if (line->verb.name == std::string("start") || line->verb.name == std::string("restart"))
     app->add_flag("--watch", line->watch);
-  if (line->verb.name == std::string("verify")) app->add_flag("--end", line->end);
   for (const Argument& argument : line->verb.arguments) {
     const std::string name = (argument.form == Form::kWord ? "" : "--") + std::string(argument.name);
     if (argument.form == Form::kFlag)
@@ -163,11 +162,12 @@ void describe(CLI::App* app, Line* line, std::map<std::string, std::string>* val
   }
 }
 
-// The word "no" before what is expected is the flag --no.
+// The word "no" before what is expected is the flag --no. All options but --json have a value.
 void accept_no(int argc, char** argv) {
   static char flag[] = "--no";
   for (int place = 1; place < argc; ++place) {
-    if (std::strcmp(argv[place], "--name") == 0) {
+    if (std::strcmp(argv[place], "--json") == 0) continue;
+    if (std::strncmp(argv[place], "--", 2) == 0) {
       ++place;
       continue;
     }

@@ -76,7 +76,7 @@ const std::vector<Verb> kVerbs = {
       {"size", false, "of the file, in bytes", Form::kOption},
       {"no", false, "there is none, and none comes (written as the first word)", Form::kFlag},
       kWithin},
-     "Waits until something is so, or has happened since the start or the last mark; 2s unless told, with "
+     "Waits until something is so, or has happened since the start or the last mark; 5s unless told, with "
      "`no` 300ms",
      "routerbox expect router query_router_wan_status --from weather --within 2s",
      Where::kBox},
@@ -88,10 +88,9 @@ const std::vector<Verb> kVerbs = {
      Where::kBox},
     {"verify",
      "[--end]",
-     {},
-     "Tells whether every plug-in lives, none has crashed or been reported, and all faults were played; "
-     "--end: and "
-     "ends the box and what its test left",
+     {{"end", false, "stops the plug-ins before, and ends the box and what its test left after",
+       Form::kFlag}},
+     "Tells whether every plug-in lives, none has crashed or been reported, and all faults were played",
      "routerbox verify",
      Where::kBox},
     {"test",

@@ -186,6 +186,20 @@ class ReportFolder {
   char path_[32] = "/tmp/routerbox-report-XXXXXX";
 };
 
+// bats does not wait for the program that writes it.
+void save_report(const fs::path& report, const fs::path& junit) {
+  constexpr int kMostLooks = 500;
+  constexpr std::chrono::milliseconds kBetweenLooks(10);
+  const auto is_whole = [&] {
+    return fs::exists(report) && read_file(report).find("</testsuites>") != std::string::npos;
+  };
+  for (int looks = 0; !is_whole(); ++looks) {
+    if (looks == kMostLooks) throw Failure("bats has not finished its report; see above", kFailed);
+    std::this_thread::sleep_for(kBetweenLooks);
+  }
+  fs::copy_file(report, junit, fs::copy_options::overwrite_existing);
+}
+
 void print_output_tail(const std::string& folder) {
   const std::string text = read_file(folder + "/output.log");
   size_t begin = text.size();
@@ -213,13 +227,12 @@ int run_tests(int argc, char** argv) {
   const ReportFolder reports;
   const int status = run_program(bats, bats_words(wish, reports.path(), tests));
   const bool left = clean_up(run);
-  if (!junit.empty() && fs::exists(fs::path(reports.path()) / kReport))
-    fs::copy_file(fs::path(reports.path()) / kReport, junit, fs::copy_options::overwrite_existing);
+  if (!junit.empty()) save_report(fs::path(reports.path()) / kReport, junit);
   return status == 0 && !left ? kDone : kNo;
 }
 
-int verify_box(const BoxClient& box) {
-  const Json problems = box.call("verify", Json::object()).at("problems");
+int verify_box(const BoxClient& box, const Json& arguments) {
+  const Json problems = box.call("verify", arguments).at("problems");
   if (problems.empty()) return kDone;
   for (const Json& problem : problems) std::cerr << problem.get<std::string>() + "\n";
   print_output_tail(box.folder());
@@ -231,7 +244,7 @@ int end_test(const std::string& name) {
   int status = kDone;
   try {
     const BoxClient box(name);
-    status = verify_box(box);
+    status = verify_box(box, {{"end", true}});
     box.end();
   } catch (const Failure& failure) {
     std::cerr << std::string("the box could not be verified: ") + failure.what() + "\n" << std::flush;

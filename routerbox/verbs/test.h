@@ -9,7 +9,7 @@ namespace routerbox {
 int run_tests(int argc, char** argv);
 
 // Prints what the verb `verify` finds, with the last lines of the box's output; 0 when there is nothing.
-int verify_box(const BoxClient& box);
+int verify_box(const BoxClient& box, const Json& arguments);
 
 // What a test does at last: verifies its box, ends it, and kills the processes that the test has left.
 int end_test(const std::string& box);

@@ -12,7 +12,7 @@ TEST(NewProject, BuildsAndPassesItsTestsAtOnce) {
       {"in C", "cd $FOLDER && $ROUTERBOX new rain && rain/.ci/run", 0, "100% tests passed"},
       {"in C++", "cd $FOLDER && $ROUTERBOX new snow --cpp && snow/.ci/run", 0, "100% tests passed"},
       {"its tests can fail", "cd $FOLDER && sed -i s/thank/hate/ rain/rain.c && rain/.ci/run", 8,
-       "it answered: 17 bytes, hate you"},
+       "seen      17 bytes, hate you"},
       {"a folder that is there", "$ROUTERBOX new $FOLDER/rain", 1, "it exists"},
       {"no name for a plug-in", "$ROUTERBOX new $FOLDER/2nd", 2, "'2nd' must begin with a letter"},
   };

@@ -1,0 +1,23 @@
+load box
+
+@test "the greeter answers" {
+  box send greeter '100% sure?' --expect '^Good day! You said: 100% sure\?$'
+  box expect output greeter 'got "100% sure\?" \(10 bytes\)'
+}
+
+@test "the watcher hears all three events" {
+  box expect output watcher 'and listen$'
+  box wan down
+  box disk add sdx9
+  box event home 512 'somebody came home'
+  box expect output watcher 'WAN event, subevent 257: down'
+  box expect output watcher 'disk event, subevent 0: sdx9'
+  box expect output watcher 'home event, subevent 512: somebody came home'
+}
+
+@test "both are served again by a new broker" {
+  box fault bus '*' end
+  box fault bus clear
+  box expect object greeter --within 5s
+  box send greeter again --expect 'You said: again'
+}
