@@ -11,17 +11,17 @@ namespace {
 // The first handle initialises libcurl, which its older releases do not protect against a second thread.
 zel::Mutex one_at_a_time;
 
-// A transfer that is driven, until it is done or given up.
-class Running {
+// A handle among those of which libcurl makes the transfers, until its own is done or given up.
+class ActiveHandle {
  public:
-  Running(CURLM* multi, CURL* easy)
+  ActiveHandle(CURLM* multi, CURL* easy)
       : multi_(multi), easy_(easy), result_(curl_multi_add_handle(multi, easy)) {}
-  ~Running() {
+  ~ActiveHandle() {
     const zel::Uncancelled uncancelled;
     curl_multi_remove_handle(multi_, easy_);
   }
-  Running(const Running&) = delete;
-  Running& operator=(const Running&) = delete;
+  ActiveHandle(const ActiveHandle&) = delete;
+  ActiveHandle& operator=(const ActiveHandle&) = delete;
   explicit operator bool() const noexcept { return result_ == CURLM_OK; }
 
  private:
@@ -89,7 +89,7 @@ void Transfer::wait() {
 }
 
 CURLcode Transfer::perform() {
-  const Running transfer(multi_.get(), easy_.get());
+  const ActiveHandle transfer(multi_.get(), easy_.get());
   if (!transfer) return CURLE_OUT_OF_MEMORY;
   while (step()) wait();
   int left = 0;
