@@ -174,8 +174,7 @@ constexpr Command kCommands[] = {
      "zelctl completion zsh", [](const Call&) { return print_script(kZsh); }},
     {"completion words", "[WORD...]",
      "What the last of the words can become, and what that is. The scripts ask this; @FILE, @DIR and "
-     "@COMMAND stand "
-     "for what the shell knows itself",
+     "@COMMAND stand for what the shell knows itself",
      "zelctl completion words -- perm sh", complete},
 };
 

@@ -273,13 +273,11 @@ void require_same(const PackageList& list, const perm_table& table) {
   if (held == nullptr)
     fail(kFailed,
          "To fill the table from the file: zelctl perm init --again. To write the file from the table: "
-         "zelctl perm "
-         "save",
+         "zelctl perm save",
          "%s lists %s, which the table lacks, and would be written without it", kPackageFile, appid);
   fail(kFailed,
        "The table is in force. To write it to the file: zelctl perm save. To put the file in force: zelctl "
-       "perm init "
-       "--again",
+       "perm init --again",
        "%s and the table differ about %s. File: %s. Table: %s", kPackageFile, appid,
        describe(find(list, appid)).c_str(), describe(held).c_str());
 }

@@ -13,8 +13,7 @@ namespace {
 constexpr const char* kCheckFile = "Check the file's content and the rights to it.";
 constexpr const char* kMakeWritable =
     "Make room in /etc/norva or make it writable. If the file is a link, the folder that it leads to must "
-    "exist; "
-    "if something is mounted on the file itself, unmount that. Then run: zelctl perm save";
+    "exist; if something is mounted on the file itself, unmount that. Then run: zelctl perm save";
 constexpr const char* kCheckMemory =
     "The kernel's limits are /proc/sys/kernel/shm*; ipcs -m shows what there is.";
 
@@ -34,8 +33,7 @@ constexpr Meaning kMeanings[] = {
      "Mend the file, or remove it to get the default one, then run: zelctl perm init"},
     {PERM_PACKAGES, kFailed, "/etc/norva/packages.json could not be read",
      "Mend the file (zelctl perm lint shows where), then run: zelctl perm init. Until then zelctl changes "
-     "nothing, "
-     "since that would write the file anew without what could not be read."},
+     "nothing, since that would write the file anew without what could not be read."},
     {PERM_NOT_OPENED, kFailed, "a file of /etc/norva could not be opened or made beside the old one",
      kMakeWritable},
     {PERM_NO_MEMORY, kFailed, "out of memory while reading a file", "End some programs and try again."},

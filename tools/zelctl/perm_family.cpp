@@ -96,11 +96,10 @@ void apply(const perm_table& table, const Call& call, const char* appid, perm_pl
 void require_whole(const PackageList& file) {
   if (file.code == 0 || file.code == PERM_NO_PACKAGES) return;
   if (file.code == PERM_NOT_OPENED) fail_perm(file.code, "nothing was changed");
-  fail_with(
-      file.code, kFailed,
-      "Mend the file (zelctl perm lint shows where), then run: zelctl perm init --again. To give up what it "
-      "holds, remove it, then run: zelctl perm save",
-      "%s cannot be read to its end, and would be written without the rest", kPackageFile);
+  fail_with(file.code, kFailed,
+            "Mend the file (zelctl perm lint shows where), then run: zelctl perm init --again. To give up "
+            "what it holds, remove it, then run: zelctl perm save",
+            "%s cannot be read to its end, and would be written without the rest", kPackageFile);
 }
 
 // The table before a change, which writes the whole package file anew from it.
@@ -333,8 +332,7 @@ constexpr Command kCommands[] = {
     {"perm delete", "APPID", "Remove a plug-in", "zelctl perm delete 2042", remove, {}, true},
     {"perm init", "",
      "Fill the table from the files of /etc/norva, when the router starts. It comes before any plug-in or "
-     "update; a "
-     "table that is filled is left alone without --again",
+     "update; a table that is filled is left alone without --again",
      "zelctl perm init --again", init, kAgain, true},
     {"perm save",
      "",
@@ -348,8 +346,7 @@ constexpr Command kCommands[] = {
     {"perm run",
      "APPID COMMAND...",
      "Run a program as a plug-in's user. The exit status is the program's, 127 if there is none, 126 if it "
-     "cannot be "
-     "run",
+     "cannot be run",
      "zelctl perm run 2001 -- id",
      run,
      {},
