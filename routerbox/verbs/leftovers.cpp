@@ -4,9 +4,10 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
+
+#include "../whole_number.h"
 
 namespace routerbox {
 namespace {
@@ -35,7 +36,7 @@ std::vector<std::string> kill_leftovers(const std::string& value, bool begins_so
   };
   std::vector<std::string> names;
   for (const fs::directory_entry& entry : fs::directory_iterator("/proc")) {
-    const pid_t process = std::atoi(entry.path().filename().c_str());
+    const pid_t process = whole_number<pid_t>(entry.path().filename().string()).value_or(0);
     if (process <= 0 || process == getpid()) continue;
     const std::vector<std::string> environment = texts_in(entry.path() / "environ");
     if (std::none_of(environment.begin(), environment.end(), is_marked)) continue;

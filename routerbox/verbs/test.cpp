@@ -31,7 +31,8 @@ constexpr const char* kReport = "report.xml";  // as bats names it
 
 struct TestWish {
   std::string place = ".", pattern, target, build, junit;
-  unsigned jobs = std::max(1U, std::thread::hardware_concurrency());
+  // A box waits more than it works; and bats sleeps a second whenever all its jobs are taken.
+  unsigned jobs = std::max(4U, 2 * std::thread::hardware_concurrency());
   bool valgrind = false;
 };
 
