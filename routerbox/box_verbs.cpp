@@ -85,6 +85,7 @@ class BoxVerbs {
     };
     try {
       const Json result = (this->*row.run)(arguments);
+      line.details["result"] = result;
       record();
       return result;
     } catch (const Failure& failure) {

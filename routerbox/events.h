@@ -12,19 +12,19 @@ struct EventName {
   const char* name;
   int number, first_sub, subs;
 };
-inline constexpr EventName kEvents[] = {{"disk", 0, 0, 2}, {"wan", 1, 256, 2}, {"home", 2, 512, 1}};
+inline constexpr EventName kRouterEvents[] = {{"disk", 0, 0, 2}, {"wan", 1, 256, 2}, {"home", 2, 512, 1}};
 
 inline std::vector<std::string> event_names() {
   std::vector<std::string> names;
-  for (const EventName& event : kEvents) names.emplace_back(event.name);
+  for (const EventName& event : kRouterEvents) names.emplace_back(event.name);
   return names;
 }
 
 // Null: there is none.
 inline const EventName* find_event(std::string_view name) {
-  const auto* const found = std::find_if(std::begin(kEvents), std::end(kEvents),
+  const auto* const found = std::find_if(std::begin(kRouterEvents), std::end(kRouterEvents),
                                          [&](const EventName& event) { return name == event.name; });
-  return found == std::end(kEvents) ? nullptr : found;
+  return found == std::end(kRouterEvents) ? nullptr : found;
 }
 
 // Why it has no such subevent; empty when it has.

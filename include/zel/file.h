@@ -143,6 +143,7 @@ ZEL_API int get_df_info(const char* path, char* buffer);
 
 /* Size of the file system that holds a directory, in MiB, from the program `df`. Its output goes through a file
  * in /var, which the caller needs the right to make: where /var is root's, as in a router box, only root can.
+ * As system() does, the process ignores SIGINT and SIGQUIT while `df` runs, and the calling thread blocks SIGCHLD.
  * used, total  receive the figures on success only
  * Returns      0 or -1; the reason is logged at level 2, except for output that is no table. */
 ZEL_API int getFsSize(const char* path, int64_t* used, int64_t* total);

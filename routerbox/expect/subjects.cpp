@@ -124,6 +124,7 @@ Subjects::Subjects(const Parts& parts) : parts_(parts), first_lines_(parts.plugi
 void Subjects::mark() {
   parts_.trace.mark();
   const std::lock_guard lock(mutex_);
+  first_lines_.resize(parts_.plugins.size());
   for (size_t place = 0; place < first_lines_.size(); ++place)
     first_lines_[place] = parts_.plugins.count_lines(place);
 }
@@ -260,7 +261,7 @@ Look Subjects::look_at_output(const Wanted& wanted, std::chrono::milliseconds, s
   size_t first = 0;
   {
     const std::lock_guard lock(mutex_);
-    first = first_lines_[place];
+    if (place < first_lines_.size()) first = first_lines_[place];  // else installed since
   }
   Look look;
   for (const std::string& line : parts_.plugins.lines_from(place, first)) {

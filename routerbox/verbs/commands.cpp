@@ -7,6 +7,7 @@
 #include <cstring>
 #include <filesystem>
 #include <iostream>
+#include <sstream>
 
 #include "../guard.h"
 #include "../io.h"
@@ -21,6 +22,7 @@
 #include "log.h"
 #include "new.h"
 #include "print.h"
+#include "record.h"
 #include "status.h"
 #include "table.h"
 #include "test.h"
@@ -120,6 +122,35 @@ int show_log(const Line& line) {
   return kDone;
 }
 
+std::vector<Json> lines_of(const std::string& file) {
+  std::istringstream text(read_file(file));
+  std::vector<Json> lines;
+  for (std::string line; std::getline(text, line);)
+    if (const Json json = Json::parse(line, nullptr, false); json.is_object()) lines.push_back(json);
+  return lines;
+}
+
+int record(const Line& line) {
+  const BoxClient box(line.name);
+  const std::string file = line.arguments.value("file", "");
+  if (!file.empty() && std::filesystem::exists(file))
+    throw Failure(file + " exists; choose another name or remove it", kNo);
+  const Json faults = box.call("faults", Json::object()).at("faults");
+  const Recording recording =
+      record_test(lines_of(box.folder() + "/trace.jsonl"), faults, line.arguments.value("title", ""));
+  for (const std::string& note : recording.notes) std::cerr << "routerbox: " + note + "\n";
+  if (recording.test.empty())
+    throw Failure("nothing was done by hand in the box so far, such as: routerbox wan down", kNo);
+  if (!file.empty()) write_file(file, recording.test, 0644);
+  const Json result = {{"file", file}, {"verbs", recording.verbs}, {"test", recording.test}};
+  if (line.json) std::cout << text_of(result) + "\n" << std::flush;
+  if (!line.json && file.empty()) std::cout << recording.test << std::flush;
+  if (!line.json && !file.empty())
+    std::cout << file + ": " + std::to_string(recording.verbs) + " verbs\nNow: routerbox test " + file + "\n"
+              << std::flush;
+  return kDone;
+}
+
 int verify(const Line& line) {
   return line.arguments.contains("end") ? end_test(line.name)
                                         : verify_box(BoxClient(line.name), Json::object());
@@ -215,9 +246,10 @@ int start_box(const Verb& verb, int argc, char** argv) {
 constexpr struct {
   const char* verb;
   int (*run)(const Line& line);
-} kOwn[] = {{"down", end_box}, {"shell", enter_box},    {"exec", enter_box},      {"verify", verify},
-            {"log", show_log}, {"debug", debug},        {"start", start_plugin},  {"restart", start_plugin},
-            {"new", make_new}, {"doctor", show_doctor}, {"install", install_file}};
+} kOwn[] = {{"down", end_box},  {"shell", enter_box},    {"exec", enter_box},
+            {"verify", verify}, {"log", show_log},       {"record", record},
+            {"debug", debug},   {"start", start_plugin}, {"restart", start_plugin},
+            {"new", make_new},  {"doctor", show_doctor}, {"install", install_file}};
 
 [[noreturn]] void become_boxpack(int argc, char** argv) {
   const std::string program =

@@ -36,13 +36,13 @@ std::vector<std::string> kill_leftovers(const std::string& value, bool begins_so
   };
   std::vector<std::string> names;
   for (const fs::directory_entry& entry : fs::directory_iterator("/proc")) {
-    const pid_t process = whole_number<pid_t>(entry.path().filename().string()).value_or(0);
-    if (process <= 0 || process == getpid()) continue;
+    const auto number = whole_number<pid_t>(entry.path().filename().native());
+    if (!number || *number == getpid()) continue;
     const std::vector<std::string> environment = texts_in(entry.path() / "environ");
     if (std::none_of(environment.begin(), environment.end(), is_marked)) continue;
     const std::string line = line_of(texts_in(entry.path() / "cmdline"));
-    if (line.empty() || kill(process, SIGKILL) != 0) continue;  // it has just ended
-    names.push_back(line + " (process " + std::to_string(process) + ")");
+    if (line.empty() || kill(*number, SIGKILL) != 0) continue;  // it has just ended
+    names.push_back(line + " (process " + std::to_string(*number) + ")");
   }
   return names;
 }

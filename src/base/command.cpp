@@ -1,11 +1,32 @@
 #include "base/command.h"
 
+#include <pthread.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstring>
+#include <mutex>
+
+#include "base/in_child.h"
+
+namespace {
+
+// popen holds a lock of its own while it starts a program, and a child that is forked meanwhile would find it held for
+// ever. So a fork waits for that moment. Recursive, since older popens fork, and a signal's handler may.
+zel::Mutex start_mutex(PTHREAD_MUTEX_RECURSIVE);
+[[maybe_unused]] const int forks_wait =
+    pthread_atfork([] { start_mutex.lock(); }, [] { start_mutex.unlock(); }, nullptr);
+
+FILE* start(const char* command) {
+  const std::lock_guard hold(start_mutex);
+  return popen(command, "re");
+}
+
+}  // namespace
 
 namespace zel {
+
+Command::Command(const char* command) : pipe_(command != nullptr ? start(command) : nullptr) {}
 
 // Not through the stream, which gives up when a signal interrupts a read.
 bool Command::fill() {

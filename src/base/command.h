@@ -14,7 +14,7 @@ namespace zel {
 class Command {
  public:
   // Null starts nothing.
-  explicit Command(const char* command) : pipe_(command != nullptr ? popen(command, "re") : nullptr) {}
+  explicit Command(const char* command);
 
   // Whether it could be started.
   explicit operator bool() const noexcept { return static_cast<bool>(pipe_); }

@@ -1,7 +1,6 @@
 #include "http/easy.h"
 
-#include <sys/select.h>
-
+#include <algorithm>
 #include <mutex>
 
 #include "base/in_child.h"
@@ -12,17 +11,17 @@ namespace {
 // The first handle initialises libcurl, which its older releases do not protect against a second thread.
 zel::Mutex one_at_a_time;
 
-// A handle among those that are driven, as long as its transfer takes.
-class Driven {
+// A handle among those of which libcurl makes the transfers, until its own is done or given up.
+class ActiveHandle {
  public:
-  Driven(CURLM* multi, CURL* easy)
+  ActiveHandle(CURLM* multi, CURL* easy)
       : multi_(multi), easy_(easy), result_(curl_multi_add_handle(multi, easy)) {}
-  ~Driven() {
+  ~ActiveHandle() {
     const zel::Uncancelled uncancelled;
     curl_multi_remove_handle(multi_, easy_);
   }
-  Driven(const Driven&) = delete;
-  Driven& operator=(const Driven&) = delete;
+  ActiveHandle(const ActiveHandle&) = delete;
+  ActiveHandle& operator=(const ActiveHandle&) = delete;
   explicit operator bool() const noexcept { return result_ == CURLM_OK; }
 
  private:
@@ -31,44 +30,68 @@ class Driven {
   const CURLMcode result_;
 };
 
-// Does all that can be done without a wait. Returns whether there is more to do.
-bool step(CURLM* multi) {
-  const zel::Uncancelled uncancelled;
-  int running = 0;
-  return curl_multi_perform(multi, &running) == CURLM_OK && running > 0;
-}
-
-// Waits until there is something to do. Of descriptors that select cannot take nothing is known, nor while an older
-// libcurl looks up a name: then it is asked again soon.
-void wait(CURLM* multi) {
-  constexpr long kLong = 1000, kSoon = 10;  // ms
-  fd_set in, out, failed;
-  for (fd_set* set : {&in, &out, &failed}) FD_ZERO(set);
-  int highest = -1;
-  long timeout = -1;
-  curl_multi_fdset(multi, &in, &out, &failed, &highest);
-  curl_multi_timeout(multi, &timeout);
-  const long most = highest < 0 ? kSoon : kLong;
-  if (timeout < 0 || timeout > most) timeout = most;
-  timeval limit = {timeout / 1000, static_cast<suseconds_t>(timeout % 1000 * 1000)};
-  select(highest + 1, &in, &out, &failed, &limit);
+short events_of(int what) noexcept {
+  return static_cast<short>(((what & CURL_POLL_IN) != 0 ? POLLIN : 0) |
+                            ((what & CURL_POLL_OUT) != 0 ? POLLOUT : 0));
 }
 
 }  // namespace
 
 namespace zel::http {
 
+int WaitSet::note(CURL* /*easy*/, curl_socket_t fd, int what, void* set, void* /*unused*/) noexcept {
+  auto& places = static_cast<WaitSet*>(set)->places_;
+  const auto place_of = [&](curl_socket_t wanted) {
+    return std::find_if(places.begin(), places.end(), [&](const pollfd& each) { return each.fd == wanted; });
+  };
+  auto place = place_of(fd);
+  if (place == places.end()) place = place_of(-1);
+  if (place == places.end()) return -1;
+  const bool waits = what == CURL_POLL_IN || what == CURL_POLL_OUT || what == CURL_POLL_INOUT;
+  *place = {waits ? fd : -1, events_of(what), 0};
+  return 0;
+}
+
+void WaitSet::wait(int most_ms) {
+  poll(places_.data(), places_.size(), most_ms);
+}
+
+bool WaitSet::serve(CURLM* multi, int* running) {
+  for (const pollfd& each : places_) {  // libcurl changes them meanwhile, and looks itself which are ready
+    if (each.fd >= 0 && curl_multi_socket_action(multi, each.fd, 0, running) != CURLM_OK) return false;
+  }
+  return curl_multi_socket_action(multi, CURL_SOCKET_TIMEOUT, 0, running) == CURLM_OK;
+}
+
 Transfer::Transfer() {
   const std::lock_guard lock(one_at_a_time);
   const Uncancelled uncancelled;  // half an initialisation would stay for ever
   easy_.reset(curl_easy_init());
   multi_.reset(curl_multi_init());
+  if (!multi_) return;
+  curl_multi_setopt(multi_.get(), CURLMOPT_SOCKETFUNCTION, &WaitSet::note);
+  curl_multi_setopt(multi_.get(), CURLMOPT_SOCKETDATA, &waits_);
+}
+
+// Does all that can be done without a wait. Returns whether there is more to do.
+bool Transfer::step() {
+  const Uncancelled uncancelled;
+  int running = 0;
+  return waits_.serve(multi_.get(), &running) && running > 0;
+}
+
+// Once a second at the least, for progress to be reported while nothing comes.
+void Transfer::wait() {
+  constexpr long kMost = 1000;  // ms
+  long timeout = -1;
+  curl_multi_timeout(multi_.get(), &timeout);
+  waits_.wait(static_cast<int>(timeout < 0 ? kMost : std::min(timeout, kMost)));
 }
 
 CURLcode Transfer::perform() {
-  const Driven driven(multi_.get(), easy_.get());
-  if (!driven) return CURLE_OUT_OF_MEMORY;
-  while (step(multi_.get())) wait(multi_.get());
+  const ActiveHandle transfer(multi_.get(), easy_.get());
+  if (!transfer) return CURLE_OUT_OF_MEMORY;
+  while (step()) wait();
   int left = 0;
   const CURLMsg* const message = curl_multi_info_read(multi_.get(), &left);
   return message != nullptr ? message->data.result : CURLE_OUT_OF_MEMORY;

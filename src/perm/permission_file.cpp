@@ -6,6 +6,7 @@
 #include <cstddef>
 #include <cstdio>
 #include <cstring>
+#include <utility>
 
 #include "base/handles.h"
 #include "base/json.h"
@@ -85,7 +86,7 @@ int perm_common_write_permissioninfo(void) {
   const zel::JsonText text = print_defaults();
   if (!text) return PERM_NO_JSON;
   const bool written = fputs(text.get(), file.get()) >= 0 && fflush(file.get()) == 0;
-  const bool closed = fclose(file.release()) == 0;
+  const bool closed = zel::close_written(std::move(file));
   return written && closed ? 0 : PERM_NO_JSON;
 }
 

@@ -25,6 +25,9 @@ TEST(FileSystems, AreMeasuredInBothLayoutsButNotWithoutATable) {
     EXPECT_TRUE(log.ends_with(".btmp\n0")) << log;
     EXPECT_EQ(std::tuple(used, total), std::tuple(3, 8));
   });
+  ASSERT_EQ(mkdir("/tmp/-h", 0755), 0);
+  ASSERT_EQ(chdir("/tmp"), 0);
+  EXPECT_EQ(says("-h").find("D [getFsSize]run command: df ./-h > /var/"), 0U);
   for (const char* output : {"", "head\\n", "head\\ndisk\\n", "head\\ndisk 2048\\n"}) {
     put_tool("df", std::string("printf '") + output + "'\n");
     EXPECT_TRUE(says("/tmp").ends_with(".btmp\n-1")) << output;

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 #include <sys/socket.h>
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "run.h"
@@ -158,12 +159,22 @@ TEST(BoxRouter, TakesFaultsAsPeopleWriteThemAndCountsThem) {
   EXPECT_EQ(2500, faults[2]["ms"]);
 }
 
+// With fewer threads than clients it would answer once it has given up one of them, after seconds. So may a machine
+// under load, but not time after time.
 TEST(BoxRouter, AnswersWhileHundredsOfOthersAreUnfinished) {
-  std::vector<zel::Descriptor> unfinished;
-  for (int i = 0; i < 700; ++i) unfinished.push_back(test::dial(14000));
-  for (int i = 0; i < 200; ++i)
-    ASSERT_EQ(9, send(unfinished[static_cast<size_t>(i)].get(), "GET /api?", 9, MSG_NOSIGNAL));
-  EXPECT_GT(std::chrono::seconds(2), ask_router("query_router_info").took);
+  bool before_their_end = false;
+  for (int tries = 0; tries < 3 && !before_their_end; ++tries) {
+    std::vector<zel::Descriptor> unfinished;
+    for (int i = 0; i < 700; ++i) unfinished.push_back(test::dial(14000));
+    for (int i = 0; i < 200; ++i)
+      ASSERT_EQ(9, send(unfinished[static_cast<size_t>(i)].get(), "GET /api?", 9, MSG_NOSIGNAL));
+    answer("query_router_info");
+    before_their_end = std::all_of(unfinished.begin(), unfinished.end(), [](const zel::Descriptor& each) {
+      char byte;
+      return recv(each.get(), &byte, 1, MSG_PEEK | MSG_DONTWAIT) == -1;
+    });
+  }
+  EXPECT_TRUE(before_their_end);
 }
 
 TEST(BoxRouter, RefusesBodiesThatAreTooLong) {

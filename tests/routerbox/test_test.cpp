@@ -106,4 +106,29 @@ TEST_F(Tests, AreNotBegunWhereNoBoxCanStart) {
   check(kCases);
 }
 
+TEST_F(Tests, AreRecordedOfWhatIsDoneByHand) {
+  folder_.file("ask", "#!/bin/sh\ncurl -s '127.0.0.1:14000/api?method=query_router_info'; sleep 1000\n");
+  run("cat >>$P/box.toml <<'EOF'\n[[plugin]]\nname = 'night'\nappid = '3002'\nrun = './ask'\nEOF\n"
+      "sed -i \"s/'cloud_communication'/&, 'notify_rcv'/\" $P/box.toml");
+  setenv("HAND",
+         "cd $P && $ROUTERBOX up -q && $ROUTERBOX send greeter \"it's a (test)\" && $ROUTERBOX wan down &&"
+         " $ROUTERBOX fault router query_disk_info delay:9s && $ROUTERBOX restart night && sleep 0.5 &&"
+         " $ROUTERBOX send greeter 1234567; $ROUTERBOX send nobody x; $ROUTERBOX record tests/hand.bats;"
+         " $ROUTERBOX down; cat tests/hand.bats",
+         1);
+  static const Case kCases[] = {
+      {"by hand", "eval $HAND", 0, "@test \"send greeter 'it's a (test)', wan down, ...\" {\n"},
+      {"verbs and effects", "cat $P/tests/hand.bats", 0,
+       "  box wan down\n  box expect event wan 257 --to greeter\n"
+       "  box fault router query_disk_info delay:9s\n"
+       "  box mark\n  box restart night\n  box expect router query_router_info --from night\n"
+       "  box send greeter 1234567 --expect '^Good day! You said: [0-9]+$'\n"
+       "  box fault router clear\n}\n"},
+      {"it passes as it stands", "$ROUTERBOX test $P", 0, "\nok 1 "},
+      {"it can fail", "sed -i s/query_router_info/query_disk_info/ $P/ask; $ROUTERBOX test $P", 1,
+       "expect router query_router_info --from night"},
+  };
+  check(kCases);
+}
+
 }  // namespace

@@ -79,12 +79,11 @@ TEST_F(Ask, AsksTheRouter) {
        R"("used":204800,"total":1024000,"uuid":"6A3C-91F0"}],"left_out":0})"},
       {"dns", "$NOBODY $Z router dns set 9.9.9.9 149.112.112.112 --json", 0,
        R"({"first":"9.9.9.9","second":"149.112.112.112"})"},
-      {"taken back", "$Z router dns reset && $Z router dns get", 0, "first   \nsecond  \n"},
+      {"taken back", "$Z router dns reset && $Z router dns get", 0, "first\nsecond\n"},
       {"no address", "$Z router dns set 9.9.9.9 dns.example", 2,
        "'dns.example' is no IPv4 address\nGive both"},
       {"without the ability", "$Z --as 1002 router wifi", 4,
        "1002 does not hold ability 8 (ability_wifi) (7016)"},
-      {"nobody", "$NOBODY $Z router name", 4, "(7015)"},
       {"more than can be told",
        "printf '{\"WIFIStatus\":[%s]}' \"$(seq -s, 270 | sed "
        "'s/[0-9]\\+/{\"WIFI_SSID\":\"\",\"WIFI_WirelessFrequency\":\"5\",\"WIFI_Status\":0}/g')\" | "
@@ -99,6 +98,10 @@ TEST_F(Ask, AsksTheRouter) {
        3, "(-2)"},
       {"nothing to capture", "$Z router capture --json", 3,
        "{\"error\":\"the router's management interface gave no answer\""},
+      {"silence",
+       "curl -s -X DELETE 127.0.0.1:14000/box/fault; $FAULT '{\"method\":\"*\",\"kind\":\"hang\"}'; $Z "
+       "router name",
+       5, "the router's management interface took the request and stayed silent for 9 s\nIt hangs"},
   };
   check(kCases);
 }

@@ -20,6 +20,7 @@ TEST_F(Download, ShowsAndChangesTasks) {
        R"({"tasks":[],"may_be_longer":false})"},
       {"under way", "eval \"$ADD b\" >/tmp/id; $Z download show $(cat /tmp/id)", 0,
        "state   active\namount  "},
+      {"completed for shells", "$Z completion words -- download pause '' | grep -c -f /tmp/id", 0, "1\n"},
       {"pause", "sleep 1; $Z download pause $(cat /tmp/id) --json", 0, "\",\"accepted\":\"pause\"}"},
       {"twice", "sleep 1; $Z download pause $(cat /tmp/id)", 1,
        "is paused, in no state for that (-1)\nIts state: zelctl"},
@@ -41,6 +42,7 @@ TEST_F(Download, ShowsAndChangesTasks) {
 
 TEST_F(Download, SaysWhatFailed) {
   setenv("ADD", "download add http://127.0.0.1:8080/status/404 --name f --dir", 1);
+  setenv("FAULT", "curl -s 127.0.0.1:6800/box/fault -d", 1);
   static const Case kCases[] = {
       {"not found", "$Z $ADD /tmp --wait", 3, "failed not found, or not authorised (4)"},
       {"no folder", "$Z $ADD /none", 3, "the folder does not exist, or is none (8003)\nMake it first"},
@@ -53,13 +55,22 @@ TEST_F(Download, SaysWhatFailed) {
       {"too long an id", "$Z download show 123456789012345678901234", 2, "an id is at most 23 characters"},
       {"without the ability", "$Z --as 1002 download list --json", 4,
        "ability 1 (ability_download)\",\"code\":7016"},
-      {"nobody", "$NOBODY $Z download list", 4, "(7015)"},
       {"too many",
        "for i in $(seq 95); do printf "
        "'%s{\"jsonrpc\":\"2.0\",\"id\":1,\"method\":\"aria2.addUri\",\"params\":[[\"http://"
        "127.0.0.1:8080/hang\"],{\"pause\":\"true\"}]}' $c; c=,; done | sed 's/.*/[&]/' >/tmp/q; "
        "$Z http post http://127.0.0.1:6800/jsonrpc /tmp/q >/dev/null; $Z download list",
        3, "more than some 60 tasks"},
+      {"garbage", "$FAULT '{\"method\":\"*\",\"kind\":\"garbage\"}'; $Z download list", 3,
+       "the daemon gave no list, or none that can be read (-1)\nDoes the daemon run?"},
+      {"lies",
+       "curl -s -X DELETE 127.0.0.1:6800/box/fault; $FAULT '{\"method\":\"*\",\"kind\":\"types\"}'; "
+       "$Z download show 123 --json",
+       3, "answered otherwise than expected\",\"code\":-1"},
+      {"silence",
+       "curl -s -X DELETE 127.0.0.1:6800/box/fault; $FAULT '{\"method\":\"*\",\"kind\":\"hang\"}'; "
+       "$Z download show 123 --json",
+       5, "{\"error\":\"the download daemon took the request and stayed silent for 9 s\",\"code\":0"},
       {"no daemon", "kill $(cat /var/run/downloads/front.pid); sleep 0.5; $Z download pause 123", 3,
        "the daemon could not be asked"},
   };

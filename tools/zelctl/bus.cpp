@@ -47,16 +47,15 @@ void add_number_field(blob_buf* buffer, const char* name, double number) {
 
 void add_field(blob_buf* buffer, const cJSON* item) {
   const char* const name = item->string;
-  if (cJSON_IsNumber(item) != 0)
-    return add_number_field(buffer, name != nullptr ? name : "", item->valuedouble);
-  if (cJSON_IsString(item) != 0) {
+  if (is(item, cJSON_Number)) return add_number_field(buffer, name != nullptr ? name : "", item->valuedouble);
+  if (is(item, cJSON_String)) {
     blobmsg_add_string(buffer, name, item->valuestring);
-  } else if (cJSON_IsBool(item) != 0) {
-    blobmsg_add_u8(buffer, name, cJSON_IsTrue(item) != 0 ? 1 : 0);
-  } else if (cJSON_IsNull(item) != 0) {
+  } else if (is(item, cJSON_True | cJSON_False)) {
+    blobmsg_add_u8(buffer, name, is(item, cJSON_True) ? 1 : 0);
+  } else if (is(item, cJSON_NULL)) {
     blobmsg_add_field(buffer, BLOBMSG_TYPE_UNSPEC, name, nullptr, 0);
   } else {
-    void* const inner = blobmsg_open_nested(buffer, name, cJSON_IsArray(item) != 0);
+    void* const inner = blobmsg_open_nested(buffer, name, is(item, cJSON_Array));
     const cJSON* element = nullptr;
     cJSON_ArrayForEach(element, item) add_field(buffer, element);
     blob_nest_end(buffer, inner);
@@ -103,7 +102,7 @@ void add_run(cJSON* json, const blob_attr* container, int depth) {
     if (!blobmsg_check_attr(field, false)) continue;
     cJSON* const value = value_of(field, depth);
     require_memory(value);
-    if (cJSON_IsArray(json) != 0)
+    if (is(json, cJSON_Array))
       cJSON_AddItemToArray(json, value);
     else
       cJSON_AddItemToObject(json, readable(blobmsg_name(field)).c_str(), value);

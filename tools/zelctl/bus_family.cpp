@@ -63,7 +63,7 @@ int list(const Call& call) {
   const char* const name = call.argument(0);
   require_success(ubus_lookup(bus.get(), name, add_found, &result), name != nullptr ? name : "objects");
   result.show();
-  if (cJSON_GetArraySize(objects) == 0) note("there is nothing on the bus that the broker shows this user");
+  if (objects->child == nullptr) note("there is nothing on the bus that the broker shows this user");
   return kDone;
 }
 
@@ -74,7 +74,7 @@ JsonTree arguments_of(const char* text) {
   JsonTree json = parse_json(text, &where);
   if (!json)
     fail(kUsage, "Put it in single quotes: '{\"msg\": \"hello\"}'", "JSON: no JSON: %s", where.c_str());
-  if (cJSON_IsObject(json.get()) == 0)
+  if (!is(json.get(), cJSON_Object))
     fail(kUsage, "Such as '{\"msg\": \"hello\"}'", "JSON: it is not an object");
   return json;
 }

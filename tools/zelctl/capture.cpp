@@ -9,6 +9,7 @@
 
 #include "failure.h"
 #include "output.h"
+#include "patience.h"
 #include "perm_table.h"
 #include "text.h"
 
@@ -45,6 +46,7 @@ constexpr const char* kSecrets[] = {"pwd",    "pass", "key",   "psk",      "secr
                                     "serial", "sign", "token", "device_id"};
 
 JsonTree ask(const char* method) {
+  const Limit limit = router_patience();
   char answer[ZEL_HTTP_RESULT_SIZE] = "";
   const std::string url = format("http://" ZEL_ROUTER_HOST ":14000/api?method=%s", method);
   if (HttpGet(answer, url.c_str(), kSeconds, 1) != 0) return nullptr;
@@ -86,7 +88,7 @@ void add_uuids(cJSON* state) {
   cJSON* disk = nullptr;
   cJSON_ArrayForEach(disk, cJSON_GetObjectItem(state, "DiskInfo")) {
     const cJSON* const name = cJSON_GetObjectItem(disk, "Partition");
-    for (int i = 0; i < count && cJSON_IsString(name) != 0; ++i) {
+    for (int i = 0; i < count && is(name, cJSON_String); ++i) {
       const zel_partition_info& partition = partitions[static_cast<size_t>(i)];
       if (text_of(partition.Partition) == name->valuestring && partition.UUID[0] != '\0')
         add_text(disk, "UUID", text_of(partition.UUID).c_str());
@@ -130,9 +132,9 @@ void mask(cJSON* json, bool secret) {
   cJSON_ArrayForEach(item, json) {
     const bool hidden = secret || is_secret(item->string);
     // In its place, which may be shorter.
-    if (hidden && cJSON_IsString(item) != 0)
+    if (hidden && is(item, cJSON_String))
       qo_strncpy(item->valuestring, "masked", std::strlen(item->valuestring) + 1);
-    if (hidden && cJSON_IsNumber(item) != 0) clear_number(item);
+    if (hidden && is(item, cJSON_Number)) clear_number(item);
     mask(item, hidden);
   }
 }
@@ -143,7 +145,7 @@ JsonTree capture_state(bool with_secrets) {
   JsonTree state(cJSON_CreateObject());
   require_memory(state.get());
   add_queries(state.get());
-  if (cJSON_GetArraySize(state.get()) == 0)
+  if (state->child == nullptr)
     fail(kFailed, "Does it run? zelctl doctor", "the router's management interface gave no answer");
   add_uuids(state.get());
   add_daemon(state.get());

@@ -69,8 +69,7 @@ struct {
 int answer_message(const char* message, uint32_t length, char* reply, uint32_t size) {
   Filtered made{server.text, 0};
   if (server.command != nullptr) made = filter(server.command, {message, length}, kCommandSeconds);
-  const bool cut = made.text.size() >= size;
-  zel_strncpy(reply, made.text.c_str(), size);
+  const bool cut = qo_strncpy(reply, made.text.c_str(), size) >= size;
   Result one;
   add_text(one.json(), "message", message);
   add_text(one.json(), "answer", reply);

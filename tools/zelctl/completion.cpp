@@ -3,6 +3,8 @@
 
 #include "abilities.h"
 #include "command_line.h"
+#include "download_tasks.h"
+#include "ending.h"
 #include "help.h"
 #include "result.h"
 #include "text.h"
@@ -91,6 +93,14 @@ class Candidates {
   cJSON* words_;
 };
 
+constexpr unsigned kTaskSeconds = 2;
+
+void offer_tasks(Candidates* candidates) {
+  const Limit limit(kTaskSeconds, "zelctl doctor", "the download daemon is silent");
+  for (const task_info& task : query_all().tasks)
+    candidates->offer(text_of(task.task_id).c_str(), state_of(task));
+}
+
 void offer_values(std::string kind, Candidates* candidates) {
   std::erase_if(kind, [](char c) { return std::strchr("[].", c) != nullptr; });
   if (kind.find('|') != std::string::npos) {
@@ -101,6 +111,8 @@ void offer_values(std::string kind, Candidates* candidates) {
     each_plugin(*read_table(), [&](const perm_plugin_slot& plugin) {
       candidates->offer(text_of(plugin.appid).c_str(), text_of(plugin.appname).c_str());
     });
+  } else if (kind == "ID") {
+    offer_tasks(candidates);
   } else if (kind == "ABILITY") {
     each_ability(*read_table(), [&](const perm_ability_info& ability) {
       candidates->offer(short_name(text_of(ability.permname)), format("ability %d", ability.permid).c_str());

@@ -12,6 +12,7 @@
 #include "families.h"
 #include "handles.h"
 #include "output.h"
+#include "patience.h"
 #include "perm_table.h"
 #include "result.h"
 #include "text.h"
@@ -49,6 +50,7 @@ int info(const Call&) {
 }
 
 int hardware(const Call&) {
+  const Limit limit = router_patience();
   char* texts[2] = {};
   const int code = zel_get_hw_info_from_fw(&texts[0], &texts[1]);
   const Text firmware(texts[0]);

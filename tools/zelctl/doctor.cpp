@@ -11,6 +11,7 @@
 #include <zel/device.h>
 #include <zel/http.h>
 #include <zel/service.h>
+#include <zel/util.h>
 
 #include <climits>
 #include <cstdlib>
@@ -142,7 +143,7 @@ void check_bus(Report* report) {
   for (const char* path : kSockets) {
     sockaddr_un address{};
     address.sun_family = AF_UNIX;
-    std::strncpy(address.sun_path, path, sizeof address.sun_path - 1);
+    qo_strncpy(address.sun_path, path, sizeof address.sun_path);
     if (answers(address, true)) return report->good("bus", "greets");
     if (answers(address, false))
       return report->wrong("bus", "The broker hangs, or sends this user away: see accounts, and ps.",

@@ -6,9 +6,11 @@
 #include <cstring>
 
 #include "caller.h"
+#include "download_tasks.h"
 #include "ending.h"
 #include "families.h"
 #include "output.h"
+#include "patience.h"
 #include "perm_table.h"
 #include "result.h"
 #include "text.h"
@@ -16,44 +18,10 @@
 namespace zelctl {
 namespace {
 
-constexpr int kMostTasks = 512;    // more than the daemon tells
-constexpr int kMostOfAList = 100;  // of waiting tasks it tells so many at most, and of ended ones
 constexpr unsigned kBarWidth = 20;
 constexpr useconds_t kTickUs = 500'000;
-constexpr const char* kAdvice = "Does the daemon run? zelctl doctor. The library's own words: -v";
-
-constexpr struct {
-  int code;
-  Exit exit;
-  const char* meaning;
-  const char* advice;
-} kMeanings[] = {
-    {ZEL_DOWNLOAD_NOT_PERMITTED, kNotPermitted, "ability 1 (ability_download) is missing",
-     "zelctl perm show APPID"},
-    {ZEL_DOWNLOAD_NO_FILENAME, kUsage, "the name is empty", "Give it with --name."},
-    {ZEL_DOWNLOAD_NO_URL, kUsage, "the URL is empty", "Give one."},
-    {ZEL_DOWNLOAD_NO_DIR, kFailed, "the folder does not exist, or is none", "Make it first: mkdir -p DIR"},
-    {ZEL_DOWNLOAD_DIR_NOT_WRITABLE, kNotPermitted, "this user may not write to the folder",
-     "Choose another, or chown it."},
-    {ZEL_DOWNLOAD_NO_TASK_ID, kUsage, "the task's id is empty", "All ids: zelctl download list"},
-    {-1, kFailed, "the daemon could not be asked, or answered otherwise than expected", kAdvice},
-};
-
-[[noreturn]] void fail_download(int code, const char* what) {
-  for (const auto& row : kMeanings) {
-    if (row.code == code) fail_with(code, row.exit, row.advice, "%s: %s", what, row.meaning);
-  }
-  fail_with(code, kFailed, kAdvice, "%s: a code that zelctl does not know", what);
-}
 
 // ---- Tasks as people read them ----------------------------------------------------------------------------
-
-const char* state_of(const task_info& task) {
-  static constexpr const char* kStates[] = {"unknown", "active", "waiting", "paused",
-                                            "unknown", "failed", "removed", "complete"};
-  const auto status = static_cast<uint32_t>(task.status);
-  return kStates[status < std::size(kStates) ? status : 0];
-}
 
 const char* error_of(const task_info& task) {
   static constexpr struct {
@@ -69,10 +37,6 @@ const char* error_of(const task_info& task) {
     if (row.code == task.error_code) return row.text;
   }
   return "another error";
-}
-
-bool is_under_way(const task_info& task) {
-  return task.status == ZEL_TASK_ACTIVE || task.status == ZEL_TASK_WAITING;
 }
 
 std::string amount_of(const task_info& task) {
@@ -123,59 +87,6 @@ void show_task(const task_info& task) {
   result.show();
 }
 
-// ---- Asking the daemon ------------------------------------------------------------------------------------
-
-const char* id_of(const Call& call) {
-  const char* const id = call.argument(0);
-  if (std::strlen(id) >= ZEL_TASK_ID_SIZE)
-    fail(kUsage, "All ids: zelctl download list", "ID: an id is at most %d characters", ZEL_TASK_ID_SIZE - 1);
-  return id;
-}
-
-// Fails for the code of a call about a task, and finds out whether the daemon knows that one.
-void require_done(int code, const char* id) {
-  if (code == 0) return;
-  task_info task{};
-  if (code == -1 && zel_download_task_query(id, &task) == 0)
-    fail_with(code, kNo, "Its state: zelctl download show ID", "task %s is %s, in no state for that", id,
-              state_of(task));
-  if (code == -1 && zel_download_task_getnum() >= 0)
-    fail_with(code, kNo, "All ids: zelctl download list", "the daemon knows no task %s", id);
-  fail_download(code, id);
-}
-
-task_info query(const char* id) {
-  task_info task{};
-  require_done(zel_download_task_query(id, &task), id);
-  return task;
-}
-
-struct Tasks {
-  std::vector<task_info> tasks;
-  bool may_be_longer = false;
-};
-
-Tasks query_all() {
-  Tasks all{std::vector<task_info>(kMostTasks)};
-  if (const int code = zel_download_task_get_list(all.tasks.data(), kMostTasks); code != 0)
-    fail_with(
-        code, kFailed,
-        "Does the daemon run? zelctl doctor. Lists of more than some 60 tasks are too long for the library: "
-        "delete some.",
-        "the daemon gave no list");
-  int waiting = 0;
-  int ended = 0;
-  size_t count = 0;
-  for (; count < all.tasks.size() && all.tasks[count].task_id[0] != '\0'; ++count) {
-    const int status = all.tasks[count].status;
-    if (status == ZEL_TASK_WAITING || status == ZEL_TASK_PAUSED) ++waiting;
-    if (status >= ZEL_TASK_ERROR) ++ended;
-  }
-  all.tasks.resize(count);
-  all.may_be_longer = waiting >= kMostOfAList || ended >= kMostOfAList;
-  return all;
-}
-
 void show_tasks(const Tasks& all) {
   Result result;
   cJSON* const array = add_array(result.json(), "tasks");
@@ -193,6 +104,13 @@ void show_tasks(const Tasks& all) {
 }
 
 // ---- Commands ---------------------------------------------------------------------------------------------
+
+const char* id_of(const Call& call) {
+  const char* const id = call.argument(0);
+  if (std::strlen(id) >= ZEL_TASK_ID_SIZE)
+    fail(kUsage, "All ids: zelctl download list", "ID: an id is at most %d characters", ZEL_TASK_ID_SIZE - 1);
+  return id;
+}
 
 // Until it is no longer under way.
 int wait_for(const char* id) {
@@ -220,7 +138,10 @@ int add(const Call& call) {
     fail(kUsage, "Put the folder into --dir.", "--name: a name has no /");
   require_ability(ability_download);
   char id[ZEL_TASK_ID_SIZE];
-  if (const int code = zel_download_task_create(&what, id); code != 0) fail_download(code, what.url);
+  {
+    const Limit limit = daemon_patience();
+    if (const int code = zel_download_task_create(&what, id); code != 0) fail_download(code, what.url);
+  }
   if (call.has("wait")) return wait_for(id);
   Result result;
   add_text(result.json(), "id", id);
@@ -231,6 +152,7 @@ int add(const Call& call) {
 
 int list(const Call&) {
   require_ability(ability_download);
+  const Limit limit = daemon_patience();
   show_tasks(query_all());
   return kDone;
 }
@@ -247,6 +169,7 @@ int watch(const Call& call) {
   require_ability(ability_download);
   if (id != nullptr) return wait_for(id);
   for (bool busy = true; busy;) {
+    const Limit limit = daemon_patience();
     const Tasks all = query_all();
     busy = false;
     std::vector<std::string> rows;
@@ -268,6 +191,7 @@ int watch(const Call& call) {
 int change(const Call& call, int (*change)(const char*), const char* done) {
   const char* const id = id_of(call);
   require_ability(ability_download);
+  const Limit limit = daemon_patience();
   require_done(change(id), id);
   Result result;
   add_text(result.json(), "id", id);

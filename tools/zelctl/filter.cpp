@@ -19,7 +19,7 @@ namespace {
 [[noreturn]] void become_command(const char* command, int input, int output) {
   sigset_t none;
   sigemptyset(&none);
-  sigprocmask(SIG_SETMASK, &none, nullptr);
+  pthread_sigmask(SIG_SETMASK, &none, nullptr);
   signal(SIGPIPE, SIG_DFL);
   setpgid(0, 0);
   dup2(input, STDIN_FILENO);

@@ -12,6 +12,11 @@ namespace zelctl {
 
 using JsonTree = std::unique_ptr<cJSON, GivenBackBy<cJSON_Delete>>;
 
+// Whether it is there, and of that type or of one of those.
+inline bool is(const cJSON* item, int types) {
+  return item != nullptr && (item->type & types) != 0;
+}
+
 void add_text(cJSON* object, const char* key, const char* text);
 void add_number(cJSON* object, const char* key, int64_t number);
 void add_bool(cJSON* object, const char* key, bool value);

@@ -58,7 +58,7 @@ class ElementLines {
       awaited_ = false;
     }
     if (depth_ == 1 && closes) in_array_ = false;
-    if (depth_ == 1 && c == '[') in_array_ = awaited_ = strcasecmp(key_.c_str(), "plugin") == 0;
+    if (depth_ == 1 && c == '[') in_array_ = awaited_ = qo_strcasecmp(key_.c_str(), "plugin") == 0;
     if (depth_ == 2 && c == ',') awaited_ = true;
     if (c == '"') {
       in_text_ = true;
@@ -92,7 +92,7 @@ void Element::complain(const char* text, ...) const {
 const cJSON* member(const Element& element, const char* key, int type) {
   const cJSON* item = cJSON_GetObjectItemCaseSensitive(element.json, key);
   if (item == nullptr) item = cJSON_GetObjectItem(element.json, key);
-  if (item != nullptr && (item->type & type) != 0) return item;
+  if (is(item, type)) return item;
   const char* const kind = type == cJSON_String ? "not a text" : "not a number";
   element.complain("\"%s\" is %s; reading stops here", key, item == nullptr ? "missing" : kind);
   return nullptr;
@@ -115,7 +115,7 @@ uint32_t take_number(const Element& element, const char* key, const cJSON* item)
 }
 
 bool take_element(const Element& element) {
-  if (cJSON_IsObject(element.json) == 0) {
+  if (!is(element.json, cJSON_Object)) {
     element.complain("the element is no object; reading stops here");
     return false;
   }
@@ -225,7 +225,7 @@ PackageList of_text(const std::string& text) {
   }
   if (!root) return list;
   const cJSON* const array = cJSON_GetObjectItem(root.get(), "plugin");
-  if (cJSON_IsArray(array) == 0) {
+  if (!is(array, cJSON_Array)) {
     list.code = PERM_MALFORMED;
     whole.complain("there is no array \"plugin\" in it");
     return list;

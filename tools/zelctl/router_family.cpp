@@ -8,6 +8,7 @@
 #include "capture.h"
 #include "families.h"
 #include "output.h"
+#include "patience.h"
 #include "perm_table.h"
 #include "result.h"
 #include "text.h"
@@ -26,6 +27,7 @@ void require_answer(int code, const char* what) {
 
 int show_text(perm_ability ability, int (*get)(char*, int), const char* key) {
   require_ability(ability);
+  const Limit limit = router_patience();
   char text[256] = "";
   require_answer(get(text, sizeof text), key);
   Result result;
@@ -45,6 +47,7 @@ int device_id(const Call&) {
 
 int speed(const Call&) {
   require_ability(ability_wan);
+  const Limit limit = router_patience();
   zel_wan_speed rates;
   require_answer(zel_get_wan_speed(&rates), "speed");
   const struct {
@@ -68,6 +71,7 @@ int speed(const Call&) {
 
 int status(const Call&) {
   require_ability(ability_wan);
+  const Limit limit = router_patience();
   zel_wan_status wan;
   require_answer(zel_get_wan_status(&wan), "status");
   Result result;
@@ -88,6 +92,7 @@ struct List {
   int left_out = 0;
 
   List(int (*get)(Record*, int*), const char* what) {
+    const Limit limit = router_patience();
     const int code = get(records.data(), &count);
     static const Record empty{};
     const bool filled = std::memcmp(&records.back(), &empty, sizeof empty) != 0;
@@ -165,6 +170,7 @@ int disks(const Call&) {
 int get_dns(const Call&) {
   char first[ZEL_DNS_SIZE];
   char second[ZEL_DNS_SIZE];
+  const Limit limit = router_patience();
   if (const int code = zel_get_router_dns(first, second); code != 0) fail_dns(code, "dns");
   Result result;
   result.text("first", first);

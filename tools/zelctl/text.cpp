@@ -105,6 +105,7 @@ std::string columns(const std::vector<std::string>& rows) {
       text.append(cell);
       if (!last) text.append(widths[place] - width_of(cell) + 2, ' ');
     });
+    text.erase(text.find_last_not_of(' ') + 1);  // behind the last cell that is not empty
     text += '\n';
   }
   return text;

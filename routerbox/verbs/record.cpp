@@ -1,0 +1,237 @@
+#include "record.h"
+
+#include <algorithm>
+#include <regex>
+#include <set>
+
+#include "../events.h"
+#include "../programs.h"
+#include "table.h"
+
+namespace routerbox {
+namespace {
+
+using Words = std::vector<std::string>;
+
+// As long as a test waits for what it expects; what comes later may have another reason.
+constexpr double kEffectSeconds = 2;
+constexpr size_t kLongestTitle = 60;
+constexpr const char* kSteps[] = {"start", "stop", "restart", "send",  "event",
+                                  "wan",   "disk", "set",     "fault", "mark"};
+
+bool was_cut(const std::string& text) {
+  static const std::regex kCut(R"(\.\.\. \([0-9]+ bytes\)$)");
+  return std::regex_search(text, kCut);
+}
+
+// As one writes it: quotes only where the shell needs them.
+std::string shell_word(const std::string& text) {
+  static const std::regex kPlain("[A-Za-z0-9_@%+=:,./-]+");
+  return std::regex_match(text, kPlain) ? text : quote(text);
+}
+
+// An expression for a text that may come at another time: what counts or tells the time may differ.
+std::string pattern_of(const std::string& text) {
+  std::string pattern;
+  for (const char c : was_cut(text) ? text.substr(0, text.rfind("... (")) : text) {
+    if (c == '\n') {
+      pattern += '.';
+      continue;
+    }
+    if (std::string_view(".[]{}()*+?^$|\\").find(c) != std::string_view::npos) pattern += '\\';
+    pattern += c;
+  }
+  static const std::regex kClock("[0-9]{1,2}:[0-9]{2}(:[0-9]{2})?"), kLarge("[0-9]{6,}");
+  pattern = std::regex_replace(pattern, kClock, "[0-9:]+");
+  pattern = std::regex_replace(pattern, kLarge, "[0-9]+");
+  return "^" + pattern + (was_cut(text) ? "" : "$");
+}
+
+// ---- What was done ----------------------------------------------------------------------------------------
+
+struct Step {
+  double begin = 0, end = 0;
+  std::string verb, line;  // as it is written in a test
+  std::string event;       // that it sends, as the trace has it; empty: none
+  std::vector<std::string> effects;
+};
+
+bool is_authors(const Json& line) {
+  return text_of(line, "channel") == "life" && text_of(line, "from") == "author" &&
+         text_of(line, "to") == "box";
+}
+
+std::string verb_of(const Json& line) {
+  const std::string what = text_of(line, "what");
+  return what.substr(0, what.find(' '));
+}
+
+// The arguments in the order in which one types them.
+std::string typed(const std::string& verb, const Json& arguments) {
+  std::string text = "box " + verb;
+  for (const Argument& argument : verb_named(verb).arguments) {
+    if (!arguments.contains(argument.name)) continue;
+    const std::string option = std::string(" --") + argument.name;
+    if (argument.form == Form::kFlag && arguments.at(argument.name) == Json(true)) text += option;
+    if (argument.form == Form::kFlag) continue;
+    if (argument.form == Form::kOption) text += option;
+    text += " " + shell_word(text_of(arguments, argument.name));
+  }
+  return text;
+}
+
+std::string expected_answer(const Json& arguments, const Json& result) {
+  const Json answer = result.value("answer", Json());
+  if (!answer.is_string() || arguments.contains("expect")) return {};
+  return " --expect " + shell_word(pattern_of(answer));
+}
+
+// Why the line can be no step of a test; empty when it can.
+std::string fault_of_step(const Json& line, const Json& arguments) {
+  const std::string verb = verb_of(line);
+  if (std::find(std::begin(kSteps), std::end(kSteps), verb) == std::end(kSteps))
+    return "is nothing that a test does";
+  if (text_of(line, "result") != "OK") return "failed: " + text_of(line, "result");
+  if (!arguments.is_object()) return "was too long for the trace";
+  for (const Json& argument : arguments)
+    if (argument.is_string() && was_cut(argument)) return "was too long for the trace";
+  return {};
+}
+
+std::string event_sent(const Json& result) {
+  for (const EventName& event : kRouterEvents)
+    if (result.value("event", -1) == event.number)
+      return std::string(event.name) + " " + text_of(result, "subevent");
+  return {};
+}
+
+std::optional<Step> step_from(const Json& line, Words* notes) {
+  const Json details = line.value("details", Json::object());
+  const Json arguments = details.is_object() ? details.value("arguments", Json()) : Json();
+  if (const std::string fault = fault_of_step(line, arguments); !fault.empty()) {
+    notes->push_back(text_of(line, "what") + " is left out; it " + fault);
+    return std::nullopt;
+  }
+  Step step;
+  step.end = line.value("at", 0.0);
+  step.begin = step.end - line.value("ms", 0.0) / 1000;
+  step.verb = verb_of(line);
+  const Json result = details.value("result", Json::object());
+  step.event = event_sent(result);
+  step.line = typed(step.verb, arguments) + expected_answer(arguments, result);
+  return step;
+}
+
+// ---- What was seen ----------------------------------------------------------------------------------------
+
+bool is_plugin(const std::string& name) {
+  return !name.empty() && name != "root" && name != "bus" && name != "?" && name != "box" &&
+         name != "author" && name.find(' ') == std::string::npos;
+}
+
+// As it is expected; empty: nothing that a test can look for.
+std::string effect_of(const Json& line) {
+  const std::string channel = text_of(line, "channel"), what = text_of(line, "what"),
+                    from = text_of(line, "from"), to = text_of(line, "to");
+  if (channel == "router" && is_plugin(from)) return "router " + shell_word(what) + " --from " + from;
+  if (channel == "bus" && what.starts_with("make the object ") && is_plugin(from)) return "object " + from;
+  if (channel != "events" || what.starts_with("listen for ")) return {};
+  if (text_of(line, "result") == "given") return is_plugin(to) ? "event " + what + " --to " + to : "";
+  return is_plugin(from) ? "event " + what + " --from " + from : "";
+}
+
+void add_once(std::vector<std::string>* list, const std::string& text) {
+  if (std::find(list->begin(), list->end(), text) == list->end()) list->push_back(text);
+}
+
+// What was seen while a verb was carried out, or soon after it, comes of it; its event may be given out when the next
+// one has begun.
+Step* step_of(std::vector<Step>* steps, const Json& line) {
+  const double at = line.value("at", 0.0);
+  const bool given = text_of(line, "channel") == "events" && text_of(line, "from") == "root";
+  Step *latest = nullptr, *sender = nullptr;
+  for (Step& step : *steps) {
+    if (step.begin > at) break;
+    latest = &step;
+    if (given && step.event == text_of(line, "what")) sender = &step;
+  }
+  Step* const found = sender != nullptr ? sender : latest;
+  return found != nullptr && at <= found->end + kEffectSeconds ? found : nullptr;
+}
+
+bool seen_by_mark(const std::string& effect) {
+  return !effect.starts_with("object ");
+}
+
+// Puts a mark before each verb of which something is expected that was seen before: a test would see the earlier one.
+void add_marks(const std::vector<Json>& trace, std::vector<Step>* steps) {
+  std::set<std::string> seen;
+  size_t next = 0;
+  const auto see_until = [&](double at) {
+    for (; next < trace.size() && trace[next].value("at", 0.0) < at; ++next)
+      if (const std::string effect = effect_of(trace[next]); !effect.empty()) seen.insert(effect);
+  };
+  for (Step& step : *steps) {
+    see_until(step.begin);
+    const bool again = std::any_of(step.effects.begin(), step.effects.end(), [&](const std::string& effect) {
+      return seen_by_mark(effect) && seen.contains(effect);
+    });
+    if (step.verb == "mark" || again) seen.clear();
+    if (again && step.verb != "mark") step.line = "box mark\n  " + step.line;
+  }
+}
+
+// ---- The file ---------------------------------------------------------------------------------------------
+
+std::string made_title(const std::vector<Step>& steps) {
+  std::string title;
+  for (const Step& step : steps) {
+    if (step.verb == "mark") continue;
+    const size_t begin = step.line.rfind("box ") + 4;
+    const std::string words = step.line.substr(begin, step.line.find(" --", begin) - begin);
+    if (title.size() + words.size() > kLongestTitle) return title.empty() ? step.verb : title + ", ...";
+    title += (title.empty() ? "" : ", ") + words;
+  }
+  return title;
+}
+
+// Within the quotes of a test's name.
+std::string quoted_title(std::string title) {
+  title = std::regex_replace(title, std::regex(R"('\\'')"), "'");
+  title = std::regex_replace(title, std::regex(R"([\\"$`\n])"), " ");
+  return "\"" + title + "\"";
+}
+
+std::string clear_of_unplayed(const Json& faults) {
+  std::set<std::string> services;
+  for (const Json& fault : faults)
+    if (fault.value("played", 0) < fault.value("count", 1)) services.insert(text_of(fault, "service"));
+  std::string text;
+  for (const std::string& service : services) text += "  box fault " + service + " clear\n";
+  return text;
+}
+
+}  // namespace
+
+Recording record_test(const std::vector<Json>& trace, const Json& faults, const std::string& title) {
+  Recording recording;
+  std::vector<Step> steps;
+  for (const Json& line : trace)
+    if (is_authors(line))
+      if (const std::optional<Step> step = step_from(line, &recording.notes)) steps.push_back(*step);
+  if (steps.empty()) return recording;
+  for (const Json& line : trace)
+    if (const std::string effect = effect_of(line); !effect.empty())
+      if (Step* const step = step_of(&steps, line)) add_once(&step->effects, effect);
+  add_marks(trace, &steps);
+  recording.verbs = steps.size();
+  recording.test = "load box\n\n@test " + quoted_title(title.empty() ? made_title(steps) : title) + " {\n";
+  for (const Step& step : steps) {
+    recording.test += "  " + step.line + "\n";
+    for (const std::string& effect : step.effects) recording.test += "  box expect " + effect + "\n";
+  }
+  recording.test += clear_of_unplayed(faults) + "}\n";
+  return recording;
+}
+
+}  // namespace routerbox

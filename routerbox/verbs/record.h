@@ -1,0 +1,22 @@
+// record.h: what was done by hand in a box, as a test.
+#pragma once
+#include <string>
+#include <vector>
+
+#include "../http/json.h"
+
+namespace routerbox {
+
+struct Recording {
+  std::string test;                // a file for `routerbox test`; empty: nothing was done
+  size_t verbs = 0;                // how many it has
+  std::vector<std::string> notes;  // what is not in it, and why
+};
+
+// Of the lines of a box's trace: each verb of its author that was carried out, with the answer of a message, and behind
+// it what came of it: requests of plug-ins to the router, events they were given or sent, objects they made. `faults`
+// are the box's: one that was never played is taken back at the end, as a test would have to. An empty title is made
+// of the verbs.
+Recording record_test(const std::vector<Json>& trace, const Json& faults, const std::string& title);
+
+}  // namespace routerbox
