@@ -212,7 +212,9 @@ bool is_added_by_init(const perm_plugin_slot& plugin) {
                              (appid == PERM_MANAGER_APPID && plugin.abilitybits == UINT32_MAX));
 }
 
-PackageList of_text(const std::string& text) {
+}  // namespace
+
+PackageList parse_package_list(const std::string& text) {
   PackageList list;
   const Element whole{nullptr, 1, &list};
   std::string where;
@@ -235,12 +237,10 @@ PackageList of_text(const std::string& text) {
   return list;
 }
 
-}  // namespace
-
 PackageList read_package_list(const char* path) {
   std::string text;
   if (const int code = read_whole(path, &text); code != 0) return {{}, {}, code};
-  return of_text(text);
+  return parse_package_list(text);
 }
 
 void add_problems(cJSON* object, const PackageList& list) {

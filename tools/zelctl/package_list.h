@@ -25,6 +25,8 @@ struct PackageList {
 
 // Reads as the library does, and on behind the table's end.
 PackageList read_package_list(const char* path);
+// The same of the file's text.
+PackageList parse_package_list(const std::string& text);
 
 void add_problems(cJSON* object, const PackageList& list);
 
