@@ -31,7 +31,8 @@ constexpr const char* kReport = "report.xml";  // as bats names it
 
 struct TestWish {
   std::string place = ".", pattern, target, build, junit;
-  unsigned jobs = std::max(1U, std::thread::hardware_concurrency());
+  // A box waits more than it works; and bats sleeps a second whenever all its jobs are taken.
+  unsigned jobs = std::max(4U, 2 * std::thread::hardware_concurrency());
   bool valgrind = false;
 };
 
@@ -117,7 +118,7 @@ bool has_program(const char* name) {
 Words bats_words(const TestWish& wish, const std::string& reports, const Words& tests) {
   Words words{"bats", "--timing", "--jobs", std::to_string(wish.jobs)};
   // bats itself runs those of one file at once, and needs GNU parallel for those of several.
-  if (!has_program("parallel")) words.emplace_back("--no-parallelize-across-files");
+  if (wish.jobs > 1 && !has_program("parallel")) words.emplace_back("--no-parallelize-across-files");
   if (!wish.pattern.empty()) words.insert(words.end(), {"--filter", wish.pattern});
   if (!wish.junit.empty()) words.insert(words.end(), {"--report-formatter", "junit", "--output", reports});
   words.insert(words.end(), tests.begin(), tests.end());
