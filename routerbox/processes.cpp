@@ -103,8 +103,7 @@ int Processes::run(std::function<int()> director, std::function<void(pid_t, int)
   std::future<int> result = task.get_future();
   std::thread thread([this, &task] {
     task();
-    eventfd_write(wake_.get(),
-                  1);  // so that serving goes on to look at the result; it may have seen it already
+    eventfd_write(wake_.get(), 1);  // to look at the result; nobody waits for that, it may be seen already
   });
   while (result.wait_for(Limit(0)) != std::future_status::ready) serve_once();
   run_asked();
