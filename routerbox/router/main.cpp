@@ -39,15 +39,15 @@ void describe(CLI::App* app, Settings* settings) {
                   "Print what the daemon's script answers to these words as the state has it, and end");
 }
 
-int print_uuid(const State& state, const std::string& partition) {
-  const std::string uuid = uuid_of(state.read(), partition);
+int print_uuid(const Json& state, const std::string& partition) {
+  const std::string uuid = uuid_of(state, partition);
   if (uuid.empty()) return kNoSuchPartition;
   std::cout << uuid + "\n" << std::flush;
   return 0;
 }
 
-int print_daemon_answer(const State& state, const std::string& question) {
-  const std::optional<std::string> answer = daemon_answer(state.read(), question);
+int print_daemon_answer(const Json& state, const std::string& question) {
+  const std::optional<std::string> answer = daemon_answer(state, question);
   if (!answer) throw Failure("the state's DaemonShell knows no \"" + question + "\"");
   std::cout << *answer + "\n" << std::flush;
   return 0;
@@ -69,9 +69,10 @@ int run(int argc, char** argv) {
   CLI::App app("", "boxrouter");
   describe(&app, &settings);
   CLI11_PARSE(app, argc, argv);
+  // These run as plug-ins, who may not write the file.
+  if (settings.question) return print_daemon_answer(read_state(settings.state), *settings.question);
+  if (settings.partition) return print_uuid(read_state(settings.state), *settings.partition);
   State state(settings.state, settings.daemon_info);
-  if (settings.question) return print_daemon_answer(state, *settings.question);
-  if (settings.partition) return print_uuid(state, *settings.partition);
   serve(settings, state);
 }
 

@@ -63,10 +63,13 @@ void replace_file(const std::string& file, const std::string& text, mode_t mode)
 
 }  // namespace
 
+Json read_state(const std::string& file) {
+  const bool exists = !file.empty() && access(file.c_str(), F_OK) == 0;
+  return merge_into_built_in(exists ? read_file(file) : "", file);
+}
+
 State::State(std::string file, std::string info_file)
-    : file_(std::move(file)), info_file_(std::move(info_file)) {
-  const bool exists = !file_.empty() && access(file_.c_str(), F_OK) == 0;
-  document_ = merge_into_built_in(exists ? read_file(file_) : "", file_);
+    : file_(std::move(file)), info_file_(std::move(info_file)), document_(read_state(file_)) {
   save(document_);
   save_info(document_);
 }

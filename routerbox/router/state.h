@@ -23,11 +23,15 @@ extern const std::string_view kBuiltInState;
 //   DaemonInfo        object for the daemon's information file, may be missing
 //   DaemonShell       object of texts that the daemon's script prints, by its arguments; may be missing
 //   faults            array of faults to play from the start (http/fault.h, faults.h), may be missing
-// Safe from any thread.
+// What the file has of it, laid over the built-in state by a JSON merge patch, so that it needs no more than what
+// differs, and null takes a member away; without the file the built-in state. Throws Failure for a file that cannot be
+// used.
+Json read_state(const std::string& file);
+
+// The document while the router runs. Safe from any thread.
 class State {
  public:
-  // An empty `file` keeps the state in memory. What a file has is laid over the built-in state by a JSON merge
-  // patch, so it needs no more than what differs, and null takes a member away. The file gets the whole.
+  // An empty `file` keeps the state in memory; any other is read and gets the whole.
   // `info_file` (may be empty) gets DaemonInfo at once and at every change, writable for all, as the router's
   // plug-ins open it so. Throws Failure for a file that cannot be used.
   State(std::string file, std::string info_file);

@@ -35,12 +35,11 @@ constexpr Row kDownload[] = {
     {"download show 123", 1, 1, 4},
     {"download pause 123", 1, 1, 4},
 };
-// The daemon's script of the box serves root only.
 constexpr Row kDevice[] = {{"device info", 0, 0, 0},
                            {"device hw", 0, 0, 0},
-                           {"device mac", 0, 3, 3},
+                           {"device mac", 0, 0, 0},
                            {"device memory", 0, 0, 0},
-                           {"device config weburl_state", 0, 3, 3}};
+                           {"device config weburl_state", 0, 0, 0}};
 constexpr Row kHttp[] = {{"http get http://127.0.0.1:8080/bytes/1", 0, 0, 0},
                          {"http post http://127.0.0.1:6800/jsonrpc /tmp/question", 0, 0, 0}};
 constexpr Row kDoctor[] = {{"doctor", 0, 0, 0}};
