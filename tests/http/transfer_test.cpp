@@ -155,5 +155,6 @@ TEST(HttpTransfer, WaitsForDescriptorsThatSelectHasNoRoomFor) {
   EXPECT_EQ(HttpGet(result, server.url(), 5, 1), 0);
   getrusage(RUSAGE_THREAD, &after);
   EXPECT_STREQ(result, "good");
-  EXPECT_LT(after.ru_nvcsw - before.ru_nvcsw, 20) << "sleeps until there is something";
+  constexpr bool kEmulated = *TEST_EMULATOR != '\0';  // whose own waits are counted, too
+  if (!kEmulated) EXPECT_LT(after.ru_nvcsw - before.ru_nvcsw, 20) << "sleeps until there is something";
 }
