@@ -49,7 +49,8 @@ ZEL_API int zel_cloud_msg_handler_register(zel_cloud_msg_handler handler);
 ZEL_API int zel_cloud_msg_handler_register_dbg(zel_cloud_msg_handler handler);
 
 /* Creates the object "zel_<appid>"; zel_service_init does this for a plug-in with ability 2. After a release
- * it may be called again.
+ * it may be called again; each time takes one of the 16 additions of the loop (zel/service.h), and after the last
+ * the object is there without being served.
  * Returns  0; -1 if the appid is unknown or lacks ability 2 (not logged), the bus cannot be reached, or the
  *          name is taken (both logged at level 3).
  * Threads  any; takes the global lock, before a broker that is stopped without limit. */

@@ -91,9 +91,11 @@ Comeback::Connection* Comeback::find(const ubus_context* bus) noexcept {
 // Whether none is lost any more: each was made anew, or released meanwhile.
 bool Comeback::revive_all(Loop* loop) noexcept {
   const BusSection section;
+  bool all = true;
   for (Connection& connection : connections_) {
-    if (connection.is_lost && !make_anew(&connection, loop)) return false;
+    if (connection.is_lost && !make_anew(&connection, loop)) all = false;  // The others do without it.
   }
+  if (!all) return false;
   const bool any = std::any_of(connections_.begin(), connections_.end(),
                                [](const Connection& connection) { return connection.bus != nullptr; });
   if (any) ZEL_LOG(LOG_INFO, "[ZEL_SVC]", "bus back!\n");

@@ -148,6 +148,24 @@ TEST_F(Comeback, GoesByWhatThePluginDoesMeanwhile) {
   EXPECT_EQ(zel_cloud_msg_init_dbg("test"), 0);  // After a release as ever.
 }
 
+TEST_F(Comeback, HearsWhileAnotherHasTheNameOfItsObject) {
+  end_broker(SIGKILL);
+  const std::string aside = kPath + ".aside";
+  broker_.emplace(aside);
+  std::unique_ptr<ubus_context, decltype(&ubus_free)> other(ubus_connect(aside.c_str()), ubus_free);
+  ASSERT_NE(other, nullptr);
+  ubus_object_type type{};
+  type.name = "zel_test";
+  ubus_object object{};
+  object.name = type.name;
+  object.type = &type;
+  EXPECT_EQ(ubus_add_object(other.get(), &object), 0);
+  ASSERT_EQ(rename(aside.c_str(), kPath.c_str()), 0);
+  EXPECT_TRUE(wait_until(hears));
+  other.reset();
+  EXPECT_TRUE(wait_until(is_answered));
+}
+
 TEST_F(Comeback, HoldsNoLockWhileABrokerIsSilent) {
   end_broker(SIGKILL);
   {

@@ -35,6 +35,8 @@ TEST_F(Line, KnowsItsOutput) {
   static const Case kCases[] = {
       {"full", "$Z perm list >/dev/full", 3, "standard output"},
       {"closed", "$Z perm list >&-", 3, "standard output"},
+      {"nobody reads a no", "( sleep 0.2; $Z perm check 1002 wan --json; echo status $? >&2 ) | true", 0,
+       "status 1"},
       {"nobody reads on", "bash -c 'set -o pipefail; $0 \"$@\" | true' $Z perm list", 0, ""},
   };
   check(kCases);

@@ -84,6 +84,10 @@ TEST_F(Perm, SaysWhatFailedAndWhatToDo) {
       {"edited by hand", "sed -i 's/listener/lauscher/' $F && $Z perm delete 1002", 3,
        "differ about 1003. File: uid 10003, abilities 5, name 'lauscher'"},
       {"put back with a word", "$Z perm save", 0, "note: what the file said of 1003 was replaced"},
+      {"twice in the file",
+       "sed -i 's/}]/},{\"appname\":\"y\",\"appid\":\"1003\",\"abilitybits\":0,\"uid\":33}]/' $F && "
+       "$Z perm init --again && $Z perm delete 1005",
+       0, "1005 deleted"},
   };
   check(kCases);
 }

@@ -124,10 +124,16 @@ BusLink connect_bus() {
   fail(kFailed, "Is the broker, ubusd, running? On a PC there is one in a router box.", "there is no bus");
 }
 
-bool is_on_bus(const char* object) {
+int look_up(ubus_context* bus, const char* object, uint32_t* id) {
+  *id = 0;
+  const int status = ubus_lookup_id(bus, object, id);
+  return status == 0 && *id == 0 ? UBUS_STATUS_PERMISSION_DENIED : status;
+}
+
+int look_up(const char* object) {
   const BusLink bus = connect_bus();
-  uint32_t id = 0;  // A lookup can succeed without an id, for users that may see nothing.
-  return ubus_lookup_id(bus.get(), object, &id) == 0 && id != 0;
+  uint32_t id;
+  return look_up(bus.get(), object, &id);
 }
 
 void require_success(int status, const char* what) {

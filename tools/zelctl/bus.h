@@ -14,8 +14,10 @@ using BusLink = std::unique_ptr<ubus_context, GivenBackBy<ubus_free>>;
 // Fails if there is no broker, if it stays silent, or if it sends the caller away.
 BusLink connect_bus();
 
-// Whether the bus shows the caller an object of that name.
-bool is_on_bus(const char* object);
+// 0 with the object's number, or a status of the bus. A lookup can succeed without a number, for users that may see
+// nothing: that is UBUS_STATUS_PERMISSION_DENIED here.
+int look_up(ubus_context* bus, const char* object, uint32_t* id);
+int look_up(const char* object);
 
 // Fails for a status that is not 0. `what` came to nothing: "zel_2001 send_cmd".
 void require_success(int status, const char* what);

@@ -95,9 +95,8 @@ int call_method(const Call& call) {
   const BusLink bus = connect_bus();
   const Limit limit(static_cast<unsigned>(seconds) + kListSeconds,
                     "Look for ubusd in ps, and start it again.", "the bus's broker did not answer");
-  uint32_t id = 0;
-  const int lookup = ubus_lookup_id(bus.get(), object, &id);
-  require_success(lookup == 0 && id == 0 ? UBUS_STATUS_PERMISSION_DENIED : lookup, what.c_str());
+  uint32_t id;
+  require_success(look_up(bus.get(), object, &id), what.c_str());
   Result result;
   cJSON* const answers = add_array(result.json(), "answers");
   require_success(ubus_invoke(bus.get(), id, method, message.data(), add_answer, answers, seconds * 1000),
@@ -114,7 +113,7 @@ Stream* stream = nullptr;  // The library's callbacks have no argument for it.
 
 // Serves the connection until there are to be no more, or the time is over.
 int serve(const BusLink& bus) {
-  interruption_is_the_end();
+  if (!stream->is_counted()) interruption_is_the_end();
   const int64_t end = now_ms() + int64_t{stream->seconds()} * 1000;
   while (!stream->is_complete()) {
     const int64_t left = end - now_ms();

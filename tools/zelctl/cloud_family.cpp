@@ -35,9 +35,11 @@ int send(const Call& call) {
                            ? static_cast<unsigned>(number_value("--timeout", given, 1, kLibraryWaits))
                            : kLibraryWaits;
   const std::string object = format("zel_%s", target);
-  if (!is_on_bus(object.c_str()))
+  const int found = look_up(object.c_str());
+  if (found == UBUS_STATUS_NOT_FOUND)
     fail(kNo, "Does it run, and hold ability 2? What this user can see: zelctl bus list",
          "there is no plug-in %s on the bus", target);
+  require_success(found, object.c_str());
   const char* const advice = "It hangs, or is busy. What it does: zelctl bus monitor";
   const int64_t begin = now_ms();
   Answer answer;
@@ -84,7 +86,7 @@ int answer_message(const char* message, uint32_t length, char* reply, uint32_t s
 
 void start_object(const std::string& appid) {
   const std::string object = format("zel_%s", appid.c_str());
-  if (is_on_bus(object.c_str()))
+  if (look_up(object.c_str()) == 0)
     fail(kFailed, "End that process first: it is the plug-in itself, or another zelctl.",
          "another process serves %s already", object.c_str());
   // The object alone, as plug-ins without events have it.

@@ -48,8 +48,9 @@ class Report {
   int show() {
     add_number(result_.json(), "wrong", wrong_);
     result_.line("%s", wrong_ == 0 ? "nothing is wrong" : advice_.c_str());
-    result_.show();
-    return wrong_ == 0 ? kDone : kNo;
+    const Exit exit = wrong_ == 0 ? kDone : kNo;
+    result_.show(exit);
+    return exit;
   }
 
  private:

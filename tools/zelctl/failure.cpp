@@ -13,7 +13,7 @@ namespace {
   const std::string report = failure_report(code, why, advice);
   progress("");
   if (manner().json)
-    print(report);
+    print(report, exit);
   else
     print_report(report);
   end_process(exit);

@@ -4,8 +4,10 @@
 #include <zel/http.h>
 
 #include <cerrno>
+#include <cstdlib>
 #include <cstring>
 
+#include "clock.h"
 #include "ending.h"
 #include "families.h"
 #include "handles.h"
@@ -22,25 +24,34 @@ int status_of(HttpUploader* transfer) {
   return code == 0 ? 200 : code;
 }
 
+// What the last answer's header says of it; 0 where it says nothing.
+size_t promised_length(const char* header) {
+  static constexpr const char* kName = "\ncontent-length:";
+  const char* last = nullptr;
+  while ((header = strcasestr(header, kName)) != nullptr) last = header += std::strlen(kName);
+  return last != nullptr ? std::strtoul(last, nullptr, 10) : 0;
+}
+
 int show_answer(HttpUploader* transfer) {
   const size_t length = std::strlen(transfer->body);
-  const bool full = length == ZEL_HTTP_TEXT_MAX;
+  const bool cut = length == ZEL_HTTP_TEXT_MAX || promised_length(transfer->header) > length;
   if (manner().json) {
     Result result;
     add_number(result.json(), "status", status_of(transfer));
     add_text(result.json(), "header", transfer->header);
     add_text(result.json(), "body", transfer->body);
-    add_bool(result.json(), "may_be_longer", full);
+    add_bool(result.json(), "may_be_longer", cut);
     result.show();
   } else {
     print(isatty(output_fd()) == 1 ? readable(transfer->body, "\n\t") : transfer->body);
   }
-  if (full) note("of the body the library keeps %zu characters; it may be longer", length);
+  if (cut) note("these are the first %zu bytes of the body: the library keeps a text that fits", length);
   return kDone;
 }
 
 struct Tries {
   int seconds, count;
+  int64_t begin = now_ms();
 };
 Tries tries_of(const Call& call) {
   const char* const seconds = call.option("timeout");
@@ -54,10 +65,13 @@ int finish(HttpUploader* transfer, int result, const char* url, const Tries& tri
   const int status = status_of(transfer);
   if (status > 0 && status != 200)
     fail_with(status, kFailed, "Only the status 200 is a success to the library.",
-              "%s answered with status %d", url, status);
+              "%s answered with another status than 200", url);
+  if (now_ms() - tries.begin >= int64_t{1000} * tries.seconds * tries.count)
+    fail_with(result, kTimedOut, "More time: --timeout S, more tries: --tries N",
+              "%s gave no answer within %d s", url, tries.seconds * tries.count);
   fail_with(result, kFailed,
-            "Is the address right, and does the server run? More time: --timeout S, more tries: --tries N",
-            "%s gave no answer of HTTP/1 within %d s", url, tries.seconds * tries.count);
+            "Is the address right, and does the server run? What else is wrong: zelctl doctor",
+            "%s gave no answer of HTTP/1", url);
 }
 
 int get(const Call& call) {

@@ -65,12 +65,12 @@ int report_fd() {
   return report_stream != nullptr ? fileno(report_stream) : -1;
 }
 
-void print(const std::string& text) {
+void print(const std::string& text, int status) {
   const Undivided scope;
   const bool printed = result_stream != nullptr && std::fputs(text.c_str(), result_stream) >= 0 &&
                        std::fflush(result_stream) == 0;
   if (printed) return;
-  if (errno == EPIPE) end_process(kDone);
+  if (errno == EPIPE) end_process(status);
   // A result that did not get out is none: a script may read from a full disk.
   print_report("zelctl: the result could not be written to standard output\nMake room where it goes.\n");
   end_process(kFailed);
@@ -98,7 +98,8 @@ void progress(const std::string& text) {
   static size_t lines = 0;
   if (!shows_progress() || (text.empty() && !drawn)) return;
   const std::string up = lines != 0 ? format("\033[%zuA", lines) : "";
-  print_report(format("%s\r\033[J%s", up.c_str(), text.c_str()));
+  // A line that is too long must not become two.
+  print_report(format("%s\r\033[J\033[?7l%s\033[?7h", up.c_str(), text.c_str()));
   lines = static_cast<size_t>(std::count(text.begin(), text.end(), '\n'));
   drawn = !text.empty();
 }

@@ -26,8 +26,8 @@ int output_fd();
 int report_fd();
 
 // Prints a result or a part of one. Ends the process if it gets lost: with a failure, or, when whoever read it has gone
-// as `head` does when it has seen enough, with success.
-void print(const std::string& text);
+// as `head` does when it has seen enough, with the status that the command ends with.
+void print(const std::string& text, int status = kDone);
 
 // To standard error, as it is.
 void print_report(const std::string& text);

@@ -255,6 +255,7 @@ void add_problems(cJSON* object, const PackageList& list) {
 std::vector<std::string> differing(const PackageList& list, const perm_table& table) {
   std::vector<std::string> appids;
   for (const perm_plugin_info& plugin : list.plugins) {
+    if (find(list, plugin.appid) != &plugin) continue;  // A second of the name: the first slot of it counts.
     const perm_plugin_slot* const held = find_plugin(table, plugin.appid);
     if (held == nullptr || !same(plugin, *held)) appids.emplace_back(plugin.appid);
   }

@@ -6,7 +6,9 @@
 namespace zelctl {
 
 // For one request to the router's management interface, and for one to the download daemon.
-Limit router_patience();
-Limit daemon_patience();
+inline constexpr const char* kSilenceAdvice =
+    "It hangs, or is busy: try again, or start it anew. What else is wrong: zelctl doctor";
+Limit router_patience(const char* advice = kSilenceAdvice);
+Limit daemon_patience(const char* advice = kSilenceAdvice);
 
 }  // namespace zelctl

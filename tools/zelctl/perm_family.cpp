@@ -283,8 +283,9 @@ int lint(const Call& call) {
   const size_t faults = list.problems.size();
   result.line("%zu plug-in%s, %zu fault%s", list.plugins.size(), plural(list.plugins.size()), faults,
               plural(faults));
-  result.show();
-  return faults == 0 ? kDone : kNo;
+  const Exit exit = faults == 0 ? kDone : kNo;
+  result.show(exit);
+  return exit;
 }
 
 int run(const Call& call) {

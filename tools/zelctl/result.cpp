@@ -44,9 +44,9 @@ void Result::flag(const char* key, bool value, const char* yes, const char* no) 
   add_row(key, value ? yes : no);
 }
 
-void Result::show() {
+void Result::show(int status) {
   end_table();
-  print(manner().json ? one_line(json_.get()) : text_);
+  print(manner().json ? one_line(json_.get()) : text_, status);
 }
 
 void Result::add_row(const char* key, const std::string& value) {

@@ -3,6 +3,7 @@
 #include <string>
 #include <vector>
 
+#include "failure.h"
 #include "json.h"
 
 namespace zelctl {
@@ -24,8 +25,8 @@ class Result {
   void number(const char* key, int64_t value, const std::string& text = "");
   void flag(const char* key, bool value, const char* yes, const char* no);
 
-  // Prints the form that is wanted.
-  void show();
+  // Prints the form that is wanted; `status` is what the command ends with.
+  void show(int status = kDone);
 
  private:
   void end_table();

@@ -173,10 +173,17 @@ int get_dns(const Call&) {
   const Limit limit = router_patience();
   if (const int code = zel_get_router_dns(first, second); code != 0) fail_dns(code, "dns");
   Result result;
-  result.text("first", first);
-  result.text("second", second);
+  const struct { const char *key, *address; } rows[] = {{"first", first}, {"second", second}};
+  for (const auto& row : rows) {
+    add_text(result.json(), row.key, row.address);
+    result.row("%s\t%s", row.key, *row.address != '\0' ? row.address : "none");
+  }
   result.show();
   return kDone;
+}
+
+Limit change_patience() {
+  return router_patience("It may have been done: zelctl router dns get");
 }
 
 int set_dns(const Call& call) {
@@ -185,13 +192,19 @@ int set_dns(const Call& call) {
     if (inet_pton(AF_INET, text, &address) != 1)
       fail(kUsage, "Give both servers as addresses: 192.0.2.53", "'%s' is no IPv4 address", text);
   }
-  if (const int code = zel_set_router_dns(call.argument(0), call.argument(1)); code != 0)
-    fail_dns(code, "the servers were not set");
+  {
+    const Limit limit = change_patience();
+    if (const int code = zel_set_router_dns(call.argument(0), call.argument(1)); code != 0)
+      fail_dns(code, "the servers were not set");
+  }
   return get_dns(call);
 }
 
 int reset_dns(const Call& call) {
-  if (const int code = zel_reset_router_dns(); code != 0) fail_dns(code, "the servers were not reset");
+  {
+    const Limit limit = change_patience();
+    if (const int code = zel_reset_router_dns(); code != 0) fail_dns(code, "the servers were not reset");
+  }
   return get_dns(call);
 }
 

@@ -22,8 +22,9 @@ bool Stream::show(Result* one) {
 
 int Stream::end() const {
   if (wanted_ == 0 || left_ == 0) return kDone;
-  fail(kTimedOut, "More time: --for S", "%llu of %llu %ss came",
-       static_cast<unsigned long long>(wanted_ - left_), static_cast<unsigned long long>(wanted_), what_);
+  fail(kTimedOut, seconds_ != 0 ? "More time: --for S" : "Run it again to have the rest.",
+       "%llu of %llu %ss came", static_cast<unsigned long long>(wanted_ - left_),
+       static_cast<unsigned long long>(wanted_), what_);
 }
 
 }  // namespace zelctl

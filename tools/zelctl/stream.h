@@ -17,6 +17,7 @@ class Stream {
   unsigned seconds() const { return seconds_; }  // 0: without limit
   // Shows one more, unless all have come. True when there are to be no more.
   bool show(Result* one);
+  bool is_counted() const { return wanted_ != 0; }
   bool is_complete() const { return left_ == 0; }
   // When the time is over: done, unless a number was wanted and not all have come.
   int end() const;
