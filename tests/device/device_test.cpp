@@ -112,24 +112,31 @@ TEST(DeviceInfo, IsReadFromTheDaemonsFileUpToWhatIsMissing) {
 TEST(HardwareInfo, IsTheRoutersWithItsCodesAndMessages) {
   const std::string refused = "W [zel_get_hw_info_from_fw]res parse FAIL or error_code nonzero!\n",
                     head = R"({"ResponseHeader":{"ErrorCode":0,"ErrorMsg":""},"Info":{"FirmwareVersion":"7")";
-  const std::tuple<std::string, std::string, std::string> kCases[] = {
-      {head + R"(,"Company":"ACME","HardwareVersion":"R1"}})", "7 ACME_R1 0", ""},
-      {head + R"(,"Company":")" + std::string(80, 'c') + R"(","HardwareVersion":""}})",
-       "7 " + std::string(63, 'c') + " 0", ""},
-      {head + "}}", "7 - -1", "W [get_cjson_item]parse type[4] key[Company] FAIL! res[" + head + "}}]\n"},
-      {R"({"ResponseHeader":{"ErrorCode":5,"ErrorMsg":"busy"}})", "- - 5", refused},
-      {"{}", "- - -1", "W [parse_response_header]parse ReponseHeader FAIL! res[{}]\n" + refused},
-      {"[%s]", "- - -1", "W [zel_get_hw_info_from_fw]HttpGet res[[%s]] parse FAIL!\n"}};
-  for (const auto& [answer, out, says] : kCases) {
+  const struct {
+    std::string answer, firmware, hardware;
+    int result;
+    std::string says;
+  } kCases[] = {
+      {head + R"(,"Company":"ACME","HardwareVersion":"R1"}})", "7", "ACME_R1", 0, ""},
+      {head + R"(,"Company":")" + std::string(80, 'c') + R"(","HardwareVersion":""}})", "7",
+       std::string(63, 'c'), 0, ""},
+      {head + "}}", "7", "-", -1, "W [get_cjson_item]parse type[4] key[Company] FAIL! res[" + head + "}}]\n"},
+      {R"({"ResponseHeader":{"ErrorCode":5,"ErrorMsg":"busy"}})", "-", "-", 5, refused},
+      {"{}", "-", "-", -1, "W [parse_response_header]parse ReponseHeader FAIL! res[{}]\n" + refused},
+      {"[%s]", "-", "-", -1, "W [zel_get_hw_info_from_fw]HttpGet res[[%s]] parse FAIL!\n"}};
+  for (const auto& c : kCases) {
     std::string text;
-    for (const char letter : answer) text += letter == '"' ? "\\\"" : std::string(1, letter);
+    for (const char letter : c.answer) text += letter == '"' ? "\\\"" : std::string(1, letter);
     test::set_router_fault(R"({"method": "*", "count": 1, "kind": "garbage", "text": ")" + text + "\"}");
     char *firmware = nullptr, *hardware = nullptr;
     int result = 7;
-    EXPECT_EQ(qo_logged([&] { result = zel_get_hw_info_from_fw(&firmware, &hardware); }),
-              "D [excute_http_get]req buffer[http://127.0.0.1:14000/api?method=query_router_info]\n" + says);
-    const auto word = [](const char* name) { return std::string(name != nullptr ? name : "-") + " "; };
-    EXPECT_EQ(word(firmware) + word(hardware) + std::to_string(result), out) << answer;
+    EXPECT_EQ(
+        qo_logged([&] { result = zel_get_hw_info_from_fw(&firmware, &hardware); }),
+        "D [excute_http_get]req buffer[http://127.0.0.1:14000/api?method=query_router_info]\n" + c.says);
+    const auto word = [](const char* name) { return std::string(name != nullptr ? name : "-"); };
+    EXPECT_EQ(result, c.result) << c.answer;
+    EXPECT_EQ(word(firmware), c.firmware) << c.answer;
+    EXPECT_EQ(word(hardware), c.hardware) << c.answer;
     free(firmware);
     free(hardware);
   }
