@@ -55,14 +55,19 @@ const std::string& make_reachable(const Options& options) {
   return options.socket_path;
 }
 
+std::optional<FaultOrders> make_faults(const std::string& path) {
+  if (path.empty()) return std::nullopt;
+  return std::optional<FaultOrders>(std::in_place, path);
+}
+
 }  // namespace
 
 Server::Server(const Options& options)
     : stop_(catch_stop_signals()),
+      faults_(make_faults(options.faults_path)),
       socket_({SOCK_STREAM, 0666, "-s"}, make_reachable(options)),  // every user may connect
       scratch_(kBytesPerTurn) {
   raise_descriptor_limit();
-  if (!options.faults_path.empty()) faults_.emplace(options.faults_path);
   if (!poller_.add(stop_.get(), EPOLLIN, kStopToken) || !poller_.add(socket_.fd(), EPOLLIN, kListenToken) ||
       (faults_ && !poller_.add(faults_->fd(), EPOLLIN, kFaultsToken))) {
     throw StartError("the kernel cannot watch the socket: raise fs.epoll.max_user_watches");

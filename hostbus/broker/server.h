@@ -49,8 +49,8 @@ class Server {
   std::string pass_oversize_calls(const std::string& on_or_off);
 
   zel::Descriptor stop_;
+  std::optional<FaultOrders> faults_;  // before the bus: who finds the bus finds this as well
   NamedSocket socket_;
-  std::optional<FaultOrders> faults_;
   Poller poller_;
   Broker broker_;
   bool accepting_ = true;

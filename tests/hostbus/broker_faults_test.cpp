@@ -17,8 +17,7 @@ class BrokerFaults : public BrokerTest {
     EXPECT_EQ(connect(fd.get(), reinterpret_cast<const sockaddr*>(&broker), sizeof broker), 0);
     char said[256] = {};
     EXPECT_EQ(send(fd.get(), words.data(), words.size(), 0), static_cast<ssize_t>(words.size()));
-    EXPECT_TRUE(readable(fd.get()));
-    EXPECT_GT(recv(fd.get(), said, sizeof said - 1, 0), 0);
+    EXPECT_GT(recv(fd.get(), said, sizeof said - 1, readable(fd.get()) ? 0 : MSG_DONTWAIT), 0);
     return said;
   }
 
