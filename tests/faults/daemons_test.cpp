@@ -30,7 +30,8 @@ const struct Call {
        return zel_get_device_name(name, sizeof name);
      },
      "14000",
-     R"({"ResponseHeader": {"ErrorCode": 0, "ErrorMsg": ""}, "WIFIStatus": [{"WIFI_WirelessFrequency": "2.4", "WIFI_SSID": "Home"}]})",
+     R"({"ResponseHeader": {"ErrorCode": 0, "ErrorMsg": ""},
+         "WIFIStatus": [{"WIFI_WirelessFrequency": "2.4", "WIFI_SSID": "Home"}]})",
      1, false, -2},
     {"zel_set_router_dns", [] { return zel_set_router_dns("9.9.9.9", ""); }, "14000", kSettings, 2, true, -2},
     {"zel_download_task_query",
