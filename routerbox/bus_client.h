@@ -19,8 +19,9 @@ class BusClient {
 
   // Waits until the bus object `name`, which the process `owner` is to make, can be found. When the limit has passed,
   // `goes_on` tells whether to wait for as long again.
-  ObjectWait wait_for_object(const std::string& name, pid_t owner, std::chrono::milliseconds limit,
-                             const std::function<bool()>& goes_on = [] { return false; });
+  ObjectWait wait_for_object(
+      const std::string& name, pid_t owner, std::chrono::milliseconds limit,
+      const std::function<bool()>& goes_on = [] { return false; });
   // {"answer": TEXT or null, "status": of the call, "meaning": of the status, "ms": N}. Throws Failure. The bus itself
   // waits for 8 seconds.
   Json send(const PluginRun& plugin, const std::string& text, std::chrono::milliseconds limit);
