@@ -158,6 +158,7 @@ class BoxVerbs {
     const std::string as = text_in(arguments, "as");
     Json result = {{"folder", parts_.plan.folder},
                    {"environment", box_environment()},
+                   {"target_roots", parts_.plan.options.target_roots},
                    {"data", ""},
                    {"uid", nullptr},
                    {"name", "root"}};

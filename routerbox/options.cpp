@@ -147,6 +147,7 @@ void add_box_options(CLI::App* app, Options* options) {
   app->add_option("--log", options->log, "File that gets the lines of plug-ins and services too");
   app->add_flag("--ignore-deaths", options->ignore_deaths,
                 "End with COMMAND's status also when a plug-in has died (otherwise 124 in place of 0)");
+  app->add_flag("--json", options->json, "With the verb up: its result as JSON");
   app->add_flag("-q,--quiet", options->quiet, "No lines of the box's own, except failures");
 }
 

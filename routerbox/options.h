@@ -42,6 +42,7 @@ struct Options {
   bool quiet = false;
   bool ignore_deaths = false;
   bool valgrind = false;
+  bool json = false;  // what `up` prints
 };
 
 // Prints the help and ends the process for --help; throws Failure for a line that cannot be used.

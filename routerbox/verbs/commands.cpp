@@ -253,7 +253,7 @@ int start_box(const Verb& verb, int argc, char** argv) {
     throw Failure("up takes no command; write routerbox up && routerbox exec -- COMMAND...",
                   kWrongCommandLine);
   const std::string name = run_in_background(options);
-  std::cout << "the box " + name + " is up\n" << std::flush;
+  std::cout << (options.json ? text_of({{"box", name}}) : "the box " + name + " is up") + "\n" << std::flush;
   return kDone;
 }
 
