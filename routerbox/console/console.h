@@ -5,8 +5,8 @@
 //   GET  /api/verbs    likewise
 //   GET  /api/trace    server-sent events (stream.h): the trace from not long ago on, live, and whether there is a box
 //
-// Everything below /api/ wants the header "Authorization: Bearer TOKEN". The token is made anew for each console, and is
-// in the fragment of the address that is printed: browsers never send that. The server takes connections on the
+// Everything below /api/ wants the header "Authorization: Bearer TOKEN". The token is made anew for each console, and
+// is in the fragment of the address that is printed: browsers never send that. The server takes connections on the
 // loopback interface only, and answers a request for another host, or one that another site's page has sent, with
 // HTTP status 403 alone: a name of somebody else may lead to 127.0.0.1.
 #pragma once

@@ -73,9 +73,9 @@ function makePlugin(row) {
 
 function updatePlugin(item, row) {
   item.dataset.state = isBad(row) ? 'bad' : row.state;
-  setText(item.querySelector('.state'), stateOf(row));
+  setText(item.querySelector('.state'), [stateOf(row), memoryOf(row)].filter(Boolean).join(' · '));
   setText(item.querySelector('.facts'),
-      [`appid ${row.appid}`, `uid ${row.uid}`, row.pid ? `pid ${row.pid}` : '', memoryOf(row)].filter(Boolean).join(' · '));
+      [`appid ${row.appid}`, `uid ${row.uid}`, row.pid ? `pid ${row.pid}` : ''].filter(Boolean).join(' · '));
   if (item.querySelector('.more')) updateButtons(item, row);
 }
 
