@@ -33,6 +33,7 @@ struct Options {
   std::vector<std::string> target_roots;  // of the host, absolute
   std::vector<std::string> environment;   // NAME or NAME=VALUE, for the box's programs
   std::vector<std::string> command;       // empty: the box runs until it is told to end
+  int console = -1;                       // port of the console, 0: any; below 0: there is none
   bool router = false;
   bool downloads = false;
   bool files = false;

@@ -40,6 +40,9 @@ std::string join(const std::vector<std::string>& methods) {
 Front::Front(int daemon_port, Appids& appids, Faults& faults, RequestLog& log, std::string box)
     : daemon_port_(daemon_port), appids_(appids), faults_(faults), log_(log), box_(std::move(box)) {
   route_faults(&http_, &faults_);
+  http_.Post("/box/jsonrpc", with_body([this](const auto& request, const auto& body, auto& response) {
+               serve_quietly(request, body, response);
+             }));
   constexpr const char* kOthers = "(?!/box/).*";
   http_.Post(kOthers, with_body([this](const auto& request, const auto& body, auto& response) {
                serve(request, body, response);
@@ -75,6 +78,13 @@ std::string Front::data_folder_of(const httplib::Request& request) const {
   const std::optional<uid_t> uid = box_.empty() ? std::nullopt : sender_of(request);
   const std::optional<Plugin> plugin = uid ? plugin_of(*uid, box_) : std::nullopt;
   return plugin ? plugin->data : "";
+}
+
+void Front::serve_quietly(const httplib::Request& request, const std::string& body,
+                          httplib::Response& response) {
+  httplib::Request asked = request;
+  asked.target = "/jsonrpc";
+  send(carry_out(asked, Exchange(body), &response), response);
 }
 
 Reply Front::carry_out(const httplib::Request& request, const Exchange& exchange,
