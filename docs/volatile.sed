@@ -11,6 +11,9 @@ s/^(    (#  )? *)[0-9]+\.[0-9]{3}  (bus|events|router|downloads|files|life) /\1*
 s/  start  [0-9]+$/  start  */
 s/\b[0-9]+ KiB\b/* KiB/
 s/^    (to|from) +[0-9a-f]{8} /    \1 * /
+s/\b0x[0-9a-f]{6,}/*/g
+s/files, [0-9]+ bytes/files, * bytes/
+s/"ms":[0-9.]+/"ms":*/g
 s/"object":[0-9]{2,}/"object":*/g
 s/\b[0-9a-f]{16}\b/*/g
 s/user [0-9]+ is no plug-in/user * is no plug-in/
