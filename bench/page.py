@@ -26,6 +26,7 @@ SERIES = [
 class Figures:
     def __init__(self, folder):
         self.pairs = {}  # what: [(ours, peer)], a pair for each run
+        self.programs = {}  # name: [what]
         self.growth = {}  # (unit, number): {way: {at: [us]}}
         self.instructions = []  # (call, count)
         self.runs = 0
@@ -37,6 +38,8 @@ class Figures:
 
     def take(self, words):
         if words[0] == "pair":
+            if words[1] not in self.pairs:
+                self.programs.setdefault(words[4], []).append(words[1])
             self.pairs.setdefault(words[1], []).append((float(words[2]), float(words[3])))
         elif words[0] == "growth":
             ways = self.growth.setdefault((words[1], words[2]), {})
@@ -64,13 +67,16 @@ def row(*cells):
     return "| " + " | ".join(str(cell) for cell in cells) + " |\n"
 
 
-def pair_table(figures):
-    text = row("What", "Ours", "Peer", "Ratio (least to most)", "Aim") + row(*["---"] * 5)
-    for what, runs in figures.pairs.items():
-        ratios = [ours / peer for ours, peer in runs]
-        aim = aim_of(what)
-        text += row(what, time_text(statistics.median(r[0] for r in runs)), time_text(statistics.median(r[1] for r in runs)),
-                    spread(ratios), aim["aim"] if aim else "")
+def pair_tables(figures):
+    text = ""
+    for program, names in sorted(figures.programs.items()):
+        text += f"### bench/{re.sub('^bench_(box_)?', '', program)}.cpp\n\n"
+        text += row("What", "Ours", "Peer", "Ratio (least to most)", "Aim") + row(*["---"] * 5)
+        for what in names:
+            runs, aim = figures.pairs[what], aim_of(what)
+            text += row(what, time_text(statistics.median(r[0] for r in runs)), time_text(statistics.median(r[1] for r in runs)),
+                        spread([ours / peer for ours, peer in runs]), aim["aim"] if aim else "")
+        text += "\n"
     return text
 
 
@@ -165,8 +171,7 @@ medians of {figures.runs} runs, and how far the runs' ratios lay apart. {about}
 
 ## Beside peers
 
-{pair_table(figures)}
-## Aims that are missed
+{pair_tables(figures)}## Aims that are missed
 
 {missed_aims(figures)}
 ## How cost grows

@@ -1,5 +1,6 @@
 #include "record.h"
 
+#include <cerrno>
 #include <cstdlib>
 #include <fstream>
 
@@ -7,6 +8,6 @@ void record::add(const std::vector<std::string>& words) {
   const char* const file = std::getenv("ZEL_FIGURES");
   if (file == nullptr) return;
   std::string line;
-  for (const std::string& word : words) line += (line.empty() ? "" : "\t") + word;
-  std::ofstream(file, std::ios::app) << line + "\n";
+  for (const std::string& word : words) line += word + "\t";
+  std::ofstream(file, std::ios::app) << line + program_invocation_short_name + "\n";
 }

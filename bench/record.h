@@ -1,5 +1,5 @@
-// Keeps figures for the page that scripts/figures makes, as lines of words parted by tabs, at the end of the file that
-// ZEL_FIGURES names. Without the variable nothing is kept.
+// Keeps figures for the page that scripts/figures makes, as lines of words parted by tabs, the program's name last, at the
+// end of the file that ZEL_FIGURES names. Without the variable nothing is kept.
 #pragma once
 
 #include <string>
