@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <climits>
 #include <thread>
 
 #include "support/captured.h"
@@ -115,6 +116,8 @@ TEST_F(InAnyProcess, AConnectThatASignalInterruptsIsMadeAgain) {
   genuine_ways.interrupted_connects = 3;
   EXPECT_EQ(ask("1001", "abc"), "3");
   EXPECT_EQ(genuine_ways.interrupted_connects, 0);
+  genuine_ways.interrupted_connects = INT_MAX;
+  EXPECT_EQ(ask("1001", "abc"), "(null)");
 }
 
 TEST_F(InAnyProcess, LocksAreFreeInAChildForkedWhileAnotherThreadSends) {

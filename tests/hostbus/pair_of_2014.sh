@@ -1,7 +1,7 @@
 #!/usr/bin/env bash
 # Usage: pair_of_2014.sh HEADERS FOLDER SOURCE COMPILER
 # Cuts the headers of hostbus, in FOLDER, to what they were at the end of 2014, and compiles with them what includes
-# them in the library, the box and the tests. Nothing is linked.
+# them in the library, the box, zelctl and the tests. Nothing is linked.
 set -euo pipefail
 folder=$2 source=$3 compiler=$4
 rm -rf "$folder"
@@ -37,12 +37,13 @@ flags=(-std=gnu++20 -D_GNU_SOURCE -Wall -Wextra -Werror -I"$folder/include" -Iin
 # They have no extern "C": one file gives it to them for all others.
 in_c() { ! "$compiler" "${flags[@]}" -S -o - src/bus/connect.cpp | grep -E '_Z[0-9]+(ubus|blob|uloop)'; }
 in_c || { echo "src/bus/connect.cpp calls C functions as C++ ones"; exit 1; }
-! grep -rE '#include <(libubus|ubusmsg|libubox/)' --include='*.cpp' --include='*.h' src routerbox tests |
+! grep -rE '#include <(libubus|ubusmsg|libubox/)' --include='*.cpp' --include='*.h' src routerbox tools tests |
   grep -vE '^(src/bus/libubus\.h|tests/hostbus/)' || { echo "include bus/libubus.h instead"; exit 1; }
 
 "$compiler" "${flags[@]}" -fsyntax-only -include bus/libubus.h -x c++ - <<<'#include <numeric>'
 
-sources() { grep -lE '#include "(bus|cloud|event)/' "$@"; }
-mapfile -t sources < <(sources src/{bus,cloud,event,service}/*.cpp routerbox/bus/*.cpp tests/{bus,cloud,event,service}/*.cpp)
+sources() { grep -lE '#include "(bus|cloud|event)(/|\.h")' "$@"; }
+mapfile -t sources < <(sources src/{bus,cloud,event,service}/*.cpp routerbox/bus/*.cpp tools/zelctl/*.cpp \
+  tests/{bus,cloud,event,service}/*.cpp)
 echo "${#sources[@]} files with the headers of 2014"
 printf '%s\0' "${sources[@]}" | xargs -0 -P 2 -n 1 "$compiler" "${flags[@]}" -fsyntax-only

@@ -3,11 +3,9 @@
 #include <endian.h>
 #include <unistd.h>
 
-#include <bit>
-#include <cmath>
-
 #include "ending.h"
 #include "failure.h"
+#include "numbers.h"
 #include "plugin_user.h"
 #include "text.h"
 
@@ -16,7 +14,8 @@ namespace {
 
 constexpr unsigned kConnectSeconds = 5;
 constexpr int kDeepest = 32;  // lists inside one another, of a sender that is not to be trusted
-constexpr double kExact = 9007199254740992.0;  // up to here a double holds every whole number
+constexpr int64_t kExact = 9007199254740992;    // cJSON has every whole number up to here
+constexpr int kDouble = BLOBMSG_TYPE_INT8 + 1;  // the bus libraries of 2014 have no name for it
 
 constexpr const char* kShowMethods = "What it takes: zelctl bus list -v OBJECT";
 constexpr struct {
@@ -32,22 +31,25 @@ constexpr struct {
     {UBUS_STATUS_TIMEOUT, kTimedOut, "More time: --timeout S. Who else calls it: zelctl bus monitor"},
 };
 
-void add_number_field(blob_buf* buffer, const char* name, double number) {
-  if (number != std::floor(number)) {
-    const uint64_t bits = htobe64(std::bit_cast<uint64_t>(number));
-    blobmsg_add_field(buffer, BLOBMSG_TYPE_DOUBLE, name, &bits, sizeof bits);
-  } else if (number >= INT32_MIN && number <= INT32_MAX) {
-    blobmsg_add_u32(buffer, name, static_cast<uint32_t>(static_cast<int32_t>(number)));
-  } else if (std::fabs(number) <= kExact) {
-    blobmsg_add_u64(buffer, name, static_cast<uint64_t>(static_cast<int64_t>(number)));
+void add_number_field(blob_buf* buffer, const char* name, const cJSON* number) {
+  bool exact = false;
+  const int64_t whole = whole_number(number, -kExact, kExact, &exact);
+  if (!exact && (whole == kExact || whole == -kExact))
+    fail(kUsage, "Whole numbers are exact up to 9007199254740992.", "JSON: the number \"%s\" is too large",
+         name);
+  if (!exact) {
+    const uint64_t bits = htobe64(double_bits(number));
+    blobmsg_add_field(buffer, kDouble, name, &bits, sizeof bits);
+  } else if (whole == static_cast<int32_t>(whole)) {
+    blobmsg_add_u32(buffer, name, static_cast<uint32_t>(whole));
   } else {
-    fail(kUsage, "Whole numbers are exact up to 9007199254740992.", "%s: %.0f is too large", name, number);
+    blobmsg_add_u64(buffer, name, static_cast<uint64_t>(whole));
   }
 }
 
 void add_field(blob_buf* buffer, const cJSON* item) {
   const char* const name = item->string;
-  if (is(item, cJSON_Number)) return add_number_field(buffer, name != nullptr ? name : "", item->valuedouble);
+  if (is(item, cJSON_Number)) return add_number_field(buffer, name != nullptr ? name : "", item);
   if (is(item, cJSON_String)) {
     blobmsg_add_string(buffer, name, item->valuestring);
   } else if (is(item, cJSON_True | cJSON_False)) {
@@ -81,8 +83,8 @@ cJSON* value_of(const blob_attr* field, int depth) {
       return exact(static_cast<int32_t>(blobmsg_get_u32(attribute)));
     case BLOBMSG_TYPE_INT64:
       return exact(static_cast<int64_t>(blobmsg_get_u64(attribute)));
-    case BLOBMSG_TYPE_DOUBLE:
-      return cJSON_CreateNumber(std::bit_cast<double>(blobmsg_get_u64(attribute)));
+    case kDouble:
+      return number_from_bits(blobmsg_get_u64(attribute));
     case BLOBMSG_TYPE_ARRAY:
     case BLOBMSG_TYPE_TABLE: {
       cJSON* const inner =

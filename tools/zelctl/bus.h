@@ -1,9 +1,8 @@
 // bus.h: the bus as zelctl itself uses it: to look at it, and to say why a call of the library's came to nothing.
 #pragma once
-#include <libubus.h>
-
 #include <string>
 
+#include "bus/libubus.h"
 #include "handles.h"
 #include "json.h"
 

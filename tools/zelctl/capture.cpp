@@ -8,6 +8,7 @@
 #include <cstring>
 
 #include "failure.h"
+#include "numbers.h"
 #include "output.h"
 #include "patience.h"
 #include "perm_table.h"

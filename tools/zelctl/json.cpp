@@ -27,19 +27,6 @@ cJSON* exact(int64_t number) {
   return cJSON_CreateRaw(digits_of(number).c_str());
 }
 
-int64_t whole_number(const cJSON* number, int64_t least, int64_t most, bool* exact) {
-  const double given = number->valuedouble;
-  const auto whole = given <= static_cast<double>(least)  ? least
-                     : given >= static_cast<double>(most) ? most
-                                                          : static_cast<int64_t>(given);
-  *exact = given == static_cast<double>(whole);
-  return whole;
-}
-
-void clear_number(cJSON* number) {
-  cJSON_SetNumberValue(number, 0);
-}
-
 void require_memory(const void* made) {
   if (made == nullptr) fail(kFailed, "End some programs and try again.", "out of memory");
 }

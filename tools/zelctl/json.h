@@ -31,12 +31,6 @@ cJSON* append_object(cJSON* array);
 // A whole number in all its digits: cJSON has doubles only.
 cJSON* exact(int64_t number);
 
-// The number without what is behind the point, or the limit that it is beyond. `exact` tells whether it is the same.
-int64_t whole_number(const cJSON* number, int64_t least, int64_t most, bool* exact);
-
-// Makes it a 0.
-void clear_number(cJSON* number);
-
 // Fails for null, which is what cJSON gives when memory runs out.
 void require_memory(const void* made);
 

@@ -11,6 +11,7 @@
 #include "abilities.h"
 #include "failure.h"
 #include "handles.h"
+#include "numbers.h"
 #include "text.h"
 
 namespace zelctl {
