@@ -1,4 +1,4 @@
-// Keeps figures for the page that scripts/figures makes, as lines of words parted by tabs, the program's name last, at the
+// Keeps figures for the page that scripts/figures makes: lines of words parted by tabs, the program's name last, at the
 // end of the file that ZEL_FIGURES names. Without the variable nothing is kept.
 #pragma once
 
