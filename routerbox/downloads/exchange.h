@@ -14,8 +14,8 @@ namespace routerbox::downloads {
 // entry, whatever keys were asked for, empty when there was none.
 class Exchange {
  public:
-  // Any text: one that is no JSON holds no calls. `data` is the folder that who asks sees as /data, and the daemon at its
-  // place; empty: it has none.
+  // Any text: one that is no JSON holds no calls. `data` is the folder that who asks sees as /data, and the daemon at
+  // its place; empty: it has none.
   explicit Exchange(const std::string& request, std::string data = {});
 
   // What goes to the daemon: the request as it came. Only where it lists tasks without their "gid", this is

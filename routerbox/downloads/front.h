@@ -17,8 +17,8 @@ namespace routerbox::downloads {
 
 class Front {
  public:
-  // The first three references must outlive it; `box` is the folder of the roster (trace/peers.h), empty: none. The log has the methods with a comma between, the request as a JSON text, and
-  // the HTTP status as code.
+  // The references must outlive it; `box` is the folder of the roster (trace/peers.h), empty: none. The log has the
+  // methods with a comma between, the request as a JSON text, and the HTTP status as code.
   Front(int daemon_port, Appids& appids, Faults& faults, RequestLog& log, std::string box);
   LoopbackServer& http() { return http_; }
 
