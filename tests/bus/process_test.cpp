@@ -129,6 +129,26 @@ TEST_F(InAnyProcess, LocksAreFreeInAChildForkedWhileAnotherThreadSends) {
   EXPECT_EQ(end_of(child), 0);
 }
 
+TEST_F(InAnyProcess, AChildForkedWhileAnotherThreadLogsCanLog) {
+  std::atomic<bool> ends = false;
+  captured(stderr, [&] {
+    std::thread logger([&] {
+      while (!ends) zel_log(6, "m");
+    });
+    for (int i = 0; i < 20; ++i) {
+      usleep(200);
+      const pid_t child = fork();
+      if (child == 0) {
+        zel_log(6, "m");
+        _exit(0);
+      }
+      EXPECT_EQ(end_of(child), 0);
+    }
+    ends = true;
+    logger.join();
+  });
+}
+
 TEST_F(InAnyProcess, ACancelledSenderGivesTheLockBack) {
   pthread_t sender;
   {
@@ -265,7 +285,7 @@ TEST_F(InAnyProcess, MessagesBehindAReleaseAreAnsweredWithTheEmptyText) {
   const Process server(kServer, [](const Process::Self& self) {
     if (zel_service_init() != 0) return 1;
     zel_cloud_msg_handler_register([](const char*, uint32_t, char* answer, uint32_t size) {
-      usleep(200000);  // The others' messages come in.
+      sleep(1);  // The others' messages come in.
       zel_cloud_msg_release();
       return snprintf(answer, size, "released") < 0 ? 1 : 0;
     });
