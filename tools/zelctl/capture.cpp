@@ -92,7 +92,7 @@ void add_uuids(cJSON* state) {
     for (int i = 0; i < count && is(name, cJSON_String); ++i) {
       const zel_partition_info& partition = partitions[static_cast<size_t>(i)];
       if (text_of(partition.Partition) == name->valuestring && partition.UUID[0] != '\0')
-        add_text(disk, "UUID", text_of(partition.UUID).c_str());
+        add_field(disk, "UUID", partition.UUID);
     }
   }
 }
@@ -101,12 +101,12 @@ void add_daemon(cJSON* state) {
   zel_device_info device;
   if (zel_get_device_info(&device) == 0) {
     cJSON* const info = add_object(state, "DaemonInfo");
-    add_text(info, "device_id", text_of(device.device_id).c_str());
-    add_text(info, "daemon_version", text_of(device.daemon_version).c_str());
-    add_text(info, "deviceName", text_of(device.deviceName).c_str());
+    add_field(info, "device_id", device.device_id);
+    add_field(info, "daemon_version", device.daemon_version);
+    add_field(info, "deviceName", device.deviceName);
     add_number(info, "zelSdkVersion", device.zelSdkVersion);
-    add_text(info, "hw_name", text_of(device.hw_name).c_str());
-    add_text(info, "fw_version", text_of(device.fw_version).c_str());
+    add_field(info, "hw_name", device.hw_name);
+    add_field(info, "fw_version", device.fw_version);
   } else {
     note("DaemonInfo is left out: zelctl device info tells why");
   }

@@ -109,7 +109,7 @@ void check_arguments(const Call& call) {
   for (const std::string& name : words_of(call.command->arguments)) {
     if (name[0] != '[' && call.arguments.size() <= place)
       fail_usage(words, "%s needs %s", words, name.c_str());
-    if (name.find("...") != std::string::npos) return;
+    if (std::strstr(name.c_str(), "...") != nullptr) return;
     ++place;
   }
   if (call.arguments.size() > place) fail_usage(words, "%s takes no '%s'", words, call.arguments[place]);
@@ -130,12 +130,11 @@ int take_words(int argc, char** argv, CommandLine* line) {
       fail_usage(line->words.c_str(), "%s needs a command: %s", line->words.c_str(),
                  list_words(next_words(line->words)).c_str());
     }
-    const std::string longer =
-        format("%s%s%s", line->words.c_str(), line->words.empty() ? "" : " ", argv[at]);
+    std::string longer = format("%s%s%s", line->words.c_str(), line->words.empty() ? "" : " ", argv[at]);
     line->call.command = find_command(longer);
     if (line->call.command == nullptr && next_words(longer).empty())
       refuse_word(line->words.c_str(), argv[at]);
-    line->words = longer;
+    line->words = std::move(longer);
     taken = at;
   }
   return taken;

@@ -97,13 +97,13 @@ constexpr unsigned kTaskSeconds = 2;
 
 void offer_tasks(Candidates* candidates) {
   const Limit limit(kTaskSeconds, "zelctl doctor", "the download daemon is silent");
-  for (const task_info& task : query_all().tasks)
-    candidates->offer(text_of(task.task_id).c_str(), state_of(task));
+  for (const task_info& task : query_all().tasks) candidates->offer(task.task_id, state_of(task));
 }
 
-void offer_values(std::string kind, Candidates* candidates) {
-  std::erase_if(kind, [](char c) { return std::strchr("[].", c) != nullptr; });
-  if (kind.find('|') != std::string::npos) {
+void offer_values(const char* argument, Candidates* candidates) {
+  argument += std::strspn(argument, "[");
+  const std::string kind(argument, std::strcspn(argument, "]."));
+  if (std::strchr(kind.c_str(), '|') != nullptr) {
     for (const std::string& word : words_of(kind, '|')) candidates->offer(word.c_str(), "");
   } else if (kind == "FILE" || kind == "DIR" || kind == "COMMAND") {
     candidates->offer(format("@%s", kind.c_str()).c_str(), "");
@@ -143,9 +143,9 @@ void offer_all(const Place& place, const char* current, Candidates* candidates) 
   if (place.command == nullptr) return offer_words(place.words, candidates);
   const auto kinds = words_of(place.command->arguments);
   if (place.arguments < kinds.size())
-    offer_values(kinds[place.arguments], candidates);
-  else if (!kinds.empty() && kinds.back().find("...") != std::string::npos)
-    offer_values(kinds.back(), candidates);
+    offer_values(kinds[place.arguments].c_str(), candidates);
+  else if (!kinds.empty() && std::strstr(kinds.back().c_str(), "...") != nullptr)
+    offer_values(kinds.back().c_str(), candidates);
 }
 
 int complete(const Call& call) {

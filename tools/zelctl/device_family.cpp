@@ -39,11 +39,11 @@ int info(const Call&) {
          "%s: %s", kDaemonFile, std::strerror(errno));
   }
   Result result;
-  result.text("device_id", text_of(device.device_id).c_str());
-  result.text("device_name", text_of(device.deviceName).c_str());
-  result.text("daemon_version", text_of(device.daemon_version).c_str());
-  result.text("firmware_version", text_of(device.fw_version).c_str());
-  result.text("hardware_name", text_of(device.hw_name).c_str());
+  result.field("device_id", device.device_id);
+  result.field("device_name", device.deviceName);
+  result.field("daemon_version", device.daemon_version);
+  result.field("firmware_version", device.fw_version);
+  result.field("hardware_name", device.hw_name);
   result.number("sdk_version", device.zelSdkVersion);
   result.show();
   return kDone;
@@ -90,9 +90,10 @@ int memory(const Call&) {
   if (status != 0 || total == 0)
     fail(kFailed, "Is the program `free` on PATH?", "`free` does not tell the memory in use");
   Result result;
-  result.number("total_kib", kib, size_text(kib * 1024ULL));
+  result.number("total_kib", kib, size_text(kib * 1024ULL).c_str());
   // `free` is read in thousands of KiB.
-  result.number("used_kib", used * int64_t{1000}, format("about %s", size_text(used * 1024'000ULL).c_str()));
+  result.number("used_kib", used * int64_t{1000},
+                format("about %s", size_text(used * 1024'000ULL).c_str()).c_str());
   result.show();
   return kDone;
 }

@@ -35,9 +35,9 @@ sigset_t ending_signals() {
   return signals;
 }
 
-void set_ending(Ending* ending, int status, const std::string& report) {
+void set_ending(Ending* ending, int status, std::string report) {
   const Undivided scope;
-  *ending = {report, report_fd(), status};
+  *ending = {std::move(report), report_fd(), status};
   if (manner().json && status != kDone) ending->fd = output_fd();
   struct sigaction action {};
   action.sa_handler = end_now;
@@ -47,7 +47,7 @@ void set_ending(Ending* ending, int status, const std::string& report) {
 
 void set_failure(Ending* ending, const char* advice, const std::string& why) {
   const char* const end = progress_is_drawn() ? "\n" : "";
-  set_ending(ending, kTimedOut, end + failure_report(0, why, advice));
+  set_ending(ending, kTimedOut, format("%s%s", end, failure_report(0, why, advice).c_str()));
 }
 
 }  // namespace

@@ -6,8 +6,8 @@ namespace zelctl {
 namespace {
 
 void add_plugin(const perm_plugin_slot& plugin, cJSON* json) {
-  add_text(json, "appid", text_of(plugin.appid).c_str());
-  add_text(json, "appname", text_of(plugin.appname).c_str());
+  add_field(json, "appid", plugin.appid);
+  add_field(json, "appname", plugin.appname);
   add_number(json, "uid", plugin.uid);
   add_number(json, "abilitybits", static_cast<int32_t>(plugin.abilitybits));  // as in the package file
   cJSON* const array = add_array(json, "abilities");
@@ -47,7 +47,7 @@ void show_abilities(const perm_table& table, Result* result) {
     result->row("%d\t%.64s", ability.permid, ability.permname);
     cJSON* const row = append_object(array);
     add_number(row, "number", ability.permid);
-    add_text(row, "name", text_of(ability.permname).c_str());
+    add_field(row, "name", ability.permname);
   });
 }
 

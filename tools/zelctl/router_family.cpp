@@ -77,7 +77,7 @@ int status(const Call&) {
   Result result;
   result.flag("internet", wan.WAN_NET == 1, "reachable", "out of reach");
   result.flag("cable", wan.WAN_LINE == 1, "linked", "out");
-  result.text("address", text_of(wan.WAN_IP).c_str());
+  result.field("address", wan.WAN_IP);
   result.number("type", wan.WAN_TYPE);
   result.show();
   return kDone;
@@ -119,12 +119,11 @@ int wifi(const Call&) {
     const zel_wifi_info& network = list.records[static_cast<size_t>(i)];
     const char* const band = network.WIFI_WirelessFrequency == 0 ? "2.4 GHz" : "5 GHz";
     const bool on = network.WIFI_Status == 1;
-    const std::string ssid = text_of(network.WIFI_SSID);
     cJSON* const row = append_object(array);
-    add_text(row, "name", ssid.c_str());
+    add_field(row, "name", network.WIFI_SSID);
     add_text(row, "band", band);
     add_bool(row, "on", on);
-    result.row("%s\t%s\t%s", band, on ? "on" : "off", ssid.c_str());
+    result.row("%s\t%s\t%.128s", band, on ? "on" : "off", network.WIFI_SSID);
   }
   show_list(&result, list.left_out);
   return kDone;
@@ -141,14 +140,12 @@ int disks(const Call&) {
     result.row("PARTITION\tUSED\tTOTAL\tUUID");
   for (int i = 0; i < list.count; ++i) {
     const zel_partition_info& partition = list.records[static_cast<size_t>(i)];
-    const std::string device = text_of(partition.Partition);
-    const std::string uuid = text_of(partition.UUID);
     cJSON* const row = append_object(array);
-    add_text(row, "name", device.c_str());
+    add_field(row, "name", partition.Partition);
     add_number(row, "used", partition.Used);
     add_number(row, "total", partition.Total);
-    add_text(row, "uuid", uuid.c_str());
-    result.row("%s\t%d\t%d\t%s", device.c_str(), partition.Used, partition.Total, uuid.c_str());
+    add_field(row, "uuid", partition.UUID);
+    result.row("%.64s\t%d\t%d\t%.40s", partition.Partition, partition.Used, partition.Total, partition.UUID);
   }
   if (list.count != 0) result.line("in the router's own unit, which it does not tell");
   show_list(&result, list.left_out);
@@ -210,7 +207,7 @@ int reset_dns(const Call& call) {
 
 int capture(const Call& call) {
   const JsonTree state(capture_state(call.has("with-secrets")));
-  print(manner().json ? one_line(state.get()) : pretty(state.get()) + "\n");
+  print(manner().json ? one_line(state.get()) : format("%s\n", pretty(state.get()).c_str()));
   return kDone;
 }
 
