@@ -114,8 +114,8 @@ const char* id_of(const Call& call) {
   return id;
 }
 
-// Until it is no longer under way.
-int wait_for(const char* id) {
+// Until it has come. Fails if it does not.
+task_info wait_for(const char* id) {
   task_info task = query(id);
   for (; is_under_way(task); task = query(id)) {
     const std::string amount = amount_of(task);
@@ -127,28 +127,37 @@ int wait_for(const char* id) {
   progress("");
   if (task.status == ZEL_TASK_PAUSED) fail(kNo, "zelctl download resume ID", "task %s is paused", id);
   if (task.status != ZEL_TASK_COMPLETE)
-    fail_with(task.error_code, kFailed, "Try it again: zelctl download add", "task %s: %s %s", id,
-              state_of(task), error_of(task));
-  show_task(task);
-  return kDone;
+    fail_with(task.error_code, kFailed, "Try it again: zelctl download add", "task %s: %s%s%s", id,
+              state_of(task), *error_of(task) != '\0' ? ": " : "", error_of(task));
+  return task;
+}
+
+// Without a scheme in front the daemon takes none, and does not tell why.
+void require_url(const char* url) {
+  const size_t scheme = std::strspn(url, "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ");
+  if (scheme == 0 || url[scheme] != ':')
+    fail(kUsage, "Give it whole: http://HOST/FILE",
+         "URL: '%s' does not begin with http://, or another scheme", url);
 }
 
 int add(const Call& call) {
-  const task_param what = {call.argument(0), call.option("dir"), call.option("name")};
+  const task_param what = {call.arguments[0], call.option("dir"), call.option("name")};
   if (what.dir[0] != '/') fail(kUsage, "Give the whole path.", "--dir: '%s' does not begin with /", what.dir);
   if (std::strchr(what.filename, '/') != nullptr)
     fail(kUsage, "Put the folder into --dir.", "--name: a name has no /");
+  require_url(what.url);
   require_ability(ability_download);
   char id[ZEL_TASK_ID_SIZE];
   {
-    const Limit limit = daemon_patience();
+    const Limit limit = daemon_patience("It may have been added: zelctl download list");
     if (const int code = zel_download_task_create(&what, id); code != 0) fail_download(code, what.url);
   }
-  if (call.has("wait")) return wait_for(id);
-  Result result;
-  add_text(result.json(), "id", id);
-  result.line("%s", id);
-  result.show();
+  if (call.has("wait"))
+    show_task(wait_for(id));
+  else if (manner().json)
+    show_task(query(id));
+  else
+    print(format("%s\n", id));
   return kDone;
 }
 
@@ -169,7 +178,10 @@ int show(const Call& call) {
 int watch(const Call& call) {
   const char* const id = call.argument(0) != nullptr ? id_of(call) : nullptr;
   require_ability(ability_download);
-  if (id != nullptr) return wait_for(id);
+  if (id != nullptr) {
+    show_tasks({{wait_for(id)}});
+    return kDone;
+  }
   for (bool busy = true; busy;) {
     const Limit limit = daemon_patience();
     const Tasks all = query_all();

@@ -1,5 +1,6 @@
 #include "ending.h"
 
+#include <poll.h>
 #include <unistd.h>
 #include <zel/service.h>
 
@@ -15,6 +16,9 @@
 namespace zelctl {
 namespace {
 
+// A callback waits for a command, or for the reader of our output, who may take nothing.
+constexpr unsigned kCallbackSeconds = 10;
+
 struct Ending {
   std::string report;
   int fd;
@@ -24,8 +28,10 @@ Ending endings[2];  // by interruption, by limit
 
 void end_now(int signal) {
   const Ending& ending = endings[signal == SIGALRM ? 1 : 0];
-  const ssize_t written = write(ending.fd, ending.report.data(), ending.report.size());
-  _exit(written >= 0 ? ending.status : kTimedOut);
+  pollfd wait{ending.fd, POLLOUT, 0};
+  const bool ready = ending.report.empty() || poll(&wait, 1, 0) == 1;
+  const bool written = ready && write(ending.fd, ending.report.data(), ending.report.size()) >= 0;
+  _exit(written ? ending.status : kTimedOut);
 }
 
 sigset_t ending_signals() {
@@ -94,6 +100,7 @@ Service::Service() {
 void Service::wait(unsigned seconds) {
   const timespec limit{static_cast<time_t>(seconds), 0};
   retry([&] { return sigtimedwait(&signals_, nullptr, seconds != 0 ? &limit : nullptr); });
+  const Limit callback(kCallbackSeconds, "End it as well.", "what reads standard output takes nothing");
   zel_lock();
 }
 

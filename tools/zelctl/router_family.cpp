@@ -164,11 +164,12 @@ int disks(const Call&) {
             known ? kMeanings[-code - 1] : "the router's own error code");
 }
 
-int get_dns(const Call&) {
+// `what` came to nothing if they cannot be had.
+int show_dns(const char* what, const char* advice = kSilenceAdvice) {
   char first[ZEL_DNS_SIZE];
   char second[ZEL_DNS_SIZE];
-  const Limit limit = router_patience();
-  if (const int code = zel_get_router_dns(first, second); code != 0) fail_dns(code, "dns");
+  const Limit limit = router_patience(advice);
+  if (const int code = zel_get_router_dns(first, second); code != 0) fail_dns(code, what);
   Result result;
   const struct { const char *key, *address; } rows[] = {{"first", first}, {"second", second}};
   for (const auto& row : rows) {
@@ -177,6 +178,15 @@ int get_dns(const Call&) {
   }
   result.show();
   return kDone;
+}
+
+int get_dns(const Call&) {
+  return show_dns("dns");
+}
+
+int show_changed_dns() {
+  return show_dns("it was done, but the servers cannot be read back",
+                  "It was done. To see: zelctl router dns get");
 }
 
 Limit change_patience() {
@@ -194,20 +204,27 @@ int set_dns(const Call& call) {
     if (const int code = zel_set_router_dns(call.argument(0), call.argument(1)); code != 0)
       fail_dns(code, "the servers were not set");
   }
-  return get_dns(call);
+  return show_changed_dns();
 }
 
-int reset_dns(const Call& call) {
+int reset_dns(const Call&) {
   {
     const Limit limit = change_patience();
     if (const int code = zel_reset_router_dns(); code != 0) fail_dns(code, "the servers were not reset");
   }
-  return get_dns(call);
+  return show_changed_dns();
 }
 
 int capture(const Call& call) {
-  const JsonTree state(capture_state(call.has("with-secrets")));
-  print(manner().json ? one_line(state.get()) : format("%s\n", pretty(state.get()).c_str()));
+  Result result;
+  cJSON* const left_out = add_array(result.json(), "left_out");
+  JsonTree state = capture_state(call.has("with-secrets"), left_out);
+  if (!manner().json) {
+    print(format("%s\n", pretty(state.get()).c_str()));
+  } else {
+    cJSON_AddItemToObject(result.json(), "state", state.release());
+    result.show();
+  }
   return kDone;
 }
 
@@ -230,7 +247,7 @@ constexpr Command kCommands[] = {
     {"router dns reset", "", "Take the DNS servers set by hand away", "zelctl router dns reset", reset_dns},
     {"router capture", "",
      "Print the router's state as a file for a router box, with queries alone: nothing is changed. "
-     "routerbox --router FILE then plays this router",
+     "routerbox --router FILE then plays this router. With --json it is the member \"state\"",
      "zelctl router capture >/tmp/state.json", capture, kSecrets},
 };
 

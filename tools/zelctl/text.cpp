@@ -92,6 +92,10 @@ void append(std::string* to, const char* text, ...) {
   va_end(values);
 }
 
+std::string joined(const std::string& words, const char* word) {
+  return format("%s%s%s", words.c_str(), words.empty() ? "" : " ", word);
+}
+
 std::string columns(const std::vector<std::string>& rows) {
   std::vector<size_t> widths;
   for (const std::string& row : rows)
