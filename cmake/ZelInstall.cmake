@@ -31,7 +31,7 @@ endfunction()
 
 function(zel_install_development)
   install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/zel DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}
-    COMPONENT development FILES_MATCHING PATTERN "*.h")
+    COMPONENT development FILES_MATCHING PATTERN "*.h" PATTERN "*.hpp")
 
   set(package ${CMAKE_INSTALL_LIBDIR}/cmake/zel)
   include(CMakePackageConfigHelpers)

@@ -6,6 +6,7 @@
 #include "box_verbs.h"
 #include "control.h"
 #include "cores.h"
+#include "debugged.h"
 #include "guard.h"
 #include "layout.h"
 #include "places.h"
@@ -67,7 +68,7 @@ class Box {
                              installer_, [this](size_t place) { start_plugin(place); }}));
     services_.start_all();
     if (!plan_.zelctl.empty()) fill_permission_table();
-    for (size_t place = 0; place < plugins_.size(); ++place) start_plugin(place);
+    for (size_t place = 0; place < plugins_.size(); ++place) start_plugin(place, Patience::kWhileDebugged);
     if (ends_.ready) write_all(ends_.ready.get(), kReady);
     ends_.ready = Descriptor();
     const int status = plan_.command.empty() ? wait_for_end() : run_command();
@@ -88,11 +89,21 @@ class Box {
                     std::to_string(status) + ":\n" + output);
   }
 
-  void start_plugin(size_t place) {
+  // A verb's client does not wait for ever.
+  enum class Patience { kLimited, kWhileDebugged };
+
+  void start_plugin(size_t place, Patience patience = Patience::kLimited) {
     if (!plugins_.start(place)) return;
     const Plugins::Row row = plugins_.row(place);
     if (plan_.options.no_bus || !row.run.has_object) return;
-    if (bus_.wait_for_object(row.run.object(), row.process, kObjectLimit) == ObjectWait::kLimit)
+    bool told = false;
+    const auto goes_on = [&] {
+      if (patience == Patience::kLimited || (row.run.valgrind.empty() && !is_debugged(row.process)))
+        return false;
+      if (!told) say("waiting for " + row.run.name + ", which is being debugged");
+      return told = true;
+    };
+    if (bus_.wait_for_object(row.run.object(), row.process, kObjectLimit, goes_on) == ObjectWait::kLimit)
       say(row.run.name + " has made no bus object " + row.run.object() + " so far; going on without it");
   }
 

@@ -5,9 +5,14 @@
 #include <mutex>
 #include <thread>
 
+#include "ability_verb.h"
 #include "events.h"
+#include "expect/download_tasks.h"
 #include "nearest.h"
+#include "places.h"
 #include "router_client.h"
+#include "trace/peers.h"
+#include "verbs/record.h"
 #include "verbs/status.h"
 #include "whole_number.h"
 
@@ -62,17 +67,24 @@ class BoxVerbs {
 
   Json carry_out(const std::string& verb, const Json& arguments) {
     for (const Row& row : kVerbs)
-      if (verb == row.name) return row.changes ? run_and_trace(row, arguments) : (this->*row.run)(arguments);
+      if (verb == row.name)
+        return row.changes && !only_shows(verb, arguments) ? run_and_trace(row, arguments)
+                                                           : (this->*row.run)(arguments);
     throw Failure("a box has no verb '" + verb + "'", kWrongCommandLine);
   }
 
  private:
+  // A verb that changes something, here without what it would be.
+  static bool only_shows(const std::string& verb, const Json& arguments) {
+    return verb == "ability" && !arguments.contains("ability");
+  }
+
   struct Row {
     const char* name;
     Json (BoxVerbs::*run)(const Json& arguments);
     bool changes;  // the box, so that the trace has it
   };
-  static const Row kVerbs[18];
+  static const Row kVerbs[23];
 
   Json run_and_trace(const Row& row, const Json& arguments) {
     TraceLine line{Channel::kLife, "author", "box", row.name, "OK", {}, {{"arguments", arguments}}};
@@ -126,6 +138,7 @@ class BoxVerbs {
     }
     return {{"box", parts_.plan.box},
             {"folder", parts_.plan.folder},
+            {"at", monotonic_seconds() - read_roster(kBoxFolder).started},
             {"plugins", plugins},
             {"services", services}};
   }
@@ -145,6 +158,7 @@ class BoxVerbs {
     const std::string as = text_in(arguments, "as");
     Json result = {{"folder", parts_.plan.folder},
                    {"environment", box_environment()},
+                   {"target_roots", parts_.plan.options.target_roots},
                    {"data", ""},
                    {"uid", nullptr},
                    {"name", "root"}};
@@ -263,6 +277,65 @@ class BoxVerbs {
   Json fault(const Json& arguments) { return parts_.faults.fault(arguments); }
   Json faults(const Json& arguments) { return parts_.faults.faults(arguments); }
 
+  Json ability(const Json& arguments) {
+    const PluginRun plugin = parts_.plugins.row(plugin_named(text_in(arguments, "plugin"))).run;
+    const std::lock_guard lock(changing_);
+    return change_ability(parts_.plan, parts_.processes, plugin, text_in(arguments, "ability"),
+                          text_in(arguments, "change"));
+  }
+
+  Json output(const Json& arguments) {
+    constexpr int kLines = 100;
+    const size_t place = plugin_named(text_in(arguments, "plugin"));
+    const int wanted = arguments.contains("lines") ? number_in(arguments, "lines") : kLines;
+    if (wanted < 0) throw Failure("'lines' must not be negative", kWrongCommandLine);
+    const size_t written = parts_.plugins.count_lines(place);
+    const size_t first = written - std::min(written, static_cast<size_t>(wanted));
+    return {{"plugin", parts_.plugins.row(place).run.name},
+            {"lines", parts_.plugins.lines_from(place, first)}};
+  }
+
+  Json downloads(const Json&) {
+    if (!parts_.services.has("downloads"))
+      throw Failure("the box was started without downloads; routerbox run --help lists the options", kNo);
+    const std::optional<std::vector<DownloadTask>> tasks = download_tasks();
+    if (!tasks)
+      throw Failure("the download daemon does not answer; routerbox restart downloads starts it anew",
+                    kFailed);
+    Json shown = Json::array();
+    for (const DownloadTask& task : *tasks) {
+      const std::optional<size_t> plugin = parts_.plugins.find(task.appid);
+      shown.push_back({{"id", task.id},
+                       {"plugin", plugin ? parts_.plugins.row(*plugin).run.name : task.appid},
+                       {"state", task.state},
+                       {"completed", task.completed},
+                       {"total", task.total},
+                       {"bytes_per_second", task.bytes_per_second},
+                       {"file", task.file},
+                       {"url", task.url},
+                       {"error", task.error}});
+    }
+    return {{"downloads", shown}};
+  }
+
+  Json download(const Json& arguments) {
+    change_download(text_in(arguments, "change"), text_in(arguments, "id"));
+    return downloads(arguments);
+  }
+
+  Json record(const Json& arguments) {
+    if (arguments.contains("line"))
+      return {{"test", test_step(Json::parse(text_in(arguments, "line"), nullptr, false))}};
+    const std::string since = text_of(arguments, "since");
+    const std::optional<double> begin = since.empty() ? 0 : whole_number<double>(since);
+    if (!begin) throw Failure("'since' must be a number of seconds, not '" + since + "'", kWrongCommandLine);
+    const Recording recording = record_test(std::string(kBoxFolder) + "/trace.jsonl", *begin,
+                                            parts_.faults.faults_of_running(), text_in(arguments, "title"));
+    if (recording.test.empty())
+      throw Failure("nothing was done by hand in the box so far, such as: routerbox wan down", kNo);
+    return {{"test", recording.test}, {"verbs", recording.verbs}, {"notes", recording.notes}};
+  }
+
   Json install(const Json& arguments) {
     const std::lock_guard lock(changing_);
     return parts_.installer.install(text_in(arguments, "file"));
@@ -277,16 +350,30 @@ class BoxVerbs {
   std::mutex changing_;
 };
 
-const BoxVerbs::Row BoxVerbs::kVerbs[18] = {
-    {"ps", &BoxVerbs::ps, false},          {"enter", &BoxVerbs::enter, false},
-    {"start", &BoxVerbs::start, true},     {"stop", &BoxVerbs::stop, true},
-    {"restart", &BoxVerbs::restart, true}, {"send", &BoxVerbs::send, true},
-    {"event", &BoxVerbs::event, true},     {"wan", &BoxVerbs::wan, true},
-    {"disk", &BoxVerbs::disk, true},       {"set", &BoxVerbs::set, true},
-    {"state", &BoxVerbs::state, false},    {"fault", &BoxVerbs::fault, true},
-    {"faults", &BoxVerbs::faults, false},  {"down", &BoxVerbs::down, true},
-    {"expect", &BoxVerbs::expect, false},  {"mark", &BoxVerbs::mark, true},
-    {"verify", &BoxVerbs::verify, false},  {"install", &BoxVerbs::install, true},
+const BoxVerbs::Row BoxVerbs::kVerbs[23] = {
+    {"ps", &BoxVerbs::ps, false},
+    {"enter", &BoxVerbs::enter, false},
+    {"start", &BoxVerbs::start, true},
+    {"stop", &BoxVerbs::stop, true},
+    {"restart", &BoxVerbs::restart, true},
+    {"send", &BoxVerbs::send, true},
+    {"event", &BoxVerbs::event, true},
+    {"wan", &BoxVerbs::wan, true},
+    {"disk", &BoxVerbs::disk, true},
+    {"set", &BoxVerbs::set, true},
+    {"state", &BoxVerbs::state, false},
+    {"fault", &BoxVerbs::fault, true},
+    {"faults", &BoxVerbs::faults, false},
+    {"down", &BoxVerbs::down, true},
+    {"expect", &BoxVerbs::expect, false},
+    {"mark", &BoxVerbs::mark, true},
+    {"verify", &BoxVerbs::verify, false},
+    {"install", &BoxVerbs::install, true},
+    {"ability", &BoxVerbs::ability, true},
+    {"output", &BoxVerbs::output, false},
+    {"downloads", &BoxVerbs::downloads, false},
+    {"download", &BoxVerbs::download, true},
+    {"record", &BoxVerbs::record, false},
 };
 
 }  // namespace

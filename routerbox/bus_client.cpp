@@ -16,13 +16,18 @@ constexpr Processes::Limit kAnswerLimit(10000);  // the bus's own is 8 seconds
 
 }  // namespace
 
-ObjectWait BusClient::wait_for_object(const std::string& name, pid_t owner, std::chrono::milliseconds limit) {
+ObjectWait BusClient::wait_for_object(const std::string& name, pid_t owner, std::chrono::milliseconds limit,
+                                      const std::function<bool()>& goes_on) {
   Launch launch{program_, {"boxbus", "wait", name}, {}, [](std::string_view) {}};
   const pid_t finder = processes_.start(launch);
-  const auto end = Clock::now() + limit;
+  auto end = Clock::now() + limit;
   while (!processes_.wait(finder, kBetweenLooks)) {
     const bool ended = processes_.end_of(owner).has_value();
     if (!ended && Clock::now() < end) continue;
+    if (!ended && goes_on()) {
+      end = Clock::now() + limit;
+      continue;
+    }
     processes_.signal(finder, SIGKILL);
     return ended ? ObjectWait::kOwnerEnded : ObjectWait::kLimit;
   }

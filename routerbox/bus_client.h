@@ -1,6 +1,7 @@
 // bus_client.h: the box's way to its bus, through the program boxbus.
 #pragma once
 #include <chrono>
+#include <functional>
 #include <string>
 
 #include "http/json.h"
@@ -16,8 +17,11 @@ class BusClient {
   BusClient(Processes& processes, std::string program)
       : processes_(processes), program_(std::move(program)) {}
 
-  // Waits until the bus object `name`, which the process `owner` is to make, can be found.
-  ObjectWait wait_for_object(const std::string& name, pid_t owner, std::chrono::milliseconds limit);
+  // Waits until the bus object `name`, which the process `owner` is to make, can be found. When the limit has passed,
+  // `goes_on` tells whether to wait for as long again.
+  ObjectWait wait_for_object(
+      const std::string& name, pid_t owner, std::chrono::milliseconds limit,
+      const std::function<bool()>& goes_on = [] { return false; });
   // {"answer": TEXT or null, "status": of the call, "meaning": of the status, "ms": N}. Throws Failure. The bus itself
   // waits for 8 seconds.
   Json send(const PluginRun& plugin, const std::string& text, std::chrono::milliseconds limit);

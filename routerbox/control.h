@@ -3,7 +3,8 @@
 //   POST /VERB    with the verb's arguments as members of one JSON object (verbs/table.h); an empty body has none.
 //                 200 and the verb's result, an object. Otherwise 400 and {"error": TEXT, "status": S}, the status as
 //                 the program `routerbox` ends with it (verbs/status.h).
-//   GET /verbs    the verbs, as an array of {"verb", "arguments": [{"name", "required", "help"}], "help", "example"}
+//   GET /verbs    the verbs, as an array of {"verb", "arguments": [{"name", "required", "help", "form"}], "help",
+//                 "example"}; the form is how it is typed: "word", "option" or "flag"
 #pragma once
 #include <functional>
 #include <string>

@@ -15,20 +15,24 @@ constexpr const char* kFaultPath = "/box/fault";
 constexpr time_t kFaultSeconds = 5;
 
 // Port 0: not over HTTP.
-constexpr struct {
+constexpr struct Misbehaving {
   const char* name;
   uint16_t port;
-} kMisbehaving[] = {
-    {"router", kRouterPort}, {"downloads", kDownloadsPort}, {"files", kFilesPort}, {"bus", 0}};
+  const char* address = "127.0.0.1";
+} kMisbehaving[] = {{"router", kRouterPort},
+                    {"downloads", kDownloadsPort},
+                    {"files", kFilesPort},
+                    {"hosts", kHostsFaultPort, kHostsAddress},
+                    {"bus", 0}};
 
-uint16_t port_of(const std::string& service) {
-  for (const auto& row : kMisbehaving)
-    if (service == row.name) return row.port;
-  return 0;
+const Misbehaving& row_of(const std::string& service) {
+  return *std::find_if(std::begin(kMisbehaving), std::end(kMisbehaving),
+                       [&](const Misbehaving& row) { return service == row.name; });
 }
 
 httplib::Client client_of(const std::string& service) {
-  httplib::Client client("127.0.0.1", port_of(service));
+  const Misbehaving& row = row_of(service);
+  httplib::Client client(row.address, row.port);
   client.set_read_timeout(kFaultSeconds);
   return client;
 }
@@ -97,8 +101,9 @@ Json FaultVerbs::faults_of_running() const {
 }
 
 void FaultVerbs::add_faults(const std::string& service, Json* all) const {
-  const Json listed =
-      port_of(service) == 0 ? bus_.list() : Json::parse(body_of(client_of(service).Get(kFaultPath), service));
+  const Json listed = row_of(service).port == 0
+                          ? bus_.list()
+                          : Json::parse(body_of(client_of(service).Get(kFaultPath), service));
   for (Json fault : listed) {
     fault["service"] = service;
     all->push_back(fault);

@@ -8,6 +8,7 @@
 #include "trace/peers.h"
 #include "unfinished.h"
 #include "verbs/status.h"
+#include "zelctl_run.h"
 
 namespace routerbox {
 namespace {
@@ -122,23 +123,19 @@ void Installer::check_identity(const Package& row) const {
   }
 }
 
-int Installer::run_zelctl(const std::vector<std::string>& words, std::string* output) const {
-  Launch launch{ways_.plan.zelctl, {"zelctl", "perm"}, {}, [&](std::string_view piece) { *output += piece; }};
-  launch.words.insert(launch.words.end(), words.begin(), words.end());
-  return ways_.processes.wait(ways_.processes.start(launch));
-}
-
 // In the table that is in force, and with it in the package file, as the router's package manager does it.
 void Installer::register_row(const Package& row) const {
   if (ways_.plan.zelctl.empty()) return;
   std::string output;
-  const bool known = run_zelctl({"show", row.appid}, &output) == 0;
+  const auto zelctl = [&](const std::vector<std::string>& words) {
+    return run_zelctl(ways_.processes, ways_.plan.zelctl, words, &output);
+  };
+  const bool known = zelctl({"show", row.appid}) == 0;
   output.clear();
   char bits[16];
   std::snprintf(bits, sizeof bits, "0x%x", row.abilities);
-  const int status = run_zelctl({known ? "update" : "insert", row.appid, "--name", row.appname, "--uid",
-                                 std::to_string(row.uid), "--abilities", bits},
-                                &output);
+  const int status = zelctl({known ? "update" : "insert", row.appid, "--name", row.appname, "--uid",
+                             std::to_string(row.uid), "--abilities", bits});
   if (status != 0) throw Failure("the router does not take " + row.appname + ": " + output, kNo);
 }
 

@@ -32,7 +32,6 @@ class Installer {
   pack::Manifest unpack(const std::string& file) const;
   void check_identity(const Package& row) const;
   void register_row(const Package& row) const;
-  int run_zelctl(const std::vector<std::string>& words, std::string* output) const;
   PluginRun run_of(const pack::Manifest& manifest) const;
   void start(const PluginRun& run) const;
   void put_in_place(PluginRun* run) const;

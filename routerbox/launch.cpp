@@ -40,20 +40,20 @@ void prepare(const Launch& launch, const Streams* streams) {
 
 }  // namespace
 
-void become_program(const Launch& launch, const Streams* streams, int report) {
-  std::vector<std::string> words = launch.words;
-  const std::vector<char*> arguments = exec_arguments(words);
+void become_program(Launch launch, const Streams* streams, int report) {
   std::string text;
-  char status = kBoxFailed;
+  int status = kBoxFailed;
   try {
     prepare(launch, streams);
-    execv(launch.program.c_str(), arguments.data());
+    if (launch.complete) launch.complete(&launch);
+    execv(launch.program.c_str(), exec_arguments(launch.words).data());
     status = errno == ENOENT ? kNotFound : kNotExecutable;
     text = explain_exec(launch.program, errno);
   } catch (const Failure& failure) {
+    status = failure.status();
     text = failure.what();
   }
-  write_all(report, status + text);
+  write_all(report, static_cast<char>(status) + text);
   _exit(status);
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 #include <sys/types.h>
 
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -22,6 +23,9 @@ struct Launch {
   // A folder that it has at kDataFolder, and starts in; empty: none.
   std::string data = {};
   std::string folder = {};  // to start in; empty: the caller's
+  // Called last, by the new process as its user and in its folder, where all is known that only shows there, such as
+  // the program. Throws Failure.
+  std::function<void(Launch*)> complete = {};
 };
 
 // The new program's standard streams.
@@ -30,6 +34,6 @@ struct Streams {
 };
 
 // In a new child: becomes the program, or writes to `report` why not: the exit status as one byte, then the text.
-[[noreturn]] void become_program(const Launch& launch, const Streams* streams, int report);
+[[noreturn]] void become_program(Launch launch, const Streams* streams, int report);
 
 }  // namespace routerbox

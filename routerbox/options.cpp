@@ -138,9 +138,16 @@ void add_box_options(CLI::App* app, Options* options) {
                   "PROGRAM that is the bus's broker (default: hostbusd beside routerbox)");
   app->add_flag("--no-bus", options->no_bus, "Start no broker");
   app->add_flag("--no-perm", options->no_perm, "Leave the permission table unmade");
+  app->add_option("--console", options->console,
+                  "Serve a page for the browser that shows the box, at this port (default: any that is free)")
+      ->expected(0, 1)
+      ->check(CLI::Range(0, 65535))
+      ->default_str("0")
+      ->type_name("[PORT]");
   app->add_option("--log", options->log, "File that gets the lines of plug-ins and services too");
   app->add_flag("--ignore-deaths", options->ignore_deaths,
                 "End with COMMAND's status also when a plug-in has died (otherwise 124 in place of 0)");
+  app->add_flag("--json", options->json, "With the verb up: its result as JSON");
   app->add_flag("-q,--quiet", options->quiet, "No lines of the box's own, except failures");
 }
 

@@ -33,6 +33,7 @@ struct Options {
   std::vector<std::string> target_roots;  // of the host, absolute
   std::vector<std::string> environment;   // NAME or NAME=VALUE, for the box's programs
   std::vector<std::string> command;       // empty: the box runs until it is told to end
+  int console = -1;                       // port of the console, 0: any; below 0: there is none
   bool router = false;
   bool downloads = false;
   bool files = false;
@@ -41,6 +42,7 @@ struct Options {
   bool quiet = false;
   bool ignore_deaths = false;
   bool valgrind = false;
+  bool json = false;  // what `up` prints
 };
 
 // Prints the help and ends the process for --help; throws Failure for a line that cannot be used.

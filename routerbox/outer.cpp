@@ -9,6 +9,7 @@
 #include <sstream>
 
 #include "box.h"
+#include "console/console.h"
 #include "namespaces.h"
 #include "run_folder.h"
 
@@ -133,6 +134,7 @@ int run_in_front(const Options& options) {
   Plan plan = make_plan(options);
   plan.box = name_of(options);
   const BoxPlace place(plan.box);
+  if (options.console >= 0) start_console(plan.box, options.console);
   return run(plan, place, {});
 }
 

@@ -13,6 +13,7 @@ inline constexpr uint16_t kDaemonPort = 16800;  // the aria2 behind the download
 inline constexpr const char* kHostsAddress = "127.0.0.2";
 inline constexpr uint16_t kHttpPort = 80;
 inline constexpr uint16_t kHttpsPort = 443;
+inline constexpr uint16_t kHostsFaultPort = 16801;  // not among the hosts' own paths
 
 // The box's own folder, in which its programs find the roster and the trace.
 inline constexpr const char* kBoxFolder = "/var/run/box";

@@ -15,6 +15,14 @@ load box
   box expect output watcher 'home event, subevent 512: somebody came home'
 }
 
+@test "the counter's handlers keep their state" {
+  box send counter hello --expect '^hello, number 1$'
+  box send counter hello --expect '^hello, number 2$'
+  box wan down
+  box expect event wan
+  box send counter report --expect '^1 different messages, 1 outages, the internet is away$'
+}
+
 @test "both are served again by a new broker" {
   box fault bus '*' end
   box fault bus clear

@@ -1,20 +1,17 @@
 #include "record.h"
 
+#include "../events.h"
+
 namespace routerbox::bus {
 namespace {
 
 constexpr size_t kMostRequests = 10'000;  // that wait for their end
 
-constexpr struct {
-  int event;
-  const char* name;
-} kRouterEvents[] = {{0, "disk"}, {1, "wan"}, {2, "home"}};
-
 // The router's as the verb `event` has them: "wan 257".
 std::string event_name(const std::string& id, const Json& data) {
   if (id != "zel.event" || !data.is_object()) return id;
-  for (const auto& row : kRouterEvents)
-    if (data.value("event", Json()) == row.event)
+  for (const EventName& row : kRouterEvents)
+    if (data.value("event", Json()) == row.number)
       return row.name + std::string(" ") + data.value("subevent", Json()).dump();
   return id;
 }

@@ -38,6 +38,9 @@ std::string join(const std::vector<std::string>& methods) {
 Front::Front(int daemon_port, Appids& appids, Faults& faults, RequestLog& log)
     : daemon_port_(daemon_port), appids_(appids), faults_(faults), log_(log) {
   route_faults(&http_, &faults_);
+  http_.Post("/box/jsonrpc", with_body([this](const auto& request, const auto& body, auto& response) {
+               serve_quietly(request, body, response);
+             }));
   constexpr const char* kOthers = "(?!/box/).*";
   http_.Post(kOthers, with_body([this](const auto& request, const auto& body, auto& response) {
                serve(request, body, response);
@@ -66,6 +69,13 @@ void Front::serve(const httplib::Request& request, const std::string& body, http
               fault ? fault->kind->name : "",
               {{"request", body}, {"answer", reply.body ? Json(*reply.body) : reply.answer}}});
   send(reply, response);
+}
+
+void Front::serve_quietly(const httplib::Request& request, const std::string& body,
+                          httplib::Response& response) {
+  httplib::Request asked = request;
+  asked.target = "/jsonrpc";
+  send(carry_out(asked, Exchange(body), &response), response);
 }
 
 Reply Front::carry_out(const httplib::Request& request, const Exchange& exchange,

@@ -1,6 +1,7 @@
 // front.h: stands where the router's download daemon does, in front of a stock aria2.
 //
 //   /box/fault      the faults (http/fault.h, faults.h); a batch has a fault's method when one of its calls has
+//   /box/jsonrpc    the daemon's /jsonrpc for the box's owner, neither logged nor met by faults
 //   anything else   the daemon's, passed on as it came, with the appids in answers to JSON-RPC in a POST
 // Without the daemon the answer is HTTP status 502. The daemon chooses a new task's gid, and requests go to it as
 // they came: a task whose creation had no answer yet when the front was killed is of no plug-in.
@@ -23,6 +24,7 @@ class Front {
 
  private:
   void serve(const httplib::Request& request, const std::string& body, httplib::Response& response);
+  void serve_quietly(const httplib::Request& request, const std::string& body, httplib::Response& response);
   Reply carry_out(const httplib::Request& request, const Exchange& exchange, httplib::Response* response);
   Reply ask_daemon(const httplib::Request& request, const std::string& body, httplib::Response* response);
 

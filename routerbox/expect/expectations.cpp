@@ -3,7 +3,6 @@
 #include <thread>
 
 #include "../duration.h"
-#include "pattern.h"
 
 namespace routerbox {
 namespace {
@@ -137,7 +136,7 @@ Json Expectations::ask(const PluginRun& plugin, const std::string& text, const P
 Json Expectations::send(const PluginRun& plugin, const Json& arguments) {
   const milliseconds within = duration_in(arguments, "within", kAnswerWithin);
   const std::string text = text_of(arguments, "text"), expected = text_of(arguments, "expect");
-  const Pattern pattern(expected);
+  const Pattern pattern = pattern_from(expected);
   const std::string wanted = (expected.empty() ? "an answer" : "an answer like '" + expected + "'") + " of " +
                              plugin.name + " to '" + text + "', within " + time_text(within);
   Json answer;

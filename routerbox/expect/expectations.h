@@ -2,7 +2,7 @@
 #pragma once
 #include "../cores.h"
 #include "../fault_verbs.h"
-#include "pattern.h"
+#include "../pattern.h"
 #include "subjects.h"
 
 namespace routerbox {

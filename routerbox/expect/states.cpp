@@ -97,7 +97,7 @@ Look Subjects::look_at_download(const Wanted& wanted, std::chrono::milliseconds,
   const std::optional<std::vector<DownloadTask>> tasks = download_tasks();
   if (!tasks) return {false, "the download daemon does not answer"};
   for (const DownloadTask& task : *tasks) {
-    look.seen += (look.seen.empty() ? "" : ", ") + task.text + " of " + owner_of_task(task.appid);
+    look.seen += (look.seen.empty() ? "" : ", ") + task.text() + " of " + owner_of_task(task.appid);
     look.found = look.found || (task.state == wanted.what && (appid.empty() || task.appid == appid));
   }
   return look;

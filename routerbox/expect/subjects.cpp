@@ -4,17 +4,15 @@
 
 #include <algorithm>
 
+#include "../events.h"
 #include "../fault_verbs.h"
 #include "../nearest.h"
 #include "../router_client.h"
 #include "../verbs/log.h"
 #include "download_tasks.h"
-#include "pattern.h"
 
 namespace routerbox {
 namespace {
-
-constexpr const char* kEvents[] = {"wan", "disk", "home"};
 
 bool like(const std::string& text, const std::string& glob) {
   return fnmatch(glob.c_str(), text.c_str(), 0) == 0;
@@ -40,6 +38,13 @@ void check_word(const std::string& word, const std::string& what, const std::vec
 }
 
 }  // namespace
+
+Pattern pattern_from(const std::string& text) {
+  Pattern pattern(text);
+  if (!pattern.fault().empty())
+    throw Failure("'" + text + "' is no pattern: " + pattern.fault(), kWrongCommandLine);
+  return pattern;
+}
 
 // `required` and `others` are the names of its arguments besides those that all have.
 struct Subjects::Subject {
@@ -192,7 +197,7 @@ void Subjects::check_router(const Wanted& wanted) const {
 
 // Plug-ins may send others than the router's.
 void Subjects::check_event(const Wanted& wanted) const {
-  const std::vector<std::string> known(std::begin(kEvents), std::end(kEvents));
+  const std::vector<std::string> known = event_names();
   if (!wanted.what.empty() && !near_ones(wanted.what, known).empty()) check_word(wanted.what, "event", known);
 }
 
@@ -210,7 +215,7 @@ void Subjects::check_download(const Wanted& wanted) const {
 
 void Subjects::check_output(const Wanted& wanted) const {
   plugin_named(wanted.what);
-  const Pattern pattern(wanted.value);
+  pattern_from(wanted.value);
 }
 
 void Subjects::check_state(const Wanted& wanted) const {
@@ -257,7 +262,7 @@ Look Subjects::look_at_event(const Wanted& wanted, std::chrono::milliseconds, si
 
 Look Subjects::look_at_output(const Wanted& wanted, std::chrono::milliseconds, size_t*) {
   const size_t place = plugin_named(wanted.what);
-  const Pattern pattern(wanted.value);
+  const Pattern pattern = pattern_from(wanted.value);
   size_t first = 0;
   {
     const std::lock_guard lock(mutex_);

@@ -7,6 +7,7 @@
 
 #include "../bus_client.h"
 #include "../http/json.h"
+#include "../pattern.h"
 #include "../plugins.h"
 #include "../services/services.h"
 #include "trace_reader.h"
@@ -27,6 +28,9 @@ struct Look {
   bool found = false;
   std::string seen;  // what was found, or else what comes nearest to it
 };
+
+// Throws Failure for a text that is no expression.
+Pattern pattern_from(const std::string& text);
 
 class Subjects {
  public:

@@ -12,17 +12,13 @@ constexpr size_t kMostLines = 50'000;
 }  // namespace
 
 void TraceReader::read_more() {
-  if (!trace_) trace_ = Descriptor(open(file_.c_str(), O_RDONLY | O_CLOEXEC));
-  if (!trace_) fail_errno("cannot read " + file_);
-  char block[65536];
-  for (ssize_t count; (count = retry([&] { return read(trace_.get(), block, sizeof block); })) > 0;)
-    pending_.append(block, static_cast<size_t>(count));
-  size_t begin = 0;
-  for (size_t end; (end = pending_.find('\n', begin)) != std::string::npos; begin = end + 1) {
-    Json line = Json::parse(pending_.substr(begin, end - begin), nullptr, false);
+  if (!trace_) trace_.emplace(file_);
+  const auto take = [this](std::string_view text) {
+    Json line = Json::parse(text, nullptr, false);
     if (line.is_object()) lines_.push_back(std::move(line));
+  };
+  while (trace_->read_some(take)) {
   }
-  pending_.erase(0, begin);
   for (; lines_.size() > kMostLines; ++dropped_) lines_.pop_front();
 }
 

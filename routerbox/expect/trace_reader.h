@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "../http/json.h"
-#include "../io.h"
+#include "../trace/line_reader.h"
 
 namespace routerbox {
 
@@ -33,8 +33,7 @@ class TraceReader {
   const std::string file_;
   std::mutex mutex_;
   // All that follows is guarded by mutex_.
-  Descriptor trace_;
-  std::string pending_;     // a line whose end is not there yet
+  std::optional<LineReader> trace_;
   std::deque<Json> lines_;  // the oldest are dropped when there are too many
   size_t dropped_ = 0;
   size_t mark_ = 0;  // number of the first line that is seen

@@ -69,17 +69,6 @@ void hang(const std::string&, const Request&, Response& response, const Manner&)
   response.status = 504;
 }
 
-// What a fault does to content on its way; the rest of it is the reply's own.
-Manner manner_of(const Reply& reply) {
-  constexpr int64_t kSecond = 1000;
-  Manner manner;
-  if (reply.cut_after != Reply().cut_after) manner.drop_at = reply.cut_after;
-  if (reply.between_bytes.count() > 0)
-    manner.bytes_per_second =
-        static_cast<uint64_t>(std::max<int64_t>(1, kSecond / reply.between_bytes.count()));
-  return manner;
-}
-
 }  // namespace
 
 struct Route {

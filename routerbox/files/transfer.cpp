@@ -91,6 +91,16 @@ std::optional<Content> open_file(const std::filesystem::path& folder, const std:
                  }};
 }
 
+Manner manner_of(const Reply& reply) {
+  constexpr int64_t kSecond = 1000;
+  Manner manner;
+  if (reply.cut_after != Reply().cut_after) manner.drop_at = reply.cut_after;
+  if (reply.between_bytes.count() > 0)
+    manner.bytes_per_second =
+        static_cast<uint64_t>(std::max<int64_t>(1, kSecond / reply.between_bytes.count()));
+  return manner;
+}
+
 void send_content(const httplib::Request& request, httplib::Response& response, const Content& content,
                   const Manner& manner) {
   const std::string size = std::to_string(content.size);

@@ -7,6 +7,8 @@
 #include <functional>
 #include <optional>
 
+#include "../http/reply.h"
+
 namespace routerbox::files {
 
 struct Content {
@@ -24,6 +26,9 @@ struct Manner {
   // An answer that begins at offset 0 ends here, with the connection.
   std::optional<uint64_t> drop_at;
 };
+
+// What a fault does to content on its way; the rest of it is the reply's own.
+Manner manner_of(const Reply& reply);
 
 // The whole, or the one range that is asked for; 416 for a range past the end and for several ranges.
 void send_content(const httplib::Request& request, httplib::Response& response, const Content& content,

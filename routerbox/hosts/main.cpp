@@ -28,12 +28,16 @@ std::vector<OutsideHost> hosts_of(const Settings& settings) {
   return hosts;
 }
 
-Identity make_identity(const Settings& settings) {
+std::vector<std::string> names_of(const Settings& settings) {
   std::vector<std::string> names;
   for (const auto& [name, folder] : settings.hosts) names.push_back(name);
+  return names;
+}
+
+Identity make_identity(const Settings& settings) {
   const Authority authority;
   if (!settings.trust.empty()) authority.put_trust(settings.trust);
-  return authority.issue(names);
+  return authority.issue(names_of(settings));
 }
 
 // With what all its answers need; the scheme is known by the port.
@@ -50,18 +54,22 @@ int run(int argc, char** argv) {
   CLI::App app(
       "Answers for hosts outside over HTTP and HTTPS, each from a folder, with a certificate of an "
       "authority\n"
-      "of its own.",
+      "of its own. GET, POST and DELETE /box/fault at port 16801 make them misbehave.",
       "boxhosts");
   describe(&app, &settings);
   CLI11_PARSE(app, argc, argv);
   RequestLog log(std::nullopt, settings.box, Channel::kFiles, "hosts");
-  Outside outside(hosts_of(settings), log);
+  Faults faults({}, names_of(settings));
+  Outside outside(hosts_of(settings), faults, log);
   const Identity identity = make_identity(settings);
   Loopback<httplib::Server> http;
   Loopback<httplib::SSLServer> https(identity.certificate.get(), identity.key.get());
   serve(&http, "http", kHttpPort, settings, &outside);
   serve(&https, "https", kHttpsPort, settings, &outside);
-  serve_until_signal("boxhosts", {&http, &https});
+  LoopbackServer orders;
+  route_faults(&orders, &faults);
+  orders.bind(kHostsFaultPort, settings.address.c_str());
+  serve_until_signal("boxhosts", {&http, &https, &orders});
 }
 
 }  // namespace

@@ -15,7 +15,6 @@ namespace routerbox::hosts {
 namespace {
 
 namespace fs = std::filesystem;
-using Delay = std::chrono::duration<double>;
 using files::Content;
 
 constexpr int kOk = 200, kNotFound = 404, kBroken = 500;
@@ -72,26 +71,26 @@ void send_text(httplib::Response& response, int status, const std::string& text)
   response.set_content(text + "\n", "text/plain");
 }
 
-// Returns how long it is to be held back.
-Delay send_found(httplib::Request request, const Found& found, httplib::Response& response) {
+// Into the response, but for what a fault puts in its place; into the reply what holds it back.
+void send_found(httplib::Request request, const Found& found, Reply* reply, httplib::Response& response) {
   const SideFile side = found.side.value_or(SideFile());
   if (side.status != kOk) request.ranges.clear();
-  if (found.content) files::send_content(request, response, *found.content, {});
+  if (found.content) files::send_content(request, response, *found.content, files::manner_of(*reply));
   if (side.status != kOk) response.status = side.status;
   for (const auto& [name, value] : side.headers) {
     response.headers.erase(name);
     response.set_header(name, value);
   }
-  return side.delay;
+  reply->before += std::chrono::duration_cast<std::chrono::milliseconds>(side.delay);
 }
 
-Delay send_from(const OutsideHost& host, const httplib::Request& request, httplib::Response& response) {
+void send_from(const OutsideHost& host, const httplib::Request& request, Reply* reply,
+               httplib::Response& response) {
   const std::vector<std::string> names = names_for(request);
   for (const std::string& name : names)
     if (const std::optional<Found> found = find_content(host.folder, name))
-      return send_found(request, *found, response);
+      return send_found(request, *found, reply, response);
   send_text(response, kNotFound, "there is no file " + host.folder + "/" + names.front());
-  return {};
 }
 
 void check_side_files(const OutsideHost& host) {
@@ -101,7 +100,8 @@ void check_side_files(const OutsideHost& host) {
 
 }  // namespace
 
-Outside::Outside(std::vector<OutsideHost> hosts, RequestLog& log) : hosts_(std::move(hosts)), log_(log) {
+Outside::Outside(std::vector<OutsideHost> hosts, Faults& faults, RequestLog& log)
+    : hosts_(std::move(hosts)), faults_(faults), log_(log) {
   for (const OutsideHost& host : hosts_) check_side_files(host);
 }
 
@@ -114,26 +114,37 @@ const OutsideHost* Outside::host_of(const httplib::Request& request) const {
   return host == hosts_.end() ? nullptr : &*host;
 }
 
-void Outside::answer(const char* scheme, const httplib::Request& request, const std::string& body,
-                     httplib::Response& response) {
-  const Arrival arrival = now();
-  const OutsideHost* const host = host_of(request);
-  const std::string name = host != nullptr ? host->name : request.get_header_value("Host");
-  Delay delay{0};
+// With a body where the fault has one in place of the host's answer, which is then left alone.
+Reply Outside::reply_of(const OutsideHost* host, const std::string& name, const httplib::Request& request,
+                        const std::optional<Fault>& fault, httplib::Response& response) const {
+  Reply reply;
+  if (fault) fault->play(&reply);
+  if (reply.body) return reply;
   try {
     if (host != nullptr)
-      delay = send_from(*host, request, response);
+      send_from(*host, request, &reply, response);
     else
       send_text(response, kNotFound, "no host of the box is named '" + name + "'");
   } catch (const Failure& failure) {
     std::cerr << std::string(failure.what()) + "\n" << std::flush;
     send_text(response, kBroken, failure.what());
   }
-  const int status = response.status > 0 ? response.status : kOk;
+  reply.status = response.status > 0 ? response.status : kOk;
+  return reply;
+}
+
+void Outside::answer(const char* scheme, const httplib::Request& request, const std::string& body,
+                     httplib::Response& response) {
+  const Arrival arrival = now();
+  const OutsideHost* const host = host_of(request);
+  const std::string name = host != nullptr ? host->name : request.get_header_value("Host");
+  const std::optional<Fault> fault = faults_.take({name});
+  const Reply reply = reply_of(host, name, request, fault, response);
   log_.write(request, arrival,
-             {request.method + " " + scheme + "://" + name + request.target, "", std::to_string(status), "",
-              body.empty() ? Json() : Json{{"request", body}}, name});
-  std::this_thread::sleep_for(delay);
+             {request.method + " " + scheme + "://" + name + request.target, "", std::to_string(reply.status),
+              fault ? fault->kind->name : "", body.empty() ? Json() : Json{{"request", body}}, name});
+  if (reply.body) return send(reply, response);
+  std::this_thread::sleep_for(reply.before);
 }
 
 }  // namespace routerbox::hosts

@@ -69,12 +69,12 @@ LoopbackServer::LoopbackServer() {
   explain_exceptions(this);
 }
 
-void LoopbackServer::bind(int port) {
+void LoopbackServer::bind(int port, const char* address) {
   route_all(this, [this](const httplib::Request& request, const std::string&, httplib::Response& response) {
     response.status = kNoSuchPath;
     unknown_(request, response);
   });
-  Loopback::bind(port);
+  Loopback::bind(port, address);
 }
 
 void route_all(httplib::Server* server, const BodyHandler& handler) {

@@ -33,7 +33,7 @@ class LoopbackServer : public Loopback<httplib::Server> {
 
   // Called with status 404 for a request that no route takes.
   void set_unknown(Unknown unknown) { unknown_ = std::move(unknown); }
-  void bind(int port);
+  void bind(int port, const char* address = kLoopback);
 
  private:
   Unknown unknown_ = [](const auto&, auto&) {};

@@ -1,12 +1,10 @@
 #include "stub_file.h"
 
 #include <fnmatch.h>
-#include <regex.h>
-
-#include <memory>
 
 #include "../events.h"
 #include "../failure.h"
+#include "../pattern.h"
 #include "value.h"
 
 namespace routerbox {
@@ -43,19 +41,9 @@ Fits is_like(const Value& value) {
 }
 
 Fits matches(const Value& value) {
-  regex_t compiled;
-  if (const int error = regcomp(&compiled, value.text().c_str(), REG_EXTENDED | REG_NOSUB); error != 0) {
-    char why[128];
-    regerror(error, &compiled, why, sizeof why);
-    value.refuse(std::string("is no POSIX extended regular expression: ") + why);
-  }
-  const std::shared_ptr<regex_t> expression(new regex_t(compiled), [](regex_t* gone) {
-    regfree(gone);
-    delete gone;
-  });
-  return [expression](const std::string& message) {
-    return regexec(expression.get(), message.c_str(), 0, nullptr, 0) == 0;
-  };
+  const Pattern pattern(value.text());
+  if (!pattern.fault().empty()) value.refuse("is no POSIX extended regular expression: " + pattern.fault());
+  return [pattern](const std::string& message) { return pattern.fits(message); };
 }
 
 template <Fits (*Read)(const Value&)>

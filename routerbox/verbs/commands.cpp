@@ -9,12 +9,14 @@
 #include <iostream>
 #include <sstream>
 
+#include "../console/console.h"
 #include "../guard.h"
 #include "../io.h"
 #include "../outer.h"
 #include "../places.h"
 #include "../programs.h"
 #include "../unfinished.h"
+#include "../whole_number.h"
 #include "client.h"
 #include "debug.h"
 #include "doctor.h"
@@ -122,12 +124,21 @@ int show_log(const Line& line) {
   return kDone;
 }
 
-std::vector<Json> lines_of(const std::string& file) {
-  std::istringstream text(read_file(file));
-  std::vector<Json> lines;
-  for (std::string line; std::getline(text, line);)
-    if (const Json json = Json::parse(line, nullptr, false); json.is_object()) lines.push_back(json);
-  return lines;
+void print_address(const std::string& address) {
+  std::cout << address + "\n" << std::flush;
+  write_all(STDERR_FILENO, "routerbox: open it in a browser on this machine; Ctrl-C ends the console\n");
+}
+
+void print_address_as_json(const std::string& address) {
+  std::cout << text_of({{"address", address}}) + "\n" << std::flush;
+}
+
+int open_console(const Line& line) {
+  const BoxClient box(line.name);
+  const std::string text = line.arguments.value("port", "0");
+  const std::optional<uint16_t> port = whole_number<uint16_t>(text);
+  if (!port) throw Failure("--port must be a number from 0 to 65535, not '" + text + "'", kWrongCommandLine);
+  serve_console({box.name(), *port, line.json ? print_address_as_json : print_address});
 }
 
 int record(const Line& line) {
@@ -135,18 +146,18 @@ int record(const Line& line) {
   const std::string file = line.arguments.value("file", "");
   if (!file.empty() && std::filesystem::exists(file))
     throw Failure(file + " exists; choose another name or remove it", kNo);
-  const Json faults = box.call("faults", Json::object()).at("faults");
-  const Recording recording =
-      record_test(lines_of(box.folder() + "/trace.jsonl"), faults, line.arguments.value("title", ""));
-  for (const std::string& note : recording.notes) std::cerr << "routerbox: " + note + "\n";
-  if (recording.test.empty())
-    throw Failure("nothing was done by hand in the box so far, such as: routerbox wan down", kNo);
-  if (!file.empty()) write_file(file, recording.test, 0644);
-  const Json result = {{"file", file}, {"verbs", recording.verbs}, {"test", recording.test}};
+  Json arguments = line.arguments;
+  arguments.erase("file");
+  Json result = box.call("record", arguments);
+  for (const std::string note : result.value("notes", Json::array()))
+    std::cerr << "routerbox: " + note + "\n";
+  const std::string test = result.at("test").get<std::string>() + (arguments.contains("line") ? "\n" : "");
+  if (!file.empty()) write_file(file, test, 0644);
+  result["file"] = file;
   if (line.json) std::cout << text_of(result) + "\n" << std::flush;
-  if (!line.json && file.empty()) std::cout << recording.test << std::flush;
+  if (!line.json && file.empty()) std::cout << test << std::flush;
   if (!line.json && !file.empty())
-    std::cout << file + ": " + std::to_string(recording.verbs) + " verbs\nNow: routerbox test " + file + "\n"
+    std::cout << file + ": " + text_of(result, "verbs") + " verbs\nNow: routerbox test " + file + "\n"
               << std::flush;
   return kDone;
 }
@@ -235,21 +246,25 @@ Line parse_line(const Verb& verb, int argc, char** argv) {
 int start_box(const Verb& verb, int argc, char** argv) {
   const Options options = read_run_options(argc, argv);
   if (verb.name == std::string("run")) return run_in_front(options);
+  if (options.console >= 0)
+    throw Failure("up ends before a console would; write routerbox up && routerbox console",
+                  kWrongCommandLine);
   if (!options.command.empty())
     throw Failure("up takes no command; write routerbox up && routerbox exec -- COMMAND...",
                   kWrongCommandLine);
   const std::string name = run_in_background(options);
-  std::cout << "the box " + name + " is up\n" << std::flush;
+  std::cout << (options.json ? text_of({{"box", name}}) : "the box " + name + " is up") + "\n" << std::flush;
   return kDone;
 }
 
 constexpr struct {
   const char* verb;
   int (*run)(const Line& line);
-} kOwn[] = {{"down", end_box},  {"shell", enter_box},    {"exec", enter_box},
-            {"verify", verify}, {"log", show_log},       {"record", record},
-            {"debug", debug},   {"start", start_plugin}, {"restart", start_plugin},
-            {"new", make_new},  {"doctor", show_doctor}, {"install", install_file}};
+} kOwn[] = {{"down", end_box},         {"shell", enter_box}, {"exec", enter_box},
+            {"verify", verify},        {"log", show_log},    {"record", record},
+            {"console", open_console}, {"debug", debug},     {"start", start_plugin},
+            {"restart", start_plugin}, {"new", make_new},    {"doctor", show_doctor},
+            {"install", install_file}};
 
 [[noreturn]] void become_boxpack(int argc, char** argv) {
   const std::string program =

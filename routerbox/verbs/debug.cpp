@@ -123,7 +123,11 @@ Launch launch_for(const Json& place, const Words& words) {
   clean_environment(place.at("environment"));
   Launch launch;
   launch.words = words;
-  launch.program = find_program(words.front());
+  const std::vector<std::string> roots = place.at("target_roots");
+  launch.complete = [roots, own = own_folder()](Launch* found) {
+    found->program = find_program(found->words.front());
+    emulate(emulator_for(found->program, roots, own), found);
+  };
   launch.data = place.at("data");
   if (launch.data.empty()) launch.folder = place.at("folder");
   if (!place.at("uid").is_null()) launch.uid = place.at("uid").get<uid_t>();

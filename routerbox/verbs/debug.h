@@ -14,7 +14,8 @@ namespace routerbox {
 int debug_plugin(const BoxClient& box, const std::string& plugin, const std::string& tool,
                  const std::vector<std::string>& options);
 
-// How a command is run in the box, by what the verb "enter" says of a plug-in or of root; the environment is set.
+// How a command is run in the box, by what the verb "enter" says of a plug-in or of root; the environment is set. The
+// program is looked for there, and one of another processor is qemu's.
 Launch launch_for(const Json& place, const std::vector<std::string>& words);
 
 }  // namespace routerbox

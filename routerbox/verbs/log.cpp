@@ -7,7 +7,7 @@
 #include <iostream>
 #include <sstream>
 
-#include "../io.h"
+#include "../trace/line_reader.h"
 
 namespace routerbox {
 namespace {
@@ -22,13 +22,6 @@ bool fits(const Json& line, const std::vector<std::string>& filters) {
          });
 }
 
-// What comes from outside must not steer the terminal.
-std::string printable(std::string text) {
-  std::replace_if(
-      text.begin(), text.end(), [](unsigned char c) { return c < ' ' || c == 0x7f; }, ' ');
-  return text;
-}
-
 void print(const std::string& text, const LogWish& wish) {
   const Json line = Json::parse(text, nullptr, false);
   if (!line.is_object() || !fits(line, wish.filters)) return;
@@ -36,6 +29,12 @@ void print(const std::string& text, const LogWish& wish) {
 }
 
 }  // namespace
+
+std::string printable(std::string text) {
+  std::replace_if(
+      text.begin(), text.end(), [](unsigned char c) { return c < ' ' || c == 0x7f; }, ' ');
+  return text;
+}
 
 std::string readable(const Json& line) {
   std::ostringstream text;
@@ -47,21 +46,10 @@ std::string readable(const Json& line) {
 }
 
 void print_log(const std::string& file, const LogWish& wish, const std::function<bool()>& ended) {
-  const Descriptor trace(open(file.c_str(), O_RDONLY | O_CLOEXEC));
-  if (!trace) fail_errno("cannot read " + file);
-  std::string pending;
-  char block[65536];
+  LineReader trace(file);
+  const auto print_line = [&](std::string_view line) { print(std::string(line), wish); };
   for (bool last = false;;) {
-    const ssize_t count = retry([&] { return read(trace.get(), block, sizeof block); });
-    if (count < 0) fail_errno("cannot read " + file);
-    if (count > 0) {
-      pending.append(block, static_cast<size_t>(count));
-      size_t begin = 0;
-      for (size_t end; (end = pending.find('\n', begin)) != std::string::npos; begin = end + 1)
-        print(pending.substr(begin, end - begin), wish);
-      pending.erase(0, begin);
-      continue;
-    }
+    if (trace.read_some(print_line)) continue;
     std::cout << std::flush;
     if (!wish.follow || last || !std::cout) return;
     last = ended();

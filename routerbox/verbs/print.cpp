@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "../pack/readable.h"
+#include "log.h"
 
 namespace routerbox {
 namespace {
@@ -90,6 +91,27 @@ std::string faults(const Json& result) {
   return table.size() > 1 ? align(table) : "no faults\n";
 }
 
+std::string abilities(const Json& result) {
+  Table table{{"NUMBER", "ABILITY", "HELD"}};
+  for (const Json& row : result.at("abilities"))
+    table.push_back({text_at(row, "number"), text_at(row, "name"), row.at("held") ? "yes" : "no"});
+  return align(table);
+}
+
+std::string output(const Json& result) {
+  std::string text;
+  for (const Json& line : result.at("lines")) text += printable(line) + "\n";
+  return text;
+}
+
+std::string downloads(const Json& result) {
+  Table table{{"ID", "PLUG-IN", "STATE", "BYTES", "OF", "FILE"}};
+  for (const Json& row : result.at("downloads"))
+    table.push_back({text_at(row, "id"), text_at(row, "plugin"), text_at(row, "state"),
+                     text_at(row, "completed"), text_at(row, "total"), printable(text_at(row, "file"))});
+  return table.size() > 1 ? align(table) : "no downloads\n";
+}
+
 std::string new_project(const Json& result) {
   std::string text;
   for (const Json& file : result.at("files"))
@@ -125,9 +147,20 @@ std::string doctor(const Json& result) {
 constexpr struct {
   const char* verb;
   std::string (*print)(const Json& result);
-} kPrinters[] = {{"ps", ps},         {"send", send},       {"state", state},   {"set", set},
-                 {"expect", expect}, {"new", new_project}, {"doctor", doctor}, {"fault", faults},
-                 {"faults", faults}, {"install", install}};
+} kPrinters[] = {{"ps", ps},
+                 {"send", send},
+                 {"state", state},
+                 {"set", set},
+                 {"expect", expect},
+                 {"new", new_project},
+                 {"doctor", doctor},
+                 {"fault", faults},
+                 {"faults", faults},
+                 {"install", install},
+                 {"ability", abilities},
+                 {"output", output},
+                 {"downloads", downloads},
+                 {"download", downloads}};
 
 }  // namespace
 

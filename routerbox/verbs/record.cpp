@@ -1,11 +1,16 @@
 #include "record.h"
 
 #include <algorithm>
+#include <fstream>
+#include <optional>
 #include <regex>
 #include <set>
 
 #include "../events.h"
+#include "../failure.h"
+#include "../io.h"
 #include "../programs.h"
+#include "status.h"
 #include "table.h"
 
 namespace routerbox {
@@ -16,8 +21,8 @@ using Words = std::vector<std::string>;
 // As long as a test waits for what it expects; what comes later may have another reason.
 constexpr double kEffectSeconds = 2;
 constexpr size_t kLongestTitle = 60;
-constexpr const char* kSteps[] = {"start", "stop", "restart", "send",  "event",
-                                  "wan",   "disk", "set",     "fault", "mark"};
+constexpr const char* kSteps[] = {"start", "stop", "restart", "send", "event",  "wan",
+                                  "disk",  "set",  "fault",   "mark", "ability"};
 
 bool was_cut(const std::string& text) {
   static const std::regex kCut(R"(\.\.\. \([0-9]+ bytes\)$)");
@@ -181,6 +186,18 @@ void add_marks(const std::vector<Json>& trace, std::vector<Step>* steps) {
   }
 }
 
+// As the verb that sends it; empty: it is none of root's.
+std::string message_of(const Json& line) {
+  const Json details = line.value("details", Json());
+  if (text_of(line, "what") != "send_cmd" || !details.is_object() || !is_plugin(text_of(line, "to")))
+    return {};
+  const std::string message = text_of(details.value("data", Json::object()), "msg"),
+                    answer = text_of(details.value("answer", Json::object()), "description");
+  if (text_of(line, "from") != "root" || message.empty() || was_cut(message)) return {};
+  return typed("send", {{"plugin", text_of(line, "to")}, {"text", message}}) +
+         (answer.empty() ? "" : " --expect " + shell_word(pattern_of(answer)));
+}
+
 // ---- The file ---------------------------------------------------------------------------------------------
 
 std::string made_title(const std::vector<Step>& steps) {
@@ -211,9 +228,35 @@ std::string clear_of_unplayed(const Json& faults) {
   return text;
 }
 
+// The others are not kept: a trace may have very many.
+std::vector<Json> lines_for_test(const std::string& trace_file, double since) {
+  std::ifstream trace(trace_file);
+  if (!trace) fail_errno("cannot read " + trace_file);
+  std::vector<Json> lines;
+  for (std::string text; std::getline(trace, text);) {
+    const Json line = Json::parse(text, nullptr, false);
+    if (line.is_object() && line.value("at", 0.0) >= since && (is_authors(line) || !effect_of(line).empty()))
+      lines.push_back(line);
+  }
+  return lines;
+}
+
 }  // namespace
 
-Recording record_test(const std::vector<Json>& trace, const Json& faults, const std::string& title) {
+std::string test_step(const Json& line) {
+  if (!line.is_object())
+    throw Failure("the line is no JSON object; routerbox log --json has them", kWrongCommandLine);
+  Words notes;
+  if (is_authors(line))
+    if (const std::optional<Step> step = step_from(line, &notes)) return step->line;
+  if (const std::string message = message_of(line); !message.empty()) return message;
+  if (const std::string effect = effect_of(line); !effect.empty()) return "box expect " + effect;
+  throw Failure(notes.empty() ? "a test can neither do nor expect this" : notes.front(), kNo);
+}
+
+Recording record_test(const std::string& trace_file, double since, const Json& faults,
+                      const std::string& title) {
+  const std::vector<Json> trace = lines_for_test(trace_file, since);
   Recording recording;
   std::vector<Step> steps;
   for (const Json& line : trace)

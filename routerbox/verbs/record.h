@@ -13,10 +13,15 @@ struct Recording {
   std::vector<std::string> notes;  // what is not in it, and why
 };
 
-// Of the lines of a box's trace: each verb of its author that was carried out, with the answer of a message, and behind
-// it what came of it: requests of plug-ins to the router, events they were given or sent, objects they made. `faults`
-// are the box's: one that was never played is taken back at the end, as a test would have to. An empty title is made
-// of the verbs.
-Recording record_test(const std::vector<Json>& trace, const Json& faults, const std::string& title);
+// Of the lines of a box's trace from `since` on, in seconds since its start: each verb of its author that was carried
+// out, with the answer of a message, and behind it what came of it: requests of plug-ins to the router, events they
+// were given or sent, objects they made. `faults` are the box's: one that was never played is taken back at the end, as
+// a test would have to. An empty title is made of the verbs. Throws Failure when there is no such file.
+Recording record_test(const std::string& trace_file, double since, const Json& faults,
+                      const std::string& title);
+
+// What a test does, or expects, so that this line comes to be in the trace: "box wan down". Throws Failure for a line
+// that is nothing of the kind.
+std::string test_step(const Json& line);
 
 }  // namespace routerbox

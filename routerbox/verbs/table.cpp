@@ -100,12 +100,14 @@ const std::vector<Verb> kVerbs = {
      "routerbox test -k outage",
      Where::kHere},
     {"record",
-     "[FILE] [--title TEXT]",
-     {{"file", false, "to write, such as tests/outage.bats; standard output otherwise"},
-      {"title", false, "of the test; made of the verbs otherwise", Form::kOption}},
+     "[FILE] [--title TEXT] [--since SECONDS] [--line JSON]",
+     {{"file", false, "to write, such as tests/outage.bats; standard output otherwise", Form::kWord, false},
+      {"title", false, "of the test; made of the verbs otherwise", Form::kOption},
+      {"since", false, "leaves out what came before, in seconds since the box's start", Form::kOption},
+      {"line", false, "one line of log --json: only its step", Form::kOption}},
      "Writes what was done by hand in the box since its start, and what was seen, as a test",
      "routerbox record tests/outage.bats --title 'tells of an outage'",
-     Where::kHere},
+     Where::kBox},
     {"event",
      "wan|disk|home SUB [TEXT]",
      {{"event", true, "wan, disk or home"},
@@ -139,20 +141,48 @@ const std::vector<Verb> kVerbs = {
      "routerbox state WAN",
      Where::kBox},
     {"fault",
-     "router|downloads|files|bus METHOD KIND [once|COUNT]",
-     {{"service", true, "router, downloads, files or bus"},
-      {"method", true, "a method, * for all; of the bus a plug-in or *; or clear, which takes all back"},
+     "router|downloads|files|hosts|bus METHOD KIND [once|COUNT]",
+     {{"service", true, "router, downloads, files, hosts or bus"},
+      {"method", true,
+       "a method, * for all; of hosts a name; of the bus a plug-in or *; or clear, which takes all back"},
       {"kind", false,
-       "router, downloads, files: delay, hang, cut, garbage, http500, ...; bus: stop, end, late, drop"},
+       "router, downloads, files, hosts: delay, hang, cut, garbage, http500, ...; bus: stop, end, late, "
+       "drop"},
       {"count", false, "once, or how many times; until it is cleared otherwise"}},
      "Makes a server misbehave",
      "routerbox fault router query_disk_info delay:9s once",
      Where::kBox},
     {"faults",
-     "[router|downloads|files|bus]",
+     "[router|downloads|files|hosts|bus]",
      {{"service", false, "one of them; all otherwise"}},
      "Shows the faults that are armed, and how often each was played",
      "routerbox faults",
+     Where::kBox},
+    {"ability",
+     "PLUGIN [ABILITY on|off]",
+     {kPlugin,
+      {"ability", false, "its name, such as wan, or its number"},
+      {"change", false, "on or off; nothing is changed without"}},
+     "Shows a plug-in's abilities in the permission table in force, or changes one",
+     "routerbox ability weather wan off",
+     Where::kBox},
+    {"output",
+     "PLUGIN [--lines N]",
+     {kPlugin, {"lines", false, "how many at most; 100 otherwise", Form::kOption}},
+     "Shows the last lines that a plug-in wrote",
+     "routerbox output weather --lines 20",
+     Where::kBox},
+    {"downloads",
+     "",
+     {},
+     "Shows the download daemon's tasks: whose, how far, from where",
+     "routerbox downloads --json",
+     Where::kBox},
+    {"download",
+     "pause|resume|delete ID",
+     {{"change", true, "pause, resume or delete"}, {"id", true, "as downloads shows it"}},
+     "Pauses, resumes or deletes a download; a finished one goes from the list",
+     "routerbox download pause 2089b05ecca3d829",
      Where::kBox},
     {"pack",
      "[PLUGIN] [--target mipsel] [--output FILE]",
@@ -184,6 +214,12 @@ const std::vector<Verb> kVerbs = {
      "Shows what this machine lacks for the box, and how to get it",
      "routerbox doctor --json",
      Where::kHere},
+    {"console",
+     "[--port PORT]",
+     {{"port", false, "to serve it at; any that is free otherwise", Form::kOption}},
+     "Serves a page for the browser on this machine that shows the box and has its verbs, until Ctrl-C",
+     "routerbox console --port 8090",
+     Where::kHere},
     {"log",
      "[-f] [CHANNEL|PLUGIN...]",
      {},
@@ -213,6 +249,7 @@ void check_call(const std::string& name, const Json& arguments) {
     throw Failure("the verb '" + name + "' is one of the program routerbox, not of a box", kWrongCommandLine);
   std::vector<std::string> names;
   for (const Argument& argument : verb.arguments) {
+    if (!argument.box) continue;
     names.emplace_back(argument.name);
     if (argument.required && !arguments.contains(argument.name))
       throw Failure(name + " needs the argument '" + argument.name + "': " + argument.help,
@@ -231,8 +268,11 @@ Json verbs_as_json() {
     if (verb.where != Where::kBox) continue;
     Json arguments = Json::array();
     for (const Argument& argument : verb.arguments)
-      arguments.push_back(
-          {{"name", argument.name}, {"required", argument.required}, {"help", argument.help}});
+      if (argument.box)
+        arguments.push_back({{"name", argument.name},
+                             {"required", argument.required},
+                             {"help", argument.help},
+                             {"form", kFormNames[static_cast<int>(argument.form)]}});
     all.push_back(
         {{"verb", verb.name}, {"arguments", arguments}, {"help", verb.help}, {"example", verb.example}});
   }

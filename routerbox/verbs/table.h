@@ -9,12 +9,14 @@
 namespace routerbox {
 
 enum class Form : int { kWord, kOption, kFlag };  // on the command line: TEXT, --name TEXT, --name
+inline constexpr const char* kFormNames[] = {"word", "option", "flag"};
 
 struct Argument {
   const char* name;
   bool required;
   const char* help;
   Form form = Form::kWord;
+  bool box = true;  // the box takes it too; otherwise it is the program's alone
 };
 
 enum class Where : int {

@@ -3,6 +3,7 @@
 #include <pthread.h>
 #include <signal.h>
 #include <time.h>
+#include <unistd.h>
 
 #include <cerrno>
 
@@ -33,7 +34,10 @@ void discard_sigpipe() noexcept {
   const sigset_t sigpipe = sigpipe_only();
   const timespec no_wait{};
   const Uncancelled uncancelled;
-  retry([&] { return sigtimedwait(&sigpipe, nullptr, &no_wait); });
+  siginfo_t info{};
+  retry([&] { return sigtimedwait(&sigpipe, &info, &no_wait); });
+  // A failed write names this process. Who is not to be seen from here, or not known, names none.
+  if (info.si_pid != 0 && info.si_pid != getpid()) kill(getpid(), SIGPIPE);
 }
 
 SigpipeGuard::SigpipeGuard() noexcept {

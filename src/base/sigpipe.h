@@ -5,7 +5,7 @@ namespace zel {
 
 // Keeps SIGPIPE from the calling thread for its lifetime, and with it the end of the process when the peer has
 // gone. A signal that was raised meanwhile is taken out, also of a thread that blocks SIGPIPE itself; one that
-// such a thread had pending stays so.
+// such a thread had pending stays so, and one that another process has sent comes when the guard is gone.
 class SigpipeGuard {
  public:
   SigpipeGuard() noexcept;
@@ -18,7 +18,7 @@ class SigpipeGuard {
   bool pending_before_;
 };
 
-// Takes out a SIGPIPE that a thread has pending while it blocks the signal.
+// Takes out a SIGPIPE that a thread has pending while it blocks the signal, unless another process has sent it.
 void discard_sigpipe() noexcept;
 
 }  // namespace zel

@@ -20,15 +20,17 @@ void finish_requests(ubus_context* bus) {
   }
 }
 
-// A signal may have interrupted it, which says nothing about the broker.
+// A signal that interrupts a connect says nothing about the broker. So many in a row are those of a timer that is
+// faster than a connect: it would never come to its end, with the lock held.
+constexpr int kInterruptions = 1000;
+
 ubus_context* connect_uninterrupted() noexcept {
   const zel::SignalKeeper keeper;
-  ubus_context* bus;
-  do {
+  for (int left = kInterruptions;; --left) {
     errno = 0;
-    bus = ubus_connect(nullptr);
-  } while (bus == nullptr && errno == EINTR);
-  return bus;
+    ubus_context* const bus = ubus_connect(nullptr);
+    if (bus != nullptr || errno != EINTR || left == 0) return bus;
+  }
 }
 
 }  // namespace

@@ -16,9 +16,9 @@ namespace zel {
 SignalKeeper::SignalKeeper() noexcept {
   struct sigaction ours {};
   ours.sa_handler = stand_in;
-  ours.sa_flags = SA_RESTART;
   for (std::size_t i = 0; i < kSignals.size(); ++i) {
     sigaction(kSignals[i], nullptr, &before_[i]);
+    ours.sa_flags = SA_RESTART | (before_[i].sa_flags & (SA_NOCLDSTOP | SA_NOCLDWAIT));
     if (before_[i].sa_handler == SIG_DFL) sigaction(kSignals[i], &ours, nullptr);
   }
 }

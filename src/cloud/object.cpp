@@ -24,8 +24,9 @@
 struct zel_cloud_msg_ctx {
   ubus_context* bus;
   ubus_object object;
-  zel_cloud_msg_handler handler;  // Guarded by the global lock.
-  pid_t owner;                    // A forked child has a copy of the record, but shares the connection.
+  zel_cloud_msg_handler handler;      // Guarded by the global lock.
+  char name[sizeof zel_object_name];  // The object's on the bus, whatever zel_object_name has become since.
+  pid_t owner;                        // A forked child has a copy of the record, but shares the connection.
   bool released_by_handler;
 };
 
@@ -118,6 +119,7 @@ bool publish(zel_cloud_msg_ctx* record, ubus_context* bus) {
 
 bool revive(ubus_context* lost, zel::BusLink* fresh) {
   zel_cloud_msg_ctx* const record = zel_cloud_ctx;
+  memcpy(zel_object_name, record->name, sizeof zel_object_name);
   // A call can come in before the object is published, and its handler can release it.
   if (!publish(record, fresh->get()) || record != zel_cloud_ctx) {
     fresh->reset();  // before the record, which it refers to
@@ -137,6 +139,7 @@ int make_record(const char* who, zel::BusLink link) {
   if (!record) return -1;
   *record = zel_cloud_msg_ctx{};
   record->bus = link.get();
+  memcpy(record->name, zel_object_name, sizeof record->name);
   record->owner = getpid();
   if (!publish(record.get(), link.get())) {
     ZEL_LOG_AS(who, LOG_ERR, "[ZEL]", "Failed to add object: %s\n\n", zel_object_name);

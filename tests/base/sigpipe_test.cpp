@@ -1,6 +1,7 @@
 #include "base/sigpipe.h"
 
 #include <gtest/gtest.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -35,4 +36,15 @@ TEST(SigpipeGuard, SwallowsWhatIsRaisedInsideAndNothingElse) {
   zel::discard_sigpipe();
   pthread_sigmask(SIG_UNBLOCK, &sigpipe, nullptr);
   EXPECT_EXIT((void)!write(ends[1], "x", 1), testing::KilledBySignal(SIGPIPE), "");
+}
+
+TEST(SigpipeGuard, HoldsBackWhatAnotherProcessHasSent) {
+  const auto guarded = [] {
+    const zel::SigpipeGuard guard;
+    const pid_t parent = getpid();
+    const pid_t child = fork();
+    if (child == 0) _exit(kill(parent, SIGPIPE));
+    waitpid(child, nullptr, 0);
+  };
+  EXPECT_EXIT(guarded(), testing::KilledBySignal(SIGPIPE), "");
 }

@@ -152,17 +152,13 @@ TEST_F(Comeback, HearsWhileAnotherHasTheNameOfItsObject) {
   end_broker(SIGKILL);
   const std::string aside = kPath + ".aside";
   broker_.emplace(aside);
-  std::unique_ptr<ubus_context, decltype(&ubus_free)> other(ubus_connect(aside.c_str()), ubus_free);
-  ASSERT_NE(other, nullptr);
-  ubus_object_type type{};
-  type.name = "zel_test";
-  ubus_object object{};
-  object.name = type.name;
-  object.type = &type;
-  EXPECT_EQ(ubus_add_object(other.get(), &object), 0);
+  test::RawClient other(aside);
+  other.add_object("zel_test");
+  other.add_object("zel_taken");
   ASSERT_EQ(rename(aside.c_str(), kPath.c_str()), 0);
   EXPECT_TRUE(wait_until(hears));
-  other.reset();
+  EXPECT_EQ(zel_cloud_msg_init_dbg("taken"), -1);  // Of another name than what is to come back.
+  other.close();
   EXPECT_TRUE(wait_until(is_answered));
 }
 

@@ -8,6 +8,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <climits>
 #include <thread>
 
 #include "support/captured.h"
@@ -115,6 +116,8 @@ TEST_F(InAnyProcess, AConnectThatASignalInterruptsIsMadeAgain) {
   genuine_ways.interrupted_connects = 3;
   EXPECT_EQ(ask("1001", "abc"), "3");
   EXPECT_EQ(genuine_ways.interrupted_connects, 0);
+  genuine_ways.interrupted_connects = INT_MAX;
+  EXPECT_EQ(ask("1001", "abc"), "(null)");
 }
 
 TEST_F(InAnyProcess, LocksAreFreeInAChildForkedWhileAnotherThreadSends) {
@@ -124,6 +127,26 @@ TEST_F(InAnyProcess, LocksAreFreeInAChildForkedWhileAnotherThreadSends) {
   const pid_t child = fork();
   if (child == 0) _exit(zel_lock());
   EXPECT_EQ(end_of(child), 0);
+}
+
+TEST_F(InAnyProcess, AChildForkedWhileAnotherThreadLogsCanLog) {
+  std::atomic<bool> ends = false;
+  captured(stderr, [&] {
+    std::thread logger([&] {
+      while (!ends) zel_log(6, "m");
+    });
+    for (int i = 0; i < 20; ++i) {
+      usleep(200);
+      const pid_t child = fork();
+      if (child == 0) {
+        zel_log(6, "m");
+        _exit(0);
+      }
+      EXPECT_EQ(end_of(child), 0);
+    }
+    ends = true;
+    logger.join();
+  });
 }
 
 TEST_F(InAnyProcess, ACancelledSenderGivesTheLockBack) {
@@ -262,7 +285,7 @@ TEST_F(InAnyProcess, MessagesBehindAReleaseAreAnsweredWithTheEmptyText) {
   const Process server(kServer, [](const Process::Self& self) {
     if (zel_service_init() != 0) return 1;
     zel_cloud_msg_handler_register([](const char*, uint32_t, char* answer, uint32_t size) {
-      usleep(200000);  // The others' messages come in.
+      sleep(1);  // The others' messages come in.
       zel_cloud_msg_release();
       return snprintf(answer, size, "released") < 0 ? 1 : 0;
     });

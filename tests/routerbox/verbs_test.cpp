@@ -45,6 +45,10 @@ TEST_F(Verbs, DoWhatTheySay) {
       {"to none", "$B send greter yes", 1, "did you mean greeter?"},
       {"exec", "$B exec --as night -- sh -c 'id -u; pwd; exit 7'", 7, "10002\n/data\n"},
       {"exec as root", "$B exec -- id -u", 0, "0\n"},
+      {"exec of a program of another processor",
+       "printf '\\177ELF\\1\\1\\1\\0\\0\\0\\0\\0\\0\\0\\0\\0\\2\\0\\50\\0' >arm; chmod +x arm; $B exec -- "
+       "./arm",
+       1, ""},
       {"shell", "echo 'id -un; exit 3' | $B shell --as night", 3, "zel3002\n"},
       {"stop", "$B stop night && $B ps", 0, "night    3002   10002  stopped"},
       {"start", "$B start night --json", 0, R"("started":true)"},
@@ -74,12 +78,14 @@ TEST_F(Verbs, DoWhatTheySay) {
 
 TEST_F(Verbs, ArmFaultsAndTakeThemBack) {
   static const Case kCases[] = {
-      {"up", "$B up", 0, ""},
+      {"up", "$B up --host a.example=$PWD", 0, ""},
       {"router", "$B fault router query_disk_info delay:1ms once", 0,
        "query_disk_info  delay ms=1  1      0\n"},
       {"a method that is not there", "$B fault router query_disk delay:1s", 1,
        "did you mean query_disk_info?"},
       {"another server", "$B fault files '*' cut:3", 0, "cut bytes=3"},
+      {"an outside host",
+       "$B fault hosts a.example http500:503 once && $B exec -- curl -si http://a.example/", 0, " 503 "},
       {"bus: late", "$B fault bus '*' late:300ms && $B send greeter hi --json", 0, R"("answer":"Good day)"},
       {"by as much", "$B send greeter hi --json | grep -cE '\"ms\":([3-9]|1[0-9])[0-9][0-9][,}]'", 0, "1\n"},
       {"all that are armed", "$B faults", 0, "late:300ms"},

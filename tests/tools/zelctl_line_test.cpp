@@ -65,7 +65,7 @@ TEST_P(Examples, OfTheHelpRun) {
   setenv("EXAMPLES", TEST_DATA "/../../examples", 1);
   static const Case kCases[] = {
       {"run",
-       "for i in 6 7 8; do echo zel200$i:x:1000$i:1000$i::/: >>/etc/passwd; echo zel200$i:x:1000$i: "
+       "for i in 6 7 8 9; do echo zel200$i:x:1000$i:1000$i::/: >>/etc/passwd; echo zel200$i:x:1000$i: "
        ">>/etc/group; done; cp $EXAMPLES/packages.json $F; $Z perm init --again >/dev/null; zelctl() { $Z "
        "\"$@\"; };"
        "$Z help $FAMILY --json | grep -o '\"example\":\"\\([^\"\\\\]\\|\\\\.\\)*' | cut -c 12- | sed "
