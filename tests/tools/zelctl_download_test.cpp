@@ -22,7 +22,7 @@ TEST_F(Download, ShowsAndChangesTasks) {
        R"("error_code":0,"error":""}],"may_be_longer":false})"},
       {"added for scripts",
        "$Z download add http://127.0.0.1:8080/bytes/1 --dir /tmp --name c --json | "
-       "sed 's/:[0-9]\\+/:N/g; s/[0-9a-f]\\{16\\}/ID/; s/waiting\\|complete/active/'",
+       "sed 's/:[0-9]\\+/:N/g; s/[0-9a-f]\\{16\\}/ID/; s/:.waiting.\\|:.complete./:\"active\"/'",
        0,
        R"({"id":"ID","state":"active","completed_bytes":N,"total_bytes":N,"bytes_per_second":N,)"
        R"("error_code":N,"error":""})"},
