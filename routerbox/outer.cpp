@@ -128,6 +128,12 @@ std::string lines_of_services(const std::string& file) {
   _exit(status);
 }
 
+volatile pid_t starting;
+
+void pass_on(int number) {
+  kill(starting, number);
+}
+
 }  // namespace
 
 int run_in_front(const Options& options) {
@@ -149,6 +155,9 @@ std::string run_in_background(const Options& options) {
     be_background(plan, std::move(ready.write));
   }
   ready.write = Descriptor();
+  // Who gives up waiting wants no box.
+  starting = child;
+  for (const int number : {SIGINT, SIGTERM, SIGHUP}) signal(number, pass_on);
   // Until the box is ready, or all who could tell why not have ended.
   std::string news;
   char block[512];

@@ -9,13 +9,10 @@
 //   city NAME       sets the city, and asks for its forecast; it is the same after a restart
 //   dns DNS1 DNS2   sets the router's DNS servers
 //   fetch URL       downloads to FOLDER/forecast.bin; answers the result of the call
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <cctype>
-#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <future>
@@ -32,7 +29,6 @@ using std::chrono::milliseconds;
 
 constexpr const char* kService = "https://api.weather.example/v1/now?city=";
 constexpr int kServiceLimitSeconds = 5;
-constexpr const char* kDownloads = "/tmp/weather";  // where the download daemon can write
 constexpr milliseconds kPatience(1000), kBetweenLooks(50);
 
 class Weather {
@@ -152,7 +148,7 @@ void Weather::ask_service(const std::string& city) {
 }
 
 int Weather::start_download(const std::string& url) {
-  const task_param wanted = {url.c_str(), kDownloads, "forecast.bin"};
+  const task_param wanted = {url.c_str(), folder_.c_str(), "forecast.bin"};
   char id[ZEL_TASK_ID_SIZE] = "";
   const int result = zel_download_task_create(&wanted, id);
   if (result == 0) worker_.post([this, task = std::string(id)] { follow_download(task); });
@@ -172,8 +168,7 @@ void Weather::follow_download(const std::string& id) {
   if (const int result = zel_download_task_query(id.c_str(), &task); result != 0) {
     std::printf("forecast.bin: %s\n", why_query_failed(result));
   } else if (task.status == ZEL_TASK_COMPLETE) {
-    const std::string place = folder_ + "/forecast.bin";
-    std::printf("forecast.bin: %d\n", zel_file_copy("/tmp/weather/forecast.bin", place.c_str()));
+    std::printf("forecast.bin is in %s\n", folder_.c_str());
   } else if (task.status < ZEL_TASK_ERROR) {
     std::this_thread::sleep_for(kBetweenLooks);
     worker_.post([this, id] { follow_download(id); });
@@ -205,8 +200,8 @@ bool works(const char* otherwise, int result) {
 int main(int argc, char** argv) {
   char appid[PERM_APPID_SIZE];
   if (begin_plugin("weather", appid) != 0) return 1;
-  if (argc != 2 || (mkdir(kDownloads, 0755) != 0 && errno != EEXIST)) {
-    std::fprintf(stderr, "usage: weather FOLDER, and %s must be free\n", kDownloads);
+  if (argc != 2) {
+    std::fprintf(stderr, "usage: weather FOLDER\n");
     return 2;
   }
   static Weather the_weather(argv[1]);

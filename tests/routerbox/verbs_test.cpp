@@ -114,6 +114,12 @@ TEST_F(Verbs, RefuseWhatTheyDoNotKnow) {
       {"a broken file", "echo '[box]\nroutr = true' >box.toml; $B up", 125, "box.toml:2: "},
       {"a program that is not there",
        "echo '[[plugin]]\nname = \"a\"\nappid = \"5\"\nrun = \"./a\"' >box.toml; $B up", 127, "box.toml:1"},
+      {"a box that is interrupted while it starts leaves nothing",
+       "printf '[[plugin]]\\nname = \"a\"\\nappid = \"5\"\\nrun = \"sleep 99\"\\nabilities = "
+       "[\"cloud_communication\"]' >box.toml; $B up & until $B ps | grep running; do sleep 0.05; done; kill "
+       "$!; wait $!; $B ps "
+       "--name $(basename $PWD)",
+       1, "stopped by Terminated"},
       {"a box that cannot start leaves nothing",
        "echo '[box]\nrouter = \"state\"' >box.toml; echo '{' >state; $B up; $B ps --name $(basename $PWD)", 1,
        "no box"},
