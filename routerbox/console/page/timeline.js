@@ -74,7 +74,7 @@ function draw() {
   }
   for (const row of rows) if (!row.used) row.hidden = true;
   setText(count, `${lines.shown.length.toLocaleString('en')} of ${lines.lines.length.toLocaleString('en')} lines`);
-  count.title = `the last ${kMostLines.toLocaleString('en')} are here, all are in the trace: routerbox log`;
+  count.title = `the last ${kMostLines.toLocaleString('en')} or more are here, all are in the trace: routerbox log`;
   list.classList.toggle('empty', lines.shown.length === 0);
   list.dataset.empty = lines.lines.length === 0 ? 'nothing has happened yet' : 'no line passes the filters';
 }
