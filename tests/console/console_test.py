@@ -186,6 +186,13 @@ class Console(unittest.TestCase):
         self.page.press(kEscape)
         self.assertEqual(self.page.run("return [document.activeElement.id, document.getElementById('line').hidden]"), ["lines", True])
 
+    def test_the_oldest_lines_go(self):
+        line = '{"at":1,"channel":"files","from":"root","to":"files","what":"GET /&","result":"200"}'
+        routerbox("exec", "--", "sh", "-c", f"seq 20000 | sed 's!.*!{line}!' >>/var/run/box/trace.jsonl")
+        self.wait("[...document.querySelectorAll('.row:not([hidden])')].some((row) => row.textContent.includes('GET /20000'))")
+        self.assertRegex(self.page.run("return document.getElementById('count').textContent"), "^5,... of")
+        self.assertLess(self.page.run("return document.querySelectorAll('.row').length"), 100)
+
     # ---- Right ----
 
     def test_a_message_arrives_and_its_answer_is_shown(self):
