@@ -77,8 +77,10 @@ class Console : public httplib::Server {
   // Its address, with the token.
   std::string take_connections(int wanted) {
     const int port = wanted == 0 ? bind_to_any_port(kLoopback) : wanted;
-    if (wanted != 0) bind_or_throw(this, kLoopback, wanted);
-    if (port < 0) fail_errno("cannot listen at the loopback interface");
+    if (port < 0 || (wanted != 0 && !bind_to_port(kLoopback, wanted)))
+      throw Failure("cannot listen at 127.0.0.1:" + std::to_string(wanted) +
+                        "; is another server there? Without --port the console finds a port itself",
+                    kFailed);
     let_many_wait(svr_sock_);
     host_ = std::string(kLoopback) + ":" + std::to_string(port);
     return "http://" + host_ + "/#" + token_;
