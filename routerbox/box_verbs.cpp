@@ -279,7 +279,8 @@ class BoxVerbs {
 
   Json ability(const Json& arguments) {
     const PluginRun plugin = parts_.plugins.row(plugin_named(text_in(arguments, "plugin"))).run;
-    const std::lock_guard lock(changing_);
+    std::unique_lock lock(changing_, std::defer_lock);
+    if (!only_shows("ability", arguments)) lock.lock();  // a look does not wait for a plug-in that starts
     return change_ability(parts_.plan, parts_.processes, plugin, text_in(arguments, "ability"),
                           text_in(arguments, "change"));
   }

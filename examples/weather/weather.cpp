@@ -144,6 +144,7 @@ void Weather::ask_service(const std::string& city) {
   has_forecast_ = result == 0 && degrees != nullptr;
   if (has_forecast_) degrees_ = std::atoi(degrees + std::strlen("\"degrees\":"));
   std::printf("forecast for %s: %d\n", city.c_str(), result);
+  if (result == 0 && degrees == nullptr) std::printf("no degrees in it: %.60s\n", answer);
 }
 
 int Weather::start_download(const std::string& url) {
@@ -154,15 +155,25 @@ int Weather::start_download(const std::string& url) {
   return result;
 }
 
+// -1 has two causes, which a second question tells apart.
+const char* why_query_failed(int result) {
+  if (result == ZEL_DOWNLOAD_NOT_PERMITTED) return "ability 1 (download) is missing";
+  if (zel_download_task_getnum() >= 0) return "the daemon does not know the task";
+  return "the daemon gives no answer";
+}
+
 // Looks once, and again later, after what else there is to do.
 void Weather::follow_download(const std::string& id) {
   task_info task{};
-  if (zel_download_task_query(id.c_str(), &task) != 0) return;
-  if (task.status == ZEL_TASK_COMPLETE) {
+  if (const int result = zel_download_task_query(id.c_str(), &task); result != 0) {
+    std::printf("forecast.bin: %s\n", why_query_failed(result));
+  } else if (task.status == ZEL_TASK_COMPLETE) {
     std::printf("forecast.bin is in %s\n", folder_.c_str());
   } else if (task.status < ZEL_TASK_ERROR) {
     std::this_thread::sleep_for(kBetweenLooks);
     worker_.post([this, id] { follow_download(id); });
+  } else {
+    std::printf("forecast.bin: did not come, error %d\n", task.error_code);
   }
 }
 
@@ -178,6 +189,12 @@ void hear_event(int32_t subevent, const char*) noexcept {
   weather->hear(subevent);
 }
 
+bool works(const char* otherwise, int result) {
+  if (result != 0)
+    std::fprintf(stderr, "weather: %s (%d); the library's lines above tell more\n", otherwise, result);
+  return result == 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -189,12 +206,10 @@ int main(int argc, char** argv) {
   }
   static Weather the_weather(argv[1]);
   weather = &the_weather;
-  if (zel_event_subscribe(ZEL_EVENT_WAN, hear_event) != 0 || zel_service_init() != 0 ||
-      zel_cloud_msg_handler_register(answer_message) != 0) {
-    std::fprintf(stderr,
-                 "weather: the library did not start, or an ability is missing; its lines above tell\n");
+  if (!works("no WAN events", zel_event_subscribe(ZEL_EVENT_WAN, hear_event)) ||
+      !works("no service", zel_service_init()) ||
+      !works("no cloud messages", zel_cloud_msg_handler_register(answer_message)))
     return 1;
-  }
   std::printf("serving %s\n", zel_object_name);
   while (true) pause();
 }
