@@ -160,6 +160,7 @@ PluginRun Installer::run_of(const pack::Manifest& manifest) const {
   run.words.insert(run.words.end(), manifest.arguments.begin(), manifest.arguments.end());
   run.emulator =
       emulator_for(kStaging + "/" + manifest.program, ways_.plan.options.target_roots, ways_.plan.own);
+  if (!run.emulator) run.valgrind = ways_.plan.valgrind;
   return run;
 }
 

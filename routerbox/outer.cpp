@@ -11,6 +11,7 @@
 #include "box.h"
 #include "console/console.h"
 #include "namespaces.h"
+#include "pass_on.h"
 #include "run_folder.h"
 
 namespace routerbox {
@@ -128,12 +129,6 @@ std::string lines_of_services(const std::string& file) {
   _exit(status);
 }
 
-volatile pid_t starting;
-
-void pass_on(int number) {
-  kill(starting, number);
-}
-
 }  // namespace
 
 int run_in_front(const Options& options) {
@@ -156,8 +151,7 @@ std::string run_in_background(const Options& options) {
   }
   ready.write = Descriptor();
   // Who gives up waiting wants no box.
-  starting = child;
-  for (const int number : {SIGINT, SIGTERM, SIGHUP}) signal(number, pass_on);
+  pass_on({SIGINT, SIGTERM, SIGHUP}, child);
   // Until the box is ready, or all who could tell why not have ended.
   std::string news;
   char block[512];

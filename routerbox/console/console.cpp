@@ -69,9 +69,11 @@ class Console : public httplib::Server {
       Get(file.path, [&file](const auto&, auto& response) {
         response.set_content(file.text.data(), file.text.size(), file.type);
       });
-    Get("/api/verbs", [this](const auto& request, auto& response) { pass_on(request, response); });
+    Get("/api/verbs", [this](const auto& request, auto& response) { pass_on(request, "", response); });
     Get("/api/trace", [this](const auto&, auto& response) { stream_trace(response); });
-    Post("/api/[a-z]+", [this](const auto& request, auto& response) { pass_on(request, response); });
+    Post("/api/[a-z]+", with_body([this](const auto& request, const auto& body, auto& response) {
+           pass_on(request, body, response);
+         }));
   }
 
   // Its address, with the token.
@@ -87,17 +89,24 @@ class Console : public httplib::Server {
   }
 
  private:
-  // 0, or why not.
-  int refusal_of(const httplib::Request& request) const {
+  static bool has_data(const httplib::Request& request) { return request.path.starts_with("/api/"); }
+
+  // Whether the browser sent it of its own, for its user or for a page of this server.
+  bool is_of_own_page(const httplib::Request& request) const {
     const std::string origin = request.get_header_value("Origin"),
                       site = request.get_header_value("Sec-Fetch-Site");
-    const bool own_site = site.empty() || site == "none" || site == "same-origin";
-    if (request.get_header_value("Host") != host_ || (!origin.empty() && origin != "http://" + host_) ||
-        !own_site)
-      return kForbidden;
-    const bool open = !request.path.starts_with("/api/");
-    return open || same_secret(request.get_header_value("Authorization"), "Bearer " + token_) ? 0
-                                                                                              : kUnauthorized;
+    // Somebody may click the address where it was printed, in a terminal that is a page itself.
+    const bool visit = !has_data(request) && request.get_header_value("Sec-Fetch-Mode") == "navigate" &&
+                       request.get_header_value("Sec-Fetch-Dest") == "document";
+    return (origin.empty() || origin == "http://" + host_) &&
+           (site.empty() || site == "none" || site == "same-origin" || visit);
+  }
+
+  // 0, or why not.
+  int refusal_of(const httplib::Request& request) const {
+    if (request.get_header_value("Host") != host_ || !is_of_own_page(request)) return kForbidden;
+    if (!has_data(request)) return 0;
+    return same_secret(request.get_header_value("Authorization"), "Bearer " + token_) ? 0 : kUnauthorized;
   }
 
   HandlerResponse admit(const httplib::Request& request, httplib::Response& response) const {
@@ -107,13 +116,13 @@ class Console : public httplib::Server {
     return HandlerResponse::Unhandled;
   }
 
-  void pass_on(const httplib::Request& request, httplib::Response& response) const {
+  void pass_on(const httplib::Request& request, const std::string& body, httplib::Response& response) const {
     httplib::Client control(socket_of(box_));
     control.set_address_family(AF_UNIX);
     control.set_read_timeout(kVerbLimitSeconds);
     const std::string path = request.path.substr(std::string_view("/api").size());
     const httplib::Result result =
-        request.method == "GET" ? control.Get(path) : control.Post(path, request.body, kJson);
+        request.method == "GET" ? control.Get(path) : control.Post(path, body, kJson);
     response.status = result ? result->status : kNoBox;
     response.set_content(
         result ? result->body

@@ -118,7 +118,10 @@ const kKeys = {ArrowDown: 1, ArrowUp: -1, PageDown: 20, PageUp: -20, Home: -Infi
 
 function onKey(event) {
   if (event.key === 'Escape') unselect();
-  if (event.key === 'Enter') document.querySelector('#line button:enabled')?.focus();
+  if (event.key === 'Enter') {
+    event.preventDefault();  // or the button would be pressed, too
+    document.querySelector('#line button:enabled')?.focus();
+  }
   const step = kKeys[event.key];
   if (step === undefined || lines.shown.length === 0) return;
   event.preventDefault();
