@@ -39,6 +39,6 @@ int main(int argc, char** argv) {
     std::fputs("the serving plug-in did not come up\n", stderr);
     return 1;
   }
-  for (const size_t bytes : {32U, 4000U}) compare_with_size(bytes);
+  for (const size_t bytes : {32U, 256U, 1000U, 4000U}) compare_with_size(bytes);
   return pairs::run(argc, argv);
 }

@@ -2,6 +2,7 @@
 
 #include <cstdio>
 
+#include "record.h"
 #include "runner.h"
 
 namespace {
@@ -26,14 +27,17 @@ void add(const growth::Way& way, int number) {
       ->Repetitions(kRepetitions);
 }
 
-void print_cell(const runner::Results& results, const growth::Way& way, int number, int first) {
+void print_cell(const growth::Table& table, const runner::Results& results, const growth::Way& way,
+                int number) {
   const auto found = results.find(name_of(way, number));
-  const auto one = results.find(name_of(way, first));
+  const auto one = results.find(name_of(way, table.numbers.front()));
   if (found == results.end()) {
     std::printf(" | %14s | %11s", "-", "-");
     return;
   }
-  std::printf(" | %8.1f +%3.0f%% | ", found->second.low() / 1000, found->second.spread_percent());
+  const double us = found->second.low() / 1000;
+  record::add({"growth", table.unit, table.number, way.name, std::to_string(number), std::to_string(us)});
+  std::printf(" | %8.1f +%3.0f%% | ", us, found->second.spread_percent());
   if (one != results.end()) {
     std::printf("%11.2f", found->second.low() / one->second.low());
   } else {
@@ -48,7 +52,7 @@ void print_table(const growth::Table& table, const runner::Results& results) {
   std::puts("");
   for (const int number : table.numbers) {
     std::printf("%11d", number);
-    for (const growth::Way& way : table.ways) print_cell(results, way, number, table.numbers.front());
+    for (const growth::Way& way : table.ways) print_cell(table, results, way, number);
     std::puts("");
   }
 }

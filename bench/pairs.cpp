@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <vector>
 
+#include "record.h"
 #include "runner.h"
 
 namespace {
@@ -21,6 +22,7 @@ bool print_row(const runner::Results& results, const std::string& what) {
   if (ours != nullptr && peer != nullptr) {
     std::printf("%-44s | %10.1f +%3.0f%% | %10.1f +%3.0f%% | %5.2f\n", what.c_str(), ours->low(),
                 ours->spread_percent(), peer->low(), peer->spread_percent(), ours->low() / peer->low());
+    record::add({"pair", what, std::to_string(ours->low()), std::to_string(peer->low())});
     return true;
   }
   if (ours == nullptr && peer == nullptr) return true;

@@ -1,6 +1,6 @@
 # What is installed, in components that can be had alone (cmake --install BUILD --component NAME):
 #   library      libzel.so.0, all that a plug-in needs to run
-#   development  headers, libzel.pc, the CMake package with zel::zel
+#   development  headers, libzel.pc, the CMake package with zel::zel, manual pages of the calls (ZEL_MANUALS)
 #   tools        zelctl
 #   box          routerbox and its servers
 #   hostbus      the broker, and on PCs that have none libubus and libubox
@@ -53,4 +53,30 @@ function(zel_install_development)
     set(VERSION \"${PROJECT_VERSION}\")
     configure_file(\"${PROJECT_SOURCE_DIR}/cmake/libzel.pc.in\" \"${pc}\" @ONLY)" COMPONENT development)
   install(FILES ${pc} DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
+endfunction()
+
+# The manual pages, each with the component of what it describes.
+function(zel_install_manuals)
+  foreach(program doxygen lowdown)
+    find_program(${program}_program ${program})
+    if(NOT ${program}_program)
+      message(FATAL_ERROR "${program} is missing, which ZEL_MANUALS needs; Debian has it in the package ${program}")
+    endif()
+  endforeach()
+  set(manuals ${PROJECT_BINARY_DIR}/manuals)
+  file(GLOB sources CONFIGURE_DEPENDS ${PROJECT_SOURCE_DIR}/include/zel/*.h ${PROJECT_SOURCE_DIR}/docs/pages/reference/*.md)
+  add_custom_command(OUTPUT ${manuals}/made COMMAND ${PROJECT_SOURCE_DIR}/docs/manuals ${manuals}
+    COMMAND ${CMAKE_COMMAND} -E touch ${manuals}/made
+    DEPENDS ${sources} ${PROJECT_SOURCE_DIR}/docs/manuals ${PROJECT_SOURCE_DIR}/docs/Doxyfile
+      ${PROJECT_SOURCE_DIR}/docs/doxygen-filter ${PROJECT_SOURCE_DIR}/src/exports.txt VERBATIM)
+  add_custom_target(manuals ALL DEPENDS ${manuals}/made)
+  install(DIRECTORY ${manuals}/man3 DESTINATION ${CMAKE_INSTALL_MANDIR} COMPONENT development)
+  install(FILES ${manuals}/man1/zelctl.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1 COMPONENT tools)
+  install(FILES ${manuals}/man5/packages.json.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5 COMPONENT tools)
+  if(ZEL_BOX)
+    install(FILES ${manuals}/man1/routerbox.1 ${manuals}/man1/hostbusd.1 DESTINATION ${CMAKE_INSTALL_MANDIR}/man1
+      COMPONENT box)
+    install(FILES ${manuals}/man5/box.toml.5 ${manuals}/man5/box.bats.5 DESTINATION ${CMAKE_INSTALL_MANDIR}/man5
+      COMPONENT box)
+  endif()
 endfunction()

@@ -244,9 +244,9 @@ Plan make_plan(const Options& options) {
     return emulator_for(program, options.target_roots, plan.own);
   };
   for (PluginRun& plugin : plan.plugins) plugin.emulator = emulator(plugin.program);
-  if (options.valgrind)
-    for (PluginRun& plugin : plan.plugins)
-      if (!plugin.emulator && plugin.stub.empty()) plugin.valgrind = find_valgrind();
+  if (options.valgrind) plan.valgrind = find_valgrind();
+  for (PluginRun& plugin : plan.plugins)
+    if (!plugin.emulator && plugin.stub.empty()) plugin.valgrind = plan.valgrind;
   if (!plan.command.empty()) plan.emulator = emulator(plan.command);
   return plan;
 }

@@ -25,6 +25,7 @@ struct Plan {
   std::string box;     // the box's name
   std::string zelctl;  // fills the permission table; empty: it stays unmade
   std::string boxbus;
+  std::string valgrind;              // runs the plug-ins of this machine; empty: nothing does
   std::optional<Emulator> emulator;  // of the command
   std::string command;               // empty: the box runs until it is told to end
 };

@@ -279,7 +279,8 @@ class BoxVerbs {
 
   Json ability(const Json& arguments) {
     const PluginRun plugin = parts_.plugins.row(plugin_named(text_in(arguments, "plugin"))).run;
-    const std::lock_guard lock(changing_);
+    std::unique_lock lock(changing_, std::defer_lock);
+    if (!only_shows("ability", arguments)) lock.lock();  // a look does not wait for a plug-in that starts
     return change_ability(parts_.plan, parts_.processes, plugin, text_in(arguments, "ability"),
                           text_in(arguments, "change"));
   }
@@ -323,14 +324,31 @@ class BoxVerbs {
     return downloads(arguments);
   }
 
+  // What is not in the trace.
+  Seen seen() const {
+    Seen seen{parts_.faults.faults_of_running(), {}, {}};
+    const double started = read_roster(kBoxFolder).started;
+    for (size_t place = 0; place < parts_.plugins.size(); ++place) {
+      const std::string name = parts_.plugins.row(place).run.name;
+      for (const OutputLine& line : parts_.plugins.output(place))
+        seen.output.push_back(
+            {{"at", line.at - started}, {"channel", "output"}, {"from", name}, {"what", line.text}});
+    }
+    if (!parts_.services.runs("downloads")) return seen;
+    for (const DownloadTask& task : download_tasks().value_or(std::vector<DownloadTask>()))
+      if (const std::optional<size_t> plugin = parts_.plugins.find(task.appid))
+        seen.downloads[parts_.plugins.row(*plugin).run.name].insert(task.state);
+    return seen;
+  }
+
   Json record(const Json& arguments) {
     if (arguments.contains("line"))
       return {{"test", test_step(Json::parse(text_in(arguments, "line"), nullptr, false))}};
     const std::string since = text_of(arguments, "since");
     const std::optional<double> begin = since.empty() ? 0 : whole_number<double>(since);
     if (!begin) throw Failure("'since' must be a number of seconds, not '" + since + "'", kWrongCommandLine);
-    const Recording recording = record_test(std::string(kBoxFolder) + "/trace.jsonl", *begin,
-                                            parts_.faults.faults_of_running(), text_in(arguments, "title"));
+    const Recording recording =
+        record_test(std::string(kBoxFolder) + "/trace.jsonl", *begin, seen(), text_in(arguments, "title"));
     if (recording.test.empty())
       throw Failure("nothing was done by hand in the box so far, such as: routerbox wan down", kNo);
     return {{"test", recording.test}, {"verbs", recording.verbs}, {"notes", recording.notes}};
@@ -365,7 +383,7 @@ const BoxVerbs::Row BoxVerbs::kVerbs[23] = {
     {"fault", &BoxVerbs::fault, true},
     {"faults", &BoxVerbs::faults, false},
     {"down", &BoxVerbs::down, true},
-    {"expect", &BoxVerbs::expect, false},
+    {"expect", &BoxVerbs::expect, true},
     {"mark", &BoxVerbs::mark, true},
     {"verify", &BoxVerbs::verify, false},
     {"install", &BoxVerbs::install, true},

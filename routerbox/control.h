@@ -3,8 +3,10 @@
 //   POST /VERB    with the verb's arguments as members of one JSON object (verbs/table.h); an empty body has none.
 //                 200 and the verb's result, an object. Otherwise 400 and {"error": TEXT, "status": S}, the status as
 //                 the program `routerbox` ends with it (verbs/status.h).
-//   GET /verbs    the verbs, as an array of {"verb", "arguments": [{"name", "required", "help", "form"}], "help",
-//                 "example"}; the form is how it is typed: "word", "option" or "flag"
+//   GET /verbs    the verbs, as an array of {"verb", "arguments": [{"name", "required", "help", "form"}], "result",
+//                 "help", "example"}; the form is how it is typed: "word", "option" or "flag". A flag is true or false,
+//                 other arguments are texts, or numbers where they are some; the value of "set" is any JSON. The result
+//                 is a JSON Schema (verbs/schema.h)
 #pragma once
 #include <functional>
 #include <string>

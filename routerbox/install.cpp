@@ -1,5 +1,6 @@
 #include "install.h"
 
+#include <algorithm>
 #include <cstdio>
 #include <filesystem>
 
@@ -41,13 +42,19 @@ void refuse_other(const Package& row, const Package& there) {
                   kNo);
 }
 
+std::string data_of(const std::string& plugin) {
+  return std::string(kInstalled) + "/" + plugin + "/data";
+}
+
 void add_account(const Package& row) {
   write_file("/etc/passwd", with_accounts(read_file("/etc/passwd"), {row}), 0644);
   write_file("/etc/group", with_groups(read_file("/etc/group"), {row}), 0644);
   Roster roster = read_roster(kBoxFolder);
-  for (const Plugin& plugin : roster.plugins)
-    if (plugin.uid == row.uid) return;
-  roster.plugins.push_back({row.appname, row.appid, row.uid});
+  const auto known = std::find_if(roster.plugins.begin(), roster.plugins.end(),
+                                  [&](const Plugin& plugin) { return plugin.uid == row.uid; });
+  Plugin& plugin = known != roster.plugins.end() ? *known : roster.plugins.emplace_back();
+  const std::string data = plugin.data.empty() ? data_of(row.appname) : plugin.data;
+  plugin = {row.appname, row.appid, row.uid, data};
   write_roster(kBoxFolder, roster);
 }
 
@@ -149,17 +156,18 @@ PluginRun Installer::run_of(const pack::Manifest& manifest) const {
                 row.may_receive_cloud_messages(),
                 place + "/" + manifest.program,
                 {place + "/" + manifest.program},
-                place + "/data"};
+                data_of(row.appname)};
   run.words.insert(run.words.end(), manifest.arguments.begin(), manifest.arguments.end());
   run.emulator =
       emulator_for(kStaging + "/" + manifest.program, ways_.plan.options.target_roots, ways_.plan.own);
+  if (!run.emulator) run.valgrind = ways_.plan.valgrind;
   return run;
 }
 
 // Over what an earlier archive of this plug-in has left; of that its data stays.
 void Installer::put_in_place(PluginRun* run) const {
   const fs::path place = fs::path(kInstalled) / run->name, staging = kStaging;
-  if (run->data.empty()) run->data = place / "data";
+  if (run->data.empty()) run->data = data_of(run->name);
   if (fs::exists(place / "data")) {
     fs::remove_all(staging / "data");
     fs::rename(place / "data", staging / "data");

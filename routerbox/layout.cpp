@@ -131,8 +131,11 @@ std::vector<std::string> let_plugins_through(const Plan& plan) {
 
 Roster roster_of(const Plan& plan) {
   Roster roster{monotonic_seconds(), {}};
-  for (const Package& package : plan.packages)
-    roster.plugins.push_back({package.appname, package.appid, package.uid});
+  for (const Package& package : plan.packages) {
+    Plugin& row = roster.plugins.emplace_back(Plugin{package.appname, package.appid, package.uid});
+    for (const PluginRun& plugin : plan.plugins)
+      if (plugin.appid == row.appid) row.data = plugin.data;
+  }
   return roster;
 }
 

@@ -18,7 +18,8 @@ void limit_size(int file) {
   struct stat status {};
   if (fstat(file, &status) != 0 || !S_ISREG(status.st_mode) || status.st_size < kLongestFile) return;
   if (ftruncate(file, 0) == 0 && lseek(file, 0, SEEK_SET) >= 0)
-    write_all(file, "routerbox: the first " + std::to_string(status.st_size >> 20) + " MiB are left out\n");
+    write_all(file,
+              "routerbox: " + std::to_string(status.st_size >> 20) + " MiB before this line are left out\n");
 }
 
 }  // namespace
@@ -76,28 +77,39 @@ void Printer::flush() {
   }
 }
 
-// A line stays in the queue until it is written, so that flush() sees it.
+// As many lines for one stream as are worth one write: a program may print a million.
+Printer::Batch Printer::next_batch() const {
+  Batch batch{waiting_.front().stream, {}, 0};
+  for (const Line& line : waiting_) {
+    if (line.stream != batch.stream || batch.text.size() > kLongestLine) break;
+    batch.text += line.text;
+    ++batch.lines;
+  }
+  return batch;
+}
+
+// Lines stay in the queue until they are written, so that flush() sees them.
 void Printer::write_lines() {
   std::unique_lock lock(mutex_);
   while (true) {
     changed_.wait(lock, [&] { return ending_ || !waiting_.empty(); });
     if (waiting_.empty()) return;
-    const Line line = waiting_.front();
+    const Batch batch = next_batch();
     lock.unlock();
-    write(line);
+    write(batch);
     lock.lock();
-    waiting_bytes_ -= line.text.size() - 1;
-    waiting_.pop_front();
-    ++written_lines_;
+    waiting_bytes_ -= batch.text.size() - batch.lines;
+    waiting_.erase(waiting_.begin(), waiting_.begin() + static_cast<ptrdiff_t>(batch.lines));
+    written_lines_ += batch.lines;
     changed_.notify_all();
   }
 }
 
-void Printer::write(const Line& line) {
-  write_all(line.stream, line.text);
-  if (own_) limit_size(line.stream);
+void Printer::write(const Batch& batch) {
+  write_all(batch.stream, batch.text);
+  if (own_) limit_size(batch.stream);
   if (!log_) return;
-  write_all(log_.get(), line.text);
+  write_all(log_.get(), batch.text);
   limit_size(log_.get());
 }
 

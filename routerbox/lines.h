@@ -42,7 +42,13 @@ class Printer {
     std::string text;
   };
   void write_lines();
-  void write(const Line& line);
+  struct Batch {
+    int stream = 0;
+    std::string text;
+    size_t lines = 0;
+  };
+  Batch next_batch() const;
+  void write(const Batch& batch);
 
   const bool own_;
   Descriptor log_;

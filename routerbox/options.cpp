@@ -141,8 +141,7 @@ void add_box_options(CLI::App* app, Options* options) {
   app->add_option("--console", options->console,
                   "Serve a page for the browser that shows the box, at this port (default: any that is free)")
       ->expected(0, 1)
-      ->check(CLI::Range(0, 65535))
-      ->default_str("0")
+      ->check(CLI::Range(0, 65535).description(""))
       ->type_name("[PORT]");
   app->add_option("--log", options->log, "File that gets the lines of plug-ins and services too");
   app->add_flag("--ignore-deaths", options->ignore_deaths,

@@ -11,6 +11,7 @@
 #include "box.h"
 #include "console/console.h"
 #include "namespaces.h"
+#include "pass_on.h"
 #include "run_folder.h"
 
 namespace routerbox {
@@ -149,6 +150,8 @@ std::string run_in_background(const Options& options) {
     be_background(plan, std::move(ready.write));
   }
   ready.write = Descriptor();
+  // Who gives up waiting wants no box.
+  pass_on({SIGINT, SIGTERM, SIGHUP}, child);
   // Until the box is ready, or all who could tell why not have ended.
   std::string news;
   char block[512];

@@ -5,6 +5,8 @@
 
 #include <algorithm>
 
+#include "trace/peers.h"
+
 namespace routerbox {
 namespace {
 
@@ -138,8 +140,15 @@ size_t Plugins::count_lines(size_t place) const {
 std::vector<std::string> Plugins::lines_from(size_t place, size_t first) const {
   const std::lock_guard lock(mutex_);
   const Output& output = outputs_[place];
-  const size_t skipped = std::min(first > output.lost ? first - output.lost : 0, output.lines.size());
-  return {output.lines.begin() + static_cast<ptrdiff_t>(skipped), output.lines.end()};
+  std::vector<std::string> texts;
+  for (size_t line = first > output.lost ? first - output.lost : 0; line < output.lines.size(); ++line)
+    texts.push_back(output.lines[line].text);
+  return texts;
+}
+
+std::deque<OutputLine> Plugins::output(size_t place) const {
+  const std::lock_guard lock(mutex_);
+  return outputs_[place].lines;
 }
 
 void Plugins::take_line(size_t place, std::string_view line) {
@@ -153,7 +162,7 @@ void Plugins::take_line(size_t place, std::string_view line) {
   row.last_lines.emplace_back(line.substr(0, kLongestText));
   if (row.last_lines.size() > kLastLines) row.last_lines.pop_front();
   Output& output = outputs_[place];
-  output.lines.emplace_back(line.substr(0, kLongestText));
+  output.lines.push_back({monotonic_seconds(), std::string(line.substr(0, kLongestText))});
   if (output.lines.size() > kMostLines) output.lines.pop_front(), ++output.lost;
   const bool report =
       (!run.valgrind.empty() && is_valgrinds(line)) ||

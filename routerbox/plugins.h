@@ -32,6 +32,11 @@ struct PluginRun {
   std::string object() const { return "zel_" + appid; }
 };
 
+struct OutputLine {
+  double at = 0;  // seconds of CLOCK_MONOTONIC
+  std::string text;
+};
+
 // Whether a program that ended with this status, as a shell tells it, may leave a core.
 bool leaves_core(int status);
 // "with status 3", "killed by signal 11 (Segmentation fault)"
@@ -78,6 +83,7 @@ class Plugins {
   // How many lines it has written so far, and those from a number on, of which the oldest may be lost.
   size_t count_lines(size_t place) const;
   std::vector<std::string> lines_from(size_t place, size_t first) const;
+  std::deque<OutputLine> output(size_t place) const;
 
   void note_end(pid_t process, int status);
   // Ends that nobody asked for, and sanitizers' reports.
@@ -85,7 +91,7 @@ class Plugins {
 
  private:
   struct Output {
-    std::deque<std::string> lines = {};
+    std::deque<OutputLine> lines = {};
     size_t lost = 0;
   };
   void take_line(size_t place, std::string_view line);

@@ -9,13 +9,10 @@
 //   city NAME       sets the city, and asks for its forecast; it is the same after a restart
 //   dns DNS1 DNS2   sets the router's DNS servers
 //   fetch URL       downloads to FOLDER/forecast.bin; answers the result of the call
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <cctype>
-#include <cerrno>
 #include <cstdlib>
 #include <cstring>
 #include <future>
@@ -32,7 +29,6 @@ using std::chrono::milliseconds;
 
 constexpr const char* kService = "https://api.weather.example/v1/now?city=";
 constexpr int kServiceLimitSeconds = 5;
-constexpr const char* kDownloads = "/tmp/weather";  // where the download daemon can write
 constexpr milliseconds kPatience(1000), kBetweenLooks(50);
 
 class Weather {
@@ -148,26 +144,36 @@ void Weather::ask_service(const std::string& city) {
   has_forecast_ = result == 0 && degrees != nullptr;
   if (has_forecast_) degrees_ = std::atoi(degrees + std::strlen("\"degrees\":"));
   std::printf("forecast for %s: %d\n", city.c_str(), result);
+  if (result == 0 && degrees == nullptr) std::printf("no degrees in it: %.60s\n", answer);
 }
 
 int Weather::start_download(const std::string& url) {
-  const task_param wanted = {url.c_str(), kDownloads, "forecast.bin"};
+  const task_param wanted = {url.c_str(), folder_.c_str(), "forecast.bin"};
   char id[ZEL_TASK_ID_SIZE] = "";
   const int result = zel_download_task_create(&wanted, id);
   if (result == 0) worker_.post([this, task = std::string(id)] { follow_download(task); });
   return result;
 }
 
+// -1 has two causes, which a second question tells apart.
+const char* why_query_failed(int result) {
+  if (result == ZEL_DOWNLOAD_NOT_PERMITTED) return "ability 1 (download) is missing";
+  if (zel_download_task_getnum() >= 0) return "the daemon does not know the task";
+  return "the daemon gives no answer";
+}
+
 // Looks once, and again later, after what else there is to do.
 void Weather::follow_download(const std::string& id) {
   task_info task{};
-  if (zel_download_task_query(id.c_str(), &task) != 0) return;
-  if (task.status == ZEL_TASK_COMPLETE) {
-    const std::string place = folder_ + "/forecast.bin";
-    std::printf("forecast.bin: %d\n", zel_file_copy("/tmp/weather/forecast.bin", place.c_str()));
+  if (const int result = zel_download_task_query(id.c_str(), &task); result != 0) {
+    std::printf("forecast.bin: %s\n", why_query_failed(result));
+  } else if (task.status == ZEL_TASK_COMPLETE) {
+    std::printf("forecast.bin is in %s\n", folder_.c_str());
   } else if (task.status < ZEL_TASK_ERROR) {
     std::this_thread::sleep_for(kBetweenLooks);
     worker_.post([this, id] { follow_download(id); });
+  } else {
+    std::printf("forecast.bin: did not come, error %d\n", task.error_code);
   }
 }
 
@@ -183,23 +189,27 @@ void hear_event(int32_t subevent, const char*) noexcept {
   weather->hear(subevent);
 }
 
+bool works(const char* otherwise, int result) {
+  if (result != 0)
+    std::fprintf(stderr, "weather: %s (%d); the library's lines above tell more\n", otherwise, result);
+  return result == 0;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   char appid[PERM_APPID_SIZE];
   if (begin_plugin("weather", appid) != 0) return 1;
-  if (argc != 2 || (mkdir(kDownloads, 0755) != 0 && errno != EEXIST)) {
-    std::fprintf(stderr, "usage: weather FOLDER, and %s must be free\n", kDownloads);
+  if (argc != 2) {
+    std::fprintf(stderr, "usage: weather FOLDER\n");
     return 2;
   }
   static Weather the_weather(argv[1]);
   weather = &the_weather;
-  if (zel_event_subscribe(ZEL_EVENT_WAN, hear_event) != 0 || zel_service_init() != 0 ||
-      zel_cloud_msg_handler_register(answer_message) != 0) {
-    std::fprintf(stderr,
-                 "weather: the library did not start, or an ability is missing; its lines above tell\n");
+  if (!works("no WAN events", zel_event_subscribe(ZEL_EVENT_WAN, hear_event)) ||
+      !works("no service", zel_service_init()) ||
+      !works("no cloud messages", zel_cloud_msg_handler_register(answer_message)))
     return 1;
-  }
   std::printf("serving %s\n", zel_object_name);
   while (true) pause();
 }

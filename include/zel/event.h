@@ -13,6 +13,7 @@ ZEL_EXTERN_C_BEGIN
 
 struct ubus_context;
 
+/* The events, and how many there are. */
 enum zel_event {
   ZEL_EVENT_DISK = 0, /* subevents 0 and 1 */
   ZEL_EVENT_WAN = 1,  /* subevents 256 and 257 */

@@ -94,6 +94,7 @@ typedef struct perm_plugin_slot {
   uint32_t abilitybits;
 } perm_plugin_slot;
 
+/* All of it. */
 typedef struct perm_table {
   int32_t semid;        /* the semaphore set that guards the table */
   int32_t plugin_count; /* slots in use; they need not be the first ones */

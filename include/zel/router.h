@@ -39,6 +39,7 @@ typedef struct zel_wan_speed {
   int32_t PeakUploadRate;
 } zel_wan_speed;
 
+/* The WAN link now. */
 typedef struct zel_wan_status {
   int32_t WAN_NET;  /* 1: the internet can be reached; else 0 */
   int32_t WAN_LINE; /* 1: the cable is linked; else 0 */

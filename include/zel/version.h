@@ -1,6 +1,6 @@
 /* version.h: the version of libzel that these headers belong to, and what its numbers promise.
  *
- *   #if ZEL_VERSION >= ZEL_VERSION_NUMBER(0, 2, 0)
+ *     #if ZEL_VERSION >= ZEL_VERSION_NUMBER(0, 2, 0)
  *
  * SONAME. The library's file name on the router ends in the major version: libzel.so.0. A plug-in keeps running
  * with every later library of that name.
@@ -14,10 +14,10 @@
 #ifndef ZEL_VERSION_H
 #define ZEL_VERSION_H
 
+/* The numbers, and as one to compare. */
 #define ZEL_VERSION_MAJOR 0
 #define ZEL_VERSION_MINOR 1
 #define ZEL_VERSION_PATCH 0
-
 #define ZEL_VERSION_NUMBER(major, minor, patch) ((major)*65536 + (minor)*256 + (patch))
 #define ZEL_VERSION ZEL_VERSION_NUMBER(ZEL_VERSION_MAJOR, ZEL_VERSION_MINOR, ZEL_VERSION_PATCH)
 
@@ -25,6 +25,7 @@
 #define ZEL_VERSION_TEXT                \
   ZEL_VERSION_QUOTED(ZEL_VERSION_MAJOR) \
   "." ZEL_VERSION_QUOTED(ZEL_VERSION_MINOR) "." ZEL_VERSION_QUOTED(ZEL_VERSION_PATCH)
+/* Its steps. */
 #define ZEL_VERSION_QUOTED(number) ZEL_VERSION_QUOTE(number)
 #define ZEL_VERSION_QUOTE(number) #number
 

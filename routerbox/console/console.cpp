@@ -77,25 +77,34 @@ class Console : public httplib::Server {
   // Its address, with the token.
   std::string take_connections(int wanted) {
     const int port = wanted == 0 ? bind_to_any_port(kLoopback) : wanted;
-    if (wanted != 0) bind_or_throw(this, kLoopback, wanted);
-    if (port < 0) fail_errno("cannot listen at the loopback interface");
+    if (port < 0 || (wanted != 0 && !bind_to_port(kLoopback, wanted)))
+      throw Failure("cannot listen at 127.0.0.1:" + std::to_string(wanted) +
+                        "; is another server there? Without --port the console finds a port itself",
+                    kFailed);
     let_many_wait(svr_sock_);
     host_ = std::string(kLoopback) + ":" + std::to_string(port);
     return "http://" + host_ + "/#" + token_;
   }
 
  private:
-  // 0, or why not.
-  int refusal_of(const httplib::Request& request) const {
+  static bool has_data(const httplib::Request& request) { return request.path.starts_with("/api/"); }
+
+  // Whether the browser sent it of its own, for its user or for a page of this server.
+  bool is_of_own_page(const httplib::Request& request) const {
     const std::string origin = request.get_header_value("Origin"),
                       site = request.get_header_value("Sec-Fetch-Site");
-    const bool own_site = site.empty() || site == "none" || site == "same-origin";
-    if (request.get_header_value("Host") != host_ || (!origin.empty() && origin != "http://" + host_) ||
-        !own_site)
-      return kForbidden;
-    const bool open = !request.path.starts_with("/api/");
-    return open || same_secret(request.get_header_value("Authorization"), "Bearer " + token_) ? 0
-                                                                                              : kUnauthorized;
+    // Somebody may click the address where it was printed, in a terminal that is a page itself.
+    const bool visit = !has_data(request) && request.get_header_value("Sec-Fetch-Mode") == "navigate" &&
+                       request.get_header_value("Sec-Fetch-Dest") == "document";
+    return (origin.empty() || origin == "http://" + host_) &&
+           (site.empty() || site == "none" || site == "same-origin" || visit);
+  }
+
+  // 0, or why not.
+  int refusal_of(const httplib::Request& request) const {
+    if (request.get_header_value("Host") != host_ || !is_of_own_page(request)) return kForbidden;
+    if (!has_data(request)) return 0;
+    return same_secret(request.get_header_value("Authorization"), "Bearer " + token_) ? 0 : kUnauthorized;
   }
 
   HandlerResponse admit(const httplib::Request& request, httplib::Response& response) const {

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "../places.h"
+
 namespace routerbox::downloads {
 namespace {
 
@@ -69,9 +71,31 @@ void complete(Json* entry, bool without_gid, const Appids& appids) {
   if (without_gid) entry->erase("gid");
 }
 
+// With another name of the folder it lies in; none when it does not lie there.
+std::optional<std::string> moved(const std::string& path, const std::string& from, const std::string& to) {
+  const bool below = path.starts_with(from) && (path.size() == from.size() || path[from.size()] == '/');
+  if (from.empty() || !below) return std::nullopt;
+  return to + path.substr(from.size());
+}
+
+// Wherever the daemon says where something lies. Returns whether it does so below that folder.
+bool show_folder(Json* value, const std::string& data) {
+  bool shown = false;
+  for (const char* member : {"dir", "path"}) {
+    if (!value->is_object() || !value->contains(member)) continue;
+    if (const auto path = moved(text_member(*value, member), data, kDataFolder)) {
+      (*value)[member] = *path;
+      shown = true;
+    }
+  }
+  if (value->is_structured())
+    for (Json& inner : *value) shown = show_folder(&inner, data) || shown;
+  return shown;
+}
+
 }  // namespace
 
-Exchange::Exchange(const std::string& request) : request_(request) {
+Exchange::Exchange(const std::string& request, std::string data) : data_(std::move(data)), request_(request) {
   Document document(request);
   read(&document.tree);
   if (changed_) request_ = document.text();
@@ -93,6 +117,7 @@ void Exchange::read_call(Json* call, std::string_view name, const Json::json_poi
   methods_.push_back(method);
   const auto found = call->find("params");
   Json* const params = found != call->end() && found->is_array() ? &*found : nullptr;
+  if (params != nullptr) rename_folder(params);
   if (std::find(std::begin(kTelling), std::end(kTelling), method) != std::end(kTelling)) {
     read_tell(params, result);
   } else if (params == nullptr) {
@@ -106,6 +131,15 @@ void Exchange::read_call(Json* call, std::string_view name, const Json::json_poi
     size_t place = 0;
     for (Json& inner : params->front()) read_call(&inner, kInnerMethod, result / place++ / 0);
   }
+}
+
+void Exchange::rename_folder(Json* params) {
+  Json* const options = first_of(Json::value_t::object, params);
+  if (options == nullptr || data_.empty()) return;
+  const std::optional<std::string> folder = moved(text_member(*options, "dir"), kDataFolder, data_);
+  if (!folder) return;
+  (*options)["dir"] = *folder;
+  changed_ = true;
 }
 
 void Exchange::read_tell(Json* params, const Json::json_pointer& result) {
@@ -123,10 +157,10 @@ bool Exchange::adds() const {
 }
 
 std::string Exchange::finish(const std::string& answer, Appids* appids) const {
-  if (calls_.empty()) return answer;
+  if (calls_.empty() && data_.empty()) return answer;
   Document document(answer);
   Json& tree = document.tree;
-  bool told = false;
+  bool told = !data_.empty() && show_folder(&tree, data_);
   for (const Call& call : calls_) {
     if (!tree.is_structured() || !tree.contains(call.result)) continue;  // the daemon refused
     Json& result = tree[call.result];

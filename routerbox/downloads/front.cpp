@@ -6,6 +6,8 @@
 #include <mutex>
 
 #include "../http/body.h"
+#include "../http/owner.h"
+#include "../trace/peers.h"
 
 namespace routerbox::downloads {
 namespace {
@@ -35,8 +37,8 @@ std::string join(const std::vector<std::string>& methods) {
 
 }  // namespace
 
-Front::Front(int daemon_port, Appids& appids, Faults& faults, RequestLog& log)
-    : daemon_port_(daemon_port), appids_(appids), faults_(faults), log_(log) {
+Front::Front(int daemon_port, Appids& appids, Faults& faults, RequestLog& log, std::string box)
+    : daemon_port_(daemon_port), appids_(appids), faults_(faults), log_(log), box_(std::move(box)) {
   route_faults(&http_, &faults_);
   http_.Post("/box/jsonrpc", with_body([this](const auto& request, const auto& body, auto& response) {
                serve_quietly(request, body, response);
@@ -52,7 +54,7 @@ Front::Front(int daemon_port, Appids& appids, Faults& faults, RequestLog& log)
 
 void Front::serve(const httplib::Request& request, const std::string& body, httplib::Response& response) {
   const Arrival arrival = now();
-  const Exchange exchange(body);
+  const Exchange exchange(body, body.empty() ? "" : data_folder_of(request));
   const std::optional<Fault> fault = faults_.take(exchange.methods());
   Reply reply;
   if (!fault || fault->kind->effect == Effect::kFull) reply = carry_out(request, exchange, &response);
@@ -69,6 +71,13 @@ void Front::serve(const httplib::Request& request, const std::string& body, http
               fault ? fault->kind->name : "",
               {{"request", body}, {"answer", reply.body ? Json(*reply.body) : reply.answer}}});
   send(reply, response);
+}
+
+// Of the plug-in that asks.
+std::string Front::data_folder_of(const httplib::Request& request) const {
+  const std::optional<uid_t> uid = box_.empty() ? std::nullopt : sender_of(request);
+  const std::optional<Plugin> plugin = uid ? plugin_of(*uid, box_) : std::nullopt;
+  return plugin ? plugin->data : "";
 }
 
 void Front::serve_quietly(const httplib::Request& request, const std::string& body,

@@ -17,9 +17,9 @@ namespace routerbox::downloads {
 
 class Front {
  public:
-  // All three must outlive it. The log has the methods with a comma between, the request as a JSON text, and
-  // the HTTP status as code.
-  Front(int daemon_port, Appids& appids, Faults& faults, RequestLog& log);
+  // The references must outlive it; `box` is the folder of the roster (trace/peers.h), empty: none. The log has the
+  // methods with a comma between, the request as a JSON text, and the HTTP status as code.
+  Front(int daemon_port, Appids& appids, Faults& faults, RequestLog& log, std::string box);
   LoopbackServer& http() { return http_; }
 
  private:
@@ -28,10 +28,13 @@ class Front {
   Reply carry_out(const httplib::Request& request, const Exchange& exchange, httplib::Response* response);
   Reply ask_daemon(const httplib::Request& request, const std::string& body, httplib::Response* response);
 
+  std::string data_folder_of(const httplib::Request& request) const;
+
   const int daemon_port_;
   Appids& appids_;
   Faults& faults_;
   RequestLog& log_;
+  const std::string box_;
   // Held alone from a new task's request until its appid is known, so that nobody is told of it without.
   std::shared_mutex new_tasks_;
   LoopbackServer http_;

@@ -32,7 +32,7 @@ int run(int argc, char** argv) {
   Appids appids(settings.appids);
   Faults faults(own_faults(), methods());
   RequestLog log(settings.log, settings.server.box, Channel::kDownloads, "downloads");
-  Front front(settings.daemon_port, appids, faults, log);
+  Front front(settings.daemon_port, appids, faults, log, settings.server.box);
   front.http().bind(settings.server.port);
   serve_until_signal("boxdownloads", {&front.http()});
 }

@@ -46,7 +46,8 @@ std::string roster_file(const std::string& folder) {
 void write_roster(const std::string& folder, const Roster& roster) {
   Json plugins = Json::array();
   for (const Plugin& plugin : roster.plugins)
-    plugins.push_back({{"name", plugin.name}, {"appid", plugin.appid}, {"uid", plugin.uid}});
+    plugins.push_back(
+        {{"name", plugin.name}, {"appid", plugin.appid}, {"uid", plugin.uid}, {"data", plugin.data}});
   const std::string file = roster_file(folder), next = file + ".new";
   write_file(next, text_of({{"started", roster.started}, {"plugins", plugins}}) + "\n", 0644);
   if (std::rename(next.c_str(), file.c_str()) != 0) fail_errno("cannot write " + file);
@@ -59,7 +60,7 @@ Roster read_roster(const std::string& folder) {
     const Json json = Json::parse(read_file(file));
     json.at("started").get_to(roster.started);
     for (const Json& plugin : json.at("plugins"))
-      roster.plugins.push_back({plugin.at("name"), plugin.at("appid"), plugin.at("uid")});
+      roster.plugins.push_back({plugin.at("name"), plugin.at("appid"), plugin.at("uid"), plugin.at("data")});
   } catch (const Json::exception& error) {
     throw Failure(file + " does not hold the box's plug-ins: " + error.what());
   }
@@ -84,12 +85,17 @@ std::optional<uid_t> owner_of(const Connection& connection) {
   return found->idiag_uid;
 }
 
+std::optional<Plugin> plugin_of(uid_t uid, const std::string& folder) {
+  for (const Plugin& plugin : read_roster(folder).plugins)
+    if (plugin.uid == uid) return plugin;
+  return std::nullopt;
+}
+
 std::string name_of(std::optional<uid_t> uid, const std::string& folder) {
   if (!uid) return "?";
   if (*uid == 0) return "root";
   try {
-    for (const Plugin& plugin : read_roster(folder).plugins)
-      if (plugin.uid == *uid) return plugin.name;
+    if (const std::optional<Plugin> plugin = plugin_of(*uid, folder)) return plugin->name;
   } catch (const Failure&) {
     // The number is better than no answer to the plug-in's request.
   }

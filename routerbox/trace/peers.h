@@ -12,10 +12,12 @@ namespace routerbox {
 struct Plugin {
   std::string name, appid;
   uid_t uid = 0;
+  std::string data = {};  // folder that it alone sees, as /data; empty: none
 };
 
 // The file roster.json of the box's folder:
-//   {"started": 12.5, "plugins": [{"name": "weather", "appid": "3001", "uid": 10000}]}
+//   {"started": 12.5, "plugins": [{"name": "weather", "appid": "3001", "uid": 10000,
+//                                   "data": "/home/me/weather/.box/weather"}]}
 struct Roster {
   double started = 0;  // the box's start, seconds of CLOCK_MONOTONIC
   std::vector<Plugin> plugins;
@@ -36,8 +38,11 @@ struct Connection {
 // Who holds the client's end; none when the client has gone already.
 std::optional<uid_t> owner_of(const Connection& connection);
 
+// The plug-in that runs as this user. Reads the roster anew, as plug-ins may have been added. Throws Failure.
+std::optional<Plugin> plugin_of(uid_t uid, const std::string& folder);
+
 // A plug-in's name; "root" for the box's own programs; "uid N" for other users; "?" when nobody is left.
-// Reads the roster anew, as plug-ins may have been added; without one it knows no names.
+// Without a roster it knows no names.
 std::string name_of(std::optional<uid_t> uid, const std::string& folder);
 
 }  // namespace routerbox

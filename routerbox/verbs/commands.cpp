@@ -15,6 +15,8 @@
 #include "../outer.h"
 #include "../places.h"
 #include "../programs.h"
+#include "../run_folder.h"
+#include "../trace/trace.h"
 #include "../unfinished.h"
 #include "../whole_number.h"
 #include "client.h"
@@ -60,6 +62,20 @@ int end_box(const Line& line) {
   return kDone;
 }
 
+void record_command(const Line& line, int status, Trace* trace) {
+  std::string what = "exec";
+  if (!line.as.empty()) what += " --as " + line.as;
+  for (const std::string& word : line.command) what += " " + word;
+  trace->record(
+      {Channel::kLife,
+       "author",
+       "box",
+       what,
+       "OK",
+       {},
+       {{"arguments", {{"as", line.as}, {"command", line.command}}}, {"result", {{"status", status}}}}});
+}
+
 int enter_box(const Line& line) {
   const bool shell = std::strcmp(line.verb.name, "shell") == 0;
   if (!shell && line.command.empty())
@@ -67,7 +83,11 @@ int enter_box(const Line& line) {
   const BoxClient box(line.name);
   const Json place = box.call("enter", {{"as", line.as}});
   const std::vector<std::string> words = shell ? std::vector<std::string>{"bash"} : line.command;
-  return run_in_box(box.process_one(), launch_for(place, words));
+  // Opened here, as the box is entered for good.
+  Trace trace(box.folder());
+  const int status = run_in_box(box.process_one(), launch_for(place, words));
+  if (!shell) record_command(line, status, &trace);
+  return status;
 }
 
 int debug(const Line& line) {
@@ -253,7 +273,10 @@ int start_box(const Verb& verb, int argc, char** argv) {
     throw Failure("up takes no command; write routerbox up && routerbox exec -- COMMAND...",
                   kWrongCommandLine);
   const std::string name = run_in_background(options);
-  std::cout << (options.json ? text_of({{"box", name}}) : "the box " + name + " is up") + "\n" << std::flush;
+  std::cout << (options.json ? text_of({{"box", name}, {"socket", socket_of(name)}})
+                             : "the box " + name + " is up") +
+                   "\n"
+            << std::flush;
   return kDone;
 }
 

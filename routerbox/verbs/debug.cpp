@@ -10,6 +10,7 @@
 #include "../guard.h"
 #include "../io.h"
 #include "../nearest.h"
+#include "../pass_on.h"
 #include "../programs.h"
 #include "enter.h"
 #include "status.h"
@@ -112,6 +113,7 @@ int run_there(pid_t process_one, const Launch& launch) {
       _exit(failure.status());
     }
   for (const int number : {SIGINT, SIGQUIT}) signal(number, SIG_IGN);  // the terminal's are for the tool
+  pass_on({SIGTERM, SIGHUP}, child);  // and the plug-in is to run again behind it
   int status = 0;
   if (retry([&] { return waitpid(child, &status, 0); }) != child) fail_errno("cannot wait for the tool");
   return WIFSIGNALED(status) ? kKilledBase + WTERMSIG(status) : WEXITSTATUS(status);

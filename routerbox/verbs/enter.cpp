@@ -1,6 +1,7 @@
 #include "enter.h"
 
 #include "../guard.h"
+#include "../pass_on.h"
 
 #include <sched.h>
 #include <signal.h>
@@ -42,6 +43,7 @@ int run_in_box(pid_t process_one, const Launch& launch) {
   report.write = Descriptor();
   // The terminal's are for the command.
   for (const int number : {SIGINT, SIGQUIT}) signal(number, SIG_IGN);
+  pass_on({SIGTERM, SIGHUP}, child);
   std::string trouble;
   read_all(report.read.get(), &trouble);
   if (!trouble.empty()) throw Failure(trouble.substr(1), trouble.front());

@@ -21,8 +21,10 @@ using Words = std::vector<std::string>;
 // As long as a test waits for what it expects; what comes later may have another reason.
 constexpr double kEffectSeconds = 2;
 constexpr size_t kLongestTitle = 60;
-constexpr const char* kSteps[] = {"start", "stop", "restart", "send", "event",  "wan",
-                                  "disk",  "set",  "fault",   "mark", "ability"};
+constexpr size_t kLongestLine = 80;  // of output that one would write into a test
+constexpr size_t kMostLines = 2;     // of a plug-in's output, for one verb
+constexpr const char* kSteps[] = {"start", "stop",  "restart", "send",    "event", "wan",   "disk",
+                                  "set",   "fault", "mark",    "ability", "exec",  "expect"};
 
 bool was_cut(const std::string& text) {
   static const std::regex kCut(R"(\.\.\. \([0-9]+ bytes\)$)");
@@ -46,7 +48,7 @@ std::string pattern_of(const std::string& text) {
     if (std::string_view(".[]{}()*+?^$|\\").find(c) != std::string_view::npos) pattern += '\\';
     pattern += c;
   }
-  static const std::regex kClock("[0-9]{1,2}:[0-9]{2}(:[0-9]{2})?"), kLarge("[0-9]{6,}");
+  static const std::regex kClock(R"(\b[0-9]{1,2}:[0-9]{2}(:[0-9]{2})?\b)"), kLarge("[0-9]{6,}");
   pattern = std::regex_replace(pattern, kClock, "[0-9:]+");
   pattern = std::regex_replace(pattern, kLarge, "[0-9]+");
   return "^" + pattern + (was_cut(text) ? "" : "$");
@@ -73,9 +75,10 @@ std::string verb_of(const Json& line) {
 
 // The arguments in the order in which one types them.
 std::string typed(const std::string& verb, const Json& arguments) {
-  std::string text = "box " + verb;
+  const bool none = verb == "expect" && arguments.contains("no");
+  std::string text = "box " + verb + (none ? " no" : "");
   for (const Argument& argument : verb_named(verb).arguments) {
-    if (!arguments.contains(argument.name)) continue;
+    if (!arguments.contains(argument.name) || (none && argument.name == std::string("no"))) continue;
     const std::string option = std::string(" --") + argument.name;
     if (argument.form == Form::kFlag && arguments.at(argument.name) == Json(true)) text += option;
     if (argument.form == Form::kFlag) continue;
@@ -91,12 +94,21 @@ std::string expected_answer(const Json& arguments, const Json& result) {
   return " --expect " + shell_word(pattern_of(answer));
 }
 
+// A command's own status is as it was.
+std::string typed_command(const Json& arguments, const Json& result) {
+  const std::string as = text_of(arguments, "as"), status = text_of(result, "status");
+  std::string text = "box exec" + (as.empty() ? "" : " --as " + shell_word(as)) + " --";
+  for (const Json& word : arguments.at("command")) text += " " + shell_word(word.get<std::string>());
+  return status == "0" ? text : "run " + text + "\n  [ \"$status\" -eq " + status + " ]";
+}
+
 // Why the line can be no step of a test; empty when it can.
 std::string fault_of_step(const Json& line, const Json& arguments) {
   const std::string verb = verb_of(line);
   if (std::find(std::begin(kSteps), std::end(kSteps), verb) == std::end(kSteps))
     return "is nothing that a test does";
-  if (text_of(line, "result") != "OK") return "failed: " + text_of(line, "result");
+  const std::string result = text_of(line, "result");
+  if (result != "OK") return "failed: " + result.substr(0, result.find('\n'));
   if (!arguments.is_object()) return "was too long for the trace";
   for (const Json& argument : arguments)
     if (argument.is_string() && was_cut(argument)) return "was too long for the trace";
@@ -123,7 +135,8 @@ std::optional<Step> step_from(const Json& line, Words* notes) {
   step.verb = verb_of(line);
   const Json result = details.value("result", Json::object());
   step.event = event_sent(result);
-  step.line = typed(step.verb, arguments) + expected_answer(arguments, result);
+  step.line = step.verb == "exec" ? typed_command(arguments, result)
+                                  : typed(step.verb, arguments) + expected_answer(arguments, result);
   return step;
 }
 
@@ -134,19 +147,38 @@ bool is_plugin(const std::string& name) {
          name != "author" && name.find(' ') == std::string::npos;
 }
 
+// What a plug-in says, but for the library's own messages, which begin with a bracket. A long number may be another the
+// next time.
+std::string output_effect(const std::string& plugin, const std::string& text) {
+  static const std::regex kLong("[0-9]{4,}");
+  if (text.find_first_not_of(" \t\r") == std::string::npos || text.size() > kLongestLine ||
+      text.front() == '[')
+    return {};
+  return "output " + plugin + " " + shell_word(std::regex_replace(pattern_of(text), kLong, "[0-9]+"));
+}
+
 // As it is expected; empty: nothing that a test can look for.
 std::string effect_of(const Json& line) {
   const std::string channel = text_of(line, "channel"), what = text_of(line, "what"),
                     from = text_of(line, "from"), to = text_of(line, "to");
   if (channel == "router" && is_plugin(from)) return "router " + shell_word(what) + " --from " + from;
+  if (channel == "output") return output_effect(from, what);
+  if (channel == "downloads" && line.contains("state"))
+    return "download " + text_of(line, "state") + " --of " + from;
   if (channel == "bus" && what.starts_with("make the object ") && is_plugin(from)) return "object " + from;
   if (channel != "events" || what.starts_with("listen for ")) return {};
   if (text_of(line, "result") == "given") return is_plugin(to) ? "event " + what + " --to " + to : "";
   return is_plugin(from) ? "event " + what + " --from " + from : "";
 }
 
-void add_once(std::vector<std::string>* list, const std::string& text) {
-  if (std::find(list->begin(), list->end(), text) == list->end()) list->push_back(text);
+void add_effect(Step* step, const std::string& effect) {
+  Words& list = step->effects;
+  const std::string kind =
+      effect.substr(0, effect.find(' ', effect.find(' ') + 1));  // such as "output weather"
+  const auto same_kind = [&](const std::string& other) { return other.starts_with(kind + " "); };
+  const bool enough = effect.starts_with("output ") && std::count_if(list.begin(), list.end(), same_kind) >=
+                                                           static_cast<ptrdiff_t>(kMostLines);
+  if (!enough && std::find(list.begin(), list.end(), effect) == list.end()) list.push_back(effect);
 }
 
 // What was seen while a verb was carried out, or soon after it, comes of it; its event may be given out when the next
@@ -157,6 +189,7 @@ Step* step_of(std::vector<Step>* steps, const Json& line) {
   Step *latest = nullptr, *sender = nullptr;
   for (Step& step : *steps) {
     if (step.begin > at) break;
+    if (step.verb == "expect") continue;  // it does nothing
     latest = &step;
     if (given && step.event == text_of(line, "what")) sender = &step;
   }
@@ -165,7 +198,7 @@ Step* step_of(std::vector<Step>* steps, const Json& line) {
 }
 
 bool seen_by_mark(const std::string& effect) {
-  return !effect.starts_with("object ");
+  return !effect.starts_with("object ") && !effect.starts_with("download ");
 }
 
 // Puts a mark before each verb of which something is expected that was seen before: a test would see the earlier one.
@@ -186,6 +219,18 @@ void add_marks(const std::vector<Json>& trace, std::vector<Step>* steps) {
   }
 }
 
+// What is typed as an expectation, until something else is done, need not be added.
+void leave_out_typed(std::vector<Step>* steps) {
+  Step* doing = nullptr;
+  for (Step& step : *steps) {
+    if (step.verb != "expect")
+      doing = &step;
+    else if (doing != nullptr)
+      std::erase_if(doing->effects,
+                    [&](const std::string& effect) { return step.line == "box expect " + effect; });
+  }
+}
+
 // As the verb that sends it; empty: it is none of root's.
 std::string message_of(const Json& line) {
   const Json details = line.value("details", Json());
@@ -203,8 +248,8 @@ std::string message_of(const Json& line) {
 std::string made_title(const std::vector<Step>& steps) {
   std::string title;
   for (const Step& step : steps) {
-    if (step.verb == "mark") continue;
-    const size_t begin = step.line.rfind("box ") + 4;
+    if (step.verb == "mark" || step.verb == "expect") continue;
+    const size_t begin = step.line.find("box ", step.line.starts_with("box mark\n") ? 9 : 0) + 4;
     const std::string words = step.line.substr(begin, step.line.find(" --", begin) - begin);
     if (title.size() + words.size() > kLongestTitle) return title.empty() ? step.verb : title + ", ...";
     title += (title.empty() ? "" : ", ") + words;
@@ -228,16 +273,32 @@ std::string clear_of_unplayed(const Json& faults) {
   return text;
 }
 
+// Where all of a plug-in's downloads have come to the same, that is what became of each.
+void add_state(Json* line, const Seen& seen) {
+  if (text_of(*line, "channel") != "downloads") return;
+  const auto states = seen.downloads.find(text_of(*line, "from"));
+  const bool adds = text_of(*line, "what").find("aria2.addUri") != std::string::npos;
+  if (adds && states != seen.downloads.end() && states->second.size() == 1)
+    (*line)["state"] = *states->second.begin();
+}
+
 // The others are not kept: a trace may have very many.
-std::vector<Json> lines_for_test(const std::string& trace_file, double since) {
+std::vector<Json> lines_for_test(const std::string& trace_file, double since, const Seen& seen) {
   std::ifstream trace(trace_file);
   if (!trace) fail_errno("cannot read " + trace_file);
   std::vector<Json> lines;
   for (std::string text; std::getline(trace, text);) {
-    const Json line = Json::parse(text, nullptr, false);
-    if (line.is_object() && line.value("at", 0.0) >= since && (is_authors(line) || !effect_of(line).empty()))
+    Json line = Json::parse(text, nullptr, false);
+    if (!line.is_object()) continue;
+    add_state(&line, seen);
+    if (line.value("at", 0.0) >= since && (is_authors(line) || !effect_of(line).empty()))
       lines.push_back(line);
   }
+  for (const Json& line : seen.output)
+    if (line.at("at") >= since) lines.push_back(line);
+  std::stable_sort(lines.begin(), lines.end(), [](const Json& one, const Json& other) {
+    return one.value("at", 0.0) < other.value("at", 0.0);
+  });
   return lines;
 }
 
@@ -254,9 +315,9 @@ std::string test_step(const Json& line) {
   throw Failure(notes.empty() ? "a test can neither do nor expect this" : notes.front(), kNo);
 }
 
-Recording record_test(const std::string& trace_file, double since, const Json& faults,
+Recording record_test(const std::string& trace_file, double since, const Seen& seen,
                       const std::string& title) {
-  const std::vector<Json> trace = lines_for_test(trace_file, since);
+  const std::vector<Json> trace = lines_for_test(trace_file, since, seen);
   Recording recording;
   std::vector<Step> steps;
   for (const Json& line : trace)
@@ -265,7 +326,8 @@ Recording record_test(const std::string& trace_file, double since, const Json& f
   if (steps.empty()) return recording;
   for (const Json& line : trace)
     if (const std::string effect = effect_of(line); !effect.empty())
-      if (Step* const step = step_of(&steps, line)) add_once(&step->effects, effect);
+      if (Step* const step = step_of(&steps, line)) add_effect(step, effect);
+  leave_out_typed(&steps);
   add_marks(trace, &steps);
   recording.verbs = steps.size();
   recording.test = "load box\n\n@test " + quoted_title(title.empty() ? made_title(steps) : title) + " {\n";
@@ -273,7 +335,7 @@ Recording record_test(const std::string& trace_file, double since, const Json& f
     recording.test += "  " + step.line + "\n";
     for (const std::string& effect : step.effects) recording.test += "  box expect " + effect + "\n";
   }
-  recording.test += clear_of_unplayed(faults) + "}\n";
+  recording.test += clear_of_unplayed(seen.faults) + "}\n";
   return recording;
 }
 

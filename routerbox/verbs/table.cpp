@@ -5,6 +5,7 @@
 
 #include "../failure.h"
 #include "../nearest.h"
+#include "schema.h"
 #include "status.h"
 
 namespace routerbox {
@@ -273,8 +274,11 @@ Json verbs_as_json() {
                              {"required", argument.required},
                              {"help", argument.help},
                              {"form", kFormNames[static_cast<int>(argument.form)]}});
-    all.push_back(
-        {{"verb", verb.name}, {"arguments", arguments}, {"help", verb.help}, {"example", verb.example}});
+    all.push_back({{"verb", verb.name},
+                   {"arguments", arguments},
+                   {"result", result_schema(verb.name)},
+                   {"help", verb.help},
+                   {"example", verb.example}});
   }
   return all;
 }

@@ -14,6 +14,7 @@
 #include "../box.h"
 #include "../guard.h"
 #include "../io.h"
+#include "../pass_on.h"
 #include "../programs.h"
 #include "../run_folder.h"
 #include "leftovers.h"
@@ -138,12 +139,6 @@ void set_environment(const std::string& run, const Words& options) {
   setenv("ROUTERBOX_RUN", run.c_str(), 1);
 }
 
-volatile pid_t passed_to;
-
-void pass_on(int number) {
-  kill(passed_to, number);
-}
-
 // The terminal's signals are for bats, which ends its tests in order; what else is to end this ends bats first.
 int run_program(const std::string& program, Words words) {
   std::cout << std::flush;
@@ -154,9 +149,8 @@ int run_program(const std::string& program, Words words) {
     write_all(STDERR_FILENO, "routerbox: " + explain_exec(program, errno) + "\n");
     _exit(kFailed);
   }
-  passed_to = child;
   for (const int number : {SIGINT, SIGQUIT}) signal(number, SIG_IGN);
-  for (const int number : {SIGTERM, SIGHUP}) signal(number, pass_on);
+  pass_on({SIGTERM, SIGHUP}, child);
   int status = 0;
   if (retry([&] { return waitpid(child, &status, 0); }) != child) fail_errno("cannot wait for " + program);
   return WIFSIGNALED(status) ? kKilledBase + WTERMSIG(status) : WEXITSTATUS(status);

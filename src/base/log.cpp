@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <ctime>
 
+#include "base/libc_section.h"
 #include "base/plain_format.h"
 #include "base/uncancelled.h"
 
@@ -19,6 +20,7 @@ constexpr std::size_t kTextSize = 2048;
 void to_syslog(int level, const char* text) {
   char format[2 * kTextSize];
   zel::plain_format(text, format, sizeof format);
+  const zel::LibcSection section;
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wformat-security"
 #pragma GCC diagnostic ignored "-Wformat-nonliteral"
@@ -39,7 +41,7 @@ void zel_log(int level, const char* format, ...) {
 
   const time_t now = time(nullptr);
   tm local{};
-  localtime_r(&now, &local);
+  zel::local_time(&now, &local);
   fprintf(stderr, "[%02d-%02d %2d:%2d:%2d] %s\n", local.tm_mon + 1, local.tm_mday, local.tm_hour,
           local.tm_min, local.tm_sec, text);
 

@@ -10,6 +10,7 @@
 #include <iterator>
 
 #include "base/in_child.h"
+#include "base/libc_section.h"
 #include "base/uncancelled.h"
 
 int32_t qo_debuglevel = 1;
@@ -67,7 +68,7 @@ int QO_Log(int level, const char* format, ...) {
   va_end(arguments);
   const time_t now = time(nullptr);
   tm local{};
-  localtime_r(&now, &local);
+  zel::local_time(&now, &local);
   char line[1040] = {};
   const int length = snprintf(line, sizeof line, "[%s-%2d %2d:%2d:%2d] %s\n", letter_of(level), local.tm_mday,
                               local.tm_hour, local.tm_min, local.tm_sec, text);

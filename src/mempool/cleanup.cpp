@@ -2,6 +2,8 @@
 #include <unistd.h>
 #include <zel/mempool.h>
 
+#include "base/uncancelled.h"
+
 mem_pool_cleanup* mem_pool_cleanup_add(mem_pool* pool, size_t size) {
   auto* const entry = static_cast<mem_pool_cleanup*>(mem_palloc(pool, sizeof(mem_pool_cleanup)));
   if (entry == nullptr) return nullptr;
@@ -23,7 +25,9 @@ int mem_pool_run_cleanup_file(mem_pool* pool, int fd) {
 }
 
 int mem_pool_cleanup_file(void* data) {
-  return data != nullptr ? close(static_cast<const mem_pool_cleanup_file_t*>(data)->fd) : -1;
+  if (data == nullptr) return -1;
+  const zel::Uncancelled uncancelled;  // What is left of its pool would be lost.
+  return close(static_cast<const mem_pool_cleanup_file_t*>(data)->fd);
 }
 
 int mem_pool_delete_file(void* data) {

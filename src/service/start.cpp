@@ -7,6 +7,7 @@
 #include <mutex>
 
 #include "base/in_child.h"
+#include "base/libc_section.h"
 #include "base/log.h"
 #include "bus/dispatch.h"
 
@@ -25,7 +26,10 @@ bool first_call() {
 }
 
 void prepare() {
-  openlog("ZEL", LOG_PID, LOG_USER);
+  {
+    const zel::LibcSection section;
+    openlog("ZEL", LOG_PID, LOG_USER);
+  }
   zel::zel_loop_init();
 }
 

@@ -9,9 +9,11 @@
 
 #include <zel/util.h>
 
+#include "base/libc_section.h"
+
 char* time2str(time_t seconds, char* destination, size_t size) {
   struct tm date;
-  if (localtime_r(&seconds, &date) == nullptr) {
+  if (zel::local_time(&seconds, &date) == nullptr) {
     const int error = errno;
     printf("localtime fail. %d, %s\n", error, strerror(error));
     return nullptr;

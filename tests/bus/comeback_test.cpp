@@ -1,6 +1,7 @@
 // A plug-in whose broker ends and starts again.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <zel/cloud.h>
 #include <zel/event.h>
 #include <zel/service.h>
@@ -14,6 +15,7 @@
 #include "bus/libubus.h"
 #include "support/broker_process.h"
 #include "support/captured.h"
+#include "support/genuine_ways.h"
 #include "support/stopped_broker.h"
 #include "support/wait_until.h"
 
@@ -63,6 +65,9 @@ class Comeback : public testing::Test {
  protected:
   Comeback() {
     zel_debug = 0;
+    genuine_ways.connect_takes_signals = true;
+    genuine_ways.loses_framing = true;
+    genuine_ways.calls_outlive_the_connection = true;
     EXPECT_EQ(zel_service_init_dbg("test"), 0);
     EXPECT_EQ(zel_cloud_msg_handler_register_dbg([](const char*, uint32_t, char*, uint32_t) { return 42; }),
               0);
@@ -162,6 +167,32 @@ TEST_F(Comeback, HearsWhileAnotherHasTheNameOfItsObject) {
   EXPECT_TRUE(wait_until(is_answered));
 }
 
+TEST_F(Comeback, FollowsAFrameThatMakesNoSense) {
+  int ends[2];
+  ASSERT_EQ(socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends), 0);
+  const zel::Descriptor ours(ends[0]);
+  const zel::Descriptor brokers(ends[1]);
+  test::ByteString bad = test::frame(test::kStatus, 0, 0, {});
+  bad[0] = 1;  // the version
+  ASSERT_EQ(send(brokers.get(), bad.data(), bad.size(), 0), static_cast<ssize_t>(bad.size()));
+  ASSERT_EQ(dup2(ours.get(), zel_event_ctx->sock.fd), zel_event_ctx->sock.fd);
+  EXPECT_TRUE(is_answered());  // The service thread turns to its descriptors as they are now.
+  EXPECT_TRUE(wait_until(hears));
+}
+
+TEST_F(Comeback, IsNotNeededBecauseOfAChildThatReleases) {
+  const std::string log = captured(stderr, [] {
+    const pid_t child = fork();
+    if (child == 0) {
+      zel_cloud_msg_release();
+      _exit(0);
+    }
+    waitpid(child, nullptr, 0);
+    EXPECT_TRUE(is_answered());
+  });
+  EXPECT_EQ(log, "");
+}
+
 TEST_F(Comeback, HoldsNoLockWhileABrokerIsSilent) {
   end_broker(SIGKILL);
   {
@@ -172,6 +203,16 @@ TEST_F(Comeback, HoldsNoLockWhileABrokerIsSilent) {
     std::this_thread::sleep_for(milliseconds(1000));  // It has been tried by then; else the case tests less.
     auto locked = std::async(std::launch::async, [] { return zel_lock() + zel_unlock(); });
     EXPECT_EQ(locked.wait_for(std::chrono::seconds(10)), std::future_status::ready);
+    int tries = 0;
+    for (const auto end = Clock::now() + milliseconds(1000); Clock::now() < end;) {
+      if (!test::readable(silent.get(), 100)) continue;
+      const zel::Descriptor client(accept(silent.get(), nullptr, nullptr));
+      ucred peer{};
+      socklen_t size = sizeof peer;
+      getsockopt(client.get(), SOL_SOCKET, SO_PEERCRED, &peer, &size);
+      if (peer.pid == getpid()) ++tries;  // One looks, and connects then.
+    }
+    EXPECT_LT(tries, 20) << "its pauses grow";
     unlink(kPath.c_str());
   }
   start_broker();

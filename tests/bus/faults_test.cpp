@@ -50,9 +50,12 @@ void drop_receiver() {
                          zel::Owner(bus, [](void* it) { zel::close_bus(static_cast<ubus_context*>(it)); }));
 }
 
-void lose_receiver() {
+void make_receiver() {
   zel::zel_loop_init();
   zel_event_init();
+}
+void lose_receiver() {
+  make_receiver();
   zel::comeback.note_loss(zel_event_ctx);
 }
 int bring_back() {
@@ -106,6 +109,9 @@ const struct Call {
     {"zel_event_unsubscribe", [] { return zel_event_unsubscribe(0); }},
     {"zel_event_send", [] { return zel_event_send(0, 0, "d"); }},
     {"zel_event_send_disk", [] { return zel_event_send_disk(0, "d"); }},
+    {"zel_event_send_wan", [] { return zel_event_send_wan(256, "d"); }},
+    {"zel_event_send_home", [] { return zel_event_send_home(512, "d"); }},
+    {"zel_loop_add_ubus", [] { return zel_loop_add_ubus(zel_event_ctx); }, make_receiver, drop_receiver},
     {"the service thread's try to come back", bring_back, lose_receiver, drop_receiver},
     {"the service thread's look at a frame", look_at_a_bad_frame},
 };

@@ -129,6 +129,26 @@ TEST_F(InAnyProcess, LocksAreFreeInAChildForkedWhileAnotherThreadSends) {
   EXPECT_EQ(end_of(child), 0);
 }
 
+TEST_F(InAnyProcess, AChildForkedWhileAnotherThreadLogsCanLog) {
+  std::atomic<bool> ends = false;
+  captured(stderr, [&] {
+    std::thread logger([&] {
+      while (!ends) zel_log(6, "m");
+    });
+    for (int i = 0; i < 20; ++i) {
+      usleep(200);
+      const pid_t child = fork();
+      if (child == 0) {
+        zel_log(6, "m");
+        _exit(0);
+      }
+      EXPECT_EQ(end_of(child), 0);
+    }
+    ends = true;
+    logger.join();
+  });
+}
+
 TEST_F(InAnyProcess, ACancelledSenderGivesTheLockBack) {
   pthread_t sender;
   {
@@ -202,6 +222,7 @@ TEST_F(InAnyProcess, EveryCallGoesByWhatItsBrokerDoesAtAnyStage) {
   const Process server(kServer, serve);
   genuine_ways.calls_outlive_the_connection = true;
   genuine_ways.free_keeps_the_timer = true;
+  genuine_ways.writes_raise_sigpipe = true;
   rename(kPath.c_str(), kRealPath.c_str());
   for (const auto& c : kCases) {
     for (const bool ends : {true, false}) {
@@ -252,7 +273,7 @@ TEST_F(InAnyProcess, AReleaseGivesAStoppedBrokerASecondAtMost) {
   while (!released) usleep(1000);
   const auto start = Clock::now();
   EXPECT_EQ(zel_lock(), 0);
-  EXPECT_LT(Clock::now() - start, milliseconds(5000));
+  EXPECT_LT(Clock::now() - start, milliseconds(2000));
   zel_unlock();
   kill(broker, SIGCONT);
 
@@ -265,7 +286,7 @@ TEST_F(InAnyProcess, MessagesBehindAReleaseAreAnsweredWithTheEmptyText) {
   const Process server(kServer, [](const Process::Self& self) {
     if (zel_service_init() != 0) return 1;
     zel_cloud_msg_handler_register([](const char*, uint32_t, char* answer, uint32_t size) {
-      usleep(200000);  // The others' messages come in.
+      sleep(1);  // The others' messages come in.
       zel_cloud_msg_release();
       return snprintf(answer, size, "released") < 0 ? 1 : 0;
     });

@@ -71,6 +71,10 @@ class Browser:
                           selector, text)
         self.ask("POST", f"/element/{found[ELEMENT]}/click")
 
+    def press(self, *keys):
+        strokes = [{"type": kind, "value": key} for key in keys for kind in ("keyDown", "keyUp")]
+        self.ask("POST", "/actions", {"actions": [{"type": "key", "id": "keyboard", "actions": strokes}]})
+
     def fill(self, selector, text):
         found = self.wait("document.querySelector(arguments[0])", selector)
         self.ask("POST", f"/element/{found[ELEMENT]}/clear")

@@ -17,6 +17,7 @@ from pathlib import Path
 from browser import Browser
 
 kSkipped = 77
+kDown, kEnter, kEscape = "\ue015", "\ue007", "\ue00c"
 BIN = Path(sys.argv.pop(1)).resolve() if len(sys.argv) > 1 else Path()
 
 # What no page may take for its own, from everything that can put a text there.
@@ -163,9 +164,10 @@ class Console(unittest.TestCase):
         self.wait_for_text("#notice code", "box send greeter step --expect '^Good day! You said: step$'")
 
     def test_a_line_becomes_a_fault(self):
-        self.open_line("script", "router")
+        self.open_line("addUri", "downloads")
         self.page.click("#line button", "make a fault")
-        self.assertEqual(self.page.run("return document.querySelectorAll('#faults select')[0].value"), "router")
+        prepared = self.page.run("return [...document.querySelectorAll('#faults select, #faults input')].slice(0, 2).map((e) => e.value)")
+        self.assertEqual(prepared, ["downloads", "aria2.addUri"])
 
     def test_the_timeline_is_filtered(self):
         routerbox("send", "greeter", "needle")
@@ -173,6 +175,23 @@ class Console(unittest.TestCase):
         self.wait("document.querySelectorAll('.row:not([hidden])').length === 2")
         self.page.click("button.channel", "life")
         self.wait("document.querySelectorAll('.row:not([hidden])').length === 1")
+
+    def test_lines_are_reached_with_the_keyboard(self):
+        routerbox("send", "greeter", "keys")
+        self.page.press("/", *"send greeter keys")
+        self.wait("document.getElementById('count').textContent.startsWith('1 of')")
+        self.page.run("document.getElementById('lines').focus()")
+        self.page.press(kDown, kEnter)
+        self.assertEqual(self.page.run("return document.activeElement.textContent"), "send again")
+        self.page.press(kEscape)
+        self.assertEqual(self.page.run("return [document.activeElement.id, document.getElementById('line').hidden]"), ["lines", True])
+
+    def test_the_oldest_lines_go(self):
+        line = '{"at":1,"channel":"files","from":"root","to":"files","what":"GET /&","result":"200"}'
+        routerbox("exec", "--", "sh", "-c", f"seq 20000 | sed 's!.*!{line}!' >>/var/run/box/trace.jsonl")
+        self.wait("[...document.querySelectorAll('.row:not([hidden])')].some((row) => row.textContent.includes('GET /20000'))")
+        self.assertRegex(self.page.run("return document.getElementById('count').textContent"), "^5,... of")
+        self.assertLess(self.page.run("return document.querySelectorAll('.row').length"), 100)
 
     # ---- Right ----
 

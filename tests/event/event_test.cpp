@@ -79,12 +79,15 @@ TEST_F(Event, OfEachKindReachesItsCallbackInAnotherUsersPlugin) {
                         [&] { return zel_event_send_home(512, hostile.c_str()); },
                         [] { return zel_event_send(1, 256, nullptr); }};
   for (const Send& send : sends) EXPECT_EQ(run_as(kAll, send), 0) << &send - sends;
-  const std::string near_the_limit((1 << 20) - 300, 'x');
-  EXPECT_EQ(run_as(kAll, [&] { return zel_event_send_disk(0, near_the_limit.c_str()) + 1; }), 0);
+  // In the frame: 64 bytes around the fields, 49 of their heads, names, numbers and the text's NUL.
+  const std::string largest((1 << 20) - 256 - 64 - 49, 'x');
+  EXPECT_EQ(run_as(kAll, [&] { return zel_event_send_disk(0, largest.c_str()); }), 0);
+  EXPECT_EQ(run_as(kAll, [&] { return zel_event_send_disk(0, (largest + "x").c_str()) + 1; }), 0);
   EXPECT_EQ(next_line(), "1:sda1");
   EXPECT_EQ(next_line(), "257:");
   EXPECT_EQ(next_line(), "512:" + hostile);
   EXPECT_EQ(next_line(), "256:(null)");
+  EXPECT_EQ(next_line(), "0:" + largest);
 }
 
 TEST_F(Event, OfAnotherShapeNeverReachesACallback) {

@@ -65,12 +65,34 @@ int update() {
   return perm_update(&plugin);
 }
 
+int ask_by_hand(int (*receive)(int, void*, int, int)) {
+  const zel::Descriptor socket(socket_create(AF_INET, SOCK_STREAM));
+  if (const int code = socket_connect(socket.get(), "127.0.0.1", 6800, 5000); code != 0) return code;
+  if (socket_send(socket.get(), "GET / HTTP/1.1\r\n\r\n", 18, 0) != 18) return -1;
+  const int count = receive(socket.get(), text, 15, 5000);
+  text[15] = '\0';
+  return count == 15 ? says("HTTP/1.1 200 OK", 0) : count;
+}
+
 int upload_file() try {
   const auto uploader = std::make_unique<HttpUploader>(kUrl);
   uploader->source = {1, nullptr, 0, 3, zel::open_file(kFrom, "r").release()};
   return uploader->post(5, 1);
 } catch (const std::bad_alloc&) {
   return -1;
+}
+
+// Where memory is short the pool never gets the file.
+int clean_up(mem_pool_cleanup_handler handler) {
+  static char name[] = "/tmp/faults/to";
+  const Pool pool(mem_create_pool(80, nullptr, 1));
+  zel::Descriptor file = zel::open_at(AT_FDCWD, name, O_CREAT | O_WRONLY, 0644);
+  mem_pool_cleanup* const entry =
+      pool && file ? mem_pool_cleanup_add(pool.get(), sizeof(mem_pool_cleanup_file_t)) : nullptr;
+  if (entry == nullptr) return -1;
+  *static_cast<mem_pool_cleanup_file_t*>(entry->data) = {file.release(), name};
+  entry->handler = handler;
+  return 0;
 }
 
 void put_source() {
@@ -115,6 +137,8 @@ const std::vector<Calls> kCalls = {
         {"perm_common_write_permissioninfo", perm_common_write_permissioninfo, 0, {7008, 7013}},
         {"perm_common_read_plugin_file", [] { return perm_common_read_plugin_file(&copy); }, 0,
              {7008, 7009, 7010, 7011, 7018}},
+        {"perm_common_read_permission_file", [] { return perm_common_read_permission_file(&copy); }, 0,
+             {7008, 7009, 7010, 7011}},
         {"perm_common_analyze_permission", [] { return perm_common_analyze_permission(&copy); }, 0, {7012, 7014}},
         {"perm_common_analyze_pluginfo", [] { return perm_common_analyze_pluginfo(&copy); }, 0, {7012}}}},
     {"Router", "", {
@@ -196,16 +220,24 @@ const std::vector<Calls> kCalls = {
                                         1); }); }, 0, {-1}},
         {"http_connect", [] { return in_pool([](mem_pool* pool, http_header_elem*) { char* out = nullptr;
              return http_connect(pool, "127.0.0.1", 6800, "GET / HTTP/1.1\r\n\r\n", 18, &out, &number, 5000); }); },
-             0, {-1, -101, -102, -103, EINTR - 200, ENETDOWN - 200, -201, -302, -311}}}},
+             0, {-1, -101, -102, -103, EINTR - 200, ENETDOWN - 200, -201, -302, -311}},
+        {"socket_recv", [] { return ask_by_hand(socket_recv); }, 0, {-1, -2, -3, -11, EINTR - 100, ENETDOWN - 100}},
+        {"socket_recv2", [] { return ask_by_hand(socket_recv2); }, 0, {-1, -2, -3, -11, EINTR - 100, ENETDOWN - 100}},
+        {"socket_close", [] { zel::Descriptor socket(socket_create(AF_INET, SOCK_STREAM));
+             const int result = socket_close(socket.get()); socket.release(); return result; }, 0, {-1}}}},
     {"Memory", "", {
         {"qo_malloc_encode_string", [] { return give_back(qo_malloc_encode_string("a b")); }, 0, {-1}},
         {"zel_strdup", [] { return give_back(zel_strdup("a b")); }, 0, {-1}},
+        {"xrealloc", [] { return give_back(static_cast<char*>(xrealloc(nullptr, 9))); }, 0, {-1}},
+        {"zel_sprintf_alloc", [] { return give_back(zel_sprintf_alloc(&made[0], "%d", 12)); }, 2, {-1}},
         {"generate_rand_hex_fill", [] { generate_rand_hex_fill(text, 8); return 0; }, 0, {}},
         {"mem_pcalloc_safe", [] { return in_pool([](mem_pool* pool, http_header_elem*) {
              for (const size_t size : {8, 30, 30, 5000}) if (mem_pcalloc_safe(pool, size) == nullptr) return -1;
              return mem_pmemalign_safe(pool, 99, 64) != nullptr ? 0 : -1; }); }, 0, {-1}},
         {"mem_pool_cleanup_add_safe", [] { return in_pool([](mem_pool* pool, http_header_elem*) {
-             return mem_pool_cleanup_add_safe(pool, 5000) != nullptr ? 0 : -1; }); }, 0, {-1}}}}};
+             return mem_pool_cleanup_add_safe(pool, 5000) != nullptr ? 0 : -1; }); }, 0, {-1}},
+        {"mem_pool_cleanup_file", [] { return clean_up(mem_pool_cleanup_file); }, 0, {-1}},
+        {"mem_pool_delete_file", [] { return clean_up(mem_pool_delete_file); }, 0, {-1}, put_source}}}};
 // clang-format on
 
 LeftBehind left_behind() {

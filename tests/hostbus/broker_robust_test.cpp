@@ -30,19 +30,44 @@ class BrokerRobustness : public BrokerTest {
 };
 
 TEST_F(BrokerRobustness, WhatIsKeptForOneClientHasALimitThatRemovalGivesBack) {
-  const auto addition = [](size_t number_of) {
-    return frame(kAdd, 1, 0, {text(kPath, std::to_string(number_of)), signature_of(60000)});
-  };
-  std::vector<uint32_t> objects;
-  for (std::vector<Received> answer; (answer = third_.request(addition(objects.size()))).size() > 1;) {
-    ASSERT_LT(objects.size(), 100U);
-    objects.push_back(answer[0].number(kObject).value());
+  static const struct {
+    const char* what;
+    ByteString (*addition)(size_t nth);
+    size_t most;
+  } kCases[] = {{"signatures",
+                 [](size_t nth) {
+                   return frame(kAdd, 1, 0, {text(kPath, "s" + std::to_string(nth)), signature_of(60000)});
+                 },
+                 100},
+                {"names",
+                 [](size_t nth) {
+                   const std::string name = std::string(60000, 'n') + std::to_string(nth);
+                   return frame(kAdd, 1, 0, {text(kPath, name), attribute(kSignature, {})});
+                 },
+                 100},
+                {"objects without a name", [](size_t) { return frame(kAdd, 1, 0, {}); }, 10000}};
+  for (const auto& c : kCases) {
+    const RawClient client(path_);
+    std::vector<uint32_t> objects;
+    for (std::vector<Received> answer; (answer = client.request(c.addition(objects.size()))).size() > 1;) {
+      ASSERT_LT(objects.size(), c.most) << c.what;
+      objects.push_back(answer[0].number(kObject).value());
+    }
+    EXPECT_EQ(client.status_of(c.addition(c.most)), 11U) << c.what << ": no memory";
+    EXPECT_EQ(client.status_of(registration(objects[0], std::string(100000, 'p'))), 11U) << c.what;
+    check_exchange(std::string("while one client has all it may have: ") + c.what);
+    EXPECT_EQ(client.status_of(frame(kRemove, 1, 0, {number(kObject, objects[0])})), 0U) << c.what;
+    EXPECT_EQ(client.status_of(c.addition(c.most)), 0U) << c.what;
   }
-  EXPECT_EQ(third_.status_of(addition(1000)), 11U) << "no memory";
-  EXPECT_EQ(third_.status_of(registration(objects[0], std::string(100000, 'p'))), 11U);
-  check_exchange("while one client has all it may have");
-  EXPECT_EQ(third_.status_of(frame(kRemove, 1, 0, {number(kObject, objects[0])})), 0U);
-  EXPECT_EQ(third_.status_of(addition(1000)), 0U);
+}
+
+TEST_F(BrokerRobustness, AFrameThatDoesNotEndHoldsUpNobodyElse) {
+  ByteString frame_of_a_megabyte = frame(kPing, 1, 0, {ByteString(kMaxBody - 4)});
+  const auto rest = frame_of_a_megabyte.end() - 11;
+  third_.send(ByteString(frame_of_a_megabyte.begin(), rest));
+  check_exchange("before the frame's end");
+  third_.send(ByteString(rest, frame_of_a_megabyte.end()));
+  EXPECT_EQ(third_.receive().value().bytes.size(), 8 + kMaxBody);
 }
 
 // Three megabytes; a socket takes some 200 KB and the broker queues one.

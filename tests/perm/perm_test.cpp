@@ -139,6 +139,8 @@ TEST(PermLock, IsGivenBackByTheKernelAndNeverGivenTwice) {
   perm_common_sem_v(semid);
   EXPECT_EQ(waiter.finish(), 0);
   EXPECT_EQ(semctl(semid, 0, GETVAL), 1);
+  EXPECT_EQ(perm_common_sem_p(-1), -1);
+  EXPECT_EQ(perm_common_sem_v(-1), -1);
 }
 
 TEST(PermInit, WritesTheDefaultCatalogueAndStoresIt) {

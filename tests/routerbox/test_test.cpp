@@ -113,6 +113,7 @@ TEST_F(Tests, AreRecordedOfWhatIsDoneByHand) {
   setenv("HAND",
          "cd $P && $ROUTERBOX up -q && $ROUTERBOX send greeter \"it's a (test)\" && $ROUTERBOX wan down &&"
          " $ROUTERBOX fault router query_disk_info delay:9s && $ROUTERBOX restart night && sleep 0.5 &&"
+         " $ROUTERBOX expect no object moon; $ROUTERBOX exec --as night -- sh -c 'exit 3';"
          " $ROUTERBOX send greeter 1234567; $ROUTERBOX send nobody x; $ROUTERBOX record tests/hand.bats;"
          " $ROUTERBOX down; cat tests/hand.bats",
          1);
@@ -122,7 +123,9 @@ TEST_F(Tests, AreRecordedOfWhatIsDoneByHand) {
        "  box wan down\n  box expect event wan 257 --to greeter\n"
        "  box fault router query_disk_info delay:9s\n"
        "  box mark\n  box restart night\n  box expect router query_router_info --from night\n"
+       "  box expect no object moon\n  run box exec --as night -- sh -c 'exit 3'\n  [ \"$status\" -eq 3 ]\n"
        "  box send greeter 1234567 --expect '^Good day! You said: [0-9]+$'\n"
+       "  box expect output greeter '^got \"[0-9]+\" \\(7 bytes\\)$'\n"
        "  box fault router clear\n}\n"},
       {"it passes as it stands", "$ROUTERBOX test $P", 0, "\nok 1 "},
       {"it can fail", "sed -i s/query_router_info/query_disk_info/ $P/ask; $ROUTERBOX test $P", 1,

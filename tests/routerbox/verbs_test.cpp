@@ -44,6 +44,10 @@ TEST_F(Verbs, DoWhatTheySay) {
       {"to one without an object", "$B send night yes", 1, "night has no object zel_3002"},
       {"to none", "$B send greter yes", 1, "did you mean greeter?"},
       {"exec", "$B exec --as night -- sh -c 'id -u; pwd; exit 7'", 7, "10002\n/data\n"},
+      {"exec that is ended",
+       "$B exec -- sleep 77 & until pgrep -f '^sleep 77'; do sleep 0.05; done; kill $!; wait $!; pgrep -f "
+       "'^sleep 77'",
+       1, ""},
       {"exec as root", "$B exec -- id -u", 0, "0\n"},
       {"exec of a program of another processor",
        "printf '\\177ELF\\1\\1\\1\\0\\0\\0\\0\\0\\0\\0\\0\\0\\2\\0\\50\\0' >arm; chmod +x arm; $B exec -- "
@@ -114,6 +118,12 @@ TEST_F(Verbs, RefuseWhatTheyDoNotKnow) {
       {"a broken file", "echo '[box]\nroutr = true' >box.toml; $B up", 125, "box.toml:2: "},
       {"a program that is not there",
        "echo '[[plugin]]\nname = \"a\"\nappid = \"5\"\nrun = \"./a\"' >box.toml; $B up", 127, "box.toml:1"},
+      {"a box that is interrupted while it starts leaves nothing",
+       "printf '[[plugin]]\\nname = \"a\"\\nappid = \"5\"\\nrun = \"sleep 99\"\\nabilities = "
+       "[\"cloud_communication\"]' >box.toml; $B up & until $B ps | grep running; do sleep 0.05; done; kill "
+       "$!; wait $!; $B ps "
+       "--name $(basename $PWD)",
+       1, "stopped by Terminated"},
       {"a box that cannot start leaves nothing",
        "echo '[box]\nrouter = \"state\"' >box.toml; echo '{' >state; $B up; $B ps --name $(basename $PWD)", 1,
        "no box"},

@@ -48,6 +48,7 @@ void read_a_frame_or_lose_it(uloop_fd* sock, unsigned events) {
 
 // What a call gives whose connection has ended meanwhile.
 int outlive(ubus_context* ctx, int status) {
+  if (genuine_ways.writes_raise_sigpipe && ctx->sock.eof) raise(SIGPIPE);
   if (!genuine_ways.calls_outlive_the_connection || status != UBUS_STATUS_CONNECTION_FAILED) return status;
   const auto limit = std::chrono::steady_clock::now() + std::chrono::seconds(10);
   ubus_request open{};

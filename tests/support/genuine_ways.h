@@ -12,6 +12,8 @@ struct GenuineWays {
   // Calls (2014): one whose broker hangs up waits on at full load, until the application finishes the open requests
   // from connection_lost. The process is aborted after ten seconds of it.
   bool calls_outlive_the_connection = false;
+  // Calls (2014): one whose broker has gone writes without a guard, which raises SIGPIPE.
+  bool writes_raise_sigpipe = false;
   // ubus_free (2014): the context's timer stays armed, in freed memory then. Counted, and null ends the process.
   bool free_keeps_the_timer = false;
   int freed_with_an_armed_timer = 0;

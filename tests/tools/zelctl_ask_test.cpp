@@ -23,7 +23,8 @@ TEST_F(Ask, TellsWhatTheDeviceIs) {
        "127.0.0.1:14000/box/fault; $Z device hw",
        3, "did not tell its firmware and hardware (7)\nWhat is wrong: zelctl doctor"},
       {"address", "$Z device mac --json", 0, R"({"lan_mac":"a4:5e:60:0b:1c:ff"})"},
-      {"memory", "$Z device memory --json | sed 's/[0-9]\\+/N/g'", 0, R"({"total_kib":N,"used_kib":N})"},
+      {"memory", "$Z device memory --json | sed 's/[0-9]\\+/N/g'", 0,
+       R"({"total_kib":N,"used_kib_about":N})"},
       {"for people", "$Z device memory", 0, "iB\nused   about "},
       {"question", "$Z device config weburl_black --json", 0,
        R"({"key":"weburl_black","answer":"ads.example\ntracker.example","may_be_longer":false})"},
@@ -57,6 +58,8 @@ TEST_F(Ask, TransfersAsPluginsDo) {
        0, "\"version\""},
       {"nothing", "$Z http post http://127.0.0.1:6800/jsonrpc /dev/null", 3, "/dev/null is no plain file"},
       {"no file", "$Z http post http://127.0.0.1:6800/jsonrpc /none", 3, "/none: No such file"},
+      {"not for all", "chmod 600 /tmp/q; $NOBODY $Z http post http://x /tmp/q", 4,
+       "/tmp/q: Permission denied"},
   };
   check(kCases);
 }
@@ -79,6 +82,12 @@ TEST_F(Ask, AsksTheRouter) {
       {"dns", "$NOBODY $Z router dns set 9.9.9.9 149.112.112.112 --json", 0,
        R"({"first":"9.9.9.9","second":"149.112.112.112"})"},
       {"taken back", "$Z router dns reset && $Z router dns get", 0, "first   none\nsecond  none\n"},
+      {"set, but not to be read",
+       "$FAULT '{\"method\":\"set_router_wan\",\"kind\":\"delay:2s\",\"count\":1}'; (sleep 1; $FAULT "
+       "'{\"method\":\"*\",\"kind\":\"error:5\"}') & $Z router dns set 9.9.9.9 1.1.1.1; s=$?; curl -s -X "
+       "DELETE "
+       "127.0.0.1:14000/box/fault; exit $s",
+       3, "it was done, but the servers cannot be read back"},
       {"no address", "$Z router dns set 9.9.9.9 dns.example", 2,
        "'dns.example' is no IPv4 address\nGive both"},
       {"without the ability", "$Z --as 1002 router wifi", 4,
@@ -107,10 +116,16 @@ TEST_F(Ask, AsksTheRouter) {
 
 TEST_F(Ask, CapturesTheRouterForTheBox) {
   static const Case kCases[] = {
-      {"masked", "$Z router capture --json", 0,
-       R"("WAN_PPPoE_Name":"user@isp.example","WAN_PPPoE_PWD":"masked")"},
+      {"what is left out",
+       "curl -sd '{\"method\": \"query_disk_info\", \"kind\": \"error:7\", \"count\": \"once\"}' "
+       "127.0.0.1:14000/box/fault; $Z router capture --json",
+       0, R"({"left_out":["DiskInfo"],"state":{"WIFIStatus":[{)"},
+      {"masked whole",
+       "printf '{\"WIFIStatus\":[{\"WIFI_Pwd\":\"ab\",\"AP_SN\":\"S1\"}]}' | curl -s -X PATCH -d @- "
+       "127.0.0.1:14000/box/state >/dev/null; $Z router capture --json",
+       0, R"("WIFI_Pwd":"masked","AP_SN":"masked")"},
       {"serial numbers and signatures",
-       "$Z router capture >/tmp/s; grep -c masked /tmp/s; grep -E 'secret|N0123|5f2c|c41d' /tmp/s", 1, "4\n"},
+       "$Z router capture >/tmp/s; grep -c masked /tmp/s; grep -E 'secret|N0123|5f2c|c41d' /tmp/s", 1, "6\n"},
       {"all of it",
        "$Z router capture --with-secrets | grep -oE "
        "'secret|N0123456789|c41d88e6f3|6A3C-91F0|ads.ex[^\"]*'",

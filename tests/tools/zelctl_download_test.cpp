@@ -18,6 +18,14 @@ TEST_F(Download, ShowsAndChangesTasks) {
       {"for people", "$Z download list", 0, "  complete  1000 bytes of 1000 bytes"},
       {"not another's", "$Z perm update 1003 --abilities 1 >/dev/null; $Z --as 1003 download list --json", 0,
        R"({"tasks":[],"may_be_longer":false})"},
+      {"watched for scripts", "$Z download watch $($Z download list | grep -o '^[0-9a-f]\\{16\\}') --json", 0,
+       R"("error_code":0,"error":""}],"may_be_longer":false})"},
+      {"added for scripts",
+       "$Z download add http://127.0.0.1:8080/bytes/1 --dir /tmp --name c --json | "
+       "sed 's/:[0-9]\\+/:N/g; s/[0-9a-f]\\{16\\}/ID/; s/:.waiting.\\|:.complete./:\"active\"/'",
+       0,
+       R"({"id":"ID","state":"active","completed_bytes":N,"total_bytes":N,"bytes_per_second":N,)"
+       R"("error_code":N,"error":""})"},
       {"under way", "eval \"$ADD b\" >/tmp/id; $Z download show $(cat /tmp/id)", 0,
        "state   active\namount  "},
       {"completed for shells", "$Z completion words -- download pause '' | grep -c -f /tmp/id", 0, "1\n"},
@@ -44,12 +52,14 @@ TEST_F(Download, SaysWhatFailed) {
   setenv("ADD", "download add http://127.0.0.1:8080/status/404 --name f --dir", 1);
   setenv("FAULT", "curl -s 127.0.0.1:6800/box/fault -d", 1);
   static const Case kCases[] = {
-      {"not found", "$Z $ADD /tmp --wait", 3, "failed not found, or not authorised (4)"},
+      {"not found", "$Z $ADD /tmp --wait", 3, "failed: not found, or not authorised (4)"},
       {"no folder", "$Z $ADD /none", 3, "the folder does not exist, or is none (8003)\nMake it first"},
       {"not ours", "$Z --as 1001 $ADD /root", 4, "this user may not write to the folder (8004)"},
       {"not whole", "$Z $ADD tmp", 2, "--dir: 'tmp' does not begin with /"},
       {"no name", "$Z download add http://x --dir /tmp --name a/b", 2, "--name: a name has no /"},
-      {"empty", "$Z download add '' --dir /tmp --name a", 2, "the URL is empty (8002)"},
+      {"empty", "$Z download add '' --dir /tmp --name a", 2, "download add: URL is empty\nHelp: zelctl"},
+      {"no URL", "$Z download add notaurl --dir /tmp --name a", 2,
+       "URL: 'notaurl' does not begin with http://"},
       {"no such task", "$Z download show 123", 1,
        "the daemon knows no task 123 (-1)\nAll ids: zelctl download list"},
       {"too long an id", "$Z download show 123456789012345678901234", 2, "an id is at most 23 characters"},

@@ -26,7 +26,8 @@ TEST_F(Line, IsUnderstoodOrAnsweredWithTheNearestName) {
       {"a failure for scripts", "$Z perm lst --json", 2, "{\"error\":\"perm has no command 'lst'; did"},
       {"nobody's", "setpriv --reuid 10002 $Z --as 1001 perm list", 4, "only root"},
       {"as nobody that is known", "$Z --as 77 perm list", 1, "77: there is no plug-in with this appid"},
-      {"version", "$Z --version", 0, "zelctl "},
+      {"version", "$Z --version --json", 0, "{\"version\":\""},
+      {"help of none", "$Z help perm lst", 2, "perm has no command 'lst'; did you mean list?"},
   };
   check(kCases);
 }
@@ -37,6 +38,10 @@ TEST_F(Line, KnowsItsOutput) {
       {"closed", "$Z perm list >&-", 3, "standard output"},
       {"nobody reads a no", "( sleep 0.2; $Z perm check 1002 wan --json; echo status $? >&2 ) | true", 0,
        "status 1"},
+      {"a reader that is stuck",
+       "mkfifo /tmp/p; exec 3<>/tmp/p; head -c 65536 /dev/zero >&3; $Z perm list >&3 & sleep 1; kill $!; "
+       "wait $!",
+       5, "zelctl: interrupted\n"},
       {"nobody reads on", "bash -c 'set -o pipefail; $0 \"$@\" | true' $Z perm list", 0, ""},
   };
   check(kCases);
@@ -86,7 +91,8 @@ TEST_F(Line, CompletesWordsForShells) {
       {"abilities", "$Z completion words -- perm check 1002 wa", 0, "wan\tability 7\n"},
       {"options", "$Z completion words -- perm insert 5 --ab", 0, "--abilities\t"},
       {"an option's value", "$Z completion words -- --as 1004", 0, "1004\tnothing"},
-      {"files", "$Z completion words -- perm lint x", 0, "@FILE\n"},
+      {"files", "$Z --json completion words -- perm lint x", 0, R"({"words":["@FILE"]})"},
+      {"words of help", "$Z completion words -- help perm sh", 0, "show\tOne plug-in"},
       {"in bash",
        "mkdir /tmp/b; printf '#!/bin/sh\\nexec %s \"$@\"' \"$Z\" >/tmp/b/zelctl; chmod +x /tmp/b/zelctl;"
        "PATH=$PATH:/tmp/b bash -c 'eval \"$(zelctl completion bash)\"; COMP_WORDS=(zelctl perm ab); "

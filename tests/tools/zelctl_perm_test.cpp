@@ -26,11 +26,13 @@ TEST_F(Perm, ShowsWhatTheTableHolds) {
       {"aligned", "$Z perm list", 0, "APPID  UID    ABILITIES  NAME\n1001   10001  1-15       everything\n"},
       {"by name", "$Z perm show 1005", 0, "2,4-5 (0x0000001A)\n  2        ability_cloud_communication\n"},
       {"for scripts", "$Z --json perm list", 0,
-       R"({"appid":"1005","appname":"cloud and events","uid":10005,"abilitybits":26,"abilities":[2,4,5]})"},
+       R"({"appid":"1005","appname":"cloud and events","uid":10005,"abilitybits":26,"abilities":[2,4,5],)"
+       R"("shares_uid_with":null})"},
       {"catalogue", "$Z perm abilities", 0, "ABILITY  NAME\n1        ability_download\n2 "},
       {"for scripts", "$Z perm abilities --json", 0,
-       R"({"abilities":[{"number":1,"name":"ability_download"},)"},
+       R"(,{"number":15,"name":"ability_control_plug"}],"never_asked_for":[)"},
       {"granted", "$Z perm check 1002 cloud_communication", 0, "1002 holds ability 2"},
+      {"for scripts", "$Z perm check 1002 2 --json", 0, R"({"appid":"1002","ability":2})"},
       {"not granted", "$Z perm check 1002 ability_wan", 1,
        "ability 7 (ability_wan): the plug-in does not hold"},
       {"names from outside harm no terminal",
@@ -50,13 +52,16 @@ TEST_F(Perm, ChangesTheTableAndItsFile) {
       {"bits as in the file", "$Z perm update 7 --abilities 0x80000001 --json", 0,
        "\"abilitybits\":-2147483647"},
       {"a uid that another has", "$Z perm update 7 --uid 10002", 0, "note: uid 10002 is also that of 1002"},
-      {"delete", "$Z perm delete 7 && ! grep weather $F", 0, "7 deleted\n"},
+      {"for scripts", "$Z perm show 7 --json", 0, R"(,"abilities":[1],"shares_uid_with":"1002"})"},
+      {"saved", "$Z perm save --json", 0, R"({"plugins":8,"abilities":15,"problems":[],"changed":[]})"},
+      {"delete", "$Z perm delete 7 --json && ! grep weather $F", 0, R"({"deleted":"7"})"},
       {"the router's own", "$Z perm update 1 --abilities all && $Z perm delete 1005", 0, "1005 deleted"},
       {"one at a time", "flock /var/run/zelctl.lock timeout 3 $Z perm save", 124,
        "another change is under way"},
       {"as the plug-in's user", "$Z perm run 1002 -- id -u", 0, "10002\n"},
-      {"its status", "$Z perm run 1002 sh -c 'exit 7'", 7, ""},
-      {"no program", "PATH=/bin $Z perm run 1002 nosuch", 127, "nosuch cannot be run: No such file"},
+      {"its own options", "$Z perm run 1002 sh -c 'echo $0; exit 7' --json", 7, "--json\n"},
+      {"no program of the name --json", "$Z perm run 1002 nosuch --json", 127,
+       "zelctl: nosuch cannot be run"},
   };
   check(kCases);
 }
@@ -108,6 +113,7 @@ TEST_F(Perm, ReportsWhatIsWrongWithAPackageFile) {
        R"({"line":4,"problem":"appid 5 is listed twice; the first one counts"})"},
       {"no JSON", "echo '{\"plugin\": [' >/tmp/f; $Z perm lint /tmp/f", 1, "no JSON: line 2, column 1"},
       {"not there", "$Z perm lint /tmp/none", 3, "No such file"},
+      {"not for all", "chmod 600 /tmp/f; $NOBODY $Z perm lint /tmp/f", 4, "Permission denied (7008)\nName"},
       {"a full table",
        "printf '{\"plugin\":[%s]}' \"$(seq -s, 120 | sed 's/[0-9]\\+/"
        "{\"appname\":\"\",\"appid\":\"9&\",\"abilitybits\":0,\"uid\":9&}/g')\" >$F;"

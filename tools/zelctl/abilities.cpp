@@ -14,9 +14,9 @@ constexpr const char* kPrefix = "ability_";
 // The bits from the first to the last of "10-12", or of a single ability; a name has no "-", so the first one is a
 // range's.
 uint32_t bits_of_item(const perm_table& table, const std::string& item) {
-  const size_t dash = item.find('-');
-  const int first = ability_from(table, item.substr(0, dash));
-  const int last = dash != std::string::npos ? ability_from(table, item.substr(dash + 1)) : first;
+  const size_t dash = std::strcspn(item.c_str(), "-");
+  const int first = ability_from(table, std::string(item.c_str(), dash));
+  const int last = dash != item.size() ? ability_from(table, item.c_str() + dash + 1) : first;
   if (last < first) fail(kUsage, "Turn it round.", "the range '%s' ends before it begins", item.c_str());
   uint32_t bits = 0;
   for (int ability = first; ability <= last; ++ability) bits |= 1U << static_cast<unsigned>(ability - 1);
@@ -51,19 +51,21 @@ int ability_from(const perm_table& table, const std::string& text) {
        "there is no ability '%s'", text.c_str());
 }
 
-uint32_t bits_from(const perm_table& table, const std::string& text) {
-  if (text == "all") return UINT32_MAX;
-  if (text == "none") return 0;
-  const bool hexadecimal = std::string_view(text).starts_with("0x") && text.size() > 2 && text.size() <= 10 &&
-                           text.find_first_not_of("0123456789abcdefABCDEF", 2) == std::string::npos;
-  if (hexadecimal) return static_cast<uint32_t>(std::strtoul(text.c_str() + 2, nullptr, 16));
-  uint32_t bits = 0;
-  for (size_t at = 0; at <= text.size();) {
-    const size_t end = std::min(text.find(',', at), text.size());
-    bits |= bits_of_item(table, text.substr(at, end - at));
-    at = end + 1;
+uint32_t bits_from(const perm_table& table, const char* text) {
+  if (std::strcmp(text, "all") == 0) return UINT32_MAX;
+  if (std::strcmp(text, "none") == 0) return 0;
+  if (std::strncmp(text, "0x", 2) == 0) {
+    const size_t digits = std::strspn(text + 2, "0123456789abcdefABCDEF");
+    if (digits >= 1 && digits <= 8 && text[2 + digits] == '\0')
+      return static_cast<uint32_t>(std::strtoul(text + 2, nullptr, 16));
   }
-  return bits;
+  uint32_t bits = 0;
+  for (;; ++text) {
+    const size_t length = std::strcspn(text, ",");
+    bits |= bits_of_item(table, std::string(text, length));
+    text += length;
+    if (*text == '\0') return bits;
+  }
 }
 
 std::string ability_name(const perm_table& table, int ability) {

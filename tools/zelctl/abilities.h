@@ -18,7 +18,7 @@ std::string ability_list(uint32_t bits);
 int ability_from(const perm_table& table, const std::string& text);
 
 // "all", "none", 0x and the bits, or a list of abilities and ranges: "2,wan,10-12". Fails if it is none.
-uint32_t bits_from(const perm_table& table, const std::string& text);
+uint32_t bits_from(const perm_table& table, const char* text);
 
 // "ability_wan", or "?" if the catalogue lacks it.
 std::string ability_name(const perm_table& table, int ability);

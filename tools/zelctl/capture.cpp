@@ -70,14 +70,19 @@ cJSON* part_of(const Piece& piece, cJSON* answer) {
   return inner != nullptr ? inner : cJSON_CreateArray();  // A router without disks leaves the list out.
 }
 
-void add_queries(cJSON* state) {
+void leave_out(cJSON* left_out, const char* what, const char* why) {
+  append_text(left_out, what);
+  note("%s is left out: %s", what, why);
+}
+
+void add_queries(cJSON* state, cJSON* left_out) {
   for (const Piece& piece : kPieces) {
     const JsonTree answer = ask(piece.method);
     cJSON* const part = answer ? part_of(piece, answer.get()) : nullptr;
     if (part != nullptr)
       cJSON_AddItemToObject(state, piece.member, part);
     else
-      note("%s is left out: the router gave no answer to %s", piece.member, piece.method);
+      leave_out(left_out, piece.member, "the router did not tell it");
   }
 }
 
@@ -92,23 +97,23 @@ void add_uuids(cJSON* state) {
     for (int i = 0; i < count && is(name, cJSON_String); ++i) {
       const zel_partition_info& partition = partitions[static_cast<size_t>(i)];
       if (text_of(partition.Partition) == name->valuestring && partition.UUID[0] != '\0')
-        add_text(disk, "UUID", text_of(partition.UUID).c_str());
+        add_field(disk, "UUID", partition.UUID);
     }
   }
 }
 
-void add_daemon(cJSON* state) {
+void add_daemon(cJSON* state, cJSON* left_out) {
   zel_device_info device;
   if (zel_get_device_info(&device) == 0) {
     cJSON* const info = add_object(state, "DaemonInfo");
-    add_text(info, "device_id", text_of(device.device_id).c_str());
-    add_text(info, "daemon_version", text_of(device.daemon_version).c_str());
-    add_text(info, "deviceName", text_of(device.deviceName).c_str());
+    add_field(info, "device_id", device.device_id);
+    add_field(info, "daemon_version", device.daemon_version);
+    add_field(info, "deviceName", device.deviceName);
     add_number(info, "zelSdkVersion", device.zelSdkVersion);
-    add_text(info, "hw_name", text_of(device.hw_name).c_str());
-    add_text(info, "fw_version", text_of(device.fw_version).c_str());
+    add_field(info, "hw_name", device.hw_name);
+    add_field(info, "fw_version", device.fw_version);
   } else {
-    note("DaemonInfo is left out: zelctl device info tells why");
+    leave_out(left_out, "DaemonInfo", "zelctl device info tells why");
   }
   cJSON* const shell = add_object(state, "DaemonShell");
   for (const auto& row : kQuestions) {
@@ -116,15 +121,23 @@ void add_daemon(cJSON* state) {
     if (norva_config_get(row.key, answer.data(), static_cast<int>(answer.size())) == 0)
       add_text(shell, row.question, answer.c_str());
     else
-      note("the script's answer to %s is left out: it failed", row.question);
+      leave_out(left_out, row.question, "the daemon's script failed");
   }
 }
 
 bool is_secret(const char* name) {
+  if (name == nullptr) return false;
   for (const char* secret : kSecrets) {
-    if (name != nullptr && qo_stristr(name, secret) != nullptr) return true;
+    if (qo_stristr(name, secret) != nullptr) return true;
   }
-  return false;
+  const size_t length = std::strlen(name);
+  return length >= 2 && qo_strcasecmp(name + length - 2, "sn") == 0;
+}
+
+void replace_text(cJSON* item, const char* text) {
+  const JsonTree fresh(cJSON_CreateString(text));
+  require_memory(fresh.get());
+  std::swap(item->valuestring, fresh->valuestring);
 }
 
 // All texts and numbers behind a secret's name, as deep as they are.
@@ -132,9 +145,7 @@ void mask(cJSON* json, bool secret) {
   cJSON* item = nullptr;
   cJSON_ArrayForEach(item, json) {
     const bool hidden = secret || is_secret(item->string);
-    // In its place, which may be shorter.
-    if (hidden && is(item, cJSON_String))
-      qo_strncpy(item->valuestring, "masked", std::strlen(item->valuestring) + 1);
+    if (hidden && is(item, cJSON_String)) replace_text(item, "masked");
     if (hidden && is(item, cJSON_Number)) clear_number(item);
     mask(item, hidden);
   }
@@ -142,14 +153,14 @@ void mask(cJSON* json, bool secret) {
 
 }  // namespace
 
-JsonTree capture_state(bool with_secrets) {
+JsonTree capture_state(bool with_secrets, cJSON* left_out) {
   JsonTree state(cJSON_CreateObject());
   require_memory(state.get());
-  add_queries(state.get());
+  add_queries(state.get(), left_out);
   if (state->child == nullptr)
     fail(kFailed, "Does it run? zelctl doctor", "the router's management interface gave no answer");
   add_uuids(state.get());
-  add_daemon(state.get());
+  add_daemon(state.get(), left_out);
   if (!with_secrets) mask(state.get(), false);
   return state;
 }

@@ -4,8 +4,8 @@
 
 namespace zelctl {
 
-// Asks all there is to ask; what gives no answer is left out, with a note. Without secrets, texts behind names that
-// sound like one say "masked".
-JsonTree capture_state(bool with_secrets);
+// Asks all there is to ask; what gives no answer is left out, with a note and an entry in the array. Without secrets,
+// texts behind names that sound like one say "masked".
+JsonTree capture_state(bool with_secrets, cJSON* left_out);
 
 }  // namespace zelctl

@@ -60,13 +60,14 @@ void set_common(const char* name, CommandLine* line) {
   const auto is = [name](const char* other) { return std::strcmp(name, other) == 0; };
   line->help = line->help || is("help");
   line->version = line->version || is("version");
-  if (is("json")) want_json();
+  if (is("json")) want_json(line->manner.json = true);
+  line->manner.verbose = line->manner.verbose || is("verbose");
   if (is("as")) line->as = optarg;
 }
 
 void take_option(const Options& options, int result, CommandLine* line) {
   if (result == 'h') return set_common("help", line);
-  if (result == 'v') return;
+  if (result == 'v') return set_common("verbose", line);
   const option& taken = options.of(result);
   if (static_cast<size_t>(result - kFirstOption) < std::size(kCommon)) return set_common(taken.name, line);
   line->call.options.push_back({taken.name, optarg != nullptr ? optarg : ""});
@@ -89,16 +90,6 @@ std::string list_words(const std::vector<std::string>& words) {
   return list;
 }
 
-[[noreturn]] void refuse_word(const char* words, const char* word) {
-  Nearest nearest(word);
-  const auto next = next_words(words);
-  for (const std::string& candidate : next) nearest.offer(candidate);
-  std::string hint;
-  if (!nearest.found().empty()) hint = format("; did you mean %s?", nearest.found().data());
-  if (*words == '\0') fail_usage(words, "there is no command '%s'%s", word, hint.c_str());
-  fail_usage(words, "%s has no command '%s'%s", words, word, hint.c_str());
-}
-
 void check_arguments(const Call& call) {
   const char* const words = call.command->words;
   for (const Option& option : call.command->options) {
@@ -109,7 +100,11 @@ void check_arguments(const Call& call) {
   for (const std::string& name : words_of(call.command->arguments)) {
     if (name[0] != '[' && call.arguments.size() <= place)
       fail_usage(words, "%s needs %s", words, name.c_str());
-    if (name.find("...") != std::string::npos) return;
+    if (std::strstr(name.c_str(), "...") != nullptr) return;
+    // Only what is sent may be.
+    if (place < call.arguments.size() && *call.arguments[place] == '\0' &&
+        name.find("TEXT") == std::string::npos)
+      fail_usage(words, "%s: %s is empty", words, name.c_str());
     ++place;
   }
   if (call.arguments.size() > place) fail_usage(words, "%s takes no '%s'", words, call.arguments[place]);
@@ -130,12 +125,11 @@ int take_words(int argc, char** argv, CommandLine* line) {
       fail_usage(line->words.c_str(), "%s needs a command: %s", line->words.c_str(),
                  list_words(next_words(line->words)).c_str());
     }
-    const std::string longer =
-        format("%s%s%s", line->words.c_str(), line->words.empty() ? "" : " ", argv[at]);
+    std::string longer = joined(line->words, argv[at]);
     line->call.command = find_command(longer);
     if (line->call.command == nullptr && next_words(longer).empty())
       refuse_word(line->words.c_str(), argv[at]);
-    line->words = longer;
+    line->words = std::move(longer);
     taken = at;
   }
   return taken;
@@ -214,14 +208,21 @@ CommandLine parse(int argc, char** argv) {
   return line;
 }
 
-Manner manner_of(int argc, char** argv) {
-  Manner manner;
+void refuse_word(const char* words, const char* word) {
+  Nearest nearest(word);
+  const auto next = next_words(words);
+  for (const std::string& candidate : next) nearest.offer(candidate);
+  std::string hint;
+  if (!nearest.found().empty()) hint = format("; did you mean %s?", nearest.found().data());
+  if (*words == '\0') fail_usage(words, "there is no command '%s'%s", word, hint.c_str());
+  fail_usage(words, "%s has no command '%s'%s", words, word, hint.c_str());
+}
+
+bool mentions_json(int argc, char** argv) {
   for (int i = 1; i < argc && std::strcmp(argv[i], "--") != 0; ++i) {
-    manner.json = manner.json || std::strcmp(argv[i], "--json") == 0;
-    manner.verbose =
-        manner.verbose || std::strcmp(argv[i], "--verbose") == 0 || std::strcmp(argv[i], "-v") == 0;
+    if (std::strcmp(argv[i], "--json") == 0) return true;
   }
-  return manner;
+  return false;
 }
 
 }  // namespace zelctl

@@ -46,6 +46,7 @@ struct Place {
   std::string words;
   const Command* command = nullptr;
   size_t arguments = 0;
+  std::string argument_words;
   const char* value = nullptr;  // of the option that waits for one
   bool options_end = false;
 };
@@ -70,8 +71,9 @@ void pass_word(const char* word, Place* place) {
     });
   } else if (place->command != nullptr) {
     ++place->arguments;
+    place->argument_words = joined(place->argument_words, word);
   } else {
-    append(&place->words, "%s%s", place->words.empty() ? "" : " ", word);
+    place->words = joined(place->words, word);
     place->command = find_command(place->words);
   }
 }
@@ -97,14 +99,27 @@ constexpr unsigned kTaskSeconds = 2;
 
 void offer_tasks(Candidates* candidates) {
   const Limit limit(kTaskSeconds, "zelctl doctor", "the download daemon is silent");
-  for (const task_info& task : query_all().tasks)
-    candidates->offer(text_of(task.task_id).c_str(), state_of(task));
+  for (const task_info& task : query_all().tasks) candidates->offer(task.task_id, state_of(task));
 }
 
-void offer_values(std::string kind, Candidates* candidates) {
-  std::erase_if(kind, [](char c) { return std::strchr("[].", c) != nullptr; });
-  if (kind.find('|') != std::string::npos) {
+void offer_words(const std::string& words, Candidates* candidates) {
+  for (const std::string& word : next_words(words)) {
+    const char* help = "";
+    for (const Family* family : families()) {
+      if (words.empty() && word == family->word) help = family->help;
+    }
+    const Command* const command = find_command(joined(words, word.c_str()));
+    candidates->offer(word.c_str(), command != nullptr ? command->help : help);
+  }
+}
+
+void offer_values(const char* argument, const Place& place, Candidates* candidates) {
+  argument += std::strspn(argument, "[");
+  const std::string kind(argument, std::strcspn(argument, "]."));
+  if (std::strchr(kind.c_str(), '|') != nullptr) {
     for (const std::string& word : words_of(kind, '|')) candidates->offer(word.c_str(), "");
+  } else if (kind == "WORD") {
+    offer_words(place.argument_words, candidates);
   } else if (kind == "FILE" || kind == "DIR" || kind == "COMMAND") {
     candidates->offer(format("@%s", kind.c_str()).c_str(), "");
   } else if (kind == "APPID") {
@@ -120,20 +135,8 @@ void offer_values(std::string kind, Candidates* candidates) {
   }
 }
 
-void offer_words(const std::string& words, Candidates* candidates) {
-  for (const std::string& word : next_words(words)) {
-    const char* help = "";
-    for (const Family* family : families()) {
-      if (words.empty() && word == family->word) help = family->help;
-    }
-    const Command* const command =
-        find_command(format("%s%s%s", words.c_str(), words.empty() ? "" : " ", word.c_str()));
-    candidates->offer(word.c_str(), command != nullptr ? command->help : help);
-  }
-}
-
 void offer_all(const Place& place, const char* current, Candidates* candidates) {
-  if (place.value != nullptr) return offer_values(place.value, candidates);
+  if (place.value != nullptr) return offer_values(place.value, place, candidates);
   if (!place.options_end && current[0] == '-') {
     each_option(place, [&](const Option& option) {
       candidates->offer(format("--%s", option.name).c_str(), option.help);
@@ -143,9 +146,9 @@ void offer_all(const Place& place, const char* current, Candidates* candidates) 
   if (place.command == nullptr) return offer_words(place.words, candidates);
   const auto kinds = words_of(place.command->arguments);
   if (place.arguments < kinds.size())
-    offer_values(kinds[place.arguments], candidates);
-  else if (!kinds.empty() && kinds.back().find("...") != std::string::npos)
-    offer_values(kinds.back(), candidates);
+    offer_values(kinds[place.arguments].c_str(), place, candidates);
+  else if (!kinds.empty() && std::strstr(kinds.back().c_str(), "...") != nullptr)
+    offer_values(kinds.back().c_str(), place, candidates);
 }
 
 int complete(const Call& call) {

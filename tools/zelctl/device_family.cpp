@@ -33,17 +33,17 @@ int info(const Call&) {
       fail(kFailed, "Start the router's daemon again: it writes the file.", "%s is not as it should be",
            kDaemonFile);
     const bool denied = errno == EACCES;
-    fail(denied ? kNotPermitted : kFailed,
+    fail(exit_for(errno),
          denied ? "The library wants to write the file, too: run it as root."
                 : "Is the router's daemon running? In a box: routerbox --router",
          "%s: %s", kDaemonFile, std::strerror(errno));
   }
   Result result;
-  result.text("device_id", text_of(device.device_id).c_str());
-  result.text("device_name", text_of(device.deviceName).c_str());
-  result.text("daemon_version", text_of(device.daemon_version).c_str());
-  result.text("firmware_version", text_of(device.fw_version).c_str());
-  result.text("hardware_name", text_of(device.hw_name).c_str());
+  result.field("device_id", device.device_id);
+  result.field("device_name", device.deviceName);
+  result.field("daemon_version", device.daemon_version);
+  result.field("firmware_version", device.fw_version);
+  result.field("hardware_name", device.hw_name);
   result.number("sdk_version", device.zelSdkVersion);
   result.show();
   return kDone;
@@ -90,9 +90,10 @@ int memory(const Call&) {
   if (status != 0 || total == 0)
     fail(kFailed, "Is the program `free` on PATH?", "`free` does not tell the memory in use");
   Result result;
-  result.number("total_kib", kib, size_text(kib * 1024ULL));
+  result.number("total_kib", kib, size_text(kib * 1024ULL).c_str());
   // `free` is read in thousands of KiB.
-  result.number("used_kib", used * int64_t{1000}, format("about %s", size_text(used * 1024'000ULL).c_str()));
+  add_number(result.json(), "used_kib_about", used * int64_t{1000});
+  result.row("used\tabout %s", size_text(used * 1024'000ULL).c_str());
   result.show();
   return kDone;
 }
@@ -115,7 +116,9 @@ int start_upgrade(const Call& call) {
   if (norva_config_get(NORVA_CONFIG_UPGRADE, nullptr, 0) != 0)
     fail(kFailed, "Is there memory for another process?", "%s could not be started", kScript);
   Result result;
-  result.text("key", "upgrade");
+  add_text(result.json(), "key", "upgrade");
+  add_text(result.json(), "answer", "");
+  add_bool(result.json(), "may_be_longer", false);
   result.line("The upgrade was started; whether it runs, the router does not tell.");
   result.show();
   return kDone;

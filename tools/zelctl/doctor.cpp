@@ -5,6 +5,7 @@
 #include <pwd.h>
 #include <sys/sem.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
 #include <sys/utsname.h>
 #include <unistd.h>
@@ -28,6 +29,7 @@ namespace zelctl {
 namespace {
 
 constexpr int kWaitMs = 3000;
+constexpr const char* kAccessLists = "/usr/share/acl.d";
 constexpr const char* kInitAgain = "zelctl perm init --again";
 
 // What was looked at.
@@ -154,13 +156,25 @@ void check_bus(Report* report) {
 }
 
 void check_access_lists(Report* report) {
-  const Folder folder(opendir("/usr/share/acl.d"));
+  const Folder folder(opendir(kAccessLists));
   const dirent* entry = nullptr;
-  bool found = false;
-  while (folder && !found && (entry = readdir(folder.get())) != nullptr) found = entry->d_name[0] != '.';
-  if (found) return report->good("access lists", "there are some in /usr/share/acl.d");
+  size_t count = 0;
+  std::string refused;
+  while (folder && (entry = readdir(folder.get())) != nullptr) {
+    if (!std::string_view(entry->d_name).ends_with(".json")) continue;
+    ++count;
+    struct stat about {};
+    if (fstatat(dirfd(folder.get()), entry->d_name, &about, 0) != 0 || about.st_uid != 0 ||
+        (about.st_mode & 022) != 0)
+      append(&refused, " %s", entry->d_name);
+  }
+  if (!refused.empty())
+    return report->wrong("access lists",
+                         "Have them belong to root, who alone may write: the broker takes no others.",
+                         format("of %zu in %s not root's alone:%s", count, kAccessLists, refused.c_str()));
+  if (count != 0) return report->good("access lists", format("%zu in %s", count, kAccessLists));
   report->open("access lists", "Where the broker is ubusd, users other than root then see and call nothing.",
-               "none in /usr/share/acl.d");
+               format("none in %s", kAccessLists));
 }
 
 void check_router(Report* report) {

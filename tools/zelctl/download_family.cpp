@@ -18,6 +18,8 @@
 namespace zelctl {
 namespace {
 
+constexpr const char* kFull = "####################";
+constexpr const char* kRest = "....................";
 constexpr unsigned kBarWidth = 20;
 constexpr useconds_t kTickUs = 500'000;
 
@@ -49,7 +51,7 @@ std::string amount_of(const task_info& task) {
 // The rate and the time that is left, as far as they are known.
 std::string pace_of(const task_info& task) {
   if (task.status != ZEL_TASK_ACTIVE) return error_of(task);
-  std::string text = size_text(static_cast<uint32_t>(task.download_speed)) + "/s";
+  std::string text = format("%s/s", size_text(static_cast<uint32_t>(task.download_speed)).c_str());
   const int64_t left = task.total_length - task.completed_length;
   if (left > 0 && task.download_speed > 0)
     append(&text, ", %s left", duration_text(static_cast<uint64_t>(left / task.download_speed)).c_str());
@@ -61,13 +63,13 @@ std::string bar_of(const task_info& task) {
   const int64_t total = std::clamp<int64_t>(task.total_length, 0, INT64_MAX / 100);
   const int64_t done = std::clamp<int64_t>(task.completed_length, 0, total);
   const auto percent = static_cast<unsigned>(total != 0 ? done * 100 / total : 0);
-  std::string bar(percent * kBarWidth / 100, '#');
-  bar.resize(kBarWidth, '.');
-  return format("[%s] %3u %%", bar.c_str(), percent);
+  const unsigned full = percent * kBarWidth / 100;
+  return format("[%.*s%.*s] %3u %%", static_cast<int>(full), kFull, static_cast<int>(kBarWidth - full), kRest,
+                percent);
 }
 
 void add_task(const task_info& task, cJSON* json) {
-  add_text(json, "id", text_of(task.task_id).c_str());
+  add_text(json, "id", task.task_id);
   add_text(json, "state", state_of(task));
   add_number(json, "completed_bytes", task.completed_length);
   add_number(json, "total_bytes", task.total_length);
@@ -79,7 +81,7 @@ void add_task(const task_info& task, cJSON* json) {
 void show_task(const task_info& task) {
   Result result;
   add_task(task, result.json());
-  result.row("id\t%s", text_of(task.task_id).c_str());
+  result.row("id\t%s", task.task_id);
   result.row("state\t%s", state_of(task));
   result.row("amount\t%s", amount_of(task).c_str());
   if (task.status == ZEL_TASK_ACTIVE) result.row("pace\t%s", pace_of(task).c_str());
@@ -93,7 +95,7 @@ void show_tasks(const Tasks& all) {
   if (!all.tasks.empty()) result.row("ID\tSTATE\tAMOUNT\tPACE");
   for (const task_info& task : all.tasks) {
     add_task(task, append_object(array));
-    result.row("%s\t%s\t%s\t%s", text_of(task.task_id).c_str(), state_of(task), amount_of(task).c_str(),
+    result.row("%s\t%s\t%s\t%s", task.task_id, state_of(task), amount_of(task).c_str(),
                pace_of(task).c_str());
   }
   add_bool(result.json(), "may_be_longer", all.may_be_longer);
@@ -112,8 +114,8 @@ const char* id_of(const Call& call) {
   return id;
 }
 
-// Until it is no longer under way.
-int wait_for(const char* id) {
+// Until it has come. Fails if it does not.
+task_info wait_for(const char* id) {
   task_info task = query(id);
   for (; is_under_way(task); task = query(id)) {
     const std::string amount = amount_of(task);
@@ -125,28 +127,37 @@ int wait_for(const char* id) {
   progress("");
   if (task.status == ZEL_TASK_PAUSED) fail(kNo, "zelctl download resume ID", "task %s is paused", id);
   if (task.status != ZEL_TASK_COMPLETE)
-    fail_with(task.error_code, kFailed, "Try it again: zelctl download add", "task %s: %s %s", id,
-              state_of(task), error_of(task));
-  show_task(task);
-  return kDone;
+    fail_with(task.error_code, kFailed, "Try it again: zelctl download add", "task %s: %s%s%s", id,
+              state_of(task), *error_of(task) != '\0' ? ": " : "", error_of(task));
+  return task;
+}
+
+// Without a scheme in front the daemon takes none, and does not tell why.
+void require_url(const char* url) {
+  const size_t scheme = std::strspn(url, "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ");
+  if (scheme == 0 || url[scheme] != ':')
+    fail(kUsage, "Give it whole: http://HOST/FILE",
+         "URL: '%s' does not begin with http://, or another scheme", url);
 }
 
 int add(const Call& call) {
-  const task_param what = {call.argument(0), call.option("dir"), call.option("name")};
+  const task_param what = {call.arguments[0], call.option("dir"), call.option("name")};
   if (what.dir[0] != '/') fail(kUsage, "Give the whole path.", "--dir: '%s' does not begin with /", what.dir);
   if (std::strchr(what.filename, '/') != nullptr)
     fail(kUsage, "Put the folder into --dir.", "--name: a name has no /");
+  require_url(what.url);
   require_ability(ability_download);
   char id[ZEL_TASK_ID_SIZE];
   {
-    const Limit limit = daemon_patience();
+    const Limit limit = daemon_patience("It may have been added: zelctl download list");
     if (const int code = zel_download_task_create(&what, id); code != 0) fail_download(code, what.url);
   }
-  if (call.has("wait")) return wait_for(id);
-  Result result;
-  add_text(result.json(), "id", id);
-  result.line("%s", id);
-  result.show();
+  if (call.has("wait"))
+    show_task(wait_for(id));
+  else if (manner().json)
+    show_task(query(id));
+  else
+    print(format("%s\n", id));
   return kDone;
 }
 
@@ -167,7 +178,10 @@ int show(const Call& call) {
 int watch(const Call& call) {
   const char* const id = call.argument(0) != nullptr ? id_of(call) : nullptr;
   require_ability(ability_download);
-  if (id != nullptr) return wait_for(id);
+  if (id != nullptr) {
+    show_tasks({{wait_for(id)}});
+    return kDone;
+  }
   for (bool busy = true; busy;) {
     const Limit limit = daemon_patience();
     const Tasks all = query_all();
@@ -176,8 +190,8 @@ int watch(const Call& call) {
     for (const task_info& task : all.tasks) {
       if (!is_under_way(task)) continue;
       busy = true;
-      rows.push_back(format("%s\t%s\t%s\t%s", text_of(task.task_id).c_str(), bar_of(task).c_str(),
-                            amount_of(task).c_str(), pace_of(task).c_str()));
+      rows.push_back(format("%s\t%s\t%s\t%s", task.task_id, bar_of(task).c_str(), amount_of(task).c_str(),
+                            pace_of(task).c_str()));
     }
     progress(columns(rows));
     if (!busy) show_tasks(all);

@@ -1,5 +1,6 @@
 #include "ending.h"
 
+#include <poll.h>
 #include <unistd.h>
 #include <zel/service.h>
 
@@ -15,6 +16,9 @@
 namespace zelctl {
 namespace {
 
+// A callback waits for a command, or for the reader of our output, who may take nothing.
+constexpr unsigned kCallbackSeconds = 10;
+
 struct Ending {
   std::string report;
   int fd;
@@ -24,8 +28,10 @@ Ending endings[2];  // by interruption, by limit
 
 void end_now(int signal) {
   const Ending& ending = endings[signal == SIGALRM ? 1 : 0];
-  const ssize_t written = write(ending.fd, ending.report.data(), ending.report.size());
-  _exit(written >= 0 ? ending.status : kTimedOut);
+  pollfd wait{ending.fd, POLLOUT, 0};
+  const bool ready = ending.report.empty() || poll(&wait, 1, 0) == 1;
+  const bool written = ready && write(ending.fd, ending.report.data(), ending.report.size()) >= 0;
+  _exit(written ? ending.status : kTimedOut);
 }
 
 sigset_t ending_signals() {
@@ -35,9 +41,9 @@ sigset_t ending_signals() {
   return signals;
 }
 
-void set_ending(Ending* ending, int status, const std::string& report) {
+void set_ending(Ending* ending, int status, std::string report) {
   const Undivided scope;
-  *ending = {report, report_fd(), status};
+  *ending = {std::move(report), report_fd(), status};
   if (manner().json && status != kDone) ending->fd = output_fd();
   struct sigaction action {};
   action.sa_handler = end_now;
@@ -47,7 +53,7 @@ void set_ending(Ending* ending, int status, const std::string& report) {
 
 void set_failure(Ending* ending, const char* advice, const std::string& why) {
   const char* const end = progress_is_drawn() ? "\n" : "";
-  set_ending(ending, kTimedOut, end + failure_report(0, why, advice));
+  set_ending(ending, kTimedOut, format("%s%s", end, failure_report(0, why, advice).c_str()));
 }
 
 }  // namespace
@@ -94,6 +100,7 @@ Service::Service() {
 void Service::wait(unsigned seconds) {
   const timespec limit{static_cast<time_t>(seconds), 0};
   retry([&] { return sigtimedwait(&signals_, nullptr, seconds != 0 ? &limit : nullptr); });
+  const Limit callback(kCallbackSeconds, "End it as well.", "what reads standard output takes nothing");
   zel_lock();
 }
 

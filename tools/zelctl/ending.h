@@ -6,7 +6,7 @@
 namespace zelctl {
 
 // From here on SIGINT and SIGTERM end the process with a report and the status 5; or, for commands that go on until
-// then, without one and with success.
+// then, without one and with success. A report that nobody would read for now is left out.
 void interruption_fails(const char* advice, const char* why, ...) __attribute__((format(printf, 2, 3)));
 void interruption_is_the_end();
 
@@ -26,6 +26,8 @@ class Undivided {
   ~Undivided();
   Undivided(const Undivided&) = delete;
   Undivided& operator=(const Undivided&) = delete;
+  // The signals held back during a wait within the scope: as before.
+  const sigset_t& waiting() const { return before_; }
 
  private:
   sigset_t before_;

@@ -1,5 +1,6 @@
 #include "failure.h"
 
+#include <cerrno>
 #include <cstdarg>
 
 #include "json.h"
@@ -30,6 +31,10 @@ std::string failure_report(int code, const std::string& why, const char* advice)
   cJSON_AddRawToObject(json.get(), "code", format("%d", code).c_str());
   cJSON_AddStringToObject(json.get(), "advice", advice);
   return one_line(json.get());
+}
+
+Exit exit_for(int error) {
+  return error == EACCES || error == EPERM ? kNotPermitted : kFailed;
 }
 
 void fail(Exit exit, const char* advice, const char* why, ...) {

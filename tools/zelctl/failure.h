@@ -26,6 +26,9 @@ enum Exit : int {
 [[noreturn]] void fail_with(int code, Exit exit, const char* advice, const char* why, ...)
     __attribute__((format(printf, 4, 5)));
 
+// For a file that could not be used, from errno.
+Exit exit_for(int error);
+
 // What these put out.
 std::string failure_report(int code, const std::string& why, const char* advice);
 

@@ -15,7 +15,9 @@ constexpr const char* kStatuses =
     "Exit status: 0 done (or: yes), 1 no, 2 wrong command line, 3 failed, 4 not permitted (root or an "
     "ability is\n"
     "missing), 5 a time limit passed or it was interrupted.\n"
-    "With --json, standard output is one JSON document; a failure is {\"error\", \"code\", \"advice\"}.";
+    "With --json, standard output is one JSON document, or one for each thing that comes where a command "
+    "goes\n"
+    "on; a failure is {\"error\", \"code\", \"advice\"}.";
 
 // Calls visit with each command that begins with the words.
 template <class Visit>
@@ -107,9 +109,11 @@ void add_command_json(const Command& command, cJSON* json) {
 
 int help(const Call& call) {
   std::string words;
-  for (const char* word : call.arguments) append(&words, "%s%s", words.empty() ? "" : " ", word);
-  if (!words.empty() && find_command(words) == nullptr && next_words(words).empty())
-    fail_usage("", "there is no command '%s'", words.c_str());
+  for (const char* word : call.arguments) {
+    std::string longer = joined(words, word);
+    if (find_command(longer) == nullptr && next_words(longer).empty()) refuse_word(words.c_str(), word);
+    words = std::move(longer);
+  }
   tell_help(words);
   return kDone;
 }

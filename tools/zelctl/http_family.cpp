@@ -88,7 +88,7 @@ int post(const Call& call) {
   File file(std::fopen(path, "re"));
   struct stat about {};
   if (!file || fstat(fileno(file.get()), &about) != 0)
-    fail(kFailed, "Name a file that this user may read.", "%s: %s", path, std::strerror(errno));
+    fail(exit_for(errno), "Name a file that this user may read.", "%s: %s", path, std::strerror(errno));
   if (!S_ISREG(about.st_mode)) fail(kFailed, "Write it into a file first.", "%s is no plain file", path);
   if (about.st_size == 0) fail(kFailed, "Name a file with something in it.", "%s is empty", path);
   if (about.st_size > INT32_MAX) fail(kFailed, "Post it in parts.", "%s is larger than 2 GiB", path);

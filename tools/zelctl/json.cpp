@@ -1,5 +1,7 @@
 #include "json.h"
 
+#include <cstring>
+
 #include "failure.h"
 #include "text.h"
 
@@ -33,6 +35,10 @@ void require_memory(const void* made) {
 
 void add_text(cJSON* object, const char* key, const char* text) {
   require_memory(cJSON_AddStringToObject(object, key, readable(text, "\t\r\n").c_str()));
+}
+
+void add_field(cJSON* object, const char* key, const char* field, size_t size) {
+  add_text(object, key, std::string(field, strnlen(field, size)).c_str());
 }
 
 void add_number(cJSON* object, const char* key, int64_t number) {

@@ -18,6 +18,12 @@ inline bool is(const cJSON* item, int types) {
 }
 
 void add_text(cJSON* object, const char* key, const char* text);
+// The text of a record's field, which need not end within it.
+void add_field(cJSON* object, const char* key, const char* field, size_t size);
+template <size_t Size>
+void add_field(cJSON* object, const char* key, const char (&field)[Size]) {
+  add_field(object, key, field, Size);
+}
 void add_number(cJSON* object, const char* key, int64_t number);
 void add_bool(cJSON* object, const char* key, bool value);
 // Empty ones, part of the object.

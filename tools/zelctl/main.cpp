@@ -46,7 +46,9 @@ int run(const CommandLine& line) {
 int main(int argc, char** argv) {
   std::signal(SIGPIPE, SIG_IGN);
   zel_debug = 0;
-  zelctl::take_streams(zelctl::manner_of(argc, argv));
+  zelctl::want_json(zelctl::mentions_json(argc, argv));
+  const zelctl::CommandLine line = zelctl::parse(argc, argv);
+  zelctl::take_streams(line.manner);
   zelctl::interruption_fails("Run it again to have the rest.", "interrupted");
-  zelctl::end_process(zelctl::run(zelctl::parse(argc, argv)));
+  zelctl::end_process(zelctl::run(line));
 }

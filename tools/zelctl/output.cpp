@@ -1,28 +1,42 @@
 #include "output.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <climits>
 #include <cstdarg>
 #include <cstdio>
 
 #include "ending.h"
+#include "handles.h"
 #include "text.h"
 
 namespace zelctl {
 namespace {
 
 Manner wanted;
-std::FILE* result_stream = nullptr;  // null when the caller has closed it
-std::FILE* report_stream = nullptr;
+int result_to = STDOUT_FILENO;  // -1 when the caller has closed it
+int report_to = STDERR_FILENO;
 
 bool drawn = false;
 
-std::FILE* open_copy(int fd) {
-  const int copy = fcntl(fd, F_DUPFD_CLOEXEC, 3);
-  return copy != -1 ? fdopen(copy, "w") : nullptr;
+// As much at a time as is written at once or not at all. A reader that takes nothing can be waited for no longer when
+// the user has enough of it.
+bool write_whole(int fd, std::string_view text) {
+  const Undivided scope;
+  errno = EBADF;
+  while (fd != -1 && !text.empty()) {
+    pollfd wait{fd, POLLOUT, 0};
+    if (retry([&] { return ppoll(&wait, 1, nullptr, &scope.waiting()); }) == -1) return false;
+    const ssize_t count =
+        retry([&] { return write(fd, text.data(), std::min<size_t>(text.size(), PIPE_BUF)); });
+    if (count == -1) return false;
+    text.remove_prefix(static_cast<size_t>(count));
+  }
+  return text.empty();
 }
 
 void point(int fd, int target) {
@@ -35,16 +49,16 @@ const Manner& manner() {
   return wanted;
 }
 
-void want_json() {
-  wanted.json = true;
+void want_json(bool json) {
+  wanted.json = json;
 }
 
 void take_streams(const Manner& manner) {
   wanted = manner;
-  result_stream = open_copy(STDOUT_FILENO);
-  report_stream = open_copy(STDERR_FILENO);
+  result_to = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, 3);
+  report_to = fcntl(STDERR_FILENO, F_DUPFD_CLOEXEC, 3);
   const int nowhere = open("/dev/null", O_RDWR | O_CLOEXEC);
-  const int target = wanted.verbose && report_stream != nullptr ? fileno(report_stream) : nowhere;
+  const int target = wanted.verbose && report_to != -1 ? report_to : nowhere;
   if (target == -1) return;
   point(STDOUT_FILENO, target);
   point(STDERR_FILENO, target);
@@ -53,33 +67,29 @@ void take_streams(const Manner& manner) {
 }
 
 void give_streams() {
-  if (result_stream != nullptr) dup2(fileno(result_stream), STDOUT_FILENO);
-  if (report_stream != nullptr) dup2(fileno(report_stream), STDERR_FILENO);
+  if (result_to != -1) dup2(result_to, STDOUT_FILENO);
+  if (report_to != -1) dup2(report_to, STDERR_FILENO);
 }
 
 int output_fd() {
-  return result_stream != nullptr ? fileno(result_stream) : -1;
+  return result_to;
 }
 
 int report_fd() {
-  return report_stream != nullptr ? fileno(report_stream) : -1;
+  return report_to;
 }
 
-void print(const std::string& text, int status) {
-  const Undivided scope;
-  const bool printed = result_stream != nullptr && std::fputs(text.c_str(), result_stream) >= 0 &&
-                       std::fflush(result_stream) == 0;
-  if (printed) return;
+void print(std::string_view text, int status) {
+  alarm(0);
+  if (write_whole(result_to, text)) return;
   if (errno == EPIPE) end_process(status);
   // A result that did not get out is none: a script may read from a full disk.
   print_report("zelctl: the result could not be written to standard output\nMake room where it goes.\n");
   end_process(kFailed);
 }
 
-void print_report(const std::string& text) {
-  if (report_stream == nullptr) return;
-  std::fputs(text.c_str(), report_stream);
-  std::fflush(report_stream);
+void print_report(std::string_view text) {
+  write_whole(report_to, text);
 }
 
 void note(const char* text, ...) {
@@ -91,7 +101,7 @@ void note(const char* text, ...) {
 }
 
 bool shows_progress() {
-  return !wanted.json && report_stream != nullptr && isatty(fileno(report_stream)) == 1;
+  return !wanted.json && isatty(report_to) == 1;
 }
 
 void progress(const std::string& text) {

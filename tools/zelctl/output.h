@@ -2,6 +2,8 @@
 #pragma once
 #include <string>
 
+#include <string_view>
+
 #include "failure.h"
 
 namespace zelctl {
@@ -13,8 +15,8 @@ struct Manner {
 };
 const Manner& manner();
 
-// For an option that was abbreviated, which is found late.
-void want_json();
+// Before the command line is understood, which may fail.
+void want_json(bool json);
 
 // Takes standard output and error for ourselves; all that the library writes to either from now on goes nowhere, or,
 // if verbose, to standard error.
@@ -25,12 +27,13 @@ void give_streams();
 int output_fd();
 int report_fd();
 
-// Prints a result or a part of one. Ends the process if it gets lost: with a failure, or, when whoever read it has gone
-// as `head` does when it has seen enough, with the status that the command ends with.
-void print(const std::string& text, int status = kDone);
+// Prints a result or a part of one, which has come in time: a limit that is in force is lifted. Ends the process if it
+// gets lost: with a failure, or, when whoever read it has gone as `head` does when it has seen enough, with the status
+// that the command ends with.
+void print(std::string_view text, int status = kDone);
 
 // To standard error, as it is.
-void print_report(const std::string& text);
+void print_report(std::string_view text);
 
 // Something to know beside the result, as printf. Not for scripts.
 void note(const char* text, ...) __attribute__((format(printf, 1, 2)));

@@ -39,11 +39,14 @@ int list_abilities(const Call&) {
   const TableCopy table = read_table();
   Result result;
   show_abilities(*table, &result);
-  result.show();
+  cJSON* const others = add_array(result.json(), "never_asked_for");
   for (const perm_ability_info& ability : table->abilities) {
-    if (ability.permid > kAbilities)
-      note("the catalogue describes %d as well, which no call of the library asks for", ability.permid);
+    if (ability.permid > kAbilities) append_number(others, ability.permid);
   }
+  result.show();
+  const cJSON* other = nullptr;
+  cJSON_ArrayForEach(other, others)
+      note("the catalogue describes %s as well, which no call of the library asks for", other->valuestring);
   return kDone;
 }
 
@@ -111,24 +114,15 @@ TableCopy read_table_to_change() {
   return table;
 }
 
-// The one that comes first answers for all processes of a user.
-void note_shared_uid(const perm_table& table, const perm_plugin_slot& plugin) {
-  for (const perm_plugin_slot& other : table.plugins) {
-    if (other.used == 0 || other.uid != plugin.uid) continue;
-    if (&other != &plugin)
-      note("uid %u is also that of %.64s, and its processes count as that plug-in's", plugin.uid,
-           other.appid);
-    return;
-  }
-}
-
 int tell_stored(const char* appid) {
   const TableCopy table = read_table();
   const perm_plugin_slot& plugin = plugin_of(*table, appid);
   Result result;
   show_plugin(*table, plugin, &result);
   result.show();
-  note_shared_uid(*table, plugin);
+  const perm_plugin_slot& first = first_of_uid(*table, plugin);
+  if (&first != &plugin)
+    note("uid %u is also that of %.64s, and its processes count as that plug-in's", plugin.uid, first.appid);
   return kDone;
 }
 
@@ -272,8 +266,8 @@ int lint(const Call& call) {
   const char* const path = call.argument(0) != nullptr ? call.argument(0) : kPackageFile;
   const PackageList list = read_package_list(path);
   if (list.code == PERM_NOT_OPENED || list.code == PERM_NO_PACKAGES || list.code == PERM_SHORT_READ)
-    fail_with(list.code, kFailed, "Name a package file that this user may read.", "%s cannot be read: %s",
-              path, std::strerror(errno));
+    fail_with(list.code, exit_for(errno), "Name a package file that this user may read.",
+              "%s cannot be read: %s", path, std::strerror(errno));
   Result result;
   add_text(result.json(), "file", path);
   add_number(result.json(), "plugins", static_cast<int64_t>(list.plugins.size()));

@@ -46,6 +46,12 @@ const perm_plugin_slot& plugin_of(const perm_table& table, const char* appid) {
   return *plugin;
 }
 
+const perm_plugin_slot& first_of_uid(const perm_table& table, const perm_plugin_slot& plugin) {
+  const perm_plugin_slot* slot = table.plugins;
+  while (slot->used == 0 || slot->uid != plugin.uid) ++slot;
+  return *slot;
+}
+
 bool is_filled(const perm_table& table) {
   return table.plugin_count != 0 || table.abilities[0].permid != 0;
 }

@@ -36,6 +36,9 @@ void each_ability(const perm_table& table, Visit visit) {
   }
 }
 
+// The one of that uid that answers for all processes of the user: the first.
+const perm_plugin_slot& first_of_uid(const perm_table& table, const perm_plugin_slot& plugin);
+
 // A table of zeros is what the kernel hands out to whoever asks first.
 bool is_filled(const perm_table& table);
 

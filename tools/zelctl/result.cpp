@@ -34,9 +34,9 @@ void Result::text(const char* key, const char* value) {
   add_row(key, value);
 }
 
-void Result::number(const char* key, int64_t value, const std::string& text) {
+void Result::number(const char* key, int64_t value, const char* text) {
   add_number(json(), key, value);
-  add_row(key, text.empty() ? format("%lld", static_cast<long long>(value)) : text);
+  add_row(key, text != nullptr ? text : format("%lld", static_cast<long long>(value)).c_str());
 }
 
 void Result::flag(const char* key, bool value, const char* yes, const char* no) {
@@ -49,14 +49,18 @@ void Result::show(int status) {
   print(manner().json ? one_line(json_.get()) : text_, status);
 }
 
-void Result::add_row(const char* key, const std::string& value) {
+void Result::add_field(const char* key, const char* field, size_t size) {
+  text(key, std::string(field, strnlen(field, size)).c_str());
+}
+
+void Result::add_row(const char* key, const char* value) {
   std::string name = key;
   // The unit stands with the value.
   for (const char* const unit : {"_kib", "_bytes", "_seconds"}) {
     if (std::string_view(name).ends_with(unit)) name.resize(name.size() - std::strlen(unit));
   }
   std::replace(name.begin(), name.end(), '_', ' ');
-  row("%s\t%s", name.c_str(), value.c_str());
+  row("%s\t%s", name.c_str(), value);
 }
 
 void Result::end_table() {

@@ -19,10 +19,14 @@ class Result {
   void row(const char* text, ...) __attribute__((format(printf, 2, 3)));
   void line(const char* text, ...) __attribute__((format(printf, 2, 3)));
 
-  // A member for scripts, and for people a row of its name, blanks in it and no unit,
-  // and of the value, or the text given.
+  // A member for scripts, and for people a row of its name, blanks in it and no unit, and of the value, or the text
+  // given. A record's field is a text that need not end within it.
   void text(const char* key, const char* value);
-  void number(const char* key, int64_t value, const std::string& text = "");
+  template <size_t Size>
+  void field(const char* key, const char (&field)[Size]) {
+    add_field(key, field, Size);
+  }
+  void number(const char* key, int64_t value, const char* text = nullptr);
   void flag(const char* key, bool value, const char* yes, const char* no);
 
   // Prints the form that is wanted; `status` is what the command ends with.
@@ -30,7 +34,8 @@ class Result {
 
  private:
   void end_table();
-  void add_row(const char* key, const std::string& value);
+  void add_field(const char* key, const char* field, size_t size);
+  void add_row(const char* key, const char* value);
 
   JsonTree json_;
   std::string text_;

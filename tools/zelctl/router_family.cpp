@@ -77,7 +77,7 @@ int status(const Call&) {
   Result result;
   result.flag("internet", wan.WAN_NET == 1, "reachable", "out of reach");
   result.flag("cable", wan.WAN_LINE == 1, "linked", "out");
-  result.text("address", text_of(wan.WAN_IP).c_str());
+  result.field("address", wan.WAN_IP);
   result.number("type", wan.WAN_TYPE);
   result.show();
   return kDone;
@@ -119,12 +119,11 @@ int wifi(const Call&) {
     const zel_wifi_info& network = list.records[static_cast<size_t>(i)];
     const char* const band = network.WIFI_WirelessFrequency == 0 ? "2.4 GHz" : "5 GHz";
     const bool on = network.WIFI_Status == 1;
-    const std::string ssid = text_of(network.WIFI_SSID);
     cJSON* const row = append_object(array);
-    add_text(row, "name", ssid.c_str());
+    add_field(row, "name", network.WIFI_SSID);
     add_text(row, "band", band);
     add_bool(row, "on", on);
-    result.row("%s\t%s\t%s", band, on ? "on" : "off", ssid.c_str());
+    result.row("%s\t%s\t%.128s", band, on ? "on" : "off", network.WIFI_SSID);
   }
   show_list(&result, list.left_out);
   return kDone;
@@ -141,14 +140,12 @@ int disks(const Call&) {
     result.row("PARTITION\tUSED\tTOTAL\tUUID");
   for (int i = 0; i < list.count; ++i) {
     const zel_partition_info& partition = list.records[static_cast<size_t>(i)];
-    const std::string device = text_of(partition.Partition);
-    const std::string uuid = text_of(partition.UUID);
     cJSON* const row = append_object(array);
-    add_text(row, "name", device.c_str());
+    add_field(row, "name", partition.Partition);
     add_number(row, "used", partition.Used);
     add_number(row, "total", partition.Total);
-    add_text(row, "uuid", uuid.c_str());
-    result.row("%s\t%d\t%d\t%s", device.c_str(), partition.Used, partition.Total, uuid.c_str());
+    add_field(row, "uuid", partition.UUID);
+    result.row("%.64s\t%d\t%d\t%.40s", partition.Partition, partition.Used, partition.Total, partition.UUID);
   }
   if (list.count != 0) result.line("in the router's own unit, which it does not tell");
   show_list(&result, list.left_out);
@@ -167,11 +164,12 @@ int disks(const Call&) {
             known ? kMeanings[-code - 1] : "the router's own error code");
 }
 
-int get_dns(const Call&) {
+// `what` came to nothing if they cannot be had.
+int show_dns(const char* what, const char* advice = kSilenceAdvice) {
   char first[ZEL_DNS_SIZE];
   char second[ZEL_DNS_SIZE];
-  const Limit limit = router_patience();
-  if (const int code = zel_get_router_dns(first, second); code != 0) fail_dns(code, "dns");
+  const Limit limit = router_patience(advice);
+  if (const int code = zel_get_router_dns(first, second); code != 0) fail_dns(code, what);
   Result result;
   const struct { const char *key, *address; } rows[] = {{"first", first}, {"second", second}};
   for (const auto& row : rows) {
@@ -180,6 +178,15 @@ int get_dns(const Call&) {
   }
   result.show();
   return kDone;
+}
+
+int get_dns(const Call&) {
+  return show_dns("dns");
+}
+
+int show_changed_dns() {
+  return show_dns("it was done, but the servers cannot be read back",
+                  "It was done. To see: zelctl router dns get");
 }
 
 Limit change_patience() {
@@ -197,20 +204,27 @@ int set_dns(const Call& call) {
     if (const int code = zel_set_router_dns(call.argument(0), call.argument(1)); code != 0)
       fail_dns(code, "the servers were not set");
   }
-  return get_dns(call);
+  return show_changed_dns();
 }
 
-int reset_dns(const Call& call) {
+int reset_dns(const Call&) {
   {
     const Limit limit = change_patience();
     if (const int code = zel_reset_router_dns(); code != 0) fail_dns(code, "the servers were not reset");
   }
-  return get_dns(call);
+  return show_changed_dns();
 }
 
 int capture(const Call& call) {
-  const JsonTree state(capture_state(call.has("with-secrets")));
-  print(manner().json ? one_line(state.get()) : pretty(state.get()) + "\n");
+  Result result;
+  cJSON* const left_out = add_array(result.json(), "left_out");
+  JsonTree state = capture_state(call.has("with-secrets"), left_out);
+  if (!manner().json) {
+    print(format("%s\n", pretty(state.get()).c_str()));
+  } else {
+    cJSON_AddItemToObject(result.json(), "state", state.release());
+    result.show();
+  }
   return kDone;
 }
 
@@ -233,7 +247,7 @@ constexpr Command kCommands[] = {
     {"router dns reset", "", "Take the DNS servers set by hand away", "zelctl router dns reset", reset_dns},
     {"router capture", "",
      "Print the router's state as a file for a router box, with queries alone: nothing is changed. "
-     "routerbox --router FILE then plays this router",
+     "routerbox --router FILE then plays this router. With --json it is the member \"state\"",
      "zelctl router capture >/tmp/state.json", capture, kSecrets},
 };
 

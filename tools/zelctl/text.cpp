@@ -88,8 +88,12 @@ std::string format(const char* text, ...) {
 void append(std::string* to, const char* text, ...) {
   va_list values;
   va_start(values, text);
-  to->append(format_list(text, values));
+  *to += format_list(text, values);
   va_end(values);
+}
+
+std::string joined(const std::string& words, const char* word) {
+  return format("%s%s%s", words.c_str(), words.empty() ? "" : " ", word);
 }
 
 std::string columns(const std::vector<std::string>& rows) {
@@ -105,7 +109,7 @@ std::string columns(const std::vector<std::string>& rows) {
       text.append(cell);
       if (!last) text.append(widths[place] - width_of(cell) + 2, ' ');
     });
-    text.erase(text.find_last_not_of(' ') + 1);  // behind the last cell that is not empty
+    while (!text.empty() && text.back() == ' ') text.pop_back();  // behind the last cell that is not empty
     text += '\n';
   }
   return text;

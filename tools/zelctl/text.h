@@ -17,6 +17,9 @@ std::string format(const char* text, ...) __attribute__((format(printf, 1, 2)));
 std::string format_list(const char* text, va_list values) __attribute__((format(printf, 1, 0)));
 void append(std::string* to, const char* text, ...) __attribute__((format(printf, 2, 3)));
 
+// With a blank between them, unless there are no words yet.
+std::string joined(const std::string& words, const char* word);
+
 // The "s" of a plural.
 inline const char* plural(size_t count) {
   return count == 1 ? "" : "s";

@@ -17,10 +17,11 @@ function takeToken() {
 const token = takeToken();
 addEventListener('hashchange', () => location.reload());
 
+// A verb that was not carried out; `refused` by the box, which is there.
 export class VerbError extends Error {
-  constructor(text, status) {
+  constructor(text, refused) {
     super(text);
-    this.status = status;
+    this.refused = refused;
   }
 }
 
@@ -31,10 +32,10 @@ export async function call(verb, args = {}) {
   try {
     response = await ask(`/api/${verb}`, {method: 'POST', body: JSON.stringify(args)});
   } catch {
-    throw new VerbError('the console has ended', 3);
+    throw new VerbError('the console has ended', false);
   }
-  const result = await response.json().catch(() => ({error: `HTTP status ${response.status}`, status: 3}));
-  if (!response.ok) throw new VerbError(result.error, result.status);
+  const result = await response.json().catch(() => ({error: `HTTP status ${response.status}`}));
+  if (!response.ok) throw new VerbError(result.error, response.status === 400);
   return result;
 }
 
@@ -51,7 +52,8 @@ export function commandOf(verb, args) {
   return words.join(' ');
 }
 
-// What is watched once a second, and at once when the trace tells of a change. `null`: the box has none.
+// What is watched once a second, and at once when the trace tells of a change. `null`: the box has none. What a box that
+// has gone was like stays.
 const kWatched = {ps: 'ps', state: 'state', faults: 'faults', downloads: 'downloads'};
 
 // Events: connection, start (a box has come; its trace begins anew), lines, abilities (some have changed), and one for each of what
@@ -93,7 +95,7 @@ class Box extends EventTarget {
     if (this.connection !== 'running' || this.#looking) return;
     this.#looking = true;
     await Promise.all(Object.entries(kWatched).map(async ([name, verb]) => {
-      const found = await call(verb).catch(() => null);
+      const found = await call(verb).catch((error) => error.refused ? null : this.seen[name]);
       if (JSON.stringify(found) === JSON.stringify(this.seen[name])) return;
       this.seen[name] = found;
       this.tell(name, found);

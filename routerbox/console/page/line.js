@@ -5,7 +5,7 @@ import {prepareFault} from './faults.js';
 import {act, copy, say} from './notice.js';
 
 const wasCut = (text) => /\.\.\. \(\d+ bytes\)$/.test(text);
-let root, title, tools, sides;
+let root, title, tools, meta, sides;
 
 // Servers keep bodies as texts; what is JSON in them is shown as such.
 function opened(value) {
@@ -71,14 +71,14 @@ async function copyStep(raw) {
 export function openLine(line) {
   const whole = JSON.parse(line.raw);
   const details = whole.details && typeof whole.details === 'object' ? whole.details : {more: whole.details};
-  title.textContent = visible(`${line.channel}  ${line.from} → ${line.to}  ${line.what}`);
+  title.textContent = title.title = visible(`${line.channel}  ${line.from} → ${line.to}  ${line.what}`);
+  meta.textContent = `${whole.time}   result ${visible(line.result) || 'none'}${line.ms === undefined ? '' : `   ${line.ms} ms`}`;
   tools.replaceChildren(
       tool('send again', againOf(line, details), ({verb, args}) => act(verb, args, (result) => result.answer ?? 'sent')),
       tool('make a fault of this', faultOf(line), prepareFault),
       button('copy as test step', () => copyStep(line.raw)),
       button('copy JSON', () => copy(line.raw)));
   sides.replaceChildren(
-      el('p', {class: 'meta', text: `${whole.time}   result ${visible(line.result) || 'none'}${line.ms === undefined ? '' : `   ${line.ms} ms`}`}),
       ...sidesOf(details).filter(([, value]) => value !== undefined && value !== null).map(
           ([name, value]) => el('div', {class: 'side'}, el('h3', {text: name}), el('pre', {tabindex: '0', text: pretty(opened(value))}))));
   root.hidden = false;
@@ -91,9 +91,10 @@ export function closeLine() {
 export function mountLine(close) {
   title = el('h2');
   tools = el('span', {class: 'tools'});
+  meta = el('p', {class: 'meta'});
   sides = el('div', {class: 'sides'});
   root = el('section', {id: 'line', 'aria-label': 'The chosen line', hidden: true,
     onkeydown: (event) => event.key === 'Escape' && close()},
-      el('div', {class: 'bar'}, title, tools, button('×', close, {'aria-label': 'close the line', class: 'quiet'})), sides);
+      el('div', {class: 'bar'}, title, tools, button('×', close, {'aria-label': 'close the line', class: 'quiet'})), meta, sides);
   return root;
 }

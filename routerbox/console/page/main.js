@@ -25,7 +25,7 @@ function showConnection(connection) {
   setText(state, kConnections[connection]);
   setText(document.getElementById('box-name'), visible(box.name));
   document.title = box.name ? `${visible(box.name)} · routerbox` : 'routerbox';
-  document.querySelector('main').inert = document.getElementById('record').inert = connection !== 'running';
+  for (const id of ['plugins', 'controls', 'record']) document.getElementById(id).inert = connection !== 'running';
 }
 box.on('connection', showConnection);
 showConnection(box.connection);

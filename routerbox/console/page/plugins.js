@@ -7,7 +7,11 @@ const kOutputLines = 40;
 const open = new Set();   // names of plug-ins that show more
 const outputs = new Map();  // by name: the element with the last lines
 
-const stateOf = (row) => row.status === undefined ? row.state : `ended, ${row.status}`;
+const kKilled = 128;
+function stateOf(row) {
+  if (row.status === undefined) return row.state;
+  return row.status > kKilled ? `killed, signal ${row.status - kKilled}` : `ended, status ${row.status}`;
+}
 const memoryOf = (row) => row.memory_kib === undefined ? '' : `${(row.memory_kib / 1024).toFixed(1)} MiB`;
 const isBad = (row) => row.state === 'ended' && row.status !== 0;
 

@@ -74,7 +74,7 @@ function draw() {
   }
   for (const row of rows) if (!row.used) row.hidden = true;
   setText(count, `${lines.shown.length.toLocaleString('en')} of ${lines.lines.length.toLocaleString('en')} lines`);
-  count.title = `the last ${kMostLines.toLocaleString('en')} are here, all are in the trace: routerbox log`;
+  count.title = `the last ${kMostLines.toLocaleString('en')} or more are here, all are in the trace: routerbox log`;
   list.classList.toggle('empty', lines.shown.length === 0);
   list.dataset.empty = lines.lines.length === 0 ? 'nothing has happened yet' : 'no line passes the filters';
 }
@@ -118,7 +118,10 @@ const kKeys = {ArrowDown: 1, ArrowUp: -1, PageDown: 20, PageUp: -20, Home: -Infi
 
 function onKey(event) {
   if (event.key === 'Escape') unselect();
-  if (event.key === 'Enter') document.querySelector('#line button:enabled')?.focus();
+  if (event.key === 'Enter') {
+    event.preventDefault();  // or the button would be pressed, too
+    document.querySelector('#line button:enabled')?.focus();
+  }
   const step = kKeys[event.key];
   if (step === undefined || lines.shown.length === 0) return;
   event.preventDefault();

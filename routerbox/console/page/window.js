@@ -1,12 +1,13 @@
 // The last lines of the trace, and those of them that pass the filters. What is older is in the trace only.
 
 export const kMostLines = 5000;
-const kSlack = 1000;  // so that the oldest go many at a time
+const kMostCharacters = 16e6;
+const kSlack = 1.2;  // so that the oldest go many at a time
 
 const row = (raw) => {
   try {
     const {at, channel, from, to, what, result, ms, details} = JSON.parse(raw);
-    return {at, channel, from, to, what, result, ms, fault: details?.fault, raw};
+    return {at: Number(at), channel, from, to, what, result, ms, fault: details?.fault, raw};
   } catch {
     return null;  // broken off by a full disk
   }
@@ -15,14 +16,14 @@ const row = (raw) => {
 export class Window {
   lines = [];
   shown = [];
-  #first = 0;  // number of the oldest line
+  #size = 0;  // characters of all lines
   #next = 0;
   #fits = () => true;
 
   clear() {
     this.lines = [];
     this.shown = [];
-    this.#first = this.#next;
+    this.#size = 0;
   }
 
   // Returns how many lines went from the front of those shown.
@@ -32,9 +33,10 @@ export class Window {
       if (!line) continue;
       line.number = this.#next++;
       this.lines.push(line);
+      this.#size += text.length;
       if (this.#fits(line)) this.shown.push(line);
     }
-    return this.lines.length > kMostLines + kSlack ? this.#drop() : 0;
+    return this.lines.length > kMostLines * kSlack || this.#size > kMostCharacters * kSlack ? this.#drop() : 0;
   }
 
   filter(fits) {
@@ -54,9 +56,11 @@ export class Window {
   }
 
   #drop() {
-    this.lines = this.lines.slice(-kMostLines);
-    this.#first = this.lines[0].number;
-    const gone = this.placeOf(this.#first);
+    let first = Math.max(0, this.lines.length - kMostLines);
+    for (const line of this.lines.slice(0, first)) this.#size -= line.raw.length;
+    while (this.#size > kMostCharacters) this.#size -= this.lines[first++].raw.length;
+    this.lines = this.lines.slice(first);
+    const gone = this.lines.length > 0 ? this.placeOf(this.lines[0].number) : this.shown.length;
     this.shown = this.shown.slice(gone);
     return gone;
   }
