@@ -6,6 +6,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <initializer_list>
 
 #include "bus/libubus.h"
 
