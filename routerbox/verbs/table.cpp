@@ -95,9 +95,10 @@ const std::vector<Verb> kVerbs = {
      "routerbox verify",
      Where::kBox},
     {"test",
-     "[FILE|FOLDER] [-k PATTERN] [--jobs N] [--target NAME] [--valgrind] [--junit FILE]",
+     "[FILE|FOLDER] [-k PATTERN] [--jobs N] [--target NAME] [--valgrind] [--junit FILE] [--json]",
      {},
-     "Runs the project's tests/*.bats, each test with a box of its own",
+     "Runs the project's tests/*.bats, each test with a box of its own; --json: how many there were, and "
+     "failed",
      "routerbox test -k outage",
      Where::kHere},
     {"record",
