@@ -282,7 +282,8 @@ void add_state(Json* line, const Seen& seen) {
     (*line)["state"] = *states->second.begin();
 }
 
-// What a debugger makes of a plug-in is nothing that a test can have again: not the stop before it, nor the start behind.
+// What a debugger makes of a plug-in is nothing that a test can have again, nor are the stop before it and the start
+// behind.
 void leave_out_debugging(std::vector<Json>* lines) {
   for (const Json& debugged : std::vector<Json>(*lines)) {
     if (!is_authors(debugged) || verb_of(debugged) != "debug") continue;

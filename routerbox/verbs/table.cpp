@@ -95,7 +95,7 @@ const std::vector<Verb> kVerbs = {
      "routerbox verify",
      Where::kBox},
     {"test",
-     "[FILE|FOLDER] [-k PATTERN] [--jobs N] [--target NAME] [--valgrind] [--junit FILE] [--json]",
+     "[FILE|FOLDER] [-k PATTERN] [--jobs N] [--target NAME] [--valgrind] [--junit FILE]",
      {},
      "Runs the project's tests/*.bats, each test with a box of its own; --json: how many there were, and "
      "failed",
