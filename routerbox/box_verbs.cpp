@@ -1,6 +1,7 @@
 #include "box_verbs.h"
 
 #include <algorithm>
+#include <cmath>
 #include <fstream>
 #include <mutex>
 #include <thread>
@@ -138,7 +139,7 @@ class BoxVerbs {
     }
     return {{"box", parts_.plan.box},
             {"folder", parts_.plan.folder},
-            {"at", monotonic_seconds() - read_roster(kBoxFolder).started},
+            {"at", std::round((monotonic_seconds() - read_roster(kBoxFolder).started) * 1e6) / 1e6},
             {"plugins", plugins},
             {"services", services}};
   }

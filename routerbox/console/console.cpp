@@ -69,9 +69,11 @@ class Console : public httplib::Server {
       Get(file.path, [&file](const auto&, auto& response) {
         response.set_content(file.text.data(), file.text.size(), file.type);
       });
-    Get("/api/verbs", [this](const auto& request, auto& response) { pass_on(request, response); });
+    Get("/api/verbs", [this](const auto& request, auto& response) { pass_on(request, "", response); });
     Get("/api/trace", [this](const auto&, auto& response) { stream_trace(response); });
-    Post("/api/[a-z]+", [this](const auto& request, auto& response) { pass_on(request, response); });
+    Post("/api/[a-z]+", with_body([this](const auto& request, const auto& body, auto& response) {
+           pass_on(request, body, response);
+         }));
   }
 
   // Its address, with the token.
@@ -114,13 +116,13 @@ class Console : public httplib::Server {
     return HandlerResponse::Unhandled;
   }
 
-  void pass_on(const httplib::Request& request, httplib::Response& response) const {
+  void pass_on(const httplib::Request& request, const std::string& body, httplib::Response& response) const {
     httplib::Client control(socket_of(box_));
     control.set_address_family(AF_UNIX);
     control.set_read_timeout(kVerbLimitSeconds);
     const std::string path = request.path.substr(std::string_view("/api").size());
     const httplib::Result result =
-        request.method == "GET" ? control.Get(path) : control.Post(path, request.body, kJson);
+        request.method == "GET" ? control.Get(path) : control.Post(path, body, kJson);
     response.status = result ? result->status : kNoBox;
     response.set_content(
         result ? result->body

@@ -31,8 +31,9 @@ TEST_F(Download, ShowsAndChangesTasks) {
       {"completed for shells", "$Z completion words -- download pause '' | grep -c -f /tmp/id", 0, "1\n"},
       {"pause", "sleep 1; $Z download pause $(cat /tmp/id) --json", 0, "\",\"accepted\":\"pause\"}"},
       {"twice", "sleep 1; $Z download pause $(cat /tmp/id)", 1,
-       "is paused, in no state for that (-1)\nIts state: zelctl"},
-      {"waiting for it", "$Z download watch $(cat /tmp/id)", 1, "is paused\nzelctl download resume ID"},
+       "is paused, in no state for that (-1)\nMore of it: zelctl"},
+      {"waiting for it", "$Z download watch $(cat /tmp/id)", 1,
+       "is paused\nTo go on: zelctl download resume "},
       {"resume and interrupt",
        "$Z download resume $(cat /tmp/id) && { $Z download watch $(cat /tmp/id) & sleep 2; kill -INT $!; "
        "wait $!; }",

@@ -73,7 +73,8 @@ JsonTree arguments_of(const char* text) {
   std::string where;
   JsonTree json = parse_json(text, &where);
   if (!json)
-    fail(kUsage, "Put it in single quotes: '{\"msg\": \"hello\"}'", "JSON: no JSON: %s", where.c_str());
+    fail(kUsage, "Put it in single quotes: '{\"msg\": \"hello\"}'", "JSON: it does not parse: %s",
+         where.c_str());
   if (!is(json.get(), cJSON_Object))
     fail(kUsage, "Such as '{\"msg\": \"hello\"}'", "JSON: it is not an object");
   return json;

@@ -6,6 +6,7 @@
 #include "ending.h"
 #include "failure.h"
 #include "perm_codes.h"
+#include "text.h"
 
 namespace zelctl {
 namespace {
@@ -36,10 +37,13 @@ void require_ability(perm_ability ability) {
   const int code = perm_check(static_cast<uint32_t>(ability), appid.c_str());
   if (code == 0) return;
   if (code != PERM_NOT_GRANTED) fail_perm(code, "ability %d", ability);
-  const std::string name = ability_name(*table, ability);
-  fail_with(code, kNotPermitted,
-            "Grant it: zelctl perm update APPID --abilities LIST, or be another: zelctl --as APPID ...",
-            "plug-in %s does not hold ability %d (%s)", appid.c_str(), ability, name.c_str());
+  const uint32_t bits =
+      plugin_of(*table, appid.c_str()).abilitybits | 1U << static_cast<unsigned>(ability - 1);
+  const std::string advice =
+      format("Grant it, as root: zelctl perm update %s --abilities %s. Or be another: zelctl --as APPID ...",
+             appid.c_str(), ability_list(bits).c_str());
+  fail_with(code, kNotPermitted, advice.c_str(), "plug-in %s does not hold ability %d (%s)", appid.c_str(),
+            ability, ability_name(*table, ability).c_str());
 }
 
 }  // namespace zelctl

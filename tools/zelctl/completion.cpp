@@ -84,7 +84,7 @@ class Candidates {
   explicit Candidates(const char* begin) : begin_(begin), words_(add_array(result_.json(), "words")) {}
   void offer(const char* word, const char* help) {
     if (word[0] != '@' && std::strncmp(word, begin_, std::strlen(begin_)) != 0) return;
-    result_.line("%s%s%s", word, *help != '\0' ? "\t" : "", help);
+    result_.line("%s%s%.*s", word, *help != '\0' ? "\t" : "", sentence_length(help), help);
     append_text(words_, word);
   }
   void show() { result_.show(); }

@@ -125,7 +125,8 @@ task_info wait_for(const char* id) {
     usleep(kTickUs);
   }
   progress("");
-  if (task.status == ZEL_TASK_PAUSED) fail(kNo, "zelctl download resume ID", "task %s is paused", id);
+  if (task.status == ZEL_TASK_PAUSED)
+    fail(kNo, format("To go on: zelctl download resume %s", id).c_str(), "task %s is paused", id);
   if (task.status != ZEL_TASK_COMPLETE)
     fail_with(task.error_code, kFailed, "Try it again: zelctl download add", "task %s: %s%s%s", id,
               state_of(task), *error_of(task) != '\0' ? ": " : "", error_of(task));

@@ -2,6 +2,7 @@
 
 #include "failure.h"
 #include "patience.h"
+#include "text.h"
 
 namespace zelctl {
 namespace {
@@ -39,8 +40,8 @@ void require_done(int code, const char* id) {
   if (code == 0) return;
   task_info task{};
   if (code == -1 && zel_download_task_query(id, &task) == 0)
-    fail_with(code, kNo, "Its state: zelctl download show ID", "task %s is %s, in no state for that", id,
-              state_of(task));
+    fail_with(code, kNo, format("More of it: zelctl download show %s", id).c_str(),
+              "task %s is %s, in no state for that", id, state_of(task));
   if (code == -1 && zel_download_task_getnum() >= 0)
     fail_with(code, kNo, "All ids: zelctl download list", "the daemon knows no task %s", id);
   fail_download(code, id);

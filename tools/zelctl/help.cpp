@@ -71,11 +71,8 @@ void add_family_help(const std::string& words, Result* result) {
   });
   result->line("Usage: zelctl %s COMMAND...\n\nExample:\n  %s\n\nCommands:", words.c_str(), example);
   each_command(words, [&](const Command& command) {
-    // Up to its first full stop.
-    const char* const end = std::strstr(command.help, ". ");
-    const int length = static_cast<int>(end != nullptr ? end - command.help : std::strlen(command.help));
     result->row("  %s%s%s\t%.*s", command.words + words.size() + 1, *command.arguments != '\0' ? " " : "",
-                command.arguments, length, command.help);
+                command.arguments, sentence_length(command.help), command.help);
   });
   result->line("\nMore: zelctl %s COMMAND --help", words.c_str());
 }

@@ -147,6 +147,11 @@ std::vector<std::string> words_of(std::string_view text, char separator) {
   return words;
 }
 
+int sentence_length(const char* text) {
+  const char* const end = std::strstr(text, ". ");
+  return static_cast<int>(end != nullptr ? end - text : std::strlen(text));
+}
+
 std::string wrap(std::string_view text, size_t width, size_t indent) {
   std::string result;
   size_t column = 0;

@@ -48,6 +48,9 @@ class Nearest {
 // The words between blanks, or between other separators.
 std::vector<std::string> words_of(std::string_view text, char separator = ' ');
 
+// Bytes of the text up to its first full stop.
+int sentence_length(const char* text);
+
 // Lines end before the width; every line but the first is indented.
 std::string wrap(std::string_view text, size_t width, size_t indent);
 
