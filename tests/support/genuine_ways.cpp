@@ -7,6 +7,7 @@
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <initializer_list>
 
 #include "bus/libubus.h"
 

@@ -138,6 +138,7 @@ TEST_F(Ask, CapturesTheRouterForTheBox) {
 TEST_F(Ask, FindsWhatIsWrong) {
   static const Case kCases[] = {
       {"nothing", "$Z doctor", 0, "nothing is wrong\n"},
+      {"the library's place", "$Z doctor", 0, "/libzel.so.0."},
       {"for all", "$NOBODY $Z doctor --json", 0,
        R"({"check":"port 6800","state":"good","found":"the download daemon answers","advice":""})"},
       {"all at once",
