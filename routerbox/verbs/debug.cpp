@@ -12,6 +12,7 @@
 #include "../nearest.h"
 #include "../pass_on.h"
 #include "../programs.h"
+#include "../trace/trace.h"
 #include "enter.h"
 #include "status.h"
 
@@ -141,9 +142,18 @@ int debug_plugin(const BoxClient& box, const std::string& plugin, const std::str
   const Json place = box.call("enter", {{"as", plugin}});
   if (!place.contains("program")) throw Failure(plugin + " has no program in this box", kNo);
   const Launch launch = launch_for(place, tool_words(tool, wanted_from(place, options)));
+  const auto begin = std::chrono::steady_clock::now();
   const bool ran = box.call("stop", {{"target", plugin}}).at("stopped");
   const int status = run_there(box.process_one(), launch);
   if (ran) box.call("start", {{"target", plugin}});
+  Trace(box.folder())
+      .record({Channel::kLife,
+               "author",
+               "box",
+               "debug " + plugin + " " + tool,
+               "OK",
+               std::chrono::steady_clock::now() - begin,
+               {}});
   return status;
 }
 

@@ -282,6 +282,19 @@ void add_state(Json* line, const Seen& seen) {
     (*line)["state"] = *states->second.begin();
 }
 
+// What a debugger makes of a plug-in is nothing that a test can have again, nor are the stop before it and the start
+// behind.
+void leave_out_debugging(std::vector<Json>* lines) {
+  for (const Json& debugged : std::vector<Json>(*lines)) {
+    if (!is_authors(debugged) || verb_of(debugged) != "debug") continue;
+    const double end = debugged.value("at", 0.0), begin = end - debugged.value("ms", 0.0) / 1000;
+    std::erase_if(*lines, [&](const Json& line) {
+      const double at = line.value("at", 0.0);
+      return begin < at && at < end;
+    });
+  }
+}
+
 // The others are not kept: a trace may have very many.
 std::vector<Json> lines_for_test(const std::string& trace_file, double since, const Seen& seen) {
   std::ifstream trace(trace_file);
@@ -296,6 +309,7 @@ std::vector<Json> lines_for_test(const std::string& trace_file, double since, co
   }
   for (const Json& line : seen.output)
     if (line.at("at") >= since) lines.push_back(line);
+  leave_out_debugging(&lines);
   std::stable_sort(lines.begin(), lines.end(), [](const Json& one, const Json& other) {
     return one.value("at", 0.0) < other.value("at", 0.0);
   });

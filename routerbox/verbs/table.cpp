@@ -97,7 +97,8 @@ const std::vector<Verb> kVerbs = {
     {"test",
      "[FILE|FOLDER] [-k PATTERN] [--jobs N] [--target NAME] [--valgrind] [--junit FILE]",
      {},
-     "Runs the project's tests/*.bats, each test with a box of its own",
+     "Runs the project's tests/*.bats, each test with a box of its own; --json: how many there were, and "
+     "failed",
      "routerbox test -k outage",
      Where::kHere},
     {"record",

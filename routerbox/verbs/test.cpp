@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
+#include <regex>
 #include <thread>
 
 #include "../box.h"
@@ -34,7 +35,7 @@ struct TestWish {
   std::string place = ".", pattern, target, build, junit;
   // A box waits more than it works; and bats sleeps a second whenever all its jobs are taken.
   unsigned jobs = std::max(4U, 2 * std::thread::hardware_concurrency());
-  bool valgrind = false;
+  bool valgrind = false, json = false;
 };
 
 TestWish parse(int argc, char** argv) {
@@ -48,6 +49,7 @@ TestWish parse(int argc, char** argv) {
   app.add_option("--build", wish.build)->check(CLI::ExistingDirectory)->excludes(target);
   app.add_flag("--valgrind", wish.valgrind);
   app.add_option("--junit", wish.junit);
+  app.add_flag("--json", wish.json);
   try {
     app.parse(argc, argv);
   } catch (const CLI::ParseError& error) {
@@ -121,7 +123,8 @@ Words bats_words(const TestWish& wish, const std::string& reports, const Words& 
   // bats itself runs those of one file at once, and needs GNU parallel for those of several.
   if (wish.jobs > 1 && !has_program("parallel")) words.emplace_back("--no-parallelize-across-files");
   if (!wish.pattern.empty()) words.insert(words.end(), {"--filter", wish.pattern});
-  if (!wish.junit.empty()) words.insert(words.end(), {"--report-formatter", "junit", "--output", reports});
+  if (!wish.junit.empty() || wish.json)
+    words.insert(words.end(), {"--report-formatter", "junit", "--output", reports});
   words.insert(words.end(), tests.begin(), tests.end());
   return words;
 }
@@ -140,11 +143,12 @@ void set_environment(const std::string& run, const Words& options) {
 }
 
 // The terminal's signals are for bats, which ends its tests in order; what else is to end this ends bats first.
-int run_program(const std::string& program, Words words) {
+int run_program(const std::string& program, Words words, bool json) {
   std::cout << std::flush;
   const pid_t child = fork();
   if (child < 0) fail_errno("cannot start a process");
   if (child == 0) {
+    if (json) dup2(STDERR_FILENO, STDOUT_FILENO);
     execv(program.c_str(), exec_arguments(words).data());
     write_all(STDERR_FILENO, "routerbox: " + explain_exec(program, errno) + "\n");
     _exit(kFailed);
@@ -190,17 +194,34 @@ class ReportFolder {
 };
 
 // bats does not wait for the program that writes it.
-void save_report(const fs::path& report, const fs::path& junit) {
+std::string whole_report(const fs::path& report) {
   constexpr int kMostLooks = 500;
   constexpr std::chrono::milliseconds kBetweenLooks(10);
-  const auto is_whole = [&] {
-    return fs::exists(report) && read_file(report).find("</testsuites>") != std::string::npos;
-  };
-  for (int looks = 0; !is_whole(); ++looks) {
-    if (looks == kMostLooks) throw Failure("bats has not finished its report; see above", kFailed);
+  for (int looks = 0; looks < kMostLooks; ++looks) {
+    const std::string text = fs::exists(report) ? read_file(report) : "";
+    if (text.find("</testsuites>") != std::string::npos) return text;
     std::this_thread::sleep_for(kBetweenLooks);
   }
-  fs::copy_file(report, junit, fs::copy_options::overwrite_existing);
+  throw Failure("bats has not finished its report; see above", kFailed);
+}
+
+// Of all its files.
+Json counts_in(const std::string& report) {
+  static const std::regex kSuite(
+      R"re(<testsuite [^>]*tests="([0-9]+)" failures="([0-9]+)" errors="[0-9]+" skipped="([0-9]+))re");
+  long tests = 0, failures = 0, skipped = 0;
+  for (std::sregex_iterator suite(report.begin(), report.end(), kSuite), end; suite != end; ++suite) {
+    tests += std::stol((*suite)[1]);
+    failures += std::stol((*suite)[2]);
+    skipped += std::stol((*suite)[3]);
+  }
+  return {{"tests", tests}, {"failures", failures}, {"skipped", skipped}};
+}
+
+void print_counts(const std::string& report, bool left) {
+  Json counts = counts_in(report);
+  counts["left"] = left;
+  std::cout << text_of(counts) + "\n" << std::flush;
 }
 
 void print_output_tail(const std::string& folder) {
@@ -228,9 +249,13 @@ int run_tests(int argc, char** argv) {
   check_box(options);
   set_environment(run, options);
   const ReportFolder reports;
-  const int status = run_program(bats, bats_words(wish, reports.path(), tests));
+  const int status = run_program(bats, bats_words(wish, reports.path(), tests), wish.json);
   const bool left = clean_up(run);
-  if (!junit.empty()) save_report(fs::path(reports.path()) / kReport, junit);
+  if (!junit.empty() || wish.json) {
+    const std::string report = whole_report(fs::path(reports.path()) / kReport);
+    if (!junit.empty()) write_file(junit, report, 0644);
+    if (wish.json) print_counts(report, left);
+  }
   return status == 0 && !left ? kDone : kNo;
 }
 

@@ -14,6 +14,7 @@ const wanted = {channels: new Set(kChannels), party: '', text: ''};
 let selected = -1;  // number of a line
 let follows = true;
 let drawing = 0;
+let lastTop = 0;  // where the list was when it was drawn
 let list, space, count, followButton;
 const rows = [];
 
@@ -61,6 +62,7 @@ function draw() {
   const height = lines.shown.length * kRowHeight;
   space.style.height = `${height}px`;
   if (follows) list.scrollTop = height;
+  lastTop = list.scrollTop;
   const first = Math.max(0, Math.floor(list.scrollTop / kRowHeight) - 2);
   const many = Math.min(lines.shown.length - first, Math.ceil(list.clientHeight / kRowHeight) + 4);
   while (rows.length < many) rows.push(makeRow(rows.length));
@@ -102,6 +104,10 @@ function select(number) {
   follow(false);
   openLine(line);
   draw();
+  reveal(place);
+}
+
+function reveal(place) {
   const top = place * kRowHeight;
   if (top < list.scrollTop) list.scrollTop = top;
   if (top + kRowHeight > list.scrollTop + list.clientHeight) list.scrollTop = top + kRowHeight - list.clientHeight;
@@ -130,9 +136,11 @@ function onKey(event) {
   select(lines.shown[Math.min(last, Math.max(0, from + step))].number);
 }
 
+// Only who goes back stops following: the end may also be out of sight because the list has become smaller.
 function onScroll() {
   const atEnd = list.scrollTop + list.clientHeight >= list.scrollHeight - kRowHeight;
-  if (follows !== atEnd) follow(atEnd && selected < 0);
+  if (follows && !atEnd && list.scrollTop < lastTop) follow(false);
+  if (!follows && atEnd && selected < 0) follow(true);
   drawSoon();
 }
 
@@ -166,7 +174,11 @@ export function mount(root) {
       el('div', {class: 'bar', role: 'toolbar', 'aria-label': 'Filters'}, el('span', {class: 'channels'}, ...kChannels.map(channelButton)),
           choice, search, followButton, button('clear', () => { lines.clear(); unselect(); }, {title: 'from this page; the trace keeps all'}), count),
       list, mountLine(() => { unselect(); list.focus(); }));
-  new ResizeObserver(drawSoon).observe(list);
+  new ResizeObserver(() => {
+    const place = lines.placeOf(selected);
+    if (lines.shown[place]?.number === selected) reveal(place);
+    drawSoon();
+  }).observe(list);
   box.on('ps', (ps) => fillParties(choice, ps));
   fillParties(choice, null);
   box.on('start', () => { lines.clear(); unselect(); follow(true); });
