@@ -1,4 +1,4 @@
-"""Writes docs/benchmarks.md and its plots from what the benchmarks kept.
+"""Writes the page of benchmarks and its plots from what the benchmarks kept.
 
 Usage: page.py FIGURES FOLDER    FIGURES has a file of lines for each run (record.h), and what scripts/bench printed
 """
