@@ -11,7 +11,7 @@ s/^(    (#  )? *)[0-9]+\.[0-9]{3}  (bus|events|router|downloads|files|life) /\1*
 s/  start  [0-9]+$/  start  */
 s/\b[0-9]+ KiB\b/* KiB/
 s/^    (to|from) +[0-9a-f]{8} /    \1 * /
-s/\b0x[0-9a-f]{6,}/*/g
+s/\b0x[0-9a-f]{9,}/*/g
 s/files, [0-9]+ bytes/files, * bytes/
 s/"ms":[0-9.]+/"ms":*/g
 s/"object":[0-9]{2,}/"object":*/g

@@ -1,24 +1,16 @@
 #include "base/command.h"
 
-#include <pthread.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cstring>
-#include <mutex>
 
-#include "base/in_child.h"
+#include "base/libc_section.h"
 
 namespace {
 
-// popen holds a lock of its own while it starts a program, and a child that is forked meanwhile would find it held for
-// ever. So a fork waits for that moment. Recursive, since older popens fork, and a signal's handler may.
-zel::Mutex start_mutex(PTHREAD_MUTEX_RECURSIVE);
-[[maybe_unused]] const int forks_wait =
-    pthread_atfork([] { start_mutex.lock(); }, [] { start_mutex.unlock(); }, nullptr);
-
 FILE* start(const char* command) {
-  const std::lock_guard hold(start_mutex);
+  const zel::LibcSection section;
   return popen(command, "re");
 }
 

@@ -7,8 +7,8 @@
 
 namespace zel {
 
-// The scope of a call like syslog() or localtime_r(). The C library leaves their locks to a forked child as they are:
-// held for ever, if another thread was inside. So forks wait for the end of the scope.
+// The scope of a call like syslog(), localtime_r() or popen(). The C library leaves their locks to a forked child as
+// they are: held for ever, if another thread was inside. So forks wait for the end of the scope.
 class LibcSection {
  public:
   LibcSection() noexcept;

@@ -23,7 +23,7 @@ std::string text_of(const std::string& line) {
 }  // namespace
 
 // Stands in for the system's: expands what it is given, as syslog does.
-static void keep_syslog(int priority, const char* format, va_list arguments) {
+ZEL_PRINTF(2, 0) static void keep_syslog(int priority, const char* format, va_list arguments) {
   char text[8192];
   vsnprintf(text, sizeof text, format, arguments);
   last_priority = priority;

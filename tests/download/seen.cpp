@@ -18,7 +18,7 @@ int __wrap_HttpPostBuffer(char* result, const char* url, const void* buffer, uin
   return __real_HttpPostBuffer(result, url, buffer, length, timeout, max_retry);
 }
 
-void __wrap_zel_log(int level, const char* format, ...) {
+ZEL_PRINTF(2, 3) void __wrap_zel_log(int level, const char* format, ...) {
   char text[2048];
   va_list arguments;
   va_start(arguments, format);

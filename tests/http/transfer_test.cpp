@@ -23,7 +23,7 @@ template <class Type, auto Release>
 using Owned = std::unique_ptr<Type, zel::Call<Release>>;
 
 Owned<SSL_CTX, SSL_CTX_free> self_signed(const char* host) {
-  const Owned<EVP_PKEY, EVP_PKEY_free> key(EVP_EC_gen("P-256"));
+  const Owned<EVP_PKEY, EVP_PKEY_free> key(EVP_PKEY_Q_keygen(nullptr, nullptr, "EC", "P-256"));
   const Owned<X509, X509_free> certificate(X509_new());
   X509_NAME* const name = X509_get_subject_name(certificate.get());
   const auto* const text = reinterpret_cast<const unsigned char*>(host);

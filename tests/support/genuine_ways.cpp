@@ -3,9 +3,11 @@
 #include <dlfcn.h>
 #include <sys/socket.h>
 
+#include <atomic>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
+#include <initializer_list>
 
 #include "bus/libubus.h"
 
@@ -31,7 +33,7 @@ void take_signals() {
   }
 }
 
-uloop_fd_handler read_frames = nullptr;
+std::atomic<uloop_fd_handler> read_frames = nullptr;
 
 void read_a_frame_or_lose_it(uloop_fd* sock, unsigned events) {
   struct {
@@ -43,7 +45,7 @@ void read_a_frame_or_lose_it(uloop_fd* sock, unsigned events) {
     recv(sock->fd, &head, sizeof head, MSG_DONTWAIT);
     return;
   }
-  read_frames(sock, events);
+  read_frames.load()(sock, events);
 }
 
 // What a call gives whose connection has ended meanwhile.

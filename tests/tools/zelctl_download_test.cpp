@@ -59,6 +59,8 @@ TEST_F(Download, SaysWhatFailed) {
       {"not whole", "$Z $ADD tmp", 2, "--dir: 'tmp' does not begin with /"},
       {"no name", "$Z download add http://x --dir /tmp --name a/b", 2, "--name: a name has no /"},
       {"empty", "$Z download add '' --dir /tmp --name a", 2, "download add: URL is empty\nHelp: zelctl"},
+      {"a URL of no host", "$Z download add http:/x --dir /tmp --name a", 3,
+       "did not take http:/x (-1)\nIs it right?"},
       {"no URL", "$Z download add notaurl --dir /tmp --name a", 2,
        "URL: 'notaurl' does not begin with http://"},
       {"no such task", "$Z download show 123", 1,

@@ -12,6 +12,8 @@ TEST_F(Line, IsUnderstoodOrAnsweredWithTheNearestName) {
       {"nothing", "$Z", 2, "All of them: zelctl --help"},
       {"half a command", "$Z perm", 2, "perm needs a command: list, show"},
       {"a family", "$Z prem list", 2, "no command 'prem'; did you mean perm?\nHelp: zelctl --help"},
+      {"half a command of a family", "$Z list", 2,
+       "'list'; there is perm list and bus list and download list\n"},
       {"a command", "$Z perm lst", 2,
        "perm has no command 'lst'; did you mean list?\nHelp: zelctl perm --help"},
       {"an option", "$Z perm list --jsn", 2, "no option --jsn; did you mean --json?"},

@@ -214,6 +214,12 @@ void refuse_word(const char* words, const char* word) {
   for (const std::string& candidate : next) nearest.offer(candidate);
   std::string hint;
   if (!nearest.found().empty()) hint = format("; did you mean %s?", nearest.found().data());
+  for (const Family* family : families()) {
+    // Half a command: "list".
+    const std::string whole = joined(family->word, word);
+    if (*words == '\0' && nearest.found().empty() && find_command(whole) != nullptr)
+      append(&hint, "%s %s", hint.empty() ? "; there is" : " and", whole.c_str());
+  }
   if (*words == '\0') fail_usage(words, "there is no command '%s'%s", word, hint.c_str());
   fail_usage(words, "%s has no command '%s'%s", words, word, hint.c_str());
 }

@@ -11,7 +11,6 @@
 #include <unistd.h>
 #include <zel/device.h>
 #include <zel/http.h>
-#include <zel/service.h>
 #include <zel/util.h>
 
 #include <climits>
@@ -227,8 +226,8 @@ void check_tools(Report* report) {
 void show_versions(Report* report) {
   Dl_info library{};
   char path[PATH_MAX] = "?";
-  if (dladdr(reinterpret_cast<void*>(zel_lock), &library) != 0 &&
-      realpath(library.dli_fname, path) == nullptr)
+  // The call's address as a program that is not position-independent has it is one of its own.
+  if (dladdr(dlsym(RTLD_NEXT, "zel_lock"), &library) != 0 && realpath(library.dli_fname, path) == nullptr)
     std::strcpy(path, "?");
   utsname kernel{};
   uname(&kernel);

@@ -151,7 +151,11 @@ int add(const Call& call) {
   char id[ZEL_TASK_ID_SIZE];
   {
     const Limit limit = daemon_patience("It may have been added: zelctl download list");
-    if (const int code = zel_download_task_create(&what, id); code != 0) fail_download(code, what.url);
+    const int code = zel_download_task_create(&what, id);
+    if (code == -1 && zel_download_task_getnum() >= 0)
+      fail_with(code, kFailed, "Is it right? http://HOST/FILE", "the daemon answers, but did not take %s",
+                what.url);
+    if (code != 0) fail_download(code, what.url);
   }
   if (call.has("wait"))
     show_task(wait_for(id));

@@ -45,7 +45,8 @@ int show_answer(HttpUploader* transfer) {
   } else {
     print(isatty(output_fd()) == 1 ? readable(transfer->body, "\n\t") : transfer->body);
   }
-  if (cut) note("these are the first %zu bytes of the body: the library keeps a text that fits", length);
+  if (cut)
+    note("these are the first %zu bytes of the body: the library keeps a text up to a byte of 0", length);
   return kDone;
 }
 

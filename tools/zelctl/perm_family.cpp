@@ -299,7 +299,8 @@ int run(const Call& call) {
 }
 
 constexpr const char* kAbilityList =
-    "Such as 2,wan,10-12 (zelctl perm abilities has them all); or all, none, or 0x and the bits";
+    "All that it may do, such as 2,wan,10-12 (zelctl perm abilities has them all); or all, none, or 0x and "
+    "the bits";
 constexpr Option kAgain[] = {
     {"again", nullptr, "Also when the table is filled: it is built anew aside and put in place at once"}};
 constexpr Option kValues[] = {

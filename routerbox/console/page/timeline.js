@@ -104,6 +104,10 @@ function select(number) {
   follow(false);
   openLine(line);
   draw();
+  reveal(place);
+}
+
+function reveal(place) {
   const top = place * kRowHeight;
   if (top < list.scrollTop) list.scrollTop = top;
   if (top + kRowHeight > list.scrollTop + list.clientHeight) list.scrollTop = top + kRowHeight - list.clientHeight;
@@ -170,7 +174,11 @@ export function mount(root) {
       el('div', {class: 'bar', role: 'toolbar', 'aria-label': 'Filters'}, el('span', {class: 'channels'}, ...kChannels.map(channelButton)),
           choice, search, followButton, button('clear', () => { lines.clear(); unselect(); }, {title: 'from this page; the trace keeps all'}), count),
       list, mountLine(() => { unselect(); list.focus(); }));
-  new ResizeObserver(drawSoon).observe(list);
+  new ResizeObserver(() => {
+    const place = lines.placeOf(selected);
+    if (lines.shown[place]?.number === selected) reveal(place);
+    drawSoon();
+  }).observe(list);
   box.on('ps', (ps) => fillParties(choice, ps));
   fillParties(choice, null);
   box.on('start', () => { lines.clear(); unselect(); follow(true); });
