@@ -33,7 +33,7 @@ constexpr const char* kReport = "report.xml";  // as bats names it
 
 struct TestWish {
   std::string place = ".", pattern, target, build, junit;
-  // A box waits more than it works; and bats sleeps a second whenever all its jobs are taken.
+  // A box waits more than it works.
   unsigned jobs = std::max(4U, 2 * std::thread::hardware_concurrency());
   bool valgrind = false, json = false;
 };
@@ -129,6 +129,12 @@ Words bats_words(const TestWish& wish, const std::string& reports, const Words& 
   return words;
 }
 
+// bats looks once a second for a job that is free, while a test takes a fraction of one. In its own loop, and nowhere
+// else, `sleep` is shorter.
+constexpr const char* kSleep =
+    "() { if [ \"${FUNCNAME[1]-}\" = bats_semaphore_acquire_slot ]; then command sleep 0.02;"
+    " else command sleep \"$@\"; fi; }";
+
 // Where `load box` finds the verbs: bats looks for it along PATH.
 void set_environment(const std::string& run, const Words& options) {
   const fs::path own = own_folder();
@@ -140,6 +146,7 @@ void set_environment(const std::string& run, const Words& options) {
   for (const std::string& word : options) line += quote(word) + " ";
   setenv("ROUTERBOX_UP", line.c_str(), 1);
   setenv("ROUTERBOX_RUN", run.c_str(), 1);
+  setenv("BASH_FUNC_sleep%%", kSleep, 1);
 }
 
 // The terminal's signals are for bats, which ends its tests in order; what else is to end this ends bats first.

@@ -111,6 +111,26 @@ TEST_F(InAnyProcess, ASignalDuringAConnectDoesWhatItWouldHaveDone) {
   }
 }
 
+TEST_F(InAnyProcess, AChildThatNobodyWantsToWaitForIsNoneDuringAConnectEither) {
+  if (*TEST_EMULATOR != '\0') GTEST_SKIP() << "an emulator does not pass SA_NOCLDWAIT on";
+  const test::StoppedBroker stopped(kPath);
+  const pid_t child = fork();
+  if (child == 0) {
+    struct sigaction unwanted {};
+    unwanted.sa_flags = SA_NOCLDWAIT;
+    sigaction(SIGCHLD, &unwanted, nullptr);
+    std::thread([] {
+      usleep(100000);  // Until the other thread waits for the greeting.
+      const pid_t grandchild = fork();
+      if (grandchild == 0) _exit(0);
+      usleep(100000);
+      _exit(kill(grandchild, 0) == 0 ? 1 : 0);
+    }).detach();
+    zel_event_init();
+  }
+  EXPECT_EQ(end_of(child), 0);
+}
+
 TEST_F(InAnyProcess, AConnectThatASignalInterruptsIsMadeAgain) {
   const Process server(kServer, serve);
   genuine_ways.interrupted_connects = 3;
