@@ -194,7 +194,7 @@ void stop_what_was_ended(const std::vector<Json>& trace, std::vector<Step>* step
   }
   for (const auto& [step, names] : ended) {
     step->line = comment(step->command, "it ended what is stopped here");
-    for (const std::string& name : names) step->line += "\n  box stop " + name;
+    for (const std::string& name : names) step->line += "\n  box stop " + shell_word(name);
   }
   for (Step& step : *steps)
     if (step.line.starts_with("#")) step.effects.clear();
