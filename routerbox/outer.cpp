@@ -12,6 +12,7 @@
 #include "console/console.h"
 #include "namespaces.h"
 #include "pass_on.h"
+#include "printable.h"
 #include "run_folder.h"
 
 namespace routerbox {
@@ -20,7 +21,7 @@ namespace {
 constexpr int kPassedOn[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGUSR1, SIGUSR2};
 
 int report(const std::exception& error) {
-  std::cerr << std::string("routerbox: ") + error.what() + "\n" << std::flush;
+  std::cerr << "routerbox: " + printable(error.what(), kLines) + "\n" << std::flush;
   const auto* const failure = dynamic_cast<const Failure*>(&error);
   return failure != nullptr ? failure->status() : kBoxFailed;
 }

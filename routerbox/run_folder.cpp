@@ -30,6 +30,13 @@ std::string runs_folder() {
   return folder;
 }
 
+// Held while a box's folder is made or one that was left is removed: in between, they look the same.
+Descriptor take_turn(const std::string& runs) {
+  Descriptor turn(open(runs.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  if (!turn || retry([&] { return flock(turn.get(), LOCK_EX); }) != 0) fail_errno("cannot lock " + runs);
+  return turn;
+}
+
 // Held by the box that lives in the folder, and gone with it however it ends.
 Descriptor lock_of(const std::string& folder) {
   Descriptor lock(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
@@ -50,7 +57,9 @@ void check_name(const std::string& name) {
 
 BoxPlace::BoxPlace(const std::string& name) : name_(name) {
   check_name(name);
-  folder_ = runs_folder() + "/" + name;
+  const std::string runs = runs_folder();
+  const Descriptor turn = take_turn(runs);
+  folder_ = runs + "/" + name;
   for (int tries = 0; tries < 2; ++tries) {
     if (mkdir(folder_.c_str(), 0700) == 0) {
       lock_ = lock_of(folder_);
@@ -81,8 +90,10 @@ Descriptor BoxPlace::make_socket() const {
 }
 
 std::vector<std::string> running_boxes() {
+  const std::string runs = runs_folder();
+  const Descriptor turn = take_turn(runs);
   std::vector<std::string> names;
-  for (const fs::directory_entry& entry : fs::directory_iterator(runs_folder())) {
+  for (const fs::directory_entry& entry : fs::directory_iterator(runs)) {
     if (lock_of(entry.path())) {
       std::error_code ignored;
       fs::remove_all(entry.path(), ignored);

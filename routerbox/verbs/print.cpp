@@ -4,7 +4,7 @@
 #include <vector>
 
 #include "../pack/readable.h"
-#include "log.h"
+#include "../printable.h"
 
 namespace routerbox {
 namespace {
@@ -166,7 +166,7 @@ constexpr struct {
 
 std::string readable_result(const std::string& verb, const Json& result) {
   for (const auto& row : kPrinters)
-    if (verb == row.verb) return row.print(result);
+    if (verb == row.verb) return printable(row.print(result), kLines);
   return {};
 }
 

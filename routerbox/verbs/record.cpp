@@ -144,7 +144,7 @@ std::optional<Step> step_from(const Json& line, Words* notes) {
 
 bool is_plugin(const std::string& name) {
   return !name.empty() && name != "root" && name != "bus" && name != "?" && name != "box" &&
-         name != "author" && name.find(' ') == std::string::npos;
+         name != "author" && shell_word(name) == name;
 }
 
 // What a plug-in says, but for the library's own messages, which begin with a bracket. A long number may be another the
@@ -157,6 +157,14 @@ std::string output_effect(const std::string& plugin, const std::string& text) {
   return "output " + plugin + " " + shell_word(std::regex_replace(pattern_of(text), kLong, "[0-9]+"));
 }
 
+// An event has the name that its sender gave it. Empty: one that no line of a test can hold.
+std::string event_effect(const std::string& what, const std::string& whose) {
+  if (std::any_of(what.begin(), what.end(), [](unsigned char c) { return c < ' '; })) return {};
+  const size_t end = what.find(' ');
+  return "event " + shell_word(what.substr(0, end)) +
+         (end == std::string::npos ? "" : " " + shell_word(what.substr(end + 1))) + whose;
+}
+
 // As it is expected; empty: nothing that a test can look for.
 std::string effect_of(const Json& line) {
   const std::string channel = text_of(line, "channel"), what = text_of(line, "what"),
@@ -167,8 +175,8 @@ std::string effect_of(const Json& line) {
     return "download " + text_of(line, "state") + " --of " + from;
   if (channel == "bus" && what.starts_with("make the object ") && is_plugin(from)) return "object " + from;
   if (channel != "events" || what.starts_with("listen for ")) return {};
-  if (text_of(line, "result") == "given") return is_plugin(to) ? "event " + what + " --to " + to : "";
-  return is_plugin(from) ? "event " + what + " --from " + from : "";
+  if (text_of(line, "result") == "given") return is_plugin(to) ? event_effect(what, " --to " + to) : "";
+  return is_plugin(from) ? event_effect(what, " --from " + from) : "";
 }
 
 void add_effect(Step* step, const std::string& effect) {
