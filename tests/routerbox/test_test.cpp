@@ -112,8 +112,10 @@ TEST_F(Tests, AreRecordedOfWhatIsDoneByHand) {
   run("cat >>$P/box.toml <<'EOF'\n[[plugin]]\nname = 'night'\nappid = '3002'\nrun = './ask'\nEOF\n"
       "sed -i \"s/'cloud_communication'/&, 'notify_rcv'/\" $P/box.toml");
   setenv("HAND",
-         "cd $P && $ROUTERBOX up -q && $ROUTERBOX send greeter \"it's a (test)\" && $ROUTERBOX wan down &&"
-         " $ROUTERBOX fault router query_disk_info delay:9s && $ROUTERBOX restart night && sleep 0.5 &&"
+         "asked() { until [ $($ROUTERBOX log | grep -c query_router_info) = $1 ]; do sleep 0.1; done; };"
+         " cd $P && $ROUTERBOX up -q && asked 1 && $ROUTERBOX send greeter \"it's a (test)\" && $ROUTERBOX "
+         "wan down &&"
+         " $ROUTERBOX fault router query_disk_info delay:9s && $ROUTERBOX restart night && asked 2 &&"
          " $ROUTERBOX expect no object moon; $ROUTERBOX exec --as night -- sh -c 'exit 3';"
          " $ROUTERBOX send greeter 1234567; $ROUTERBOX send nobody x; $ROUTERBOX exec -- kill -CONT 1;"
          " $ROUTERBOX exec -- pkill -x ask; $ROUTERBOX expect no process night; $ROUTERBOX record "
