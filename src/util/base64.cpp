@@ -2,7 +2,6 @@
 #include <array>
 #include <bit>
 #include <climits>
-#include <cstring>
 
 #include <zel/util.h>
 
@@ -68,19 +67,21 @@ Word strangers(const char* text) {
   return characters | ~(letters | slash_or_decimals | between(ascii, '+', '+'));
 }
 
-// How many characters from the start belong to the alphabet. Sound text is checked word by word up to
-// its last characters, where the padding is; anything else is looked at again one by one.
+// Whether the text, of a word at the least, is of the alphabet. Its last word may overlap the one before.
+bool all_digits(const char* text, size_t length) {
+  Word found = strangers(text + length - sizeof(Word));
+  for (size_t at = 0; length - at > sizeof(Word); at += sizeof(Word)) found |= strangers(text + at);
+  return (found & in_each_byte(0x80)) == 0;
+}
+
+// How many characters from the start belong to the alphabet. Sound text is checked word by word up to the padding at
+// its end; anything else is looked at again one by one.
 size_t digits_at_start(const char* text, size_t length) {
-  const void* const padding =
-      length != 0 ? std::memchr(text, '=', length) : nullptr;  // text may be null then
-  if (padding != nullptr) {
-    length = static_cast<size_t>(static_cast<const char*>(padding) - text);
-  }
+  size_t end = length;
+  while (end > 0 && text[end - 1] == '=') --end;
+  if (end >= sizeof(Word) && all_digits(text, end)) return end;
   size_t at = 0;
-  Word found = 0;
-  for (; length - at > sizeof(Word); at += sizeof(Word)) found |= strangers(text + at);
-  if ((found & in_each_byte(0x80)) != 0) at = 0;
-  while (at < length && value(text[at]) != kNoDigit) ++at;
+  while (at < end && value(text[at]) != kNoDigit) ++at;
   return at;
 }
 
