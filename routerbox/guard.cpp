@@ -10,6 +10,7 @@
 #include <pwd.h>
 #include <sched.h>
 #include <stddef.h>
+#include <sys/ioctl.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/syscall.h>
@@ -49,29 +50,38 @@ constexpr uint32_t kMachine = AUDIT_ARCH_AARCH64;
 #error "name this machine as its kernel's filters do"
 #endif
 
-// Refuses new user namespaces. The arguments of clone3 cannot be looked at, so it is told to be missing, and C
-// libraries go back to clone. To programs of the machine's other word size, whose calls have other numbers, every call
-// is missing.
-void forbid_user_namespaces() {
+// Refuses new user namespaces, and to type into a terminal: the command that an author starts as a plug-in has theirs.
+// The arguments of clone3 cannot be looked at, so it is told to be missing, and C libraries go back to clone. To
+// programs of the machine's other word sizes, whose calls have other numbers, every call is missing.
+void forbid_ways_out() {
   constexpr uint32_t kCaller = offsetof(seccomp_data, arch);
   constexpr uint32_t kNumber = offsetof(seccomp_data, nr);
   // The flags are the first argument of both, on every machine that runs the box.
   constexpr uint32_t kFlags = offsetof(seccomp_data, args);
+  constexpr uint32_t kRequest = kFlags + sizeof(seccomp_data::args[0]);
+  constexpr uint32_t kShortPointers =
+      0x40000000;  // in the numbers of x32, which are this machine's otherwise
   sock_filter program[] = {
       BPF_STMT(BPF_LD | BPF_W | BPF_ABS, kCaller),
-      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, kMachine, 0, 7),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, kMachine, 0, 12),
       BPF_STMT(BPF_LD | BPF_W | BPF_ABS, kNumber),
-      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_clone3, 5, 0),
+      BPF_JUMP(BPF_JMP | BPF_JGE | BPF_K, kShortPointers, 10, 0),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_clone3, 9, 0),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_ioctl, 4, 0),
       BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_unshare, 1, 0),
-      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_clone, 0, 2),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, SYS_clone, 0, 5),
       BPF_STMT(BPF_LD | BPF_W | BPF_ABS, kFlags),
-      BPF_JUMP(BPF_JMP | BPF_JSET | BPF_K, CLONE_NEWUSER, 2, 0),
+      BPF_JUMP(BPF_JMP | BPF_JSET | BPF_K, CLONE_NEWUSER, 5, 3),
+      BPF_STMT(BPF_LD | BPF_W | BPF_ABS, kRequest),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, TIOCSTI, 3, 0),
+      BPF_JUMP(BPF_JMP | BPF_JEQ | BPF_K, TIOCLINUX, 2, 0),
       BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ALLOW),
       BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | ENOSYS),
       BPF_STMT(BPF_RET | BPF_K, SECCOMP_RET_ERRNO | EPERM),
   };
   const sock_fprog filter{static_cast<unsigned short>(std::size(program)), program};
-  if (prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) != 0) fail_errno("cannot forbid user namespaces");
+  if (prctl(PR_SET_SECCOMP, SECCOMP_MODE_FILTER, &filter) != 0)
+    fail_errno("cannot keep a plug-in in the box");
 }
 
 }  // namespace
@@ -118,7 +128,7 @@ void become_plugin(uid_t uid) {
   if (setgroups(0, nullptr) != 0 || setresgid(uid, uid, uid) != 0 || setresuid(uid, uid, uid) != 0)
     fail_errno("cannot become uid " + std::to_string(uid));
   if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0) fail_errno("cannot forbid new privileges");
-  forbid_user_namespaces();
+  forbid_ways_out();
 }
 
 }  // namespace routerbox

@@ -5,6 +5,7 @@
 
 #include "failure.h"
 #include "outer.h"
+#include "printable.h"
 #include "verbs/commands.h"
 
 namespace routerbox {
@@ -15,7 +16,7 @@ int run(int argc, char** argv) {
     if (argc > 1 && argv[1][0] != '-') return run_verb(argc, argv);
     return run_in_front(read_options(argc, argv));
   } catch (const std::exception& error) {
-    std::cerr << std::string("routerbox: ") + error.what() + "\n" << std::flush;
+    std::cerr << "routerbox: " + printable(error.what(), kLines) + "\n" << std::flush;
     const auto* const failure = dynamic_cast<const Failure*>(&error);
     return failure != nullptr ? failure->status() : kBoxFailed;
   }

@@ -12,6 +12,7 @@
 #include "console/console.h"
 #include "namespaces.h"
 #include "pass_on.h"
+#include "printable.h"
 #include "run_folder.h"
 
 namespace routerbox {
@@ -20,7 +21,7 @@ namespace {
 constexpr int kPassedOn[] = {SIGINT, SIGTERM, SIGHUP, SIGQUIT, SIGUSR1, SIGUSR2};
 
 int report(const std::exception& error) {
-  std::cerr << std::string("routerbox: ") + error.what() + "\n" << std::flush;
+  std::cerr << "routerbox: " + printable(error.what(), kLines) + "\n" << std::flush;
   const auto* const failure = dynamic_cast<const Failure*>(&error);
   return failure != nullptr ? failure->status() : kBoxFailed;
 }
@@ -69,8 +70,14 @@ uid_t highest_uid(const Plan& plan) {
   return highest;
 }
 
+// A container that has this machine's /tmp may have a process of the same number.
 std::string name_of(const Options& options) {
-  return options.name.empty() ? "run-" + std::to_string(getpid()) : options.name;
+  if (!options.name.empty()) return options.name;
+  const std::vector<std::string> others = running_boxes();
+  for (pid_t number = getpid();; ++number)
+    if (const std::string name = "run-" + std::to_string(number);
+        !std::binary_search(others.begin(), others.end(), name))
+      return name;
 }
 
 int run(const Plan& plan, const BoxPlace& place, Descriptor ready) {

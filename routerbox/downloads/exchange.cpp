@@ -43,10 +43,12 @@ std::string narrow(const std::string& text) {
 }
 
 // The daemon takes and gives names in any coding, while JSON is UTF-8. A text that is not is read as if each of
-// its bytes were a character, and written so again.
+// its bytes were a character, and written so again. One that is too deep is left to the daemon, which refuses it.
 class Document {
  public:
-  explicit Document(const std::string& text) : tree(Json::parse(text, nullptr, false)) {
+  explicit Document(const std::string& text) {
+    if (is_too_deep(text)) return;
+    tree = Json::parse(text, nullptr, false);
     if (!tree.is_discarded()) return;
     tree = Json::parse(widen(text), nullptr, false);
     wide_ = true;

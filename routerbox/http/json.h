@@ -3,6 +3,7 @@
 #include <nlohmann/json.hpp>
 
 #include <string>
+#include <string_view>
 
 namespace routerbox {
 
@@ -11,6 +12,21 @@ using Json = nlohmann::ordered_json;
 // What an answer quotes can be any bytes; those that are no text are replaced.
 inline std::string text_of(const Json& json) {
   return json.dump(-1, ' ', false, Json::error_handler_t::replace);
+}
+
+// Whether it could not be written again, which takes of the stack for each table within another. Reading does not.
+inline bool is_too_deep(std::string_view json) {
+  constexpr int kDeepest = 1000;
+  int depth = 0;
+  bool quoted = false;
+  for (size_t place = 0; place < json.size() && depth <= kDeepest; ++place) {
+    const char c = json[place];
+    if (c == '"') quoted = !quoted;
+    if (quoted && c == '\\') ++place;
+    if (quoted) continue;
+    depth += int{c == '[' || c == '{'} - int{c == ']' || c == '}'};
+  }
+  return depth > kDeepest;
 }
 
 // A member as a text, whatever it is; empty: there is none.

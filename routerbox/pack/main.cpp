@@ -8,6 +8,7 @@
 #include "../http/json.h"
 #include "../io.h"
 #include "../nearest.h"
+#include "../printable.h"
 #include "../programs.h"
 #include "../project/project.h"
 #include "../verbs/status.h"
@@ -147,7 +148,7 @@ int main(int argc, char** argv) {
   try {
     return routerbox::pack::run(argc, argv);
   } catch (const std::exception& error) {
-    std::cerr << std::string("routerbox: ") + error.what() + "\n" << std::flush;
+    std::cerr << "routerbox: " + routerbox::printable(error.what(), routerbox::kLines) + "\n" << std::flush;
     const auto* const failure = dynamic_cast<const routerbox::Failure*>(&error);
     return failure != nullptr && failure->status() < routerbox::kBoxFailed ? failure->status()
                                                                            : routerbox::kFailed;

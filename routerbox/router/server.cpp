@@ -62,6 +62,7 @@ void Server::route_box() {
 httplib::Server::HandlerWithContentReader Server::handle_change(void (*change)(const Json& wanted,
                                                                                Json* state)) {
   return with_body([this, change](const auto&, const std::string& body, auto& response) {
+    if (is_too_deep(body)) throw Failure("the state cannot be that deep");
     const Json wanted = Json::parse(body);
     const std::vector<Event> events = state_.change([&](Json& state) { change(wanted, &state); });
     response.set_content(text_of(json_of(events)), kJson);

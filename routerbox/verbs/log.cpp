@@ -7,6 +7,7 @@
 #include <iostream>
 #include <sstream>
 
+#include "../printable.h"
 #include "../trace/line_reader.h"
 
 namespace routerbox {
@@ -29,12 +30,6 @@ void print(const std::string& text, const LogWish& wish) {
 }
 
 }  // namespace
-
-std::string printable(std::string text) {
-  std::replace_if(
-      text.begin(), text.end(), [](unsigned char c) { return c < ' ' || c == 0x7f; }, ' ');
-  return text;
-}
 
 std::string readable(const Json& line) {
   std::ostringstream text;

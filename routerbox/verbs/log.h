@@ -17,9 +17,6 @@ struct LogWish {
 // "  12.345  router  weather -> router  query_disk_info  0  (3 ms)"
 std::string readable(const Json& line);
 
-// What comes from outside must not steer the terminal.
-std::string printable(std::string text);
-
 // Prints the lines of the file that fit; with `follow` also those to come, until `ended` is true.
 void print_log(const std::string& file, const LogWish& wish, const std::function<bool()>& ended);
 

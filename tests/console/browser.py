@@ -10,6 +10,10 @@ import time
 ELEMENT = "element-6066-11e4-a52e-4f735466cecf"
 
 
+class Refused(AssertionError):
+    """The driver's refusal."""
+
+
 class Browser:
     def __init__(self):
         self.folder = tempfile.mkdtemp(prefix="console-browser-")
@@ -31,7 +35,7 @@ class Browser:
         value = json.loads(connection.getresponse().read())["value"]
         connection.close()
         if isinstance(value, dict) and "error" in value:
-            raise AssertionError(value["error"] + ": " + value["message"].split("\n")[0])
+            raise Refused(value["error"] + ": " + value["message"].split("\n")[0])
         return value
 
     def end(self):
@@ -53,7 +57,7 @@ class Browser:
     def devtools(self, command, **parameters):
         return self.ask("POST", "/goog/cdp/execute", {"cmd": command, "params": parameters})
 
-    def wait(self, script, *arguments, within=5):
+    def wait(self, script, *arguments, within=10):
         """What the script gives as soon as it is true; the seconds that took are in `took`."""
         begin = time.monotonic()
         while True:
@@ -67,9 +71,18 @@ class Browser:
             time.sleep(0.02)
 
     def click(self, selector, text=""):
-        found = self.wait("[...document.querySelectorAll(arguments[0])].find((e) => e.textContent.includes(arguments[1]) && !e.disabled)",
-                          selector, text)
-        self.ask("POST", f"/element/{found[ELEMENT]}/click")
+        """As soon as there is one, and it keeps still: the page may be drawing it anew."""
+        end = time.monotonic() + 5
+        while True:
+            found = self.wait(
+                "[...document.querySelectorAll(arguments[0])].find((e) => e.textContent.includes(arguments[1]) && !e.disabled)",
+                selector, text)
+            try:
+                return self.ask("POST", f"/element/{found[ELEMENT]}/click")
+            except Refused:
+                if time.monotonic() > end:
+                    raise
+            time.sleep(0.02)
 
     def press(self, *keys):
         strokes = [{"type": kind, "value": key} for key in keys for kind in ("keyDown", "keyUp")]

@@ -54,7 +54,9 @@ TEST(BoxDownloads, AnswersByteByByteAsTheDaemonDoes) {
   for (const std::string& body :
        {std::string("garbage"), std::string("5"), std::string(60000, ' ') + version,
         "[5," + version + ",{\"method\":\"aria2.tellStatus\"}]", call("aria2.nothing", json::array()).dump(),
-        call("aria2.tellStatus", json::array({"00"})).dump()}) {
+        call("aria2.tellStatus", json::array({"00"})).dump(),
+        R"({"method":"aria2.tellActive","params":)" + std::string(500'000, '[') + std::string(500'000, ']') +
+            "}"}) {
     const HttpReply front = post(body), daemon = post(body, kDaemon);
     EXPECT_EQ(daemon.status, front.status) << body;
     EXPECT_EQ(daemon.body, front.body) << body;

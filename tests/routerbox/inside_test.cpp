@@ -59,6 +59,8 @@ TEST_F(Inside, ShowsNothingOfTheMachinesPeopleAndGrantsNoPowerOverIt) {
        "eval \"$BOX --as 1003 -- grep NoNewPrivs /proc/self/status\"", 0, "\t1\n"},
       {"no user namespaces for plug-ins", "eval \"$BOX --as 1003 -- unshare --user true\"", 1,
        "not permitted"},
+      {"no typing into the author's terminal",
+       R"(eval "$BOX --as 1003 -- perl -e 'ioctl(STDIN, 0x5412, \$x = 1) or die \$!'")", 1, "not permitted"},
       {"not the clock, for root either", "eval \"$BOX -- date -s 2020-01-01\"", 1, "not permitted"},
       {"nor devices", "eval \"$BOX -- mknod /tmp/disk b 8 0\"", 1, "not permitted"},
       {"nor the kernel's settings", "eval \"$BOX -- sh -c 'echo 1 >/proc/sys/vm/swappiness'\"", 2,

@@ -41,8 +41,8 @@ TEST_F(Line, KnowsItsOutput) {
       {"nobody reads a no", "( sleep 0.2; $Z perm check 1002 wan --json; echo status $? >&2 ) | true", 0,
        "status 1"},
       {"a reader that is stuck",
-       "mkfifo /tmp/p; exec 3<>/tmp/p; head -c 65536 /dev/zero >&3; $Z perm list >&3 & sleep 1; kill $!; "
-       "wait $!",
+       "mkfifo /tmp/p; exec 3<>/tmp/p; head -c 65536 /dev/zero >&3; $Z perm list >&3 & "
+       "until grep -q 'State:.S' /proc/$!/status; do sleep 0.1; done; kill $!; wait $!",
        5, "zelctl: interrupted\n"},
       {"nobody reads on", "bash -c 'set -o pipefail; $0 \"$@\" | true' $Z perm list", 0, ""},
   };
