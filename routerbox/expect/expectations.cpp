@@ -133,8 +133,8 @@ Json Expectations::ask(const PluginRun& plugin, const std::string& text, const P
   }
 }
 
-// Who has an answer looks at the trace next, whose lines of the bus are written by a process of its own, a moment later;
-// with brokers that show nothing, never.
+// Who has an answer looks at the trace next, whose lines of the bus are written by a process of its own, a moment
+// later; with brokers that show nothing, never.
 void Expectations::let_trace_follow(const PluginRun& plugin, size_t next) {
   const auto is_message = [&](const Json& line) {
     return text_of(line, "what") == "send_cmd" && text_of(line, "to") == plugin.name;
