@@ -186,9 +186,13 @@ void keep(const Kept& kept) {
   if (symlink(real.c_str(), tree(given).c_str()) != 0) fail_errno("cannot make the link " + given.string());
 }
 
+// The kernel parts mounts only, and in a chroot / may be a folder of one.
+constexpr const char* kPlainChroot =
+    "in a chroot / must be a mount: run mount --rbind DIR DIR before chroot DIR, or take a container";
+
 void part_from_machine() {
   if (unshare(CLONE_NEWNS) != 0 || mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0)
-    fail_errno("cannot part the box's mounts from the machine's");
+    fail_errno("cannot part the box's mounts from the machine's", errno == EINVAL ? kPlainChroot : "");
   if (mount("proc", "/proc", "proc", MS_NOSUID | MS_NODEV | MS_NOEXEC, nullptr) != 0)
     fail_errno("cannot mount the box's own /proc", "in a container start it with its /proc unmasked");
 }

@@ -70,8 +70,14 @@ uid_t highest_uid(const Plan& plan) {
   return highest;
 }
 
+// A container that has this machine's /tmp may have a process of the same number.
 std::string name_of(const Options& options) {
-  return options.name.empty() ? "run-" + std::to_string(getpid()) : options.name;
+  if (!options.name.empty()) return options.name;
+  const std::vector<std::string> others = running_boxes();
+  for (pid_t number = getpid();; ++number)
+    if (const std::string name = "run-" + std::to_string(number);
+        !std::binary_search(others.begin(), others.end(), name))
+      return name;
 }
 
 int run(const Plan& plan, const BoxPlace& place, Descriptor ready) {

@@ -30,18 +30,22 @@ std::string runs_folder() {
   return folder;
 }
 
-// Held while a box's folder is made or one that was left is removed: in between, they look the same.
-Descriptor take_turn(const std::string& runs) {
-  Descriptor turn(open(runs.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (!turn || retry([&] { return flock(turn.get(), LOCK_EX); }) != 0) fail_errno("cannot lock " + runs);
+Descriptor open_folder(const std::string& folder) {
+  return Descriptor(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+}
+
+// While somebody has it, nobody else makes or looks at folders: one that is made and not yet held would be taken for
+// what a dead box has left.
+Descriptor take_turn(const std::string& folders) {
+  Descriptor turn = open_folder(folders);
+  if (!turn || retry([&] { return flock(turn.get(), LOCK_EX); }) != 0) fail_errno("cannot lock " + folders);
   return turn;
 }
 
-// Held by the box that lives in the folder, and gone with it however it ends.
-Descriptor lock_of(const std::string& folder) {
-  Descriptor lock(open(folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
-  if (lock && flock(lock.get(), LOCK_EX | LOCK_NB) != 0) return {};
-  return lock;
+// Whether the folder's holder lives. Its lock goes with it, however it ends.
+bool is_held(const std::string& folder) {
+  const Descriptor lock = open_folder(folder);
+  return lock ? flock(lock.get(), LOCK_EX | LOCK_NB) != 0 : errno != ENOENT;
 }
 
 void check_name(const std::string& name) {
@@ -55,51 +59,49 @@ void check_name(const std::string& name) {
 
 }  // namespace
 
-BoxPlace::BoxPlace(const std::string& name) : name_(name) {
-  check_name(name);
-  const std::string runs = runs_folder();
-  const Descriptor turn = take_turn(runs);
-  folder_ = runs + "/" + name;
-  for (int tries = 0; tries < 2; ++tries) {
-    if (mkdir(folder_.c_str(), 0700) == 0) {
-      lock_ = lock_of(folder_);
-      if (!lock_) break;
-      return;
-    }
-    if (errno != EEXIST) fail_errno("cannot make " + folder_);
-    if (!lock_of(folder_)) break;
-    fs::remove_all(folder_);
+HeldFolder::HeldFolder(const std::string& name) : path_(runs_folder() + "/" + name) {
+  const Descriptor turn = take_turn(runs_folder());
+  if (fs::exists(path_)) {
+    if (is_held(path_)) return;
+    fs::remove_all(path_);
   }
-  throw Failure("a box named " + name + " is running; routerbox down --name " + name +
-                " ends it, or give this one another name with --name");
+  if (mkdir(path_.c_str(), 0700) != 0) fail_errno("cannot make " + path_);
+  lock_ = open_folder(path_);
+  if (!lock_ || flock(lock_.get(), LOCK_EX | LOCK_NB) != 0) fail_errno("cannot lock " + path_);
 }
 
-BoxPlace::~BoxPlace() {
+HeldFolder::~HeldFolder() {
   std::error_code ignored;
-  fs::remove_all(folder_, ignored);
+  if (lock_) fs::remove_all(path_, ignored);
+}
+
+BoxPlace::BoxPlace(const std::string& name) : name_((check_name(name), name)), folder_(name) {
+  if (!folder_)
+    throw Failure("a box named " + name + " is running; routerbox down --name " + name +
+                  " ends it, or give this one another name with --name");
 }
 
 Descriptor BoxPlace::make_socket() const {
   Descriptor socket_end(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
   sockaddr_un address{};
   address.sun_family = AF_UNIX;
-  (folder_ + "/" + kControlSocket).copy(address.sun_path, sizeof address.sun_path - 1);
+  (folder() + "/" + kControlSocket).copy(address.sun_path, sizeof address.sun_path - 1);
   if (!socket_end || bind(socket_end.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address) != 0)
-    fail_errno("cannot make the control socket " + folder_ + "/" + kControlSocket);
+    fail_errno("cannot make the control socket " + folder() + "/" + kControlSocket);
   return socket_end;
 }
 
 std::vector<std::string> running_boxes() {
-  const std::string runs = runs_folder();
-  const Descriptor turn = take_turn(runs);
   std::vector<std::string> names;
-  for (const fs::directory_entry& entry : fs::directory_iterator(runs)) {
-    if (lock_of(entry.path())) {
-      std::error_code ignored;
+  const std::string folders = runs_folder();
+  const Descriptor turn = take_turn(folders);
+  for (const fs::directory_entry& entry : fs::directory_iterator(folders)) {
+    const std::string name = entry.path().filename();
+    std::error_code ignored;
+    if (!is_held(entry.path()))
       fs::remove_all(entry.path(), ignored);
-    } else {
-      names.push_back(entry.path().filename());
-    }
+    else if (!name.starts_with("."))  // no box's
+      names.push_back(name);
   }
   std::sort(names.begin(), names.end());
   return names;

@@ -15,5 +15,6 @@ build() {
   step "building $preset"
   [ -f "build/$preset/build.ninja" ] || cmake --preset "$preset" >"build/$preset.configure.log" 2>&1 ||
     { cat "build/$preset.configure.log" >&2; die "configuring $preset failed; the log is above"; }
+  [ "$preset" != system ] || sed -n 's/^-- \(Bus libraries\)/    \1/p' "build/$preset.configure.log" 2>/dev/null || true
   cmake --build --preset "$preset" ${1:+--target "$@"}
 }

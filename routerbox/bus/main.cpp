@@ -4,10 +4,13 @@
 #include <signal.h>
 #include <unistd.h>
 
+#include <algorithm>
+#include <chrono>
 #include <cstring>
 #include <iostream>
 #include <memory>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include "../http/json.h"
@@ -24,7 +27,26 @@ using Link = std::unique_ptr<ubus_context, zel::Call<ubus_free>>;
 using Words = std::vector<std::string>;
 
 constexpr int kReplyLimitMs = 8000;  // as long as plug-ins wait for each other
-constexpr useconds_t kBetweenTriesUs = 2000;
+
+// Between tries to be on the bus. The recorder is to be there again before plug-ins are, and not to keep a broker busy
+// that hangs up at once.
+class Pauses {
+ public:
+  void wait() {
+    const auto now = Clock::now();
+    if (now - last_ > kQuiet) pause_ = kFirst;
+    std::this_thread::sleep_for(pause_);
+    pause_ = std::min(2 * pause_, kLongest);
+    last_ = Clock::now();
+  }
+
+ private:
+  using Clock = std::chrono::steady_clock;
+  static constexpr std::chrono::milliseconds kFirst{2}, kLongest{50}, kQuiet{500};
+
+  std::chrono::milliseconds pause_ = kFirst;
+  Clock::time_point last_;
+};
 
 class Message {
  public:
@@ -73,7 +95,7 @@ void take_new_object(ubus_context*, ubus_event_handler* handler, const char*, bl
 
 // Until the object is there, however often the broker ends meanwhile.
 int wait_for(const Words& words) {
-  while (true) {
+  for (Pauses pauses;;) {
     const Link link(ubus_connect(nullptr));
     Awaited awaited{};
     awaited.cb = take_new_object;
@@ -82,7 +104,7 @@ int wait_for(const Words& words) {
       ubus_lookup(link.get(), nullptr, take_object, &awaited);
     while (link && !awaited.found && !link->sock.eof) wait_for_input(link);
     if (awaited.found) return kDone;
-    usleep(kBetweenTriesUs);
+    pauses.wait();
   }
 }
 
@@ -134,10 +156,10 @@ int record(const Words& words) {
   struct sigaction end {};
   end.sa_handler = take_end;
   sigaction(SIGTERM, &end, nullptr);
-  while (ending == 0) {
+  for (Pauses pauses; ending == 0;) {
     if (const Link link(ubus_connect(nullptr)); link) watch(link);
     recorder->forget();
-    usleep(kBetweenTriesUs);
+    pauses.wait();
   }
   return kDone;
 }

@@ -62,7 +62,7 @@ int end_box(const Line& line) {
   return kDone;
 }
 
-void record_command(const Line& line, int status, Trace* trace) {
+void record_command(const Line& line, int status, std::chrono::nanoseconds took, Trace* trace) {
   std::string what = "exec";
   if (!line.as.empty()) what += " --as " + line.as;
   for (const std::string& word : line.command) what += " " + word;
@@ -72,7 +72,7 @@ void record_command(const Line& line, int status, Trace* trace) {
        "box",
        what,
        "OK",
-       {},
+       took,
        {{"arguments", {{"as", line.as}, {"command", line.command}}}, {"result", {{"status", status}}}}});
 }
 
@@ -85,8 +85,9 @@ int enter_box(const Line& line) {
   const std::vector<std::string> words = shell ? std::vector<std::string>{"bash"} : line.command;
   // Opened here, as the box is entered for good.
   Trace trace(box.folder());
+  const auto begin = std::chrono::steady_clock::now();
   const int status = run_in_box(box.process_one(), launch_for(place, words));
-  if (!shell) record_command(line, status, &trace);
+  if (!shell) record_command(line, status, std::chrono::steady_clock::now() - begin, &trace);
   return status;
 }
 
@@ -201,7 +202,7 @@ int show_doctor(const Line& line) {
 
 void describe(CLI::App* app, Line* line, std::map<std::string, std::string>* values) {
   app->set_help_flag();
-  app->add_option("--name", line->name);
+  if (line->verb.where != Where::kAlone) app->add_option("--name", line->name);
   app->add_flag("--json", line->json);
   if (line->verb.name == std::string("log")) {
     app->add_flag("-f,--follow", line->log.follow);

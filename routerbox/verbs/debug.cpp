@@ -62,10 +62,11 @@ Words with_gdb(const Wanted& wanted) {
       "until [ -S \"$stub\" ] || ! kill -0 $qemu 2>/dev/null; do sleep 0.02; done\n"
       "shift $count; \"$@\"";
   const Words qemu = emulate(wanted, {"-g", stub});
-  const Words gdb = join(join({require_tool("gdb-multiarch"), "-q", "-ex",
-                               "set sysroot " + wanted.emulator->root, "-ex", "target remote " + stub},
-                              wanted.options),
-                         {wanted.program});
+  const Words gdb =
+      join(join({require_tool("gdb-multiarch"), "-q", "-ex", "set sysroot " + wanted.emulator->root, "-ex",
+                 "set solib-search-path " + wanted.emulator->libraries, "-ex", "target remote " + stub},
+                wanted.options),
+           {wanted.program});
   return join(join({"bash", "-c", script, "debug", stub, std::to_string(qemu.size())}, qemu), gdb);
 }
 

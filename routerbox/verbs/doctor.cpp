@@ -87,7 +87,9 @@ std::vector<Check> checks() {
       {"strace", "routerbox debug PLUGIN strace", false, program("strace"), package("strace")},
       {"bats", "routerbox test", false, program("bats"), package("bats")},
       {"cmake", "building what routerbox new makes", false, program("cmake"), package("cmake")},
-      {"cc", "building what routerbox new makes", false, program("cc"), package("build-essential")},
+      {"make", "building what routerbox new makes", false, program("make"), package("build-essential")},
+      {"cc", "building what routerbox new --c makes", false, program("cc"), package("build-essential")},
+      {"c++", "building what routerbox new --cpp makes", false, program("c++"), package("build-essential")},
       {"cores", "backtraces of plug-ins that die", false, cores, "sudo sysctl kernel.core_pattern=core"},
   };
 }

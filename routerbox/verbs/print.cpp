@@ -42,12 +42,29 @@ std::string memory_of(const Json& row) {
   return row.contains("memory_kib") ? text_at(row, "memory_kib") + " KiB" : "-";
 }
 
+// A service may be several processes: what one has of them is told in one row, and by the first that has ended.
+std::vector<Json> whole_services(const Json& rows) {
+  std::vector<Json> whole;
+  for (const Json& row : rows) {
+    const auto found = std::find_if(whole.begin(), whole.end(), [&](const Json& earlier) {
+      return earlier.at("name") == row.at("name");
+    });
+    if (found == whole.end())
+      whole.push_back(row);
+    else if (!row.contains("memory_kib"))
+      *found = found->contains("memory_kib") ? row : *found;
+    else if (found->contains("memory_kib"))
+      (*found)["memory_kib"] = found->at("memory_kib").get<long>() + row.at("memory_kib").get<long>();
+  }
+  return whole;
+}
+
 std::string ps(const Json& result) {
   Table table{{"NAME", "APPID", "UID", "STATE", "PID", "MEMORY"}};
   for (const Json& row : result.at("plugins"))
     table.push_back({text_at(row, "name"), text_at(row, "appid"), text_at(row, "uid"), state_of(row),
                      text_at(row, "pid"), memory_of(row)});
-  for (const Json& row : result.at("services"))
+  for (const Json& row : whole_services(result.at("services")))
     table.push_back({text_at(row, "name"), "-", "0", state_of(row), text_at(row, "pid"), memory_of(row)});
   return align(table);
 }
@@ -171,15 +188,17 @@ std::string readable_result(const std::string& verb, const Json& result) {
 }
 
 std::string help_for(const Verb& verb) {
+  const bool named = verb.where != Where::kAlone;
   std::string text = std::string("Example: ") + verb.example + "\n\nUsage: routerbox " + verb.name + " " +
-                     verb.usage + " [--name BOX] [--json]\n" + verb.help + ".\n";
+                     verb.usage + (named ? " [--name BOX]" : "") + " [--json]\n" + verb.help + ".\n";
   Table arguments;
   for (const Argument& argument : verb.arguments)
     arguments.push_back(
         {(argument.form == Form::kWord ? "  " : "  --") + std::string(argument.name), argument.help});
   if (!arguments.empty()) text += "\n" + align(arguments);
   return text +
-         "\n--name names one of several boxes; --json prints the result as JSON.\n"
+         (named ? "\n--name names one of several boxes; --json prints the result as JSON.\n"
+                : "\n--json prints the result as JSON.\n") +
          "Exit status: 0 done, 1 not there or no, 2 wrong command line, 3 failed, 4 not allowed, 5 timed "
          "out.\n";
 }

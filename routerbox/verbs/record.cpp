@@ -59,6 +59,7 @@ std::string pattern_of(const std::string& text) {
 struct Step {
   double begin = 0, end = 0;
   std::string verb, line;  // as it is written in a test
+  std::string command;     // of exec
   std::string event;       // that it sends, as the trace has it; empty: none
   std::vector<std::string> effects;
 };
@@ -94,11 +95,28 @@ std::string expected_answer(const Json& arguments, const Json& result) {
   return " --expect " + shell_word(pattern_of(answer));
 }
 
-// A command's own status is as it was.
-std::string typed_command(const Json& arguments, const Json& result) {
-  const std::string as = text_of(arguments, "as"), status = text_of(result, "status");
+std::string command_line(const Json& arguments) {
+  const std::string as = text_of(arguments, "as");
   std::string text = "box exec" + (as.empty() ? "" : " --as " + shell_word(as)) + " --";
   for (const Json& word : arguments.at("command")) text += " " + shell_word(word.get<std::string>());
+  return text;
+}
+
+// A process has another number the next time.
+bool names_process(const std::string& command) {
+  static const std::regex kNumber(R"(\bkill\b.*\s[0-9]+\b|/proc/[0-9]+|\s(-p|--pid)[ =]?[0-9]+\b)");
+  return std::regex_search(command, kNumber);
+}
+
+std::string comment(std::string text, const std::string& why) {
+  std::replace(text.begin(), text.end(), '\n', ' ');
+  return "# " + text + " is left out: " + why;
+}
+
+// A command's own status is as it was.
+std::string typed_command(const Json& arguments, const Json& result) {
+  const std::string text = command_line(arguments), status = text_of(result, "status");
+  if (names_process(text)) return comment(text, "in a test the process has another number");
   return status == "0" ? text : "run " + text + "\n  [ \"$status\" -eq " + status + " ]";
 }
 
@@ -135,9 +153,51 @@ std::optional<Step> step_from(const Json& line, Words* notes) {
   step.verb = verb_of(line);
   const Json result = details.value("result", Json::object());
   step.event = event_sent(result);
+  if (step.verb == "exec") step.command = command_line(arguments);
   step.line = step.verb == "exec" ? typed_command(arguments, result)
                                   : typed(step.verb, arguments) + expected_answer(arguments, result);
   return step;
+}
+
+// ---- What it ended ----------------------------------------------------------------------------------------
+
+// So soon the box notes an end.
+constexpr double kEndSeconds = 0.5;
+
+// The plug-in or service that the line reports to have ended by itself; empty: none.
+std::string ended_in(const Json& line) {
+  if (text_of(line, "channel") != "life" || text_of(line, "what") != "end") return {};
+  const std::string from = text_of(line, "from");
+  return from == "box" ? text_of(line, "to") : from;
+}
+
+// The command that was typed last before a line of the trace, and may have brought it about.
+Step* command_behind(const Json& line, std::vector<Step>* steps) {
+  const double at = line.value("at", 0.0);
+  const auto found = std::find_if(steps->rbegin(), steps->rend(), [&](const Step& step) {
+    return step.verb == "exec" && step.begin <= at && at <= step.end + kEndSeconds;
+  });
+  return found != steps->rend() ? &*found : nullptr;
+}
+
+// A test forgives no death: what a command has ended is stopped there. A plug-in that died otherwise will do so again,
+// or the test's author knows better.
+void stop_what_was_ended(const std::vector<Json>& trace, std::vector<Step>* steps, Words* notes) {
+  std::map<Step*, std::set<std::string>> ended;
+  for (const Json& line : trace) {
+    const std::string name = ended_in(line), how = text_of(line, "result");
+    if (name.empty()) continue;
+    if (Step* const step = command_behind(line, steps))
+      ended[step].insert(name);
+    else if (text_of(line, "from") == name && how != "with status 0")
+      notes->push_back(name + " has ended, " + how + "; the test fails where it does so again");
+  }
+  for (const auto& [step, names] : ended) {
+    step->line = comment(step->command, "it ended what is stopped here");
+    for (const std::string& name : names) step->line += "\n  box stop " + shell_word(name);
+  }
+  for (Step& step : *steps)
+    if (step.line.starts_with("#")) step.effects.clear();
 }
 
 // ---- What was seen ----------------------------------------------------------------------------------------
@@ -312,7 +372,8 @@ std::vector<Json> lines_for_test(const std::string& trace_file, double since, co
     Json line = Json::parse(text, nullptr, false);
     if (!line.is_object()) continue;
     add_state(&line, seen);
-    if (line.value("at", 0.0) >= since && (is_authors(line) || !effect_of(line).empty()))
+    if (line.value("at", 0.0) >= since &&
+        (is_authors(line) || !effect_of(line).empty() || !ended_in(line).empty()))
       lines.push_back(line);
   }
   for (const Json& line : seen.output)
@@ -350,6 +411,7 @@ Recording record_test(const std::string& trace_file, double since, const Seen& s
     if (const std::string effect = effect_of(line); !effect.empty())
       if (Step* const step = step_of(&steps, line)) add_effect(step, effect);
   leave_out_typed(&steps);
+  stop_what_was_ended(trace, &steps, &recording.notes);
   add_marks(trace, &steps);
   recording.verbs = steps.size();
   recording.test = "load box\n\n@test " + quoted_title(title.empty() ? made_title(steps) : title) + " {\n";

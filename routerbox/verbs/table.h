@@ -20,8 +20,9 @@ struct Argument {
 };
 
 enum class Where : int {
-  kHere,  // the program that was called does it
-  kBox,   // it is sent to the box
+  kAlone,  // the program that was called does it, and needs no box
+  kHere,   // the program that was called does it
+  kBox,    // it is sent to the box
 };
 
 struct Verb {

@@ -183,23 +183,6 @@ bool clean_up(const std::string& run) {
   return any;
 }
 
-class ReportFolder {
- public:
-  ReportFolder() {
-    if (mkdtemp(path_) == nullptr) fail_errno("cannot make a folder for the report");
-  }
-  ~ReportFolder() {
-    std::error_code ignored;
-    fs::remove_all(path_, ignored);
-  }
-  ReportFolder(const ReportFolder&) = delete;
-  ReportFolder& operator=(const ReportFolder&) = delete;
-  std::string path() const { return path_; }
-
- private:
-  char path_[32] = "/tmp/routerbox-report-XXXXXX";
-};
-
 // bats does not wait for the program that writes it.
 std::string whole_report(const fs::path& report) {
   constexpr int kMostLooks = 500;
@@ -255,7 +238,7 @@ int run_tests(int argc, char** argv) {
   const std::string bats = find_bats(), run = "t" + std::to_string(getpid()) + "-";
   check_box(options);
   set_environment(run, options);
-  const ReportFolder reports;
+  const HeldFolder reports(".report-" + std::to_string(getpid()));
   const int status = run_program(bats, bats_words(wish, reports.path(), tests), wish.json);
   const bool left = clean_up(run);
   if (!junit.empty() || wish.json) {

@@ -9,7 +9,7 @@ rm -rf "$folder"
 mkdir -p "$folder"
 cd "$folder"
 pc=$(find "$prefix" -name libzel.pc)
-export PKG_CONFIG_PATH=${pc%/*} LD_LIBRARY_PATH=${pc%/pkgconfig/*}
+export PKG_CONFIG_PATH=${pc%/*} LD_LIBRARY_PATH=${pc%/pkgconfig/*}:${LD_LIBRARY_PATH:-}
 
 for language in "c99 gcc" "c++17 g++" "c++20 g++"; do
   read -r standard compiler <<<"$language"

@@ -25,7 +25,7 @@ refused ZelPlatform "is Clang 13.0.1; it has to be" $linux CMAKE_CXX_COMPILER_ID
 refused ZelPlatform "is Intel 2021; it has to be" $linux CMAKE_CXX_COMPILER_ID=Intel CMAKE_CXX_COMPILER_VERSION=2021
 refused ZelDependencies "apt-get install libcjson-dev libssl-dev libcurl4-openssl-dev)" $empty
 refused ZelDependencies "<gtest/gtest.h>: Debian package libgtest-dev" $empty ZEL_TOOLS=ON ZEL_TESTS=ON
-refused ZelDependencies "<nlohmann/json.hpp>: Debian package nlohmann-json3-dev" $empty ZEL_BOX=ON
+refused ZelDependencies "libarchive-dev libcli11-dev libcpp-httplib-dev nlohmann-json3-dev libtomlplusplus-dev)" $empty ZEL_BOX=ON
 refused ZelBus "A router has them: set CMAKE_FIND_ROOT_PATH" $empty ZEL_BUS=auto CMAKE_CROSSCOMPILING=ON
 refused ZelBus "ZEL_BUS=system, but" $empty ZEL_BUS=system
 refused ZelBus "(message): Bus libraries for mipsel: libubus and libubox of this tree" ZEL_BUS=hostbus CMAKE_CROSSCOMPILING=ON \

@@ -142,15 +142,15 @@ TEST_F(Ask, FindsWhatIsWrong) {
       {"for all", "$NOBODY $Z doctor --json", 0,
        R"({"check":"port 6800","state":"good","found":"the download daemon answers","advice":""})"},
       {"all at once",
-       "sed -i s/listener/lauscher/ $F; sed -i /zel1004/d /etc/passwd; kill -STOP $(pidof hostbusd); rm "
+       "sed -i s/listener/lauscher/ $F; sed -i /zel1004/d /etc/passwd; kill -STOP $BROKER; rm "
        "/tmp/norva_daemon.info; mv /usr/local/localshell/norva_daemon_shell /tmp; kill $(cat "
        "/var/run/downloads/front.pid) $(pidof boxrouter); $Z doctor >/tmp/out; echo $? >>/tmp/out; "
-       "kill -CONT $(pidof hostbusd); grep -c WRONG /tmp/out; cat /tmp/out",
+       "kill -CONT $BROKER; grep -c WRONG /tmp/out; cat /tmp/out",
        0, "7\n"},
       {"the bus", "grep ^bus /tmp/out", 0, "takes connections, but does not greet\nbus: The broker hangs"},
       {"accounts", "grep ^accounts /tmp/out", 0, "missing for 1004\naccounts: Give their users"},
       {"packages", "grep ^packages /tmp/out", 0, "differ from the table"},
-      {"no broker", "kill $(pidof hostbusd); sleep 0.2; $Z doctor --json", 1, R"("found":"no broker at /)"},
+      {"no broker", "kill $BROKER; sleep 0.2; $Z doctor --json", 1, R"("found":"no broker at /)"},
       {"no table", "ipcrm -a; $Z doctor", 1, "table         WRONG  not initialised"},
   };
   check(kCases);

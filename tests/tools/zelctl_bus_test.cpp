@@ -128,11 +128,11 @@ TEST_F(Bus, IsListenedTo) {
        "rm /tmp/out; $Z bus listen | head -n 1 >/tmp/out & for i in 1 2 3 4 5 6; do sleep 0.3; "
        "$Z event send wan 256 >/dev/null; done; wait",
        0, ""},
-      {"stopped", "kill -STOP $(pidof hostbusd); $Z bus list --json", 5,
+      {"stopped", "kill -STOP $BROKER; $Z bus list --json", 5,
        "stayed silent for 5 s\",\"code\":0,\"advice\":\"It is stopped"},
-      {"for others, too", "$Z event send disk 1; s=$?; kill -CONT $(pidof hostbusd); exit $s", 5,
+      {"for others, too", "$Z event send disk 1; s=$?; kill -CONT $BROKER; exit $s", 5,
        "stayed silent for 5 s"},
-      {"gone while listening", "$Z bus listen & sleep 2; kill $(pidof hostbusd); wait $!", 3,
+      {"gone while listening", "$Z bus listen & sleep 2; kill $BROKER; wait $!", 3,
        "broker has gone\nStart it again"},
       {"gone", "$Z cloud send 1005 x", 3, "there is no bus\nIs the broker"},
   };
