@@ -6,7 +6,7 @@ import re
 
 RUN = re.compile(r"^ {4}\$ .*\n(?: {4}.*\n)*", re.MULTILINE)
 ANY = re.compile(r"^(.*) \(glob\)$", re.MULTILINE)
-MANUAL_PAGE = re.compile(r"reference/(.+)\.([15])\.md")
+MANUAL_PAGE = re.compile(r"reference/(.+)\.([135])\.md")
 
 
 def console(match):

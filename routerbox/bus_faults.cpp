@@ -47,15 +47,16 @@ void order(const std::string& words) {
 
 struct BusFaults::Kind {
   const char* name;
-  const char* value;  // that stands behind a colon; null: none
+  const char* value;    // that stands behind a colon; null: none
+  const char* example;  // with its value
   void (BusFaults::*play)(const std::string& whom, const std::string& value);
 };
 
 const std::vector<BusFaults::Kind>& BusFaults::kinds() {
-  static const std::vector<Kind> kKinds = {{"stop", nullptr, &BusFaults::stop},
-                                           {"end", nullptr, &BusFaults::end},
-                                           {"late", "MS, such as late:500ms", &BusFaults::be_late},
-                                           {"drop", nullptr, &BusFaults::drop}};
+  static const std::vector<Kind> kKinds = {{"stop", nullptr, "stop", &BusFaults::stop},
+                                           {"end", nullptr, "end", &BusFaults::end},
+                                           {"late", "MS", "late:500ms", &BusFaults::be_late},
+                                           {"drop", nullptr, "drop", &BusFaults::drop}};
   return kKinds;
 }
 
@@ -72,12 +73,21 @@ void BusFaults::play(const std::string& whom, const std::string& text) {
                   kWrongCommandLine);
   }
   if ((kind->value == nullptr) != (colon == std::string::npos))
-    throw Failure(name + " takes " + (kind->value == nullptr ? "no value" : kind->value), kWrongCommandLine);
+    throw Failure(
+        name + " takes " +
+            (kind->value == nullptr ? "no value" : std::string(kind->value) + ", such as " + kind->example),
+        kWrongCommandLine);
   if (name != "drop" && whom != "*")
     throw Failure(name + " is for all on the bus; write * in place of '" + whom + "'", kWrongCommandLine);
   (this->*kind->play)(whom, value);
   const std::lock_guard lock(mutex_);
   played_.push_back({{"method", whom}, {"kind", text}, {"played", 1}});
+}
+
+std::vector<std::string> BusFaults::written_kinds() {
+  std::vector<std::string> written;
+  for (const Kind& kind : kinds()) written.emplace_back(kind.example);
+  return written;
 }
 
 Json BusFaults::list() const {

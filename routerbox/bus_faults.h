@@ -24,8 +24,11 @@ class BusFaults {
 
   // `whom` is a plug-in for drop, "*" for the others.
   void play(const std::string& whom, const std::string& kind);
+  std::vector<std::string> plugins() const { return plugins_.names(); }
   // [{"method", "kind", "played"}], the oldest first.
   Json list() const;
+  // As they are written: "late:500ms".
+  static std::vector<std::string> written_kinds();
   void clear();
 
  private:

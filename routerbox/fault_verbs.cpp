@@ -44,6 +44,10 @@ std::string body_of(const httplib::Result& result, const std::string& service) {
   return result->body;
 }
 
+std::vector<std::string> names_from(const std::string& service, const char* path) {
+  return Json::parse(body_of(client_of(service).Get(path), service));
+}
+
 std::string text_of_argument(const Json& arguments, const char* name) {
   const Json value = arguments.value(name, Json(""));
   return value.is_string() ? value.get<std::string>() : value.dump();
@@ -81,16 +85,24 @@ Json FaultVerbs::fault(const Json& arguments) {
   } else {
     bus_.play(wanted.at("method"), wanted.at("kind"));
   }
-  return faults({{"service", service}});
+  return {{"faults", list_of(service)}};
 }
 
 Json FaultVerbs::faults(const Json& arguments) const {
   const std::string wanted = text_of_argument(arguments, "service");
-  if (!wanted.empty()) check_service(wanted);
+  if (wanted.empty()) return {{"faults", list_of("")}};
+  check_service(wanted);
+  const bool of_bus = wanted == "bus";
+  return {{"faults", list_of(wanted)},
+          {"methods", of_bus ? bus_.plugins() : methods_of_service(wanted)},
+          {"kinds", of_bus ? BusFaults::written_kinds() : names_from(wanted, "/box/kinds")}};
+}
+
+Json FaultVerbs::list_of(const std::string& service) const {
   Json all = Json::array();
   for (const auto& row : kMisbehaving)
-    if (services_.has(row.name) && (wanted.empty() || wanted == row.name)) add_faults(row.name, &all);
-  return {{"faults", all}};
+    if (services_.has(row.name) && (service.empty() || service == row.name)) add_faults(row.name, &all);
+  return all;
 }
 
 Json FaultVerbs::faults_of_running() const {
@@ -111,7 +123,7 @@ void FaultVerbs::add_faults(const std::string& service, Json* all) const {
 }
 
 std::vector<std::string> methods_of_service(const std::string& service) {
-  return Json::parse(body_of(client_of(service).Get("/box/methods"), service));
+  return names_from(service, "/box/methods");
 }
 
 }  // namespace routerbox

@@ -14,12 +14,14 @@ class FaultVerbs {
 
   // {"service", "method", "kind", "count"}; the method "clear" takes the service's faults back.
   Json fault(const Json& arguments);
-  // {"faults": [{"service", "method", "kind", "count", "played", ...}]}, of one service or all.
+  // {"faults": [{"service", "method", "kind", "count", "played", ...}]}, of one service or all; of one also what its
+  // faults can be for and are: "methods", which * means all of, and "kinds".
   Json faults(const Json& arguments) const;
   // The list of all services that run.
   Json faults_of_running() const;
 
  private:
+  Json list_of(const std::string& service) const;  // empty: of all
   void add_faults(const std::string& service, Json* all) const;
   void check_service(const std::string& service) const;
 

@@ -35,6 +35,7 @@ class Expectations {
   std::string last_messages();
   Json ask(const PluginRun& plugin, const std::string& text, const Pattern& pattern,
            std::chrono::milliseconds within);
+  void let_trace_follow(const PluginRun& plugin, size_t next);
   Json unplayed_faults() const;
 
   const Parts parts_;

@@ -28,6 +28,12 @@ void TraceReader::mark() {
   mark_ = dropped_ + lines_.size();
 }
 
+size_t TraceReader::end() {
+  const std::lock_guard lock(mutex_);
+  read_more();
+  return dropped_ + lines_.size();
+}
+
 std::optional<Json> TraceReader::find(const Match& fits, size_t* next) {
   const std::lock_guard lock(mutex_);
   read_more();

@@ -21,6 +21,8 @@ class TraceReader {
 
   // What came before is seen no more by find() and each().
   void mark();
+  // Where find() goes on looking to see only what comes from now on.
+  size_t end();
   // The first line since the mark that fits. `next` is where to go on looking, at first 0.
   std::optional<Json> find(const Match& fits, size_t* next);
   void each(const std::function<void(const Json& line)>& take);

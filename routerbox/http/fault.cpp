@@ -168,6 +168,17 @@ Json Faults::list() const {
   return result;
 }
 
+std::vector<std::string> Faults::kinds() const {
+  std::vector<std::string> written;
+  for (const FaultKind& kind : kinds_) {
+    written.emplace_back(kind.name);
+    if (kind.number == nullptr) continue;
+    written.back() += ":" + std::to_string(kind.number_default);
+    if (kind.number == std::string("ms")) written.back() += "ms";
+  }
+  return written;
+}
+
 std::optional<Fault> Faults::take(const std::vector<std::string>& methods) {
   const std::lock_guard lock(mutex_);
   for (Fault& fault : faults_) {
@@ -188,6 +199,9 @@ void route_faults(LoopbackServer* server, Faults* faults) {
   });
   server->Get("/box/methods", [faults](const auto&, auto& response) {
     response.set_content(text_of(faults->methods()), "application/json");
+  });
+  server->Get("/box/kinds", [faults](const auto&, auto& response) {
+    response.set_content(text_of(faults->kinds()), "application/json");
   });
   server->Post(kPath,
                with_body([faults](const auto&, const auto& body, auto&) { faults->add(Json::parse(body)); }));

@@ -58,6 +58,8 @@ class Faults {
   // The first fault of one of these methods that is to be played, counted.
   std::optional<Fault> take(const std::vector<std::string>& methods);
   const std::vector<std::string>& methods() const { return methods_; }
+  // As they are written, each with its number if it has one: "delay:1000ms".
+  std::vector<std::string> kinds() const;
 
  private:
   const FaultKind& kind_named(const std::string& name) const;
@@ -74,6 +76,7 @@ class Faults {
 //   POST   /box/fault   adds the fault in the body
 //   DELETE /box/fault   clears all faults
 //   GET    /box/methods the names of all methods, an array
+//   GET    /box/kinds   the kinds, likewise, as Faults::kinds() has them
 // These, and all else below /box/, are for root of the box only (owner.h). A fault that is refused gets HTTP status 400
 // with the reason as body. The faults must outlive the server.
 void route_faults(LoopbackServer* server, Faults* faults);

@@ -171,8 +171,7 @@ class Console(unittest.TestCase):
     def test_a_line_becomes_a_fault(self):
         self.open_line("addUri", "downloads")
         self.page.click("#line button", "make a fault")
-        prepared = self.page.run("return [...document.querySelectorAll('#faults select, #faults input')].slice(0, 2).map((e) => e.value)")
-        self.assertEqual(prepared, ["downloads", "aria2.addUri"])
+        self.wait("[...document.querySelectorAll('#faults select')].map((e) => e.value).join() === 'downloads,aria2.addUri'")
 
     def test_the_timeline_is_filtered(self):
         routerbox("send", "greeter", "needle")
@@ -231,6 +230,12 @@ class Console(unittest.TestCase):
         self.assertIn("sdz9", json.dumps(box("state", "DiskInfo")))
         self.page.click(".disks [data-key=sdz9] button", "remove")
         self.wait("!document.querySelector('.disks').textContent.includes('sdz9')")
+
+    def test_faults_are_offered_as_each_service_has_them(self):
+        for service, method, kind in (("downloads", "aria2.tellStatus", "without"), ("bus", "greeter", "late:500ms"),
+                                      ("router", "query_disk_info", "oversize:20000")):
+            self.page.run("const s = document.querySelector('#faults select'); s.value = arguments[0]; s.dispatchEvent(new Event('change'))", service)
+            self.wait("[...arguments].every((v) => [...document.querySelectorAll('#faults option')].some((o) => o.value === v))", method, kind)
 
     def test_faults_are_armed_played_and_cleared(self):
         self.page.click("#faults button.main", "arm fault")

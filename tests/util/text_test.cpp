@@ -1,4 +1,7 @@
+#include <cjson/cJSON.h>
+
 #include <cstdlib>
+#include <memory>
 
 #include "support/cases.h"
 
@@ -69,6 +72,24 @@ TEST(Search, IgnoresCase) {
 
   EXPECT_EQ(string_is_url("HTTP://"), 1);
   for (const char* other : {"https://a", "http:/", " http://a"}) EXPECT_EQ(string_is_url(other), 0) << other;
+}
+
+TEST(Freep, FreesAndForgets) {
+  char* text = strdup("text");
+  qo_freep(&text);
+  EXPECT_EQ(text, nullptr);
+  qo_freep(nullptr);
+}
+
+TEST(CjsonItem, IsOfTheTypeOrNone) {
+  const char* const text = R"({"0": false, "1": true, "2": null, "3": 1, "4": "", "5": [], "6": {}})";
+  const std::unique_ptr<cJSON, decltype(&cJSON_Delete)> object(cJSON_Parse(text), cJSON_Delete);
+  int type = 0;
+  for (const cJSON* item = object->child; item != nullptr; item = item->next, ++type) {
+    EXPECT_EQ(zel_get_cjson_item(object.get(), item->string, type), item) << type;
+    EXPECT_EQ(zel_get_cjson_item(object.get(), item->string, (type + 1) % 7), nullptr) << type;
+  }
+  EXPECT_EQ(zel_get_cjson_item(object.get(), "7", 6), nullptr);
 }
 
 TEST(Trim, RemovesBlanksBeforeTheLengthAndOneAtTheFront) {

@@ -10,6 +10,7 @@ static int outage;
 static void hear(int32_t subevent, const char* text) {
   (void)text;
   outage = subevent == 257;
+  printf("the WAN link is %s\n", outage ? "down" : "up");
 }
 
 static int answer(const char* message, uint32_t length, char* reply, uint32_t size) {

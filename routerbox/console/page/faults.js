@@ -1,30 +1,43 @@
 // Faults: arming them, and what is armed and was played.
-import {box} from './box.js';
+import {box, call} from './box.js';
 import {button, el, field, keep, setText, visible} from './dom.js';
 import {act} from './notice.js';
 
-const kServices = ['router', 'downloads', 'files', 'bus'];
-const kServerKinds = ['delay:1s', 'hang', 'cut:20', 'garbage', 'http500', 'trickle:20ms'];
-const kBusKinds = ['late:500ms', 'drop', 'stop', 'end'];
-const service = el('select', {}, ...kServices.map((name) => el('option', {value: name, text: name})));
-const method = el('input', {value: '*', required: true, autocomplete: 'off', spellcheck: 'false'});
+const kServices = ['router', 'downloads', 'files', 'hosts', 'bus'];
+const service = el('select', {required: true});
+const method = el('select', {required: true});
 const kind = el('input', {list: 'fault-kinds', required: true, autocomplete: 'off', value: 'delay:1s'});
 const kinds = el('datalist', {id: 'fault-kinds'});
 const count = el('input', {placeholder: 'until cleared', autocomplete: 'off', value: 'once'});
 
-function offerKinds() {
-  const bus = service.value === 'bus';
-  kinds.replaceChildren(...(bus ? kBusKinds : kServerKinds).map((value) => el('option', {value})));
-  count.disabled = bus;
-  if (bus && !kBusKinds.some((known) => kind.value.startsWith(known.split(':')[0]))) kind.value = kBusKinds[0];
-  if (!bus && kBusKinds.includes(kind.value)) kind.value = kServerKinds[0];
+const fill = (parent, values) => parent.replaceChildren(...values.map((value) => el('option', {value, text: visible(value)})));
+const nameOf = (written) => written.split(':')[0];
+
+// What the service's faults can be for, and what they can be, is known by the box.
+async function offer(wanted = method.value) {
+  const name = service.value;
+  count.disabled = name === 'bus';
+  const found = await call('faults', {service: name}).catch(() => ({methods: [], kinds: []}));
+  if (service.value !== name) return;
+  fill(method, ['*', ...found.methods]);
+  fill(kinds, found.kinds);
+  method.value = found.methods.includes(wanted) ? wanted : '*';
+  if (found.kinds.length > 0 && !found.kinds.some((known) => nameOf(known) === nameOf(kind.value))) kind.value = found.kinds[0];
 }
 
-export function prepareFault(wanted) {
+function offerServices(ps) {
+  const names = kServices.filter((name) => ps?.services.some((row) => row.name === name));
+  if ([...service.options].map((option) => option.value).join() === names.join()) return;
+  const before = service.value;
+  fill(service, names);
+  if (names.includes(before)) service.value = before;
+  offer();
+}
+
+export async function prepareFault(wanted) {
   service.value = wanted.service;
-  method.value = wanted.method;
   if (wanted.kind) kind.value = wanted.kind;
-  offerKinds();
+  await offer(wanted.method);
   kind.focus();
   kind.select();
 }
@@ -52,13 +65,14 @@ const makeFault = (fault) => el('li', {}, el('span'), el('span', {class: 'hint'}
 
 export function mount(root) {
   const list = el('ul', {class: 'armed'}), none = el('p', {class: 'hint', text: 'none is armed'});
-  service.addEventListener('change', offerKinds);
-  offerKinds();
+  service.addEventListener('change', () => offer());
   const times = field('times', count);
   times.classList.add('wide');
   times.append(el('button', {text: 'arm fault', class: 'main'}));
   root.append(el('h2', {id: 'faults-title', text: 'Faults'}), none, list,
       el('form', {onsubmit: arm}, field('of', service), field('method', method), field('kind', kind), kinds, times));
+  box.on('ps', offerServices);
+  box.on('start', () => offer());
   box.on('faults', (found) => {
     const faults = found?.faults ?? [];
     none.hidden = faults.length > 0;

@@ -48,10 +48,10 @@ function againOf(line, details) {
 function faultOf(line) {
   if (line.channel === 'router' || line.channel === 'downloads')
     return {service: line.channel, method: line.what.split(',')[0]};
-  if (line.channel === 'files') return {service: 'files', method: '*'};
-  const plugin = [line.to, line.from].find((name) => box.plugins.some((row) => row.name === name));
-  if (line.channel === 'bus' && plugin) return {service: 'bus', method: plugin, kind: 'late:500ms'};
-  return 'faults are of the router, downloads, files and the bus';
+  if (line.channel === 'files' && line.what.startsWith('GET '))
+    return line.to === 'files' ? {service: 'files', method: '*'} : {service: 'hosts', method: line.to};
+  if (line.channel === 'bus' || line.channel === 'events') return {service: 'bus', method: '*', kind: 'late:500ms'};
+  return 'faults are of the router, downloads, files, hosts and the bus';
 }
 
 // Greyed, and saying why, where there is nothing to be done.
