@@ -28,12 +28,16 @@ void to_syslog(int level, const char* text) {
 #pragma GCC diagnostic pop
 }
 
-// Writes what is in `text` with the message behind its first `kept` characters.
-ZEL_PRINTF(4, 0)
-void write_message(int level, char (&text)[kTextSize], int kept, const char* format, va_list arguments) {
+}  // namespace
+
+void zel_log(int level, const char* format, ...) {
   const int callers_errno = errno;
   const zel::Uncancelled uncancelled;  // The C library would be left with its socket half open.
-  vsnprintf(text + kept, sizeof text - 1 - static_cast<std::size_t>(kept), format, arguments);
+  char text[kTextSize] = {};
+  va_list arguments;
+  va_start(arguments, format);
+  vsnprintf(text, sizeof text - 1, format, arguments);
+  va_end(arguments);
 
   const time_t now = time(nullptr);
   tm local{};
@@ -44,24 +48,4 @@ void write_message(int level, char (&text)[kTextSize], int kept, const char* for
   errno = callers_errno;
   to_syslog(level, text);
   errno = callers_errno;
-}
-
-}  // namespace
-
-void zel_log(int level, const char* format, ...) {
-  char text[kTextSize] = {};
-  va_list arguments;
-  va_start(arguments, format);
-  write_message(level, text, 0, format, arguments);
-  va_end(arguments);
-}
-
-void zel::log_in_form(int level, const char* tag, const char* function, int line, const char* format, ...) {
-  char text[kTextSize] = {};
-  const int kept = zel_debug != 0 ? snprintf(text, sizeof text, "%s %s:%d ", tag, function, line)
-                                  : snprintf(text, sizeof text, "%s ", tag);
-  va_list arguments;
-  va_start(arguments, format);
-  write_message(level, text, kept, format, arguments);
-  va_end(arguments);
 }

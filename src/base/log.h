@@ -7,7 +7,8 @@
 
 namespace zel {
 
-// What the macros below call. `tag` and `function` are names in this library: together far shorter than a message.
+// What the macros below call: puts the form together and hands it to zel_log. `tag` and `function` are names in this
+// library: together far shorter than a message.
 void log_in_form(int level, const char* tag, const char* function, int line, const char* format, ...)
     ZEL_PRINTF(5, 6);
 

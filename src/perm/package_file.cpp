@@ -74,7 +74,7 @@ class PluginText {
     end_ += strlen(end_);
   }
 
-  // Of which as much is touched as the table fills.
+  // Room for the worst of tables. Only the pages that are written cost memory.
   const zel::Memory<char> text_{static_cast<char*>(malloc(64 + PERM_PLUGIN_SLOTS * kPlugin))};
   char* end_ = text_.get();
 };
