@@ -67,21 +67,11 @@ Word strangers(const char* text) {
   return characters | ~(letters | slash_or_decimals | between(ascii, '+', '+'));
 }
 
-// Whether the text, of a word at the least, is of the alphabet. Its last word may overlap the one before.
-bool all_digits(const char* text, size_t length) {
-  Word found = strangers(text + length - sizeof(Word));
-  for (size_t at = 0; length - at > sizeof(Word); at += sizeof(Word)) found |= strangers(text + at);
-  return (found & in_each_byte(0x80)) == 0;
-}
-
-// How many characters from the start belong to the alphabet. Sound text is checked word by word up to the padding at
-// its end; anything else is looked at again one by one.
+// How many characters from the start belong to the alphabet: word by word while all of a word do.
 size_t digits_at_start(const char* text, size_t length) {
-  size_t end = length;
-  while (end > 0 && text[end - 1] == '=') --end;
-  if (end >= sizeof(Word) && all_digits(text, end)) return end;
   size_t at = 0;
-  while (at < end && value(text[at]) != kNoDigit) ++at;
+  while (length - at >= sizeof(Word) && (strangers(text + at) & in_each_byte(0x80)) == 0) at += sizeof(Word);
+  while (at < length && value(text[at]) != kNoDigit) ++at;
   return at;
 }
 
