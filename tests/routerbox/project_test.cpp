@@ -3,7 +3,7 @@
 
 #include <filesystem>
 
-#include "routerbox/failure.h"
+#include "routerbox/support/failure.h"
 #include "routerbox/project/project.h"
 #include "run.h"
 
