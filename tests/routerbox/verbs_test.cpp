@@ -38,6 +38,8 @@ TEST_F(Verbs, DoWhatTheySay) {
       {"another of the same name", "$B up", 125, "is running; routerbox down --name"},
       {"one more, named", "$B up --name more-$$ && $B ps --name more-$$ && $B down --name more-$$", 0,
        "ended"},
+      {"from a project of the same name",
+       "mkdir -p clone/$(basename $PWD) && cp box.toml clone/*/ && cd clone/* && $B down", 1, "is that of /"},
       {"ps", "$B ps", 0, "\nnight    3002   10002  running"},
       {"send", "$B send greeter 'Is it raining?'", 0, "Good day! You said: Is it raining?\n"},
       {"by its appid", "$B send 3001 yes --json", 0, R"("answer":"Good day! You said: yes","status":0)"},
