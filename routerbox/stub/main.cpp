@@ -57,8 +57,10 @@ int take_message(const char* message, uint32_t, char* reply, uint32_t size) noex
 }
 
 void serve() {
-  if (zel_service_init() != 0 || zel_cloud_msg_handler_register(take_message) != 0)
-    throw Failure("it can receive no messages; does the bus run?");
+  zel_lock();  // Until there is a handler, messages wait: without one they would get an empty answer.
+  const bool receives = zel_service_init() == 0 && zel_cloud_msg_handler_register(take_message) == 0;
+  zel_unlock();
+  if (!receives) throw Failure("it can receive no messages; does the bus run?");
 }
 
 // ---- What is sent at times --------------------------------------------------------------------------------

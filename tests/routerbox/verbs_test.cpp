@@ -25,6 +25,8 @@ class Verbs : public testing::Test {
     std::filesystem::current_path(folder_.root());
     setenv("B", TEST_BIN "/routerbox", 1);
     unsetenv("XDG_RUNTIME_DIR");
+    // For a command: waits for a plug-in that makes the file, and a moment for what the box says of it.
+    setenv("END", "until [ -e /tmp/end ]; do sleep 0.05; done; sleep 0.3", 1);
   }
   ~Verbs() override { run("$B down"); }
 
@@ -212,11 +214,14 @@ TEST_F(Verbs, PlayOtherPlugins) {
        "sleep 0.3; $B log greeter --json | grep -c '\"from\":\"cloud\",\"to\":\"greeter\".*tick'", 0, "2\n"},
       {"its event", "until $B log events --json | grep rang; do sleep 0.05; done", 0,
        R"("from":"radar","to":"greeter")"},
-      {"hangs", "timeout 0.3 $B send radar hang; timeout 0.5 $B send radar 'rain?'", 124, ""},
+      {"hangs", "timeout 1 $B send radar hang; timeout 0.5 $B send radar 'rain?'", 124, ""},
       {"until it is restarted", "$B restart radar && $B send radar 'rain?'", 0, "once\n"},
-      {"ends", "timeout 0.3 $B send radar end; $B ps", 0, "radar    3002   10002  ended (status 0)"},
+      {"ends", "timeout 0.3 $B send radar end; until $B ps | grep 'radar.*ended'; do sleep 0.05; done", 0,
+       "radar    3002   10002  ended (status 0)"},
       {"its file is read anew",
-       "echo >>radar.toml '[[answer]]\ntext = 3'; $B start radar; sleep 0.3; $B log radar", 0, "status 1"},
+       "echo >>radar.toml '[[answer]]\ntext = 3'; $B start radar; until $B log radar | grep 'status 1'; do "
+       "sleep 0.05; done",
+       0, "status 1"},
       {"a box is refused with it", "$B down; $B up", 125, "radar.toml:28: text = 3 must be a text in quotes"},
   };
   check(kCases);
@@ -229,15 +234,15 @@ std::string night(const std::string& line) {
 
 TEST_F(Verbs, ADeathIsToldAtOnceAndMakesTheStatus) {
   static const Case kCases[] = {
-      {"a plug-in fails", "$B run -- sh -c 'sleep 0.3; echo after'", 124, "night has ended, with status 3"},
-      {"nobody minds", "$B run --ignore-deaths -- sleep 0.3", 0, "night has ended"},
-      {"the command's own status goes first", "$B run -- sh -c 'sleep 0.3; exit 4'", 4, "night has ended"},
-      {"a log of all lines", "$B run --log lines -- sleep 0.3; cat lines", 0, "night | unbuffered"},
+      {"a plug-in fails", "$B run -- sh -c \"$END; echo after\"", 124, "night has ended, with status 3"},
+      {"nobody minds", "$B run --ignore-deaths -- sh -c \"$END\"", 0, "night has ended"},
+      {"the command's own status goes first", "$B run -- sh -c \"$END; exit 4\"", 4, "night has ended"},
+      {"a log of all lines", "$B run --log lines -- sh -c \"$END\"; cat lines", 0, "night | unbuffered"},
   };
-  folder_.file("box.toml", night("printf unbuffered; exit 3"));
+  folder_.file("box.toml", night("printf unbuffered; touch /tmp/end; exit 3"));
   check(kCases);
-  folder_.file("box.toml", night("echo ==1==ERROR: AddressSanitizer: heap; sleep 100"));
-  const Outcome reported = run("$B run -- sleep 0.3");
+  folder_.file("box.toml", night("echo ==1==ERROR: AddressSanitizer: heap; touch /tmp/end; sleep 100"));
+  const Outcome reported = run("$B run -- sh -c \"$END\"");
   EXPECT_EQ(124, reported.status) << reported.output;
   EXPECT_NE(std::string::npos, reported.output.find("a sanitizer reports a fault of night"))
       << reported.output;
@@ -246,8 +251,9 @@ TEST_F(Verbs, ADeathIsToldAtOnceAndMakesTheStatus) {
 TEST_F(Verbs, ACrashLeavesACoreAndWhereItWas) {
   if (run("grep -q '^|' /proc/sys/kernel/core_pattern").status == 0 || run("ulimit -Hc").output == "0\n")
     GTEST_SKIP() << "this machine keeps cores to itself";
-  folder_.file("box.toml", night("ulimit -c unlimited; touch -d 2030-01-01 core-values; kill -SEGV $$"));
-  const Outcome outcome = run("$B run -- sleep 0.5");
+  folder_.file("box.toml",
+               night("ulimit -c unlimited; touch -d 2030-01-01 core-values; touch /tmp/end; kill -SEGV $$"));
+  const Outcome outcome = run("$B run -- sh -c \"$END\"");
   EXPECT_EQ(124, outcome.status) << outcome.output;
   EXPECT_NE(std::string::npos,
             outcome.output.find("the core of night is " + folder_.path(".box/cores/night.")))
@@ -260,11 +266,10 @@ TEST_F(Verbs, ACrashLeavesACoreAndWhereItWas) {
 TEST_F(Verbs, StartAgainWhatIsBuiltAnew) {
   folder_.file("program", "#!/bin/sh\necho first; sleep 1000\n");
   folder_.file("box.toml", "[[plugin]]\nname = 'night'\nappid = '3002'\nrun = './program'\n");
-  const Outcome outcome =
-      run("$B up && { $B restart night --watch >watched & } && sleep 0.3 && "
-          "printf '#!/bin/sh\\necho second; sleep 1000\\n' >new && chmod +x new && mv new program && "
-          "until grep anew watched; do sleep 0.05; done; $B down; wait; cat "
-          "watched");
+  const Outcome outcome = run(
+      "$B up && { $B restart night --watch >watched & } && until grep anew watched; do "
+      "printf '#!/bin/sh\\necho second; sleep 1000\\n' >new && chmod +x new && mv new program; sleep 0.5; "
+      "done; $B down; wait; cat watched");
   EXPECT_NE(std::string::npos, outcome.output.find("night runs anew: ")) << outcome.output;
 }
 

@@ -30,8 +30,10 @@ TEST_F(Download, ShowsAndChangesTasks) {
        "state   active\namount  "},
       {"completed for shells", "$Z completion words -- download pause '' | grep -c -f /tmp/id", 0, "1\n"},
       {"pause", "sleep 1; $Z download pause $(cat /tmp/id) --json", 0, "\",\"accepted\":\"pause\"}"},
-      {"twice", "sleep 1; $Z download pause $(cat /tmp/id)", 1,
-       "is paused, in no state for that (-1)\nMore of it: zelctl"},
+      {"twice",
+       "until $Z download show $(cat /tmp/id) | grep -q paused; do sleep 0.1; done; $Z download pause $(cat "
+       "/tmp/id)",
+       1, "is paused, in no state for that (-1)\nMore of it: zelctl"},
       {"waiting for it", "$Z download watch $(cat /tmp/id)", 1,
        "is paused\nTo go on: zelctl download resume "},
       {"resume and interrupt",
@@ -44,7 +46,10 @@ TEST_F(Download, ShowsAndChangesTasks) {
        "timeout 5 script -qec \"$Z download watch $(cat /tmp/id)\" /dev/null | grep -ao '\\[#*\\.*\\]  "
        "*[0-9]* %' | head -n 1",
        0, "#"},
-      {"delete", "$Z download delete $(cat /tmp/id) && sleep 1 && $Z download watch", 0, "  removed   "},
+      {"delete",
+       "$Z download delete $(cat /tmp/id) && until $Z download show $(cat /tmp/id) | grep -q removed; do "
+       "sleep 0.1; done; $Z download watch",
+       0, "  removed   "},
   };
   check(kCases);
 }
@@ -84,8 +89,10 @@ TEST_F(Download, SaysWhatFailed) {
        "curl -s -X DELETE 127.0.0.1:6800/box/fault; $FAULT '{\"method\":\"*\",\"kind\":\"hang\"}'; "
        "$Z download show 123 --json",
        5, "{\"error\":\"the download daemon took the request and stayed silent for 9 s\",\"code\":0"},
-      {"no daemon", "kill $(cat /var/run/downloads/front.pid); sleep 0.5; $Z download pause 123", 3,
-       "the daemon could not be asked"},
+      {"no daemon",
+       "p=$(cat /var/run/downloads/front.pid); kill $p; while kill -0 $p 2>&-; do sleep 0.1; done; $Z "
+       "download pause 123",
+       3, "the daemon could not be asked"},
   };
   check(kCases);
 }
