@@ -5,6 +5,7 @@
 
 #include <algorithm>
 
+#include "data_folders.h"
 #include "trace/peers.h"
 
 namespace routerbox {
@@ -88,6 +89,7 @@ bool Plugins::start(size_t place) {
   const Row before = row(place);
   if (before.state == State::kRunning) return false;
   const PluginRun& run = before.run;
+  make_data(run);  // an author may have removed it, to begin anew
   Launch launch{run.program, run.words, run.uid, {}};
   emulate(run.emulator, &launch);
   run_under_valgrind(run, &launch);
