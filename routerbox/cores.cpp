@@ -1,9 +1,11 @@
 #include "cores.h"
 
+#include <elf.h>
 #include <signal.h>
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cstring>
 #include <filesystem>
 #include <iterator>
 
@@ -23,7 +25,15 @@ std::string core_pattern() {
   return pattern;
 }
 
-// Where the kernel has put it: the newest file there whose name begins as the pattern does. Empty: there is none.
+// A plug-in may have files with such names that are its own, and links to those of others.
+bool is_core(const fs::path& path) {
+  const Descriptor file(open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+  Elf64_Ehdr header{};  // in all widths it begins alike
+  return file && retry([&] { return read(file.get(), &header, sizeof header); }) == sizeof header &&
+         std::memcmp(header.e_ident, ELFMAG, SELFMAG) == 0 && header.e_type == ET_CORE;
+}
+
+// Where the kernel has put it: the newest core there whose name begins as the pattern does. Empty: there is none.
 std::string find_core(const std::string& folder, const std::string& pattern) {
   const fs::path named(pattern);
   const fs::path place = named.is_absolute() ? named.parent_path() : fs::path(folder);
@@ -31,7 +41,7 @@ std::string find_core(const std::string& folder, const std::string& pattern) {
   fs::path newest;
   std::error_code ignored;
   for (const fs::directory_entry& entry : fs::directory_iterator(place, ignored)) {
-    if (!entry.path().filename().string().starts_with(begin) || !entry.is_regular_file(ignored)) continue;
+    if (!entry.path().filename().string().starts_with(begin) || !is_core(entry.path())) continue;
     if (newest.empty() || entry.last_write_time(ignored) > fs::last_write_time(newest, ignored))
       newest = entry.path();
   }

@@ -7,6 +7,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "../printable.h"
 #include "../whole_number.h"
 
 namespace routerbox {
@@ -24,7 +25,7 @@ std::vector<std::string> texts_in(const fs::path& file) {
 std::string line_of(const std::vector<std::string>& words) {
   std::string line;
   for (const std::string& word : words) line += (line.empty() ? "" : " ") + word;
-  return line.substr(0, 200);
+  return printable(line.substr(0, 200));
 }
 
 }  // namespace

@@ -33,8 +33,8 @@ bool was_cut(const std::string& text) {
 
 // As one writes it: quotes only where the shell needs them.
 std::string shell_word(const std::string& text) {
-  static const std::regex kPlain("[A-Za-z0-9_@%+=:,./-]+");
-  return std::regex_match(text, kPlain) ? text : quote(text);
+  constexpr const char* kPlain = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_@%+=:,./-";
+  return !text.empty() && text.find_first_not_of(kPlain) == std::string::npos ? text : quote(text);
 }
 
 // An expression for a text that may come at another time: what counts or tells the time may differ.

@@ -61,6 +61,15 @@ class Descriptor {
   int fd_ = -1;
 };
 
+// The same at a number behind those of the standard streams, if one is free: what a program that was started without
+// these prints would go into it.
+[[nodiscard]] inline Descriptor behind_standard(Descriptor fd) noexcept {
+  constexpr int kFirst = STDERR_FILENO + 1;
+  if (!fd || fd.get() >= kFirst) return fd;
+  Descriptor moved(fcntl(fd.get(), F_DUPFD_CLOEXEC, kFirst));
+  return moved ? std::move(moved) : std::move(fd);
+}
+
 // Closes what was written to. Returns whether all of it has arrived, as far as a close can tell.
 [[nodiscard]] inline bool close_written(File file) noexcept {
   const Uncancelled uncancelled;

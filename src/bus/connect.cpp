@@ -46,6 +46,7 @@ void close_bus(ubus_context* bus) noexcept {
 BusLink connect_bus() noexcept {
   BusLink bus(connect_uninterrupted());
   if (!bus) return bus;
+  bus->sock.fd = behind_standard(Descriptor(bus->sock.fd)).release();
   fcntl(bus->sock.fd, F_SETFD, FD_CLOEXEC);
   bus->connection_lost = finish_requests;
   return bus;

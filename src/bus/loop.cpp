@@ -15,7 +15,7 @@ void Loop::clear() noexcept {
   const std::lock_guard hold(mutex_);
   table_ = {{}, 0, {}, -1};
   const Descriptor earlier(wake_event_);
-  wake_event_ = eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK);
+  wake_event_ = behind_standard(Descriptor(eventfd(0, EFD_CLOEXEC | EFD_NONBLOCK))).release();
 }
 
 bool Loop::add(int fd, Handler handler, void* argument) noexcept {

@@ -35,6 +35,11 @@ int size_of(const char*, uint32_t length, char* answer, uint32_t size) {
   return 0;
 }
 
+int size_of_and_print(const char* message, uint32_t length, char* answer, uint32_t size) {
+  for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) dprintf(stream, "%s\n", message);
+  return size_of(message, length, answer, size);
+}
+
 // A plug-in that says how long each message is.
 int serve(const Process::Self& self) {
   if (zel_service_init() != 0 || zel_cloud_msg_handler_register(size_of) != 0) return 1;
@@ -138,6 +143,18 @@ TEST_F(InAnyProcess, AConnectThatASignalInterruptsIsMadeAgain) {
   EXPECT_EQ(genuine_ways.interrupted_connects, 0);
   genuine_ways.interrupted_connects = INT_MAX;
   EXPECT_EQ(ask("1001", "abc"), "(null)");
+}
+
+TEST_F(InAnyProcess, WhatAPluginWithoutStandardStreamsPrintsDoesNotReachTheBus) {
+  const Process server(kServer, [](const Process::Self& self) {
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) close(stream);
+    if (zel_service_init() != 0 || zel_cloud_msg_handler_register(size_of_and_print) != 0) return 1;
+    self.ready();
+    self.wait_for_end();
+    return 0;
+  });
+  EXPECT_EQ(ask("1001", "abc"), "3");
+  EXPECT_EQ(ask("1001", "abcd"), "4");
 }
 
 TEST_F(InAnyProcess, LocksAreFreeInAChildForkedWhileAnotherThreadSends) {
