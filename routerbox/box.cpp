@@ -174,7 +174,7 @@ std::string program_of(const ProjectPlugin& wanted, const Plan& plan) {
     const std::string advice = options.target.empty()
                                    ? "; is it built?"
                                    : "; to build it, run: " + target_of(project, options.target).make;
-    throw Failure(wanted.place + ": " + failure.what() + advice, failure.status());
+    throw Failure(wanted.run_place + ": " + failure.what() + advice, failure.status());
   }
 }
 

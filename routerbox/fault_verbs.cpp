@@ -40,7 +40,7 @@ httplib::Client client_of(const std::string& service) {
 std::string body_of(const httplib::Result& result, const std::string& service) {
   if (!result)
     throw Failure(service + " does not answer; routerbox restart " + service + " starts it anew", kFailed);
-  if (result->status != 200) throw Failure(result->body, kNo);
+  if (result->status != 200) throw Failure(reason_in(result->body), kNo);
   return result->body;
 }
 

@@ -84,6 +84,15 @@ void forbid_ways_out() {
     fail_errno("cannot keep a plug-in in the box");
 }
 
+// One that starts others without end is to reach its own limit before the machine's.
+void limit_processes() {
+  constexpr rlim_t kMost = 2000;  // threads, too
+  rlimit limit{};
+  getrlimit(RLIMIT_NPROC, &limit);
+  limit.rlim_cur = limit.rlim_max = std::min(limit.rlim_max, kMost);
+  setrlimit(RLIMIT_NPROC, &limit);
+}
+
 }  // namespace
 
 void clean_environment(const std::vector<std::string>& passed) {
@@ -125,6 +134,7 @@ void become_plugin(uid_t uid) {
     setenv("USER", account->pw_name, 1);
     setenv("HOME", account->pw_dir, 1);
   }
+  limit_processes();
   if (setgroups(0, nullptr) != 0 || setresgid(uid, uid, uid) != 0 || setresuid(uid, uid, uid) != 0)
     fail_errno("cannot become uid " + std::to_string(uid));
   if (prctl(PR_SET_NO_NEW_PRIVS, 1, 0, 0, 0) != 0) fail_errno("cannot forbid new privileges");

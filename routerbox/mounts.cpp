@@ -66,6 +66,8 @@ void cover(const std::string& path, mode_t mode, const Wanted& wanted) {
 
 // Everything of the machine is at its own place until the tree is entered, but for this folder, over which it grows.
 constexpr const char* kTree = "/sys";
+// It is the machine's memory that fills it.
+constexpr const char* kTreeOptions = "mode=755,size=1g,nr_inodes=100k";
 
 std::string tree(const fs::path& path) {
   return std::string(kTree) + (path == "/" ? "" : path.string());
@@ -227,7 +229,7 @@ void enter_own_tree(const std::vector<PrivateFolder>& folders, const std::vector
   const Descriptor sys(open(kTree, O_PATH | O_DIRECTORY | O_CLOEXEC));
   if (!sys) fail_errno(std::string("the box needs a folder ") + kTree + " on this machine");
   Tree own(folders, sys);
-  if (mount("routerbox", kTree, "tmpfs", MS_NOSUID | MS_NODEV, "mode=755") != 0)
+  if (mount("routerbox", kTree, "tmpfs", MS_NOSUID | MS_NODEV, kTreeOptions) != 0)
     fail_errno("cannot make the box's own tree");
   own.grow("/");
   set_read_only(kTree, true, true);

@@ -112,6 +112,10 @@ void redirect_output(const std::string& file) {
     fail_errno("cannot write " + file);
 }
 
+BoxPlace place_of(const Plan& plan) {
+  return BoxPlace(plan.box, plan.options.project ? plan.folder : "");
+}
+
 // What its services said, while nobody sees the file yet.
 std::string lines_of_services(const std::string& file) {
   std::istringstream log(read_file(file));
@@ -125,7 +129,7 @@ std::string lines_of_services(const std::string& file) {
   int status = kBoxFailed;
   try {
     setsid();
-    const BoxPlace place(plan.box);
+    const BoxPlace place = place_of(plan);
     const std::string log = place.folder() + "/output.log";
     redirect_output(log);
     status = run(plan, place, Descriptor(fcntl(ready.get(), F_DUPFD_CLOEXEC, 3)));
@@ -141,7 +145,7 @@ std::string lines_of_services(const std::string& file) {
 int run_in_front(const Options& options) {
   Plan plan = make_plan(options);
   plan.box = name_of(options);
-  const BoxPlace place(plan.box);
+  const BoxPlace place = place_of(plan);
   if (options.console >= 0) start_console(plan.box, options.console);
   return run(plan, place, {});
 }

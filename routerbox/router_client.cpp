@@ -19,7 +19,7 @@ constexpr time_t kLimitSeconds = 5;
 std::string body_of(const httplib::Result& result) {
   if (!result)
     throw Failure("the box's router does not answer; routerbox restart router starts it anew", kFailed);
-  if (result->status != 200) throw Failure("the router refuses: " + result->body, kNo);
+  if (result->status != 200) throw Failure("the router refuses: " + reason_in(result->body), kNo);
   return result->body;
 }
 
@@ -27,6 +27,10 @@ httplib::Client client_of_router() {
   httplib::Client client("127.0.0.1", kRouterPort);
   client.set_read_timeout(kLimitSeconds);
   return client;
+}
+
+void post(const char* path, const Json& wanted) {
+  body_of(client_of_router().Post(path, text_of(wanted), "application/json"));
 }
 
 std::vector<std::string> steps_of(const std::string& path) {
@@ -73,34 +77,16 @@ void RouterClient::change(const Json& patch) const {
 }
 
 Json RouterClient::set(const std::string& path, const Json& value) const {
-  Json document = state({});
-  Json& member = member_of(&document, path);
-  const Json before = member;
+  const Json before = state(path);
   const Json read = value.is_string() ? Json::parse(value.get<std::string>(), nullptr, false) : value;
   // What was a text stays one: "1" may be a name.
   const bool text = value.is_string() && (before.is_string() || read.is_discarded());
-  member = text ? value : read;
-  const Json result = {{"path", path}, {"before", before}, {"value", member}};
-  const std::string top = steps_of(path).at(0);
-  change({{top, document.at(top)}});
-  return result;
+  post("/box/set", {{"path", path}, {"value", text ? value : read}});
+  return {{"path", path}, {"before", before}, {"value", state(path)}};
 }
 
 void RouterClient::change_disk(const std::string& name, bool add) const {
-  if (name.empty()) throw Failure("a disk needs a name, such as sda1", kWrongCommandLine);
-  Json disks = state("DiskInfo");
-  std::vector<std::string> names;
-  for (const Json& disk : disks) names.push_back(disk.value("Partition", ""));
-  const auto found = std::find(names.begin(), names.end(), name);
-  if (add && found != names.end()) throw Failure("the router has the disk " + name + " already", kNo);
-  if (!add && found == names.end())
-    throw Failure("the router has no disk '" + name + "'" + (names.empty() ? "" : advice_for(name, names)),
-                  kNo);
-  if (add)
-    disks.push_back({{"Partition", name}, {"Used", "0"}, {"Available", "4194304"}});
-  else
-    disks.erase(static_cast<size_t>(found - names.begin()));
-  change({{"DiskInfo", disks}});
+  post("/box/disk", {{add ? "add" : "remove", name}});
 }
 
 }  // namespace routerbox

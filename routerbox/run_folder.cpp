@@ -16,6 +16,8 @@ namespace fs = std::filesystem;
 
 constexpr size_t kLongestName = 40;  // so that the socket's path fits its address
 
+constexpr const char* kProject = "project";
+
 // Nobody else may enter it: who can open the control socket can do all that the box's owner can.
 std::string runs_folder() {
   const char* const given = std::getenv("XDG_RUNTIME_DIR");
@@ -75,10 +77,15 @@ HeldFolder::~HeldFolder() {
   if (lock_) fs::remove_all(path_, ignored);
 }
 
-BoxPlace::BoxPlace(const std::string& name) : name_((check_name(name), name)), folder_(name) {
-  if (!folder_)
-    throw Failure("a box named " + name + " is running; routerbox down --name " + name +
+BoxPlace::BoxPlace(const std::string& name, const std::string& project)
+    : name_((check_name(name), name)), folder_(name) {
+  if (!folder_) {
+    const std::string other = project_of(name);
+    throw Failure("a box named " + name + (other.empty() || other == project ? "" : ", of " + other + ",") +
+                  " is running; routerbox down --name " + name +
                   " ends it, or give this one another name with --name");
+  }
+  write_file(folder() + "/" + kProject, project, 0600);
 }
 
 Descriptor BoxPlace::make_socket() const {
@@ -110,6 +117,13 @@ std::vector<std::string> running_boxes() {
 std::string socket_of(const std::string& name) {
   check_name(name);
   return runs_folder() + "/" + name + "/" + kControlSocket;
+}
+
+std::string project_of(const std::string& name) {
+  const Descriptor file(open((runs_folder() + "/" + name + "/" + kProject).c_str(), O_RDONLY | O_CLOEXEC));
+  std::string folder;
+  if (file) read_all(file.get(), &folder);
+  return folder;
 }
 
 }  // namespace routerbox

@@ -30,8 +30,9 @@ class HeldFolder {
 // A box's name and folder.
 class BoxPlace {
  public:
-  // Throws Failure for a name that cannot be one, or that a running box has.
-  explicit BoxPlace(const std::string& name);
+  // `project` is the folder of its box.toml, empty where it has none. Throws Failure for a name that cannot be one, or
+  // that a running box has.
+  BoxPlace(const std::string& name, const std::string& project);
 
   const std::string& name() const { return name_; }
   const std::string& folder() const { return folder_.path(); }
@@ -46,5 +47,7 @@ class BoxPlace {
 // The names of the boxes that run, sorted.
 std::vector<std::string> running_boxes();
 std::string socket_of(const std::string& name);
+// The folder of a running box's project; empty where it has none.
+std::string project_of(const std::string& name);
 
 }  // namespace routerbox

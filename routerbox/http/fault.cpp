@@ -73,10 +73,12 @@ void read_suffix(const FaultKind& kind, const std::string& text, Json* rest) {
     throw Failure("the kind " + std::string(kind.name) + " takes no value");
   if (kind.number != nullptr) {
     const std::string number = suffix.substr(0, suffix.find(':'));
-    const std::optional<std::chrono::milliseconds> time =
-        kind.number == std::string("ms") ? duration_from(number) : std::nullopt;
+    const bool takes_time = kind.number == std::string("ms");
+    const std::optional<std::chrono::milliseconds> time = takes_time ? duration_from(number) : std::nullopt;
     const std::optional<int> value = time ? static_cast<int>(time->count()) : whole_number<int>(number);
-    if (!value) throw Failure("'" + number + "' in " + text + " is no " + kind.number);
+    if (!value)
+      throw Failure("'" + number + "' in " + text +
+                    (takes_time ? " is no time; write 500ms or 9s" : " is no whole number"));
     (*rest)[kind.number] = *value;
     if (number.size() == suffix.size()) return;
     suffix.erase(0, number.size() + 1);

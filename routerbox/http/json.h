@@ -29,6 +29,11 @@ inline bool is_too_deep(std::string_view json) {
   return depth > kDeepest;
 }
 
+// What a server of the box says in refusing something, which ends a line.
+inline std::string reason_in(const std::string& body) {
+  return body.substr(0, body.find_last_not_of('\n') + 1);
+}
+
 // A member as a text, whatever it is; empty: there is none.
 inline std::string text_of(const Json& object, const char* member) {
   const Json value = object.value(member, Json(""));

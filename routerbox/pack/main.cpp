@@ -46,14 +46,15 @@ const ProjectPlugin& plugin_of(const Project& project, const std::string& name) 
 std::string program_of(const Project& project, const ProjectPlugin& plugin, const std::string& target) {
   const std::string& word = plugin.run.front();
   if (word.find('/') == std::string::npos)
-    throw Failure(plugin.place + ": " + plugin.name + " runs " + word +
+    throw Failure(plugin.run_place + ": " + plugin.name + " runs " + word +
                       ", a program of the machine; only one of the project's own can be packed",
                   kNo);
   const Target built = target.empty() ? Target{{}, project.build, {}} : target_of(project, target);
   const std::string path =
       (fs::path(project.folder) / built_program(project, built.build, word)).lexically_normal();
   const std::string advice = target.empty() ? "; is it built?" : "; to build it, run: " + built.make;
-  if (!fs::is_regular_file(path)) throw Failure(plugin.place + ": there is no program " + path + advice, kNo);
+  if (!fs::is_regular_file(path))
+    throw Failure(plugin.run_place + ": there is no program " + path + advice, kNo);
   const std::string processor = processor_of(path);
   if (!target.empty() && processor != target && processor != kAnyProcessor)
     throw Failure(path + " is for " + processor + ", not for " + target + advice, kNo);

@@ -24,7 +24,7 @@ constexpr size_t kLongestName = 31;       // it becomes a folder and an account
 
 // Words that the box's verbs use for something else.
 constexpr const char* kTaken[] = {"router", "downloads", "files", "hosts", "bus",
-                                  "events", "life",      "box",   "root"};
+                                  "events", "life",      "box",   "root",  "author"};
 
 struct AbilityName {
   const char* name;
@@ -94,6 +94,7 @@ void read_appid(const Value& value, ProjectPlugin* plugin) {
 }
 
 void read_run(const Value& value, ProjectPlugin* plugin) {
+  plugin->run_place = value.place();
   plugin->run = CLI::detail::split_up(value.text());
   if (plugin->run.empty() || plugin->run[0].empty()) value.refuse("must be a program and its arguments");
 }

@@ -58,6 +58,7 @@ struct ProjectPlugin {
   std::string data;              // absolute; empty: its folder is empty at first
   bool ends = false;             // by itself, with status 0, when it is done
   std::string place;             // FILE:LINE, to begin a message about it
+  std::string run_place;         // the same of its `run`
 };
 
 struct Target {

@@ -21,11 +21,23 @@ namespace {
 constexpr time_t kLimitSeconds = 60;
 constexpr int kEndLimitMs = 10000;
 
+// Projects in folders of one name, as two clones of it have them.
+void check_is_ours(const std::string& name) {
+  const std::string project = project_of(name), here = std::filesystem::current_path();
+  if (project.empty() || project == here) return;
+  throw Failure("the box " + name + " is that of " + project + "; --name " + name +
+                    " reaches it, routerbox up --name NAME starts one of this folder",
+                kNo);
+}
+
 // In a project's folder no other box is meant unless it is named: `down` there must not end a neighbour's.
 std::string box_here(const std::string& given) {
   const std::vector<std::string> running = running_boxes();
   const std::string wanted = given.empty() ? project_name() : given;
-  if (std::find(running.begin(), running.end(), wanted) != running.end()) return wanted;
+  if (std::find(running.begin(), running.end(), wanted) != running.end()) {
+    if (given.empty()) check_is_ours(wanted);
+    return wanted;
+  }
   if (wanted.empty() && running.size() == 1) return running.front();
   if (running.empty()) throw Failure("no box is running; routerbox up starts one", kNo);
   if (wanted.empty())

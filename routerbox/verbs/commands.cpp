@@ -7,6 +7,7 @@
 #include <cstring>
 #include <filesystem>
 #include <iostream>
+#include <set>
 #include <sstream>
 
 #include "../console/console.h"
@@ -136,12 +137,22 @@ int install_file(const Line& line) {
   return kDone;
 }
 
+std::vector<std::string> names_in_log(const BoxClient& box) {
+  std::set<std::string> names(std::begin(kChannelNames), std::end(kChannelNames));
+  const Json running = box.call("ps", Json::object());
+  for (const char* kind : {"plugins", "services"})
+    for (const Json& row : running.at(kind)) names.insert(row.at("name"));
+  return {names.begin(), names.end()};
+}
+
 int show_log(const Line& line) {
   const BoxClient box(line.name);
   const pid_t process_one = box.process_one();
   LogWish wish = line.log;
   wish.json = line.json;
-  print_log(box.folder() + "/trace.jsonl", wish, [&] { return has_ended(process_one); });
+  const std::string trace = box.folder() + "/trace.jsonl";
+  if (!wish.filters.empty()) check_filters(trace, wish, names_in_log(box));
+  print_log(trace, wish, [&] { return has_ended(process_one); });
   return kDone;
 }
 

@@ -7,8 +7,11 @@
 #include <iostream>
 #include <sstream>
 
+#include "../failure.h"
+#include "../nearest.h"
 #include "../printable.h"
 #include "../trace/line_reader.h"
+#include "status.h"
 
 namespace routerbox {
 namespace {
@@ -38,6 +41,19 @@ std::string readable(const Json& line) {
        << text_of(line, "to") << "  " << text_of(line, "what") << "  " << text_of(line, "result");
   if (line.contains("ms")) text << "  (" << std::setprecision(1) << line.value("ms", 0.0) << " ms)";
   return text.str();
+}
+
+void check_filters(const std::string& file, const LogWish& wish, const std::vector<std::string>& known) {
+  for (const std::string& filter : wish.filters) {
+    bool met = std::find(known.begin(), known.end(), filter) != known.end();
+    LineReader trace(file);
+    const auto look = [&](std::string_view text) {
+      const Json line = Json::parse(text, nullptr, false);
+      met = met || (line.is_object() && fits(line, {filter}));
+    };
+    while (!met && trace.read_some(look)) continue;
+    if (!met) throw Failure("the trace has nothing of '" + filter + "'" + advice_for(filter, known), kNo);
+  }
 }
 
 void print_log(const std::string& file, const LogWish& wish, const std::function<bool()>& ended) {

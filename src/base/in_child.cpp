@@ -17,6 +17,10 @@ void InChild::repair_all() noexcept {
   for (const InChild* each = newest; each != nullptr; each = each->next_) each->repair_(each->object_);
 }
 
+Mutex::Mutex(int kind) noexcept : kind_(kind) {
+  make();
+}
+
 void Mutex::make() noexcept {
   pthread_mutexattr_t attribute;
   pthread_mutexattr_init(&attribute);

@@ -26,7 +26,7 @@ class InChild {
 // pthread's; of a recursive one, a child forked by the holder is no holder either.
 class Mutex {
  public:
-  explicit Mutex(int kind = PTHREAD_MUTEX_DEFAULT) noexcept : kind_(kind) { make(); }
+  explicit Mutex(int kind = PTHREAD_MUTEX_DEFAULT) noexcept;
   Mutex(const Mutex&) = delete;
   Mutex& operator=(const Mutex&) = delete;
 

@@ -1,6 +1,5 @@
 #include "perm/guard.h"
 
-#include <cstdio>
 #include <cstring>
 #include <mutex>
 
@@ -13,7 +12,7 @@ Mutex Guard::mutex_;
 bool Guard::permits(uint32_t ability, const char* who, int line) {
   Appid appid;
   if (!get_appid(appid, who, line)) {
-    refuse(who, line, "invalid app!\n");
+    if (logs_ == Logs::kRefusals) log_in_form(LOG_ERR, tag_, who, line, "invalid app!\n");
     return false;
   }
   const int granted = perm_check(ability, appid);
@@ -21,9 +20,10 @@ bool Guard::permits(uint32_t ability, const char* who, int line) {
     zel_log(LOG_DEBUG, "%s %s:%d perm_check_ret:%d\n", tag_, who, line, granted);
   }
   if (granted == 0) return true;
-  char text[PERM_APPID_SIZE + 64];
-  snprintf(text, sizeof text, "NO permission: app(%s) perm(%d)!\n", appid, static_cast<int>(ability));
-  refuse(who, line, text);
+  if (logs_ == Logs::kRefusals) {
+    log_in_form(LOG_ERR, tag_, who, line, "NO permission: app(%s) perm(%d)!\n", appid,
+                static_cast<int>(ability));
+  }
   return false;
 }
 
@@ -38,15 +38,6 @@ bool Guard::get_appid(Appid& appid, const char* who, int line) {
   }
   memcpy(appid, appid_, sizeof appid_);
   return true;
-}
-
-void Guard::refuse(const char* who, int line, const char* text) const {
-  if (logs_ != Logs::kRefusals) return;
-  if (zel_debug != 0) {
-    zel_log(LOG_ERR, "%s %s:%d %s", tag_, who, line, text);
-  } else {
-    zel_log(LOG_ERR, "%s %s", tag_, text);
-  }
 }
 
 }  // namespace zel

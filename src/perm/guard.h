@@ -26,7 +26,6 @@ class Guard {
   using Appid = char[PERM_APPID_SIZE];
 
   [[nodiscard]] bool get_appid(Appid& appid, const char* who, int line);
-  void refuse(const char* who, int line, const char* text) const;
 
   const char* const tag_;
   const Logs logs_;

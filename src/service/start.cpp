@@ -40,11 +40,7 @@ bool is_refusal(int result) {
 
 // Logs, under the name of the call that asked for it, whether a side of the bus came up.
 bool report(const char* who, const char* side, bool up) {
-  if (up) {
-    ZEL_LOG_AS(who, LOG_INFO, "[ZEL_SVC]", "%s init!\n", side);
-  } else {
-    ZEL_LOG_AS(who, LOG_INFO, "[ZEL_SVC]", "%s init: fail!\n", side);
-  }
+  ZEL_LOG_AS(who, LOG_INFO, "[ZEL_SVC]", "%s init%s!\n", side, up ? "" : ": fail");
   return up;
 }
 

@@ -2,7 +2,6 @@
 #include <array>
 #include <bit>
 #include <climits>
-#include <cstring>
 
 #include <zel/util.h>
 
@@ -68,18 +67,10 @@ Word strangers(const char* text) {
   return characters | ~(letters | slash_or_decimals | between(ascii, '+', '+'));
 }
 
-// How many characters from the start belong to the alphabet. Sound text is checked word by word up to
-// its last characters, where the padding is; anything else is looked at again one by one.
+// How many characters from the start belong to the alphabet: word by word while all of a word do.
 size_t digits_at_start(const char* text, size_t length) {
-  const void* const padding =
-      length != 0 ? std::memchr(text, '=', length) : nullptr;  // text may be null then
-  if (padding != nullptr) {
-    length = static_cast<size_t>(static_cast<const char*>(padding) - text);
-  }
   size_t at = 0;
-  Word found = 0;
-  for (; length - at > sizeof(Word); at += sizeof(Word)) found |= strangers(text + at);
-  if ((found & in_each_byte(0x80)) != 0) at = 0;
+  while (length - at >= sizeof(Word) && (strangers(text + at) & in_each_byte(0x80)) == 0) at += sizeof(Word);
   while (at < length && value(text[at]) != kNoDigit) ++at;
   return at;
 }

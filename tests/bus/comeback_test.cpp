@@ -11,11 +11,13 @@
 #include <ctime>
 #include <future>
 #include <optional>
+#include <vector>
 
 #include "bus/libubus.h"
 #include "support/broker_process.h"
 #include "support/captured.h"
 #include "support/genuine_ways.h"
+#include "support/played_broker.h"
 #include "support/stopped_broker.h"
 #include "support/wait_until.h"
 
@@ -54,6 +56,13 @@ milliseconds time_until_served() {
   return std::chrono::duration_cast<milliseconds>(Clock::now() - start);
 }
 
+// Whether it is this process that has connected, and not the box's recorder.
+bool is_own(const zel::Descriptor& client) {
+  ucred peer{};
+  socklen_t size = sizeof peer;
+  return getsockopt(client.get(), SOL_SOCKET, SO_PEERCRED, &peer, &size) == 0 && peer.pid == getpid();
+}
+
 double cpu_seconds() {
   timespec used{};
   clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &used);
@@ -86,7 +95,20 @@ class Comeback : public testing::Test {
     }
     unlink(kPath.c_str());
   }
+  // Ends the broker with a socket of the test's in its place: at no time is there none.
+  zel::Descriptor take_its_place() {
+    const pid_t pid = test::broker_of(kPath);
+    zel::Descriptor listener(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const sockaddr_un address = test::address_of(kPath + ".aside");
+    EXPECT_EQ(bind(listener.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
+    EXPECT_EQ(listen(listener.get(), 8), 0);
+    EXPECT_EQ(rename(address.sun_path, kPath.c_str()), 0);
+    broker_.reset();
+    kill(pid, SIGKILL);
+    return listener;
+  }
   void start_broker() {
+    unlink(kPath.c_str());
     const mode_t all = umask(0);
     broker_.emplace(kPath);
     umask(all);
@@ -193,13 +215,38 @@ TEST_F(Comeback, IsNotNeededBecauseOfAChildThatReleases) {
   EXPECT_EQ(log, "");
 }
 
+TEST_F(Comeback, GoesByABrokerThatEndsOrIsStoppedWhenTheObjectIsPublished) {
+  for (const bool ends : {true, false}) {
+    {
+      const zel::Descriptor played = take_its_place();
+      std::vector<zel::Descriptor> others;
+      for (bool published = false; !published;) {
+        ASSERT_TRUE(test::readable(played.get()));
+        zel::Descriptor accepted(accept(played.get(), nullptr, nullptr));
+        if (!is_own(accepted)) {
+          others.push_back(std::move(accepted));
+          continue;
+        }
+        const test::FrameSocket client(std::move(accepted));
+        // One that only looks sends no request, and may have gone.
+        client.try_send(test::frame(test::kHello, 0, 0x9dcef7a9, {}), 0);
+        const auto request = client.receive();
+        published = request && request->type() == test::kAdd;
+        if (published && !ends) {
+          std::this_thread::sleep_for(milliseconds(200));
+          client.send(test::granted(*request));
+        }
+      }
+    }
+    start_broker();
+    EXPECT_TRUE(wait_until(is_answered)) << (ends ? "it ends" : "it is stopped");
+    EXPECT_TRUE(wait_until(hears)) << (ends ? "it ends" : "it is stopped");
+  }
+}
+
 TEST_F(Comeback, HoldsNoLockWhileABrokerIsSilent) {
-  end_broker(SIGKILL);
   {
-    const zel::Descriptor silent(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    const sockaddr_un address = test::address_of(kPath);
-    ASSERT_EQ(bind(silent.get(), reinterpret_cast<const sockaddr*>(&address), sizeof address), 0);
-    ASSERT_EQ(listen(silent.get(), 2), 0);
+    const zel::Descriptor silent = take_its_place();
     std::this_thread::sleep_for(milliseconds(1000));  // It has been tried by then; else the case tests less.
     auto locked = std::async(std::launch::async, [] { return zel_lock() + zel_unlock(); });
     EXPECT_EQ(locked.wait_for(std::chrono::seconds(10)), std::future_status::ready);
@@ -207,13 +254,9 @@ TEST_F(Comeback, HoldsNoLockWhileABrokerIsSilent) {
     for (const auto end = Clock::now() + milliseconds(1000); Clock::now() < end;) {
       if (!test::readable(silent.get(), 100)) continue;
       const zel::Descriptor client(accept(silent.get(), nullptr, nullptr));
-      ucred peer{};
-      socklen_t size = sizeof peer;
-      getsockopt(client.get(), SOL_SOCKET, SO_PEERCRED, &peer, &size);
-      if (peer.pid == getpid()) ++tries;  // One looks, and connects then.
+      if (is_own(client)) ++tries;  // One looks, and connects then.
     }
     EXPECT_LT(tries, 20) << "its pauses grow";
-    unlink(kPath.c_str());
   }
   start_broker();
   EXPECT_TRUE(wait_until(is_answered));

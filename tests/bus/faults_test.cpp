@@ -58,10 +58,13 @@ void lose_receiver() {
   make_receiver();
   zel::comeback.note_loss(zel_event_ctx);
 }
+// A busy broker may greet too late for one try.
 int bring_back() {
   static zel::Loop loop;
-  usleep(static_cast<useconds_t>(std::max(zel::comeback.pause_ms(), 0)) * 1000);
-  zel::comeback.try_when_due(&loop);
+  for (int tries = 0; tries < 20 && zel::comeback.pause_ms() != -1; ++tries) {
+    usleep(static_cast<useconds_t>(zel::comeback.pause_ms()) * 1000);
+    zel::comeback.try_when_due(&loop);
+  }
   return zel::comeback.pause_ms() == -1 ? 0 : -1;
 }
 

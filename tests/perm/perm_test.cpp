@@ -18,6 +18,7 @@
 #include "support/captured.h"
 #include "support/disk.h"
 #include "support/process.h"
+#include "support/wait_until.h"
 
 namespace {
 
@@ -134,8 +135,8 @@ TEST(PermLock, IsGivenBackByTheKernelAndNeverGivenTwice) {
     return perm_check(1, "1001");
   });
   while (semctl(semid, 0, GETNCNT) == 0) usleep(1000);
-  usleep(20000);  // Some interruptions.
-  EXPECT_EQ(semctl(semid, 0, GETNCNT), 1);
+  usleep(20000);  // Some interruptions, and after each it waits again.
+  EXPECT_TRUE(wait_until([&] { return semctl(semid, 0, GETNCNT) == 1; }));
   perm_common_sem_v(semid);
   EXPECT_EQ(waiter.finish(), 0);
   EXPECT_EQ(semctl(semid, 0, GETVAL), 1);

@@ -27,7 +27,7 @@ TEST_F(Folders, AreNotTakenForDeadBoxesWhileTheyAreMade) {
   });
   for (int i = 0; i < 200; ++i) {
     try {
-      const routerbox::BoxPlace place("box");
+      const routerbox::BoxPlace place("box", "");
       EXPECT_EQ(std::vector<std::string>{"box"}, routerbox::running_boxes()) << i;
     } catch (const routerbox::Failure& failure) {
       ADD_FAILURE() << i << ": " << failure.what();

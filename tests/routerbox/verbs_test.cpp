@@ -38,6 +38,8 @@ TEST_F(Verbs, DoWhatTheySay) {
       {"another of the same name", "$B up", 125, "is running; routerbox down --name"},
       {"one more, named", "$B up --name more-$$ && $B ps --name more-$$ && $B down --name more-$$", 0,
        "ended"},
+      {"from a project of the same name",
+       "mkdir -p clone/$(basename $PWD) && cp box.toml clone/*/ && cd clone/* && $B down", 1, "is that of /"},
       {"ps", "$B ps", 0, "\nnight    3002   10002  running"},
       {"send", "$B send greeter 'Is it raining?'", 0, "Good day! You said: Is it raining?\n"},
       {"by its appid", "$B send 3001 yes --json", 0, R"("answer":"Good day! You said: yes","status":0)"},
@@ -64,6 +66,7 @@ TEST_F(Verbs, DoWhatTheySay) {
       {"disk", "$B disk add sdx9 && $B state DiskInfo", 0, "sdx9"},
       {"a disk twice", "$B disk add sdx9", 1, "already"},
       {"set", "$B set WAN.WAN_IP 203.0.113.99", 0, "-> \"203.0.113.99\""},
+      {"set to what it cannot be", "$B set WAN.WAN_NET no", 1, "WAN.WAN_NET is a number"},
       {"set what is not there", "$B set WAN.WAN_PI x", 1, "did you mean WAN_IP?"},
       {"an answer that would steer the terminal", "$B send greeter \"$(printf 'a\\033[2J\\302\\233b\\nc')\"",
        0, "You said: a [2J  b\nc\n"},
@@ -73,6 +76,7 @@ TEST_F(Verbs, DoWhatTheySay) {
       {"event", "$B event home 512 hello --json", 0, R"({"event":2,"subevent":512})"},
       {"a subevent of another event", "$B event wan 512", 2, "there is 256 and 257"},
       {"log of what an author does", "$B log life", 0, "author -> box  wan down  OK"},
+      {"log of nobody", "$B log greter", 1, "did you mean greeter?"},
       {"log of a service", "$B log files", 0, "box -> files  stop"},
       {"log of the bus", "$B log bus --json", 0,
        R"("from":"root","to":"greeter","what":"send_cmd","result":"OK")"},
@@ -122,7 +126,7 @@ TEST_F(Verbs, RefuseWhatTheyDoNotKnow) {
       {"no box's name", "$B up --name ../x", 125, "is no name for a box"},
       {"a broken file", "echo '[box]\nroutr = true' >box.toml; $B up", 125, "box.toml:2: "},
       {"a program that is not there",
-       "echo '[[plugin]]\nname = \"a\"\nappid = \"5\"\nrun = \"./a\"' >box.toml; $B up", 127, "box.toml:1"},
+       "echo '[[plugin]]\nname = \"a\"\nappid = \"5\"\nrun = \"./a\"' >box.toml; $B up", 127, "box.toml:4"},
       {"a box that is interrupted while it starts leaves nothing",
        "printf '[[plugin]]\\nname = \"a\"\\nappid = \"5\"\\nrun = \"sleep 99\"\\nabilities = "
        "[\"cloud_communication\"]' >box.toml; $B up & until $B ps | grep running; do sleep 0.05; done; kill "

@@ -8,14 +8,15 @@
 #include <cstdio>
 #include <cstdlib>
 
+#include "base/handles.h"
+
 void Process::Self::ready() const {
   if (write(ready_, "r", 1) != 1) abort();
 }
 
 void Process::Self::wait_for_end() const {
   char byte;
-  while (read(end_, &byte, 1) == -1) {
-  }
+  zel::retry([&] { return read(end_, &byte, 1); });
 }
 
 Process::Process(uid_t uid, const std::function<int(const Self&)>& body) {
@@ -40,7 +41,7 @@ Process::Process(uid_t uid, const std::function<int(const Self&)>& body) {
   close(end[0]);
   end_ = end[1];
   char byte;
-  if (read(ready[0], &byte, 1) != 1) finish();
+  if (zel::retry([&] { return read(ready[0], &byte, 1); }) != 1) finish();
   close(ready[0]);
 }
 
@@ -53,7 +54,7 @@ int Process::finish() {
   close(end_);
   end_ = -1;
   int status = 0;
-  waitpid(pid_, &status, 0);
+  zel::retry([&] { return waitpid(pid_, &status, 0); });
   return status_ = WIFEXITED(status) ? WEXITSTATUS(status) : 128 + WTERMSIG(status);
 }
 

@@ -81,15 +81,17 @@ TEST_F(Ask, AsksTheRouter) {
        R"("used":204800,"total":1024000,"uuid":"6A3C-91F0"}],"left_out":0})"},
       {"dns", "$NOBODY $Z router dns set 9.9.9.9 149.112.112.112 --json", 0,
        R"({"first":"9.9.9.9","second":"149.112.112.112"})"},
+      {"one alone", "$Z router dns set 9.9.9.9", 0, "first   9.9.9.9\nsecond  none\n"},
       {"taken back", "$Z router dns reset && $Z router dns get", 0, "first   none\nsecond  none\n"},
       {"set, but not to be read",
-       "$FAULT '{\"method\":\"set_router_wan\",\"kind\":\"delay:2s\",\"count\":1}'; (sleep 1; $FAULT "
-       "'{\"method\":\"*\",\"kind\":\"error:5\"}') & $Z router dns set 9.9.9.9 1.1.1.1; s=$?; curl -s -X "
+       "$FAULT '{\"method\":\"set_router_wan\",\"kind\":\"delay:2s\",\"count\":1}'; (until grep -q delay "
+       "/var/run/router/requests.log; do sleep 0.1; done; $FAULT '{\"method\":\"*\",\"kind\":\"error:5\"}') "
+       "& $Z router dns set 9.9.9.9 1.1.1.1; s=$?; curl -s -X "
        "DELETE "
        "127.0.0.1:14000/box/fault; exit $s",
        3, "it was done, but the servers cannot be read back"},
       {"no address", "$Z router dns set 9.9.9.9 dns.example", 2,
-       "'dns.example' is no IPv4 address\nGive both"},
+       "'dns.example' is no IPv4 address\nGive the"},
       {"without the ability", "$Z --as 1002 router wifi", 4,
        "1002 does not hold ability 8 (ability_wifi) (7016)"},
       {"more than can be told",
@@ -150,7 +152,8 @@ TEST_F(Ask, FindsWhatIsWrong) {
       {"the bus", "grep ^bus /tmp/out", 0, "takes connections, but does not greet\nbus: The broker hangs"},
       {"accounts", "grep ^accounts /tmp/out", 0, "missing for 1004\naccounts: Give their users"},
       {"packages", "grep ^packages /tmp/out", 0, "differ from the table"},
-      {"no broker", "kill $BROKER; sleep 0.2; $Z doctor --json", 1, R"("found":"no broker at /)"},
+      {"no broker", "kill $BROKER; while kill -0 $BROKER 2>&-; do sleep 0.1; done; $Z doctor --json", 1,
+       R"("found":"no broker at /)"},
       {"no table", "ipcrm -a; $Z doctor", 1, "table         WRONG  not initialised"},
   };
   check(kCases);

@@ -132,8 +132,10 @@ TEST_F(Bus, IsListenedTo) {
        "stayed silent for 5 s\",\"code\":0,\"advice\":\"It is stopped"},
       {"for others, too", "$Z event send disk 1; s=$?; kill -CONT $BROKER; exit $s", 5,
        "stayed silent for 5 s"},
-      {"gone while listening", "$Z bus listen & sleep 2; kill $BROKER; wait $!", 3,
-       "broker has gone\nStart it again"},
+      {"gone while listening",
+       "rm /tmp/out; $Z bus listen >/tmp/out & until [ -s /tmp/out ]; do sleep 0.1; $Z event send disk 1; "
+       "done; kill $BROKER; wait $!",
+       3, "broker has gone\nStart it again"},
       {"gone", "$Z cloud send 1005 x", 3, "there is no bus\nIs the broker"},
   };
   check(kCases);

@@ -197,11 +197,12 @@ int set_dns(const Call& call) {
   for (const char* text : call.arguments) {
     in_addr address;
     if (inet_pton(AF_INET, text, &address) != 1)
-      fail(kUsage, "Give both servers as addresses: 192.0.2.53", "'%s' is no IPv4 address", text);
+      fail(kUsage, "Give the servers as addresses: 192.0.2.53", "'%s' is no IPv4 address", text);
   }
   {
+    const char* const second = call.argument(1);
     const Limit limit = change_patience();
-    if (const int code = zel_set_router_dns(call.argument(0), call.argument(1)); code != 0)
+    if (const int code = zel_set_router_dns(call.argument(0), second != nullptr ? second : ""); code != 0)
       fail_dns(code, "the servers were not set");
   }
   return show_changed_dns();
@@ -241,8 +242,9 @@ constexpr Command kCommands[] = {
     {"router wifi", "", "Wi-Fi networks", "zelctl router wifi", wifi},
     {"router disks", "", "Partitions of disks", "zelctl router disks", disks},
     {"router dns get", "", "The DNS servers of the WAN connection", "zelctl router dns get", get_dns},
-    {"router dns set", "A B",
-     "Set both DNS servers by hand. With -v the PPPoE password is among the library's log lines",
+    {"router dns set", "A [B]",
+     "Set one or two DNS servers by hand. With A alone the second is none. With -v the PPPoE password is "
+     "among the library's log lines",
      "zelctl router dns set 9.9.9.9 149.112.112.112", set_dns},
     {"router dns reset", "", "Take the DNS servers set by hand away", "zelctl router dns reset", reset_dns},
     {"router capture", "",
