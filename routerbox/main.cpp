@@ -3,10 +3,10 @@
 
 #include <iostream>
 
-#include "failure.h"
-#include "outer.h"
-#include "printable.h"
-#include "verbs/commands.h"
+#include "box/outer.h"
+#include "commands/commands.h"
+#include "support/failure.h"
+#include "support/printable.h"
 
 namespace routerbox {
 namespace {

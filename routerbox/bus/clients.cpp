@@ -6,9 +6,9 @@
 #include <optional>
 #include <string_view>
 
-#include "../failure.h"
+#include "../support/failure.h"
+#include "../support/whole_number.h"
 #include "../trace/peers.h"
-#include "../whole_number.h"
 
 namespace routerbox::bus {
 namespace {

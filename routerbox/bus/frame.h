@@ -4,7 +4,7 @@
 #include <optional>
 #include <string>
 
-#include "../http/json.h"
+#include "../support/json.h"
 #include "bus/libubus.h"
 
 namespace routerbox::bus {

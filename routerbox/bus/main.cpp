@@ -13,10 +13,10 @@
 #include <thread>
 #include <vector>
 
-#include "../http/json.h"
-#include "../io.h"
-#include "../places.h"
-#include "../verbs/status.h"
+#include "../support/io.h"
+#include "../support/json.h"
+#include "../support/places.h"
+#include "../support/status.h"
 #include "bus/libubus.h"
 #include "record.h"
 

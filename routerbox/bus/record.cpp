@@ -1,6 +1,6 @@
 #include "record.h"
 
-#include "../events.h"
+#include "../support/events.h"
 
 namespace routerbox::bus {
 namespace {

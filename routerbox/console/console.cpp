@@ -10,11 +10,11 @@
 #include <iostream>
 #include <memory>
 
-#include "../http/json.h"
 #include "../http/loopback.h"
-#include "../io.h"
-#include "../run_folder.h"
-#include "../verbs/status.h"
+#include "../isolation/run_folder.h"
+#include "../support/io.h"
+#include "../support/json.h"
+#include "../support/status.h"
 #include "page.h"
 #include "stream.h"
 

@@ -1,7 +1,7 @@
 // console.h: a page for the browser that shows a box and has its verbs.
 //
 //   GET  /             the page, and what it consists of (page.h): the same for everybody
-//   POST /api/VERB     passed to the box's control socket as it is (control.h); 503 when no box answers there
+//   POST /api/VERB     passed to the box's control socket as it is (box/control.h); 503 when no box answers there
 //   GET  /api/verbs    likewise
 //   GET  /api/trace    server-sent events (stream.h): the trace from not long ago on, live, and whether there is a box
 //

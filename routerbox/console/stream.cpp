@@ -6,8 +6,8 @@
 
 #include <filesystem>
 
-#include "../http/json.h"
-#include "../run_folder.h"
+#include "../isolation/run_folder.h"
+#include "../support/json.h"
 
 namespace routerbox {
 namespace {

@@ -3,8 +3,8 @@
 #include <cstdio>
 #include <filesystem>
 
-#include "../http/json.h"
-#include "../io.h"
+#include "../support/io.h"
+#include "../support/json.h"
 
 namespace routerbox::downloads {
 

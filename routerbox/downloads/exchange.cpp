@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "../places.h"
+#include "../support/places.h"
 
 namespace routerbox::downloads {
 namespace {

@@ -4,7 +4,7 @@
 #include <string_view>
 #include <vector>
 
-#include "../http/json.h"
+#include "../support/json.h"
 #include "appids.h"
 
 namespace routerbox::downloads {

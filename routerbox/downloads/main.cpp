@@ -1,6 +1,6 @@
 // main.cpp: boxdownloads, which makes the router's download daemon out of a stock aria2.
 #include "../http/program.h"
-#include "../places.h"
+#include "../support/places.h"
 #include "faults.h"
 #include "front.h"
 

@@ -4,12 +4,12 @@
 
 #include <algorithm>
 
-#include "../failure.h"
-#include "../http/json.h"
-#include "../nearest.h"
-#include "../places.h"
-#include "../verbs/status.h"
-#include "../whole_number.h"
+#include "../support/failure.h"
+#include "../support/json.h"
+#include "../support/nearest.h"
+#include "../support/places.h"
+#include "../support/status.h"
+#include "../support/whole_number.h"
 
 namespace routerbox {
 namespace {

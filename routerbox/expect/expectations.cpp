@@ -2,7 +2,7 @@
 
 #include <thread>
 
-#include "../duration.h"
+#include "../support/duration.h"
 
 namespace routerbox {
 namespace {

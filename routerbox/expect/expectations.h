@@ -1,8 +1,8 @@
 // expectations.h: what a test says of a box, and what it hears when that is not so.
 #pragma once
-#include "../cores.h"
-#include "../fault_verbs.h"
-#include "../pattern.h"
+#include "../clients/fault_verbs.h"
+#include "../plugins/cores.h"
+#include "../support/pattern.h"
 #include "subjects.h"
 
 namespace routerbox {

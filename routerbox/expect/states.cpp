@@ -5,10 +5,10 @@
 #include <filesystem>
 #include <fstream>
 
-#include "../nearest.h"
-#include "../places.h"
-#include "../router_client.h"
-#include "../verbs/status.h"
+#include "../clients/router_client.h"
+#include "../support/nearest.h"
+#include "../support/places.h"
+#include "../support/status.h"
 #include "download_tasks.h"
 #include "subjects.h"
 

@@ -4,11 +4,11 @@
 
 #include <algorithm>
 
-#include "../events.h"
-#include "../fault_verbs.h"
-#include "../nearest.h"
-#include "../router_client.h"
-#include "../verbs/log.h"
+#include "../clients/fault_verbs.h"
+#include "../clients/router_client.h"
+#include "../support/events.h"
+#include "../support/nearest.h"
+#include "../trace/log.h"
 #include "download_tasks.h"
 
 namespace routerbox {

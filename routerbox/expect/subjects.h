@@ -5,11 +5,11 @@
 #include <string>
 #include <vector>
 
-#include "../bus_client.h"
-#include "../http/json.h"
-#include "../pattern.h"
-#include "../plugins.h"
+#include "../clients/bus_client.h"
+#include "../plugins/plugins.h"
 #include "../services/services.h"
+#include "../support/json.h"
+#include "../support/pattern.h"
 #include "trace_reader.h"
 
 namespace routerbox {

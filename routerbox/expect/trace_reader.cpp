@@ -2,7 +2,7 @@
 
 #include <algorithm>
 
-#include "../verbs/log.h"
+#include "../trace/log.h"
 
 namespace routerbox {
 namespace {

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "../http/json.h"
+#include "../support/json.h"
 #include "../trace/line_reader.h"
 
 namespace routerbox {

@@ -1,6 +1,6 @@
 // main.cpp: boxfiles, the server that downloads in the box come from.
 #include "../http/program.h"
-#include "../places.h"
+#include "../support/places.h"
 #include "server.h"
 
 namespace routerbox::files {

@@ -8,7 +8,7 @@
 #include <memory>
 #include <thread>
 
-#include "../io.h"
+#include "../support/io.h"
 
 namespace routerbox::files {
 namespace {

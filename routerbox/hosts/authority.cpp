@@ -11,7 +11,7 @@
 #include <cstdio>
 #include <filesystem>
 
-#include "../io.h"
+#include "../support/io.h"
 
 namespace routerbox::hosts {
 namespace {

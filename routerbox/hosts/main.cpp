@@ -1,7 +1,7 @@
 // main.cpp: boxhosts, the services outside that a box pretends to reach.
 #include "../http/loopback.h"
 #include "../http/program.h"
-#include "../places.h"
+#include "../support/places.h"
 #include "authority.h"
 #include "server.h"
 

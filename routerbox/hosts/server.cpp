@@ -8,7 +8,7 @@
 #include <thread>
 
 #include "../files/transfer.h"
-#include "../nearest.h"
+#include "../support/nearest.h"
 #include "side_file.h"
 
 namespace routerbox::hosts {

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 
-#include "../duration.h"
-#include "../failure.h"
-#include "../nearest.h"
-#include "../whole_number.h"
+#include "../support/duration.h"
+#include "../support/failure.h"
+#include "../support/nearest.h"
+#include "../support/whole_number.h"
 #include "body.h"
 #include "owner.h"
 

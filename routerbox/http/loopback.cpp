@@ -6,7 +6,7 @@
 #include <iostream>
 #include <thread>
 
-#include "../failure.h"
+#include "../support/failure.h"
 #include "crowd.h"
 
 namespace routerbox {

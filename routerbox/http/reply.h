@@ -7,7 +7,7 @@
 #include <optional>
 #include <string>
 
-#include "json.h"
+#include "../support/json.h"
 
 namespace routerbox {
 

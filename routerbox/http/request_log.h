@@ -6,7 +6,7 @@
 #include <mutex>
 #include <string>
 
-#include "../io.h"
+#include "../support/io.h"
 #include "../trace/trace.h"
 
 namespace routerbox {
@@ -35,8 +35,8 @@ inline Arrival now() {
 // Safe from any thread.
 class RequestLog {
  public:
-  // Appends to `file`; an empty one means standard output, none no log. `box` is the folder of the trace (peers.h),
-  // empty: no trace. `server` is its name there. Throws Failure when a file cannot be opened.
+  // Appends to `file`; an empty one means standard output, none no log. `box` is the folder of the trace
+  // (trace/peers.h), empty: no trace. `server` is its name there. Throws Failure when a file cannot be opened.
   RequestLog(const std::optional<std::string>& file, const std::string& box, Channel channel,
              std::string server);
 

@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "../failure.h"
+#include "../support/failure.h"
 #include "base/handles.h"
 
 namespace routerbox::pack {

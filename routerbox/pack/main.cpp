@@ -4,14 +4,14 @@
 #include <filesystem>
 #include <iostream>
 
-#include "../foreign.h"
-#include "../http/json.h"
-#include "../io.h"
-#include "../nearest.h"
-#include "../printable.h"
-#include "../programs.h"
+#include "../processes/foreign.h"
 #include "../project/project.h"
-#include "../verbs/status.h"
+#include "../support/io.h"
+#include "../support/json.h"
+#include "../support/nearest.h"
+#include "../support/printable.h"
+#include "../support/programs.h"
+#include "../support/status.h"
 #include "readable.h"
 #include "unpack.h"
 #include "write.h"

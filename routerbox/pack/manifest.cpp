@@ -6,9 +6,9 @@
 #include <filesystem>
 #include <string_view>
 
-#include "../failure.h"
-#include "../http/json.h"
 #include "../project/project.h"
+#include "../support/failure.h"
+#include "../support/json.h"
 
 namespace routerbox::pack {
 namespace {

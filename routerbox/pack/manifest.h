@@ -14,7 +14,7 @@
 #include <string>
 #include <vector>
 
-#include "../packages.h"
+#include "../plugins/packages.h"
 
 namespace routerbox::pack {
 

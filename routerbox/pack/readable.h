@@ -3,8 +3,8 @@
 #include <string>
 #include <vector>
 
-#include "../http/json.h"
-#include "../nearest.h"
+#include "../support/json.h"
+#include "../support/nearest.h"
 
 namespace routerbox::pack {
 

@@ -8,9 +8,9 @@
 #include <map>
 #include <memory>
 
-#include "../foreign.h"
-#include "../io.h"
-#include "../unfinished.h"
+#include "../processes/foreign.h"
+#include "../support/io.h"
+#include "../support/unfinished.h"
 #include "digest.h"
 
 namespace routerbox::pack {

@@ -6,8 +6,8 @@
 #include <algorithm>
 #include <memory>
 
-#include "../io.h"
-#include "../unfinished.h"
+#include "../support/io.h"
+#include "../support/unfinished.h"
 #include "digest.h"
 
 namespace routerbox::pack {

@@ -7,9 +7,9 @@
 #include <filesystem>
 #include <fstream>
 
-#include "../failure.h"
-#include "../http/json.h"
-#include "../nearest.h"
+#include "../support/failure.h"
+#include "../support/json.h"
+#include "../support/nearest.h"
 #include "stub_file.h"
 #include "value.h"
 

@@ -2,9 +2,9 @@
 
 #include <fnmatch.h>
 
-#include "../events.h"
-#include "../failure.h"
-#include "../pattern.h"
+#include "../support/events.h"
+#include "../support/failure.h"
+#include "../support/pattern.h"
 #include "value.h"
 
 namespace routerbox {

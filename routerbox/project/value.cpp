@@ -4,9 +4,9 @@
 #include <filesystem>
 #include <sstream>
 
-#include "../duration.h"
-#include "../failure.h"
-#include "../io.h"
+#include "../support/duration.h"
+#include "../support/failure.h"
+#include "../support/io.h"
 
 namespace routerbox {
 namespace {

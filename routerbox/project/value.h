@@ -8,7 +8,7 @@
 #include <utility>
 #include <vector>
 
-#include "../nearest.h"
+#include "../support/nearest.h"
 
 namespace routerbox {
 

@@ -4,8 +4,8 @@
 #include <cctype>
 #include <functional>
 
-#include "../failure.h"
-#include "../nearest.h"
+#include "../support/failure.h"
+#include "../support/nearest.h"
 
 namespace routerbox::router {
 namespace {

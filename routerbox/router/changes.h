@@ -1,7 +1,7 @@
 // changes.h: what people do to a router, as changes of its state. Each throws Failure that says what is wrong with
 // the wish, and the nearest right word.
 #pragma once
-#include "../http/json.h"
+#include "../support/json.h"
 
 namespace routerbox::router {
 

@@ -3,7 +3,7 @@
 #include <string>
 #include <vector>
 
-#include "../http/json.h"
+#include "../support/json.h"
 
 namespace routerbox::router {
 

@@ -2,9 +2,9 @@
 #include <iostream>
 #include <optional>
 
-#include "../failure.h"
 #include "../http/program.h"
-#include "../places.h"
+#include "../support/failure.h"
+#include "../support/places.h"
 #include "faults.h"
 #include "methods.h"
 #include "server.h"

@@ -1,6 +1,6 @@
 #include "methods.h"
 
-#include "../failure.h"
+#include "../support/failure.h"
 
 namespace routerbox::router {
 namespace {

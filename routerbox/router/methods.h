@@ -4,7 +4,7 @@
 #include <string>
 #include <vector>
 
-#include "../http/json.h"
+#include "../support/json.h"
 #include "call.h"
 #include "state.h"
 

@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <cstdio>
 
-#include "../failure.h"
-#include "../io.h"
-#include "../nearest.h"
+#include "../support/failure.h"
+#include "../support/io.h"
+#include "../support/nearest.h"
 
 namespace routerbox::router {
 namespace {

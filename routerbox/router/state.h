@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "../http/json.h"
+#include "../support/json.h"
 #include "events.h"
 
 namespace routerbox::router {

@@ -6,8 +6,8 @@
 #include <filesystem>
 #include <iterator>
 
-#include "../places.h"
-#include "../programs.h"
+#include "../support/places.h"
+#include "../support/programs.h"
 #include "service.h"
 
 namespace routerbox {

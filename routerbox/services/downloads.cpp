@@ -1,7 +1,7 @@
 #include <filesystem>
 
-#include "../places.h"
-#include "../programs.h"
+#include "../support/places.h"
+#include "../support/programs.h"
 #include "service.h"
 
 namespace routerbox {

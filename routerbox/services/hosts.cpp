@@ -1,5 +1,5 @@
-#include "../places.h"
-#include "../programs.h"
+#include "../support/places.h"
+#include "../support/programs.h"
 #include "service.h"
 
 namespace routerbox {

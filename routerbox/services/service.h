@@ -6,9 +6,9 @@
 #include <string>
 #include <vector>
 
-#include "../mounts.h"
-#include "../options.h"
-#include "../processes.h"
+#include "../isolation/mounts.h"
+#include "../processes/processes.h"
+#include "../project/options.h"
 
 namespace routerbox {
 

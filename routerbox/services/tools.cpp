@@ -4,9 +4,9 @@
 
 #include <cstdlib>
 
-#include "../io.h"
-#include "../places.h"
-#include "../programs.h"
+#include "../support/io.h"
+#include "../support/places.h"
+#include "../support/programs.h"
 
 namespace routerbox {
 namespace {

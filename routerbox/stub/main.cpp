@@ -9,9 +9,9 @@
 #include <memory>
 #include <thread>
 
-#include "../events.h"
-#include "../failure.h"
 #include "../project/stub_file.h"
+#include "../support/events.h"
+#include "../support/failure.h"
 
 namespace routerbox::stub {
 namespace {

@@ -4,7 +4,7 @@
 #include <string>
 #include <string_view>
 
-#include "../io.h"
+#include "../support/io.h"
 
 namespace routerbox {
 

@@ -10,8 +10,8 @@
 #include <cstdio>
 #include <cstring>
 
-#include "../http/json.h"
-#include "../io.h"
+#include "../support/io.h"
+#include "../support/json.h"
 
 namespace routerbox {
 namespace {

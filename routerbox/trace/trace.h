@@ -7,8 +7,8 @@
 #include <optional>
 #include <string>
 
-#include "../http/json.h"
-#include "../io.h"
+#include "../support/io.h"
+#include "../support/json.h"
 
 namespace routerbox {
 

@@ -6,11 +6,11 @@
 #include <regex>
 #include <set>
 
-#include "../events.h"
-#include "../failure.h"
-#include "../io.h"
-#include "../programs.h"
-#include "status.h"
+#include "../support/events.h"
+#include "../support/failure.h"
+#include "../support/io.h"
+#include "../support/programs.h"
+#include "../support/status.h"
 #include "table.h"
 
 namespace routerbox {

@@ -2,7 +2,7 @@
 #pragma once
 #include <string>
 
-#include "../http/json.h"
+#include "../support/json.h"
 
 namespace routerbox {
 

@@ -3,10 +3,10 @@
 #include <algorithm>
 #include <iterator>
 
-#include "../failure.h"
-#include "../nearest.h"
+#include "../support/failure.h"
+#include "../support/nearest.h"
+#include "../support/status.h"
 #include "schema.h"
-#include "status.h"
 
 namespace routerbox {
 namespace {

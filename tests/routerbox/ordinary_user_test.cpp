@@ -6,8 +6,8 @@
 #include <filesystem>
 #include <string_view>
 
+#include "isolation/subids.h"
 #include "run.h"
-#include "subids.h"
 
 namespace {
 

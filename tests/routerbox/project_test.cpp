@@ -3,8 +3,8 @@
 
 #include <filesystem>
 
-#include "routerbox/failure.h"
 #include "routerbox/project/project.h"
+#include "routerbox/support/failure.h"
 #include "run.h"
 
 namespace {

@@ -4,7 +4,7 @@
 #include <atomic>
 #include <thread>
 
-#include "routerbox/run_folder.h"
+#include "routerbox/isolation/run_folder.h"
 #include "run.h"
 
 namespace {
