@@ -120,7 +120,7 @@ ZEL_API int perm_check(uint32_t ability, const char* appid);
 
 /* ---- Filling the table, for the router's management programs ------------------------------------------- */
 
-/* Builds the table from /etc/norva/permissions.json, which is written with the fifteen default abilities if
+/* Builds the table from /etc/norva/permissions.json, which is written with the default abilities if
  * it is missing, and /etc/norva/packages.json, which may be missing; then adds the reserved plug-ins "1"
  * (DAEMON) and "2" (NPKG) if they are not listed. Call it once at boot, before any plug-in runs: it clears
  * the table and takes no lock. A malformed file ends it; what was stored until then stays. Plug-ins that find no room,

@@ -11,6 +11,7 @@
 #include <filesystem>
 
 #include "../isolation/mounts.h"
+#include "../plugins/data_folders.h"
 #include "../support/places.h"
 #include "../trace/peers.h"
 
@@ -150,25 +151,6 @@ void make_devices() {
     if (symlink(row.target, row.link) != 0) fail_errno(std::string("cannot make the link ") + row.link);
 }
 
-// For the plug-in, whoever it belongs to.
-void copy_for_all(const fs::path& from, const fs::path& to) {
-  fs::copy(from, to, fs::copy_options::recursive);
-  for (const fs::directory_entry& entry : fs::recursive_directory_iterator(to))
-    fs::permissions(entry.path(), fs::perms(entry.is_directory() ? 0777 : 0666), fs::perm_options::add);
-}
-
-// Nobody but root passes the folder they lie in, so each plug-in sees its own alone.
-void make_data_folders(const Plan& plan) {
-  for (const PluginRun& plugin : plan.plugins) {
-    if (plugin.data.empty()) continue;
-    const fs::path above = fs::path(plugin.data).parent_path();
-    if (!fs::exists(above)) make_folder(above, 0700);
-    if (fs::exists(plugin.data)) continue;
-    make_folder(plugin.data, 0777);
-    if (!plugin.first_data.empty()) copy_for_all(plugin.first_data, plugin.data);
-  }
-}
-
 void name_host() {
   if (sethostname(kHostName, std::strlen(kHostName)) != 0) fail_errno("cannot give the box a host name");
   write_file("/etc/hostname", std::string(kHostName) + "\n", 0644);
@@ -198,7 +180,10 @@ void lay_out(const Plan& plan, const std::string& box_folder,
   if (!plan.packages_text.empty()) write_file(kPackageFile, plan.packages_text, 0644);
   if (!plan.permissions_text.empty()) write_file(kPermissionFile, plan.permissions_text, 0644);
   write_roster(kBoxFolder, roster_of(plan));
-  make_data_folders(plan);
+  for (const PluginRun& plugin : plan.plugins) {
+    make_data(plugin);
+    take_back(plugin);
+  }
   // Also for a command that becomes a plug-in's user by itself.
   if (!plan.packages.empty())
     for (const std::string& folder : let_plugins_through(plan))

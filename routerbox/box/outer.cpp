@@ -11,6 +11,7 @@
 #include "../console/console.h"
 #include "../isolation/namespaces.h"
 #include "../isolation/run_folder.h"
+#include "../plugins/data_folders.h"
 #include "../support/pass_on.h"
 #include "../support/printable.h"
 #include "box.h"
@@ -48,10 +49,20 @@ sigset_t awaited_signals() {
   _exit(status);
 }
 
-int watch(pid_t box, int outside, const sigset_t& signals) {
+// A box in the background whose folder was removed, as at the end of a login, could not be ended by any verb.
+bool was_removed(const std::string& folder) {
+  return !folder.empty() && access(folder.c_str(), F_OK) != 0 && errno == ENOENT;
+}
+
+// `folder` is empty for a box in front.
+int watch(pid_t box, int outside, const sigset_t& signals, const std::string& folder) {
+  constexpr timespec kFolderLooks{2, 0};
   while (true) {
     siginfo_t news{};
-    if (sigwaitinfo(&signals, &news) < 0) continue;
+    if (sigtimedwait(&signals, &news, &kFolderLooks) < 0) {
+      if (was_removed(folder)) kill(getpid(), SIGTERM);
+      continue;
+    }
     int status = 0;
     if (news.si_signo == SIGCHLD) {
       if (waitpid(box, &status, WNOHANG) != box) continue;
@@ -85,6 +96,8 @@ int run(const Plan& plan, const BoxPlace& place, Descriptor ready) {
   ends.control = place.make_socket();
   ends.folder = place.folder();
   ends.ready = std::move(ready);
+  const bool in_background = bool(ends.ready);
+  const bool lends_ids = geteuid() != 0;
   enter_namespaces(highest_uid(plan));
   const sigset_t signals = awaited_signals();
   sigset_t before;
@@ -101,7 +114,11 @@ int run(const Plan& plan, const BoxPlace& place, Descriptor ready) {
   outside.read = Descriptor();
   ends = {};
   signal(SIGPIPE, SIG_IGN);  // after the fork, so that no program in the box inherits it
-  return watch(box, outside.write.get(), signals);
+  const int status = watch(box, outside.write.get(), signals, in_background ? place.folder() : "");
+  if (!lends_ids) return status;
+  if (plan.options.project) hand_over(plan.folder + "/.box");
+  place.sweep_beside();  // while this process owns all ids
+  return status;
 }
 
 void redirect_output(const std::string& file) {

@@ -50,6 +50,21 @@ bool is_held(const std::string& folder) {
   return lock ? flock(lock.get(), LOCK_EX | LOCK_NB) != 0 : errno != ENOENT;
 }
 
+// Removes what dead ones have left; the names of those that are held, sorted.
+std::vector<std::string> sweep(const std::string& folders) {
+  std::vector<std::string> names;
+  const Descriptor turn = take_turn(folders);
+  for (const fs::directory_entry& entry : fs::directory_iterator(folders)) {
+    std::error_code ignored;
+    if (is_held(entry.path()))
+      names.push_back(entry.path().filename());
+    else
+      fs::remove_all(entry.path(), ignored);
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
 void check_name(const std::string& name) {
   const bool known =
       name.find_first_not_of("abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789._-") ==
@@ -65,7 +80,11 @@ HeldFolder::HeldFolder(const std::string& name) : path_(runs_folder() + "/" + na
   const Descriptor turn = take_turn(runs_folder());
   if (fs::exists(path_)) {
     if (is_held(path_)) return;
-    fs::remove_all(path_);
+    std::error_code error;
+    fs::remove_all(path_, error);
+    // Data of plug-ins; the next box that ends may remove them.
+    if (error && rename(path_.c_str(), (runs_folder() + "/.left-" + std::to_string(getpid())).c_str()) != 0)
+      fail_errno("cannot remove " + path_);
   }
   if (mkdir(path_.c_str(), 0700) != 0) fail_errno("cannot make " + path_);
   lock_ = open_folder(path_);
@@ -99,19 +118,15 @@ Descriptor BoxPlace::make_socket() const {
 }
 
 std::vector<std::string> running_boxes() {
-  std::vector<std::string> names;
   const std::string folders = runs_folder();
-  const Descriptor turn = take_turn(folders);
-  for (const fs::directory_entry& entry : fs::directory_iterator(folders)) {
-    const std::string name = entry.path().filename();
-    std::error_code ignored;
-    if (!is_held(entry.path()))
-      fs::remove_all(entry.path(), ignored);
-    else if (!name.starts_with("."))  // no box's
-      names.push_back(name);
-  }
-  std::sort(names.begin(), names.end());
+  std::vector<std::string> names = sweep(folders);
+  std::erase_if(names, [](const std::string& name) { return name.starts_with("."); });  // no box's
   return names;
+}
+
+void BoxPlace::sweep_beside() const {
+  const fs::path folders = fs::path(folder()).parent_path();
+  if (fs::exists(folders)) sweep(folders);
 }
 
 std::string socket_of(const std::string& name) {

@@ -38,6 +38,8 @@ class BoxPlace {
   const std::string& folder() const { return folder_.path(); }
   // The control socket, which takes connections once it is listened at.
   Descriptor make_socket() const;
+  // Removes what killed boxes have left beside it.
+  void sweep_beside() const;
 
  private:
   const std::string name_;

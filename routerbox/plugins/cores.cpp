@@ -99,6 +99,7 @@ std::string Cores::keep(const PluginRun& run, pid_t process, const std::string& 
   fs::create_directories(fs::path(folder_).parent_path());
   if (mkdir(folder_.c_str(), 0700) != 0 && errno != EEXIST) fail_errno("cannot make " + folder_);
   if (rename(core.c_str(), place.c_str()) != 0) fail_errno("cannot move " + core + " to " + place);
+  if (lchown(place.c_str(), 0, 0) != 0) fail_errno("cannot take over " + place);  // for the author's debugger
   return place;
 }
 

@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "../trace/peers.h"
+#include "data_folders.h"
 
 namespace routerbox {
 namespace {
@@ -88,6 +89,7 @@ bool Plugins::start(size_t place) {
   const Row before = row(place);
   if (before.state == State::kRunning) return false;
   const PluginRun& run = before.run;
+  make_data(run);  // an author may have removed it, to begin anew
   Launch launch{run.program, run.words, run.uid, {}};
   emulate(run.emulator, &launch);
   run_under_valgrind(run, &launch);

@@ -26,4 +26,12 @@ inline tm* local_time(const time_t* seconds, tm* date) noexcept {
   return localtime_r(seconds, date);
 }
 
+// The date of a message; all zero when the time has none.
+inline tm local_now() noexcept {
+  const time_t now = time(nullptr);
+  tm date{};
+  local_time(&now, &date);
+  return date;
+}
+
 }  // namespace zel

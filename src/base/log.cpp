@@ -39,9 +39,7 @@ void zel_log(int level, const char* format, ...) {
   vsnprintf(text, sizeof text - 1, format, arguments);
   va_end(arguments);
 
-  const time_t now = time(nullptr);
-  tm local{};
-  zel::local_time(&now, &local);
+  const tm local = zel::local_now();
   fprintf(stderr, "[%02d-%02d %2d:%2d:%2d] %s\n", local.tm_mon + 1, local.tm_mday, local.tm_hour,
           local.tm_min, local.tm_sec, text);
 

@@ -66,9 +66,7 @@ int QO_Log(int level, const char* format, ...) {
   va_start(arguments, format);
   vsnprintf(text, sizeof text - 1, format, arguments);
   va_end(arguments);
-  const time_t now = time(nullptr);
-  tm local{};
-  zel::local_time(&now, &local);
+  const tm local = zel::local_now();
   char line[1040] = {};
   const int length = snprintf(line, sizeof line, "[%s-%2d %2d:%2d:%2d] %s\n", letter_of(level), local.tm_mday,
                               local.tm_hour, local.tm_min, local.tm_sec, text);

@@ -355,3 +355,17 @@ TEST(ObjectName, CameFromAFileInTheParentOnce) {
     unlink(c.file);
   }
 }
+
+TEST(BufferDump, ShowsSixteenBytesALine) {
+  unsigned char bytes[17] = {0xA0};
+  blob_buf buffer{};
+  buffer.buf = bytes;
+  buffer.head = reinterpret_cast<blob_attr*>(bytes);
+  buffer.buflen = sizeof bytes;
+  char heads[200];
+  snprintf(heads, sizeof heads, "dump_blob_buf\nbuflen = 17\naddr of head = %p\naddr of buf = %p\n",
+           buffer.buf, buffer.buf);
+  std::string zeros;
+  for (int i = 0; i < 15; ++i) zeros += "00 ";
+  EXPECT_EQ(captured(stdout, [&] { dump_blob_buf(&buffer); }), heads + ("\nA0 " + zeros) + "\n00 ");
+}

@@ -17,6 +17,7 @@ TEST(Paths, AreAskedFor) {
                                                {"isAbsFileExist", isAbsFileExist, "/none/x", 0},
                                                {"isAbsFileExist", isAbsFileExist, nullptr, 0},
                                                {"qo_checkDir", qo_checkDir, "/tmp", 1},
+                                               {"qo_checkDir", qo_checkDir, "/tmp/a b", 0},
                                                {"qo_checkDir", qo_checkDir, nullptr, 0},
                                                {"qo_checkDir_readonly", qo_checkDir_readonly, "/tmp", 0},
                                                {"is_file_video", is_file_video, "movie.M3U", 1},

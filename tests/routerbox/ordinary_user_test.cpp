@@ -59,10 +59,12 @@ TEST_F(OrdinaryUser, HasTheWholeBox) {
 TEST_F(OrdinaryUser, HasTheVerbsToo) {
   folder_.file("author",
                "echo '[[plugin]]\nname = \"night\"\nappid = \"3001\"\nrun = \"sleep 1000\"' >box.toml\n"
-               "$ROUTERBOX up && $ROUTERBOX ps && $ROUTERBOX exec --as night -- sh -c 'id -u; touch mark'\n"
-               "$ROUTERBOX down && ls .box/night\n");
+               "$ROUTERBOX up && $ROUTERBOX ps && $ROUTERBOX exec --as night -- sh -c 'id -u; umask 077; "
+               "mkdir own; touch own/mark'\n"
+               "$ROUTERBOX down && ls .box/night/own\n"
+               "$ROUTERBOX run -- stat -c %u .box/night/own; rm -r .box && echo removed\n");
   const Outcome outcome = run_as_tester("sh ../author");
-  for (const char* text : {"night  3001   10001  running", "\n10001\n", "has ended\nmark\n"})
+  for (const char* text : {"night  3001   10001  running", "\n10001\n", "has ended\nmark\n10001\nremoved\n"})
     EXPECT_NE(std::string::npos, outcome.output.find(text)) << outcome.output;
 }
 

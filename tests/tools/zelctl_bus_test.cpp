@@ -1,4 +1,5 @@
 // zelctl cloud, event and bus. /tmp/serve is plug-in 1005, which answers in capitals; /tmp/ready waits for it.
+#include "support/played_broker.h"
 #include "zelctl.h"
 
 namespace {
@@ -138,5 +139,15 @@ TEST_F(Bus, IsListenedTo) {
        3, "broker has gone\nStart it again"},
       {"gone", "$Z cloud send 1005 x", 3, "there is no bus\nIs the broker"},
   };
+  check(kCases);
+}
+
+TEST_F(Bus, MayHangWhileAServiceStarts) {
+  const test::PlayedBroker first(
+      [](const test::FrameSocket& client) { client.receive(); });  // None greets the next.
+  setenv("AT", first.path().c_str(), 1);
+  static const Case kCases[] = {
+      {"put at the bus", "chmod -R a+rwx ${AT%/*}; ln -sf $AT /var/run/ubus/ubus.sock", 0, ""},
+      {"hangs", "$Z --as 1003 event listen", 5, "took the connection and stayed silent for 5 s"}};
   check(kCases);
 }

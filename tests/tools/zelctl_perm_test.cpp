@@ -86,6 +86,12 @@ TEST_F(Perm, SaysWhatFailedAndWhatToDo) {
        "(7014)\nMake"},
       {"nor now", "$Z perm insert 3003 --name x --uid 7", 3, "lists 1004, which the table lacks"},
       {"saved later", "umount $F && $Z perm save && ! grep 1004 $F", 0, "package file written: 6 plug-ins"},
+      {"an insert that the file cannot take",
+       "cp $F $F.old && mount --bind $F.old $F && $Z perm insert 3003 --name x --uid 7; s=$?; umount $F; "
+       "exit $s",
+       3, "3003 is inserted until the next boot only"},
+      {"nor another change", "$Z perm update 3003 --uid 8", 3, "differ about 3003. File: nothing"},
+      {"saved later, too", "$Z perm save && grep -c 3003 $F", 0, "said of 3003 was replaced"},
       {"edited by hand", "sed -i 's/listener/lauscher/' $F && $Z perm delete 1002", 3,
        "differ about 1003. File: uid 10003, abilities 5, name 'lauscher'"},
       {"put back with a word", "$Z perm save", 0, "note: what the file said of 1003 was replaced"},

@@ -2,6 +2,7 @@
 
 #include <endian.h>
 #include <unistd.h>
+#include <zel/service.h>
 
 #include "ending.h"
 #include "failure.h"
@@ -111,11 +112,15 @@ void add_run(cJSON* json, const blob_attr* container, int depth) {
   }
 }
 
+Limit broker_patience() {
+  return Limit(kConnectSeconds, "It is stopped or hangs: look for ubusd in ps, and start it again.",
+               "the bus's broker took the connection and stayed silent for %u s", kConnectSeconds);
+}
+
 }  // namespace
 
 BusLink connect_bus() {
-  const Limit limit(kConnectSeconds, "It is stopped or hangs: look for ubusd in ps, and start it again.",
-                    "the bus's broker took the connection and stayed silent for %u s", kConnectSeconds);
+  const Limit limit = broker_patience();
   BusLink bus(ubus_connect(nullptr));
   if (bus) return bus;
   const std::string account = missing_account();
@@ -124,6 +129,11 @@ BusLink connect_bus() {
          "Give the user and its group a name in /etc/passwd and /etc/group, or run it as root.",
          "the bus's broker sends this user away: %s", account.c_str());
   fail(kFailed, "Is the broker, ubusd, running? On a PC there is one in a router box.", "there is no bus");
+}
+
+int start_service(const char* name) {
+  const Limit limit = broker_patience();
+  return zel_service_init_dbg(name);
 }
 
 int look_up(ubus_context* bus, const char* object, uint32_t* id) {

@@ -13,6 +13,9 @@ using BusLink = std::unique_ptr<ubus_context, GivenBackBy<ubus_free>>;
 // Fails if there is no broker, if it stays silent, or if it sends the caller away.
 BusLink connect_bus();
 
+// The library's zel_service_init_dbg, whose connecting has no limit of its own. Fails if the broker stays silent.
+int start_service(const char* name);
+
 // 0 with the object's number, or a status of the bus. A lookup can succeed without a number, for users that may see
 // nothing: that is UBUS_STATUS_PERMISSION_DENIED here.
 int look_up(ubus_context* bus, const char* object, uint32_t* id);

@@ -91,7 +91,7 @@ void start_object(const std::string& appid) {
          "another process serves %s already", object.c_str());
   // The object alone, as plug-ins without events have it.
   const bool served =
-      zel_service_init_dbg(appid.c_str()) == 0 && zel_cloud_msg_handler_register(answer_message) == 0;
+      start_service(appid.c_str()) == 0 && zel_cloud_msg_handler_register(answer_message) == 0;
   if (!served)
     fail(kFailed,
          "The broker may not let this user make objects: see /usr/share/acl.d. The library's words: -v",

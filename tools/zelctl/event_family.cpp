@@ -1,6 +1,5 @@
 // zelctl event: the router's events.
 #include <zel/event.h>
-#include <zel/service.h>
 
 #include <ctime>
 
@@ -83,7 +82,7 @@ int listen(const Call& call) {
     if (heard[event]) subscribe(event);
   }
   // The receiver alone: the cloud object is the plug-in's own, which may be running.
-  if (const int code = zel_service_init_dbg(nullptr); code != 0)
+  if (const int code = start_service(nullptr); code != 0)
     fail_with(code, kFailed,
               "The broker may not let this user listen: see /usr/share/acl.d. The library's words: -v",
               "the bus does not give this user events");

@@ -32,7 +32,7 @@ void each_plugin(const perm_table& table, Visit visit) {
 template <class Visit>
 void each_ability(const perm_table& table, Visit visit) {
   for (const perm_ability_info& ability : table.abilities) {
-    if (ability.permid >= 1 && ability.permid <= ability_control_plug) visit(ability);
+    if (ability.permid >= 1 && ability.permid <= PERM_ABILITY_COUNT) visit(ability);
   }
 }
 
