@@ -120,9 +120,8 @@ bool FileReplacement::open_beside(const char* name) {
     file_ = std::move(old);  // A device, say: it has no content to keep, and must not become a file.
     return true;
   }
-  // The owner first: changing it clears bits of the mode.
-  return create(0600) && fchown(file_.get(), kept.user, kept.group) == 0 &&
-         fchmod(file_.get(), kept.mode & 07777U) == 0;
+  mode_ = kept.mode & 07777U;
+  return create(0600) && fchown(file_.get(), kept.user, kept.group) == 0;
 }
 
 bool FileReplacement::create(mode_t mode) {
@@ -145,6 +144,8 @@ bool FileReplacement::create(mode_t mode) {
 
 bool FileReplacement::finish(const char* text, size_t length) {
   if (!write_whole(file_.get(), text, length)) return false;
+  // Last: a change of the owner clears bits of the mode, and so does whatever an ordinary user's root writes.
+  if (mode_ && fchmod(file_.get(), *mode_) != 0) return false;
   const bool flushed = temporary_[0] == '\0' || fsync(file_.get()) == 0;
   const bool closed = close_written(std::move(file_));
   return flushed && closed && (temporary_[0] == '\0' || move_into_place());

@@ -5,6 +5,7 @@
 
 #include <climits>
 #include <cstddef>
+#include <optional>
 
 #include "base/handles.h"
 
@@ -41,6 +42,7 @@ class FileReplacement {
 
   Descriptor folder_;
   Descriptor file_;
+  std::optional<mode_t> mode_;  // The old file's, which it gets once it is written.
   char name_[NAME_MAX + 1] = {};
   char temporary_[NAME_MAX + 1] = {};  // Empty when there is no file of that name to remove.
 };

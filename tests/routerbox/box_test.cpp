@@ -51,7 +51,7 @@ TEST(RouterBox, SaysWhatIsWrongWithItsInput) {
 TEST(RouterBox, HasARouterOfItsOwn) {
   static const Case kCases[] = {
       {"the package file is in place",
-       "$ROUTERBOX -q --packages $PACKAGES -- cmp $PACKAGES /etc/norva/packages.json", 0, ""},
+       "$ROUTERBOX -q --packages $PACKAGES -- cmp - /etc/norva/packages.json <$PACKAGES", 0, ""},
       {"plug-ins may not change it",
        "$ROUTERBOX -q --packages $PACKAGES --as 1003 -- sh -c ': >>/etc/norva/packages.json'", 2, "denied"},
       {"plug-ins have a uid and a name",

@@ -1,4 +1,6 @@
 // Command lines, help and completion.
+#include <filesystem>
+
 #include "zelctl.h"
 
 namespace {
@@ -64,7 +66,8 @@ class Examples : public Line, public testing::WithParamInterface<const char*> {}
 
 TEST_P(Examples, OfTheHelpRun) {
   setenv("FAMILY", GetParam(), 1);
-  setenv("EXAMPLES", TEST_DATA "/../../examples", 1);
+  const auto examples = std::filesystem::path(TEST_DATA "/../../examples").lexically_normal();
+  setenv("EXAMPLES", examples.c_str(), 1);
   static const Case kCases[] = {
       {"run",
        "for i in 6 7 8 9; do echo zel200$i:x:1000$i:1000$i::/: >>/etc/passwd; echo zel200$i:x:1000$i: "
