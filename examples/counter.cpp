@@ -36,7 +36,9 @@ zel::result<void> serve(Tally& tally) {
       })
       .and_then([&] {
         return zel::event::subscribe(ZEL_EVENT_WAN, [&tally](int32_t subevent, std::string_view) {
-          if (subevent == 257) ++tally.outages;
+          if (subevent != 257) return;
+          ++tally.outages;
+          std::puts("an outage");
         });
       });
 }
@@ -50,5 +52,6 @@ int main() {
     std::fprintf(stderr, "counter: %s\n", served.error().text().c_str());
     return 1;
   }
+  std::puts("I count");
   for (;;) pause();
 }

@@ -64,7 +64,7 @@ class Box {
     // However this ends, as their threads need the box's processes.
     const std::unique_ptr<Cores, void (*)(Cores*)> told(&cores_, [](Cores* cores) { cores->wait(); });
     start_control(std::move(ends_.control),
-                  box_verbs({plan_, processes_, trace_, plugins_, services_, bus_, faults_, expectations_,
+                  box_verbs({plan_, processes_, trace_, plugins_, services_, faults_, expectations_,
                              installer_, [this](size_t place) { start_plugin(place); }}));
     services_.start_all();
     if (!plan_.zelctl.empty()) fill_permission_table();

@@ -239,7 +239,7 @@ class BoxVerbs {
       throw Failure(fault, kWrongCommandLine);
     std::optional<std::string> text;
     if (arguments.contains("text")) text = text_in(arguments, "text");
-    parts_.bus.send_event(row.number, sub, text);
+    parts_.expectations.send_event(row.number, sub, text);
     return {{"event", row.number}, {"subevent", sub}};
   }
 

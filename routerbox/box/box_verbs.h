@@ -2,7 +2,6 @@
 #pragma once
 #include <functional>
 
-#include "../clients/bus_client.h"
 #include "../clients/fault_verbs.h"
 #include "../expect/expectations.h"
 #include "../services/services.h"
@@ -18,7 +17,6 @@ struct BoxParts {
   Trace& trace;
   Plugins& plugins;
   Services& services;
-  BusClient& bus;
   FaultVerbs& faults;
   Expectations& expectations;
   Installer& installer;

@@ -135,13 +135,20 @@ Json Expectations::ask(const PluginRun& plugin, const std::string& text, const P
 
 // Who has an answer looks at the trace next, whose lines of the bus are written by a process of its own, a moment
 // later; with brokers that show nothing, never.
-void Expectations::let_trace_follow(const PluginRun& plugin, size_t next) {
-  const auto is_message = [&](const Json& line) {
-    return text_of(line, "what") == "send_cmd" && text_of(line, "to") == plugin.name;
-  };
+void Expectations::let_trace_follow(const TraceReader::Match& fits, size_t next) {
   const auto begin = Clock::now();
-  while (since(begin) < kTraceWithin && !trace_.find(is_message, &next))
-    std::this_thread::sleep_for(kBetweenLooks);
+  while (since(begin) < kTraceWithin && !trace_.find(fits, &next)) std::this_thread::sleep_for(kBetweenLooks);
+}
+
+void Expectations::send_event(int event, int subevent, const std::optional<std::string>& text) {
+  const size_t trace_before = trace_.end();
+  parts_.bus.send_event(event, subevent, text);
+  // Who it was given to stands before.
+  const auto is_sent = [](const Json& line) {
+    return text_of(line, "channel") == "events" && text_of(line, "from") == "root" &&
+           text_of(line, "to") == "bus";
+  };
+  let_trace_follow(is_sent, trace_before);
 }
 
 Json Expectations::send(const PluginRun& plugin, const Json& arguments) {
@@ -154,7 +161,10 @@ Json Expectations::send(const PluginRun& plugin, const Json& arguments) {
   const size_t trace_before = trace_.end();
   try {
     answer = ask(plugin, text, pattern, within);
-    let_trace_follow(plugin, trace_before);
+    const auto is_message = [&](const Json& line) {
+      return text_of(line, "what") == "send_cmd" && text_of(line, "to") == plugin.name;
+    };
+    let_trace_follow(is_message, trace_before);
   } catch (const Failure& failure) {
     if (expected.empty() && !arguments.contains("within")) throw;
     throw Failure(describe("no answer", wanted, failure.what()) + last_messages(), failure.status());

@@ -28,6 +28,8 @@ class Expectations {
   Json verify(const Json& arguments);
   // Of a message that was answered, or not, within its limit.
   Json send(const PluginRun& plugin, const Json& arguments);
+  // Of the router. When it returns, the trace has it.
+  void send_event(int event, int subevent, const std::optional<std::string>& text);
 
  private:
   Json wait_for(const Wanted& wanted);
@@ -35,7 +37,7 @@ class Expectations {
   std::string last_messages();
   Json ask(const PluginRun& plugin, const std::string& text, const Pattern& pattern,
            std::chrono::milliseconds within);
-  void let_trace_follow(const PluginRun& plugin, size_t next);
+  void let_trace_follow(const TraceReader::Match& fits, size_t next);
   Json unplayed_faults() const;
 
   const Parts parts_;

@@ -70,25 +70,33 @@ class Browser:
                 raise AssertionError(f"not within {within} s: {script} {arguments}; the page shows:\n{shown}")
             time.sleep(0.02)
 
-    def click(self, selector, text=""):
-        """As soon as there is one, and it keeps still: the page may be drawing it anew."""
+    def _once_still(self, act):
+        """The page may be drawing anew what is acted on, and refuse it meanwhile."""
         end = time.monotonic() + 5
         while True:
-            found = self.wait(
-                "[...document.querySelectorAll(arguments[0])].find((e) => e.textContent.includes(arguments[1]) && !e.disabled)",
-                selector, text)
             try:
-                return self.ask("POST", f"/element/{found[ELEMENT]}/click")
+                return act()
             except Refused:
                 if time.monotonic() > end:
                     raise
             time.sleep(0.02)
+
+    def click(self, selector, text=""):
+        """As soon as there is one."""
+        def act():
+            found = self.wait(
+                "[...document.querySelectorAll(arguments[0])].find((e) => e.textContent.includes(arguments[1]) && !e.disabled)",
+                selector, text)
+            return self.ask("POST", f"/element/{found[ELEMENT]}/click")
+        return self._once_still(act)
 
     def press(self, *keys):
         strokes = [{"type": kind, "value": key} for key in keys for kind in ("keyDown", "keyUp")]
         self.ask("POST", "/actions", {"actions": [{"type": "key", "id": "keyboard", "actions": strokes}]})
 
     def fill(self, selector, text):
-        found = self.wait("document.querySelector(arguments[0])", selector)
-        self.ask("POST", f"/element/{found[ELEMENT]}/clear")
-        self.ask("POST", f"/element/{found[ELEMENT]}/value", {"text": text})
+        def act():
+            found = self.wait("document.querySelector(arguments[0])", selector)
+            self.ask("POST", f"/element/{found[ELEMENT]}/clear")
+            self.ask("POST", f"/element/{found[ELEMENT]}/value", {"text": text})
+        self._once_still(act)

@@ -94,10 +94,10 @@ class Console(unittest.TestCase):
         self.page.ask("POST", "/refresh")
         self.page.wait("document.body.dataset.connection === 'running' && document.querySelectorAll('.plugin').length === 2")
 
-    def wait(self, script, *arguments, within=5):
+    def wait(self, script, *arguments, within=10):
         return self.page.wait(script, *arguments, within=within)
 
-    def wait_for_text(self, selector, text, within=5):
+    def wait_for_text(self, selector, text, within=10):
         self.wait("document.querySelector(arguments[0])?.textContent.includes(arguments[1])", selector, text, within=within)
 
     def wait_for_state(self, path, value):

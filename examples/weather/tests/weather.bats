@@ -2,6 +2,7 @@ load box
 
 @test "tells of an outage" {
   box send weather report --expect 'net=1'
+  box mark                                       # it has asked the router before
   box wan down                                   # state and event 257
   box expect router query_router_wan_status --from weather --within 2s
   box send weather report --expect 'net=0.*257'
