@@ -37,9 +37,10 @@ int run_in_box(pid_t process_one, const Launch& launch) {
   enter(process_one);
   drop_machine_powers();
   Pipe report = make_pipe();
+  Start program(launch);
   const pid_t child = fork();  // the first one is in the box's process namespace, its parent stays outside
   if (child < 0) fail_errno("cannot start a process in the box");
-  if (child == 0) become_program(launch, nullptr, report.write.get());
+  if (child == 0) program.become_program(nullptr, report.write.get());
   report.write = Descriptor();
   // The terminal's are for the command.
   for (const int number : {SIGINT, SIGQUIT}) signal(number, SIG_IGN);

@@ -129,11 +129,25 @@ void allow_cores() {
   setrlimit(RLIMIT_CORE, &limit);
 }
 
+std::vector<std::string> own_environment() {
+  std::vector<std::string> settings;
+  for (char** setting = environ; *setting != nullptr; ++setting) settings.emplace_back(*setting);
+  return settings;
+}
+
+std::vector<std::string> environment_of(uid_t uid) {
+  std::vector<std::string> settings = own_environment();
+  const passwd* const account = getpwuid(uid);
+  if (account == nullptr) return settings;
+  std::erase_if(settings, [](const std::string& setting) {
+    return setting.starts_with("USER=") || setting.starts_with("HOME=");
+  });
+  settings.push_back(std::string("USER=") + account->pw_name);
+  settings.push_back(std::string("HOME=") + account->pw_dir);
+  return settings;
+}
+
 void become_plugin(uid_t uid) {
-  if (const passwd* const account = getpwuid(uid)) {
-    setenv("USER", account->pw_name, 1);
-    setenv("HOME", account->pw_dir, 1);
-  }
   limit_processes();
   if (setgroups(0, nullptr) != 0 || setresgid(uid, uid, uid) != 0 || setresuid(uid, uid, uid) != 0)
     fail_errno("cannot become uid " + std::to_string(uid));

@@ -14,6 +14,10 @@ void clean_environment(const std::vector<std::string>& passed);
 // For all programs of the box from here on, root's too: no power over the machine's kernel, clock and hardware.
 void drop_machine_powers();
 
+// Settings NAME=VALUE for a program: this process's own, and the same with the user's name and folder.
+std::vector<std::string> own_environment();
+std::vector<std::string> environment_of(uid_t uid);
+
 // For a program about to be executed. Both throw Failure.
 void close_inherited();
 // As `uid`, for good: no set-uid program and no user namespace gives it more.

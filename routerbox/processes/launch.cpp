@@ -24,31 +24,44 @@ void show_data(const std::string& folder) {
     fail_errno("cannot show " + folder + " as " + kDataFolder);
 }
 
-// What has to be done before the program is executed; throws Failure.
-void prepare(const Launch& launch, const Streams* streams) {
-  signal(SIGPIPE, SIG_DFL);  // the HTTP library has it ignored
-  if (streams != nullptr && !take_streams(*streams))
-    fail_errno("cannot set up the streams of " + launch.program);
-  if (!launch.data.empty()) show_data(launch.data);
-  if (!launch.folder.empty() && chdir(launch.folder.c_str()) != 0)
-    fail_errno("cannot enter " + launch.folder);
-  close_inherited();
-  if (!launch.uid) return;
-  allow_cores();
-  become_plugin(*launch.uid);
-}
-
 }  // namespace
 
-void become_program(Launch launch, const Streams* streams, int report) {
+Start::Start(const Launch& launch)
+    : launch_(launch),
+      words_(exec_arguments(launch_.words)),
+      settings_(launch.uid ? environment_of(*launch.uid) : own_environment()),
+      environment_(exec_arguments(settings_)) {}
+
+// What has to be done before the program is executed; throws Failure.
+void Start::prepare(const Streams* streams) const {
+  signal(SIGPIPE, SIG_DFL);  // the HTTP library has it ignored
+  if (streams != nullptr && !take_streams(*streams))
+    fail_errno("cannot set up the streams of " + launch_.program);
+  if (!launch_.data.empty()) show_data(launch_.data);
+  if (!launch_.folder.empty() && chdir(launch_.folder.c_str()) != 0)
+    fail_errno("cannot enter " + launch_.folder);
+  close_inherited();
+  if (!launch_.uid) return;
+  allow_cores();
+  become_plugin(*launch_.uid);
+}
+
+void Start::execute() {
+  if (launch_.complete) {
+    launch_.complete(&launch_);
+    words_ = exec_arguments(launch_.words);
+  }
+  execve(launch_.program.c_str(), words_.data(), environment_.data());
+}
+
+void Start::become_program(const Streams* streams, int report) {
   std::string text;
   int status = kBoxFailed;
   try {
-    prepare(launch, streams);
-    if (launch.complete) launch.complete(&launch);
-    execv(launch.program.c_str(), exec_arguments(launch.words).data());
+    prepare(streams);
+    execute();
     status = errno == ENOENT ? kNotFound : kNotExecutable;
-    text = explain_exec(launch.program, errno);
+    text = explain_exec(launch_.program, errno);
   } catch (const Failure& failure) {
     status = failure.status();
     text = failure.what();

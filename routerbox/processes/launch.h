@@ -33,7 +33,23 @@ struct Streams {
   Descriptor input, output;
 };
 
-// In a new child: becomes the program, or writes to `report` why not: the exit status as one byte, then the text.
-[[noreturn]] void become_program(Launch launch, const Streams* streams, int report);
+// What a new process needs, put together before the fork. Between that and the program nothing is allocated: other
+// threads may hold locks of the allocator then, which those of sanitizers leave held in the child.
+class Start {
+ public:
+  explicit Start(const Launch& launch);
+
+  // In the new child: becomes the program, or writes to `report` why not: the exit status as one byte, then the text.
+  [[noreturn]] void become_program(const Streams* streams, int report);
+
+ private:
+  void prepare(const Streams* streams) const;
+  void execute();
+
+  Launch launch_;
+  std::vector<char*> words_;
+  std::vector<std::string> settings_;
+  std::vector<char*> environment_;
+};
 
 }  // namespace routerbox

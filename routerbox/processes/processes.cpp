@@ -143,8 +143,9 @@ pid_t Processes::start(const Launch& launch) {
       if (fcntl(output.read.get(), F_SETFL, O_NONBLOCK) != 0) fail_errno("cannot read a program's output");
     }
     Pipe report = make_pipe();
+    Start program(launch);
     const pid_t child = fork_child();
-    if (child == 0) become_program(launch, streams ? &*streams : nullptr, report.write.get());
+    if (child == 0) program.become_program(streams ? &*streams : nullptr, report.write.get());
     ended_.erase(child);
 
     report.write = Descriptor();
