@@ -39,22 +39,37 @@ std::string Clients::owner(const std::string& object) const {
 }
 
 void Clients::add_account(uint32_t client, const std::string& user) {
-  if (user.empty() || names_.count(client) > 0) return;
+  if (user.empty() || known_name(client) != nullptr) return;
   if (const std::optional<uid_t> uid = uid_of(user)) learn(client, name_of(uid, folder_));
 }
 
-std::string Clients::name(uint32_t client) const {
-  const auto found = names_.find(client);
-  if (found != names_.end()) return found->second;
+std::string Clients::name(uint32_t client) {
+  if (const std::string* const known = known_name(client)) return *known;
   char number[32];
   std::snprintf(number, sizeof number, "client %08x", client);
   return number;
 }
 
+const std::string* Clients::known_name(uint32_t client) {
+  if (const auto found = recent_.find(client); found != recent_.end()) return &found->second;
+  const auto found = older_.find(client);
+  if (found == older_.end()) return nullptr;
+  learn(client, std::string(found->second));
+  return &recent_[client];
+}
+
 void Clients::learn(uint32_t client, const std::string& name) {
-  constexpr size_t kMost = 10'000;  // clients that came and went
-  if (names_.size() >= kMost) names_.clear();
-  names_[client] = name;
+  constexpr size_t kMost = 500;
+  if (recent_.size() >= kMost) {
+    older_ = std::move(recent_);
+    recent_.clear();
+  }
+  recent_[client] = name;
+}
+
+void Clients::forget() {
+  recent_.clear();
+  older_.clear();
 }
 
 }  // namespace routerbox::bus

@@ -16,17 +16,19 @@ class Clients {
   void add_object(uint32_t client, const std::string& path);
   // A name, or a number where the user has none; empty: not known.
   void add_account(uint32_t client, const std::string& user);
-  std::string name(uint32_t client) const;
+  std::string name(uint32_t client);
   // The plug-in whose object has this name; the object's name for others.
   std::string owner(const std::string& object) const;
   // The broker has ended, and its numbers with it.
-  void forget() { names_.clear(); }
+  void forget();
 
  private:
+  const std::string* known_name(uint32_t client);  // null: not known
   void learn(uint32_t client, const std::string& name);
 
   const std::string folder_;
-  std::map<uint32_t, std::string> names_;
+  // Nobody tells when a client goes. Those that show themselves stay among the recent ones.
+  std::map<uint32_t, std::string> recent_, older_;
 };
 
 }  // namespace routerbox::bus

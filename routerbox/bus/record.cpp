@@ -6,6 +6,7 @@ namespace routerbox::bus {
 namespace {
 
 constexpr size_t kMostRequests = 10'000;  // that wait for their end
+constexpr std::chrono::seconds kLongestRequest(30);
 
 // The router's as the verb `event` has them: "wan 257".
 std::string event_name(const std::string& id, const Json& data) {
@@ -48,8 +49,17 @@ void Recorder::take_request(const Frame& frame) {
   if (frame.type == UBUS_MSG_ADD_OBJECT) clients_.add_object(frame.client, frame.path);
   if (frame.type == UBUS_MSG_INVOKE && frame.object == UBUS_SYSTEM_OBJECT_EVENT && frame.method == "send")
     event_sender_ = clients_.name(frame.client);
+  const Clock::time_point now = Clock::now();
+  drop_unanswered(now);
+  requests_[{frame.client, frame.sequence}] = {frame, now, nullptr};
+}
+
+// Who goes away leaves requests that nobody ends.
+void Recorder::drop_unanswered(Clock::time_point now) {
   if (requests_.size() >= kMostRequests) requests_.clear();
-  requests_[{frame.client, frame.sequence}] = {frame, Clock::now(), nullptr};
+  if (now - looked_through_ < std::chrono::seconds(1)) return;
+  looked_through_ = now;
+  std::erase_if(requests_, [&](const auto& row) { return now - row.second.begin > kLongestRequest; });
 }
 
 void Recorder::take_answer(const Frame& frame) {

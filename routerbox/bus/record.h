@@ -32,6 +32,7 @@ class Recorder {
   using Key = std::pair<uint32_t, uint32_t>;  // client and sequence number
 
   void take_request(const Frame& frame);
+  void drop_unanswered(Clock::time_point now);
   void take_answer(const Frame& frame);
   void take_status(const Frame& frame);
   void take_call(const Frame& frame);
@@ -54,6 +55,7 @@ class Recorder {
   Clients clients_;
   std::map<uint32_t, std::string> objects_;
   std::map<Key, Request> requests_;
+  Clock::time_point looked_through_;
   std::string event_sender_;  // of the event that is given out
 };
 
