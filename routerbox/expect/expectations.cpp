@@ -143,10 +143,11 @@ void Expectations::let_trace_follow(const TraceReader::Match& fits, size_t next)
 void Expectations::send_event(int event, int subevent, const std::optional<std::string>& text) {
   const size_t trace_before = trace_.end();
   parts_.bus.send_event(event, subevent, text);
-  // Who it was given to stands before.
-  const auto is_sent = [](const Json& line) {
-    return text_of(line, "channel") == "events" && text_of(line, "from") == "root" &&
-           text_of(line, "to") == "bus";
+  // Who it was given to stands before. Not by its sender, whom not every broker's frames tell.
+  const Json::json_pointer event_place("/details/data/event"), subevent_place("/details/data/subevent");
+  const auto is_sent = [&](const Json& line) {
+    return text_of(line, "channel") == "events" && text_of(line, "to") == "bus" &&
+           line.value(event_place, Json()) == event && line.value(subevent_place, Json()) == subevent;
   };
   let_trace_follow(is_sent, trace_before);
 }
